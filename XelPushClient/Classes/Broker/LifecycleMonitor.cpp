@@ -1,0 +1,123 @@
+#include "XelPushClient/Classes/Broker/LifecycleMonitor.h"
+
+#include <utility>
+
+namespace xel {
+namespace {
+
+constexpr std::string_view kBackgroundTaskName = "XEL PUSH BG Task";
+
+}  // namespace
+
+LifecycleMonitor::LifecycleMonitor(Surroundings surroundings)
+    : surroundings_(surroundings), life_(std::make_shared<LifecycleMonitor*>(this)) {}
+
+LifecycleMonitor::~LifecycleMonitor() {
+    if (reachability_) {
+        reachability_->stopNotifier();
+    }
+    stopObservingApplication();
+}
+
+UIApplication* LifecycleMonitor::applicationFromNotification(const NSNotification& notification) {
+    return dynamic_cast<UIApplication*>(notification.object);
+}
+
+void LifecycleMonitor::observe(std::string_view name, ApplicationOperation operation) {
+    observations_.push_back(surroundings_.home.notificationCenter->addObserver(
+        std::string(name), nullptr,
+        [life = std::weak_ptr(life_), operation](const NSNotification& notification) {
+            const auto self = life.lock();
+            UIApplication* application = applicationFromNotification(notification);
+            if (self && application != nullptr) {
+                ((*self)->*operation)(*application);
+            }
+        }));
+}
+
+void LifecycleMonitor::observeApplication() {
+    surroundings_.machine.application->attachNotificationCenter(surroundings_.home.notificationCenter);
+    observe(UIApplicationWillTerminateNotification, &LifecycleMonitor::applicationWillTerminate);
+    observe(UIApplicationDidBecomeActiveNotification, &LifecycleMonitor::applicationDidBecomeActive);
+    observe(UIApplicationDidEnterBackgroundNotification, &LifecycleMonitor::applicationDidEnterBackground);
+    observe(UIApplicationWillEnterForegroundNotification, &LifecycleMonitor::applicationWillEnterForeground);
+    observe(UIApplicationWillResignActiveNotification, &LifecycleMonitor::applicationWillResignActive);
+}
+
+void LifecycleMonitor::observeReachability() {
+    reachability_ = surroundings_.machine.reachability->reachabilityForInternetConnection();
+    reachability_->setReachabilityBlock([life = std::weak_ptr(life_)](PushClientServerReachability&) {
+        if (const auto self = life.lock()) {
+            (*self)->handleReachabilityStatus();
+        }
+    });
+    reachability_->startNotifier();
+    isServerReachable_ = reachability_->isReachable();
+    serverNetworkType_ = reachability_->currentReachabilityStatus();
+}
+
+void LifecycleMonitor::stopObservingApplication() {
+    for (const auto& observation : std::exchange(observations_, {})) {
+        surroundings_.home.notificationCenter->removeObserver(observation);
+    }
+}
+
+void LifecycleMonitor::handleReachabilityStatus() {
+    const bool isReachable = reachability_->isReachable();
+    const auto networkType = reachability_->currentReachabilityStatus();
+    if (isReachable == isServerReachable_ && networkType == serverNetworkType_) {
+        return;
+    }
+    isServerReachable_ = isReachable;
+    serverNetworkType_ = networkType;
+    surroundings_.fanout.callBackServerReachabilityChanged(isReachable, networkType);
+    if (networkType != PushClientServerReachabilityNoNetworkFoundType) {
+        TVRLog(surroundings_.log, "[%@]: ONLINE! Calling connectToServer",
+               "-[PushClientManager handleReachabilityStatus]");
+        surroundings_.observer.pendingConnectToServer();
+    }
+}
+
+void LifecycleMonitor::applicationDidBecomeActive(UIApplication& /*application*/) {}
+
+void LifecycleMonitor::applicationWillResignActive(UIApplication& /*application*/) {}
+
+void LifecycleMonitor::applicationWillEnterForeground(UIApplication& /*application*/) {
+    TVRLog(surroundings_.log, "[%@] Calling pending registration & connectToServer",
+           "-[PushClientManager applicationWillEnterForeground:]");
+    surroundings_.observer.pendingConnectToServer();
+}
+
+void LifecycleMonitor::applicationDidEnterBackground(UIApplication& application) {
+    backgroundTask_ =
+        application.beginBackgroundTaskWithName(kBackgroundTaskName, [life = std::weak_ptr(life_)] {
+            if (const auto self = life.lock()) {
+                (*self)->backgroundTimeIsUp();
+            }
+        });
+}
+
+void LifecycleMonitor::backgroundTimeIsUp() {
+    TVRLog(surroundings_.log, "########################### Expired Background Task!");
+    TVRLog(surroundings_.log, "Time remaining: %.1f",
+           surroundings_.machine.application->backgroundTimeRemaining());
+    surroundings_.connection.disconnectFromServer();
+    endBackgroundTask();
+}
+
+void LifecycleMonitor::applicationWillTerminate(UIApplication& /*application*/) {
+    surroundings_.machine.runLoop->post([life = std::weak_ptr(life_)] {
+        if (const auto self = life.lock()) {
+            (*self)->surroundings_.connection.disconnectFromServer();
+        }
+    });
+}
+
+void LifecycleMonitor::endBackgroundTask() {
+    if (backgroundTask_ != 0) {
+        surroundings_.machine.application->endBackgroundTask(backgroundTask_);
+        backgroundTask_ = UIBackgroundTaskInvalid;
+    }
+}
+
+}  // namespace xel

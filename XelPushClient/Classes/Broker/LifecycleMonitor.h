@@ -1,0 +1,79 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "XelPushClient/Classes/Broker/BrokerConnection.h"
+#include "XelPushClient/Classes/Core/EventFanout.h"
+
+namespace xel {
+
+/// Hears that outside circumstances allow going on: the network came back, or the application came to the
+/// front.
+class PendingWorkObserver {
+public:
+    virtual ~PendingWorkObserver() = default;
+    virtual void pendingConnectToServer() = 0;
+};
+
+/// Follows reachability and the host application's lifecycle, and holds the background task.
+///
+/// Owner: the manager. Thread: the manager's run loop.
+class LifecycleMonitor {
+public:
+    struct Surroundings {
+        const Machine& machine;
+        const Home& home;
+        const LogOutput& log;
+        BrokerConnection& connection;
+        EventFanout& fanout;
+        PendingWorkObserver& observer;
+    };
+
+    explicit LifecycleMonitor(Surroundings surroundings);
+    LifecycleMonitor(const LifecycleMonitor&) = delete;
+    LifecycleMonitor& operator=(const LifecycleMonitor&) = delete;
+    ~LifecycleMonitor();
+
+    [[nodiscard]] bool isServerReachable() const { return isServerReachable_; }
+    [[nodiscard]] PushClientServerReachabilityNetworkType serverNetworkType() const {
+        return serverNetworkType_;
+    }
+    [[nodiscard]] UIBackgroundTaskIdentifier backgroundTask() const { return backgroundTask_; }
+
+    /// Starts hearing the application's lifecycle notifications, and reachability.
+    void observeApplication();
+    void observeReachability();
+    void stopObservingApplication();
+
+    void handleReachabilityStatus();
+    void applicationDidBecomeActive(UIApplication& application);
+    void applicationWillResignActive(UIApplication& application);
+    void applicationWillEnterForeground(UIApplication& application);
+    void applicationDidEnterBackground(UIApplication& application);
+    /// Queues the disconnect and returns at once.
+    void applicationWillTerminate(UIApplication& application);
+
+    /// Ends the background task, if one is running.
+    void endBackgroundTask();
+
+    /// The application that a lifecycle notification is about; none when it is about something else.
+    [[nodiscard]] static UIApplication* applicationFromNotification(const NSNotification& notification);
+
+private:
+    using ApplicationOperation = void (LifecycleMonitor::*)(UIApplication&);
+    void observe(std::string_view name, ApplicationOperation operation);
+    void backgroundTimeIsUp();
+
+    Surroundings surroundings_;
+    std::shared_ptr<PushClientServerReachability> reachability_;
+    bool isServerReachable_ = false;
+    PushClientServerReachabilityNetworkType serverNetworkType_ =
+        PushClientServerReachabilityNoNetworkFoundType;
+    UIBackgroundTaskIdentifier backgroundTask_ = UIBackgroundTaskInvalid;
+    std::vector<NSNotificationCenter::Token> observations_;
+    /// Callbacks that outlive this object hold it weakly.
+    std::shared_ptr<LifecycleMonitor*> life_;
+};
+
+}  // namespace xel

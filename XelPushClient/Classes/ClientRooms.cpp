@@ -1,0 +1,38 @@
+#include "XelPushClient/Classes/ClientRooms.h"
+
+namespace xel {
+namespace {
+
+constexpr int kSerial = 1;
+
+}  // namespace
+
+ClientRooms::ClientRooms(NSObject& managerObject, Machine machineToUse, Home homeToUse,
+                         ClientExtensions extensionsToUse)
+    : manager(managerObject),
+      machine(std::move(machineToUse)),
+      home(std::move(homeToUse)),
+      extensions(std::move(extensionsToUse)),
+      operationQueue(machine.operationQueues->makeOperationQueue(
+          "com.xel.pushClientQueue", NSOperationQueue::kDefaultMaxConcurrentOperationCount)),
+      connectionQueue(machine.operationQueues->makeOperationQueue("XelPushConnectionQueue", kSerial)),
+      log(*home.defaults, *machine.logSink),
+      coordinator(*this),
+      settings(machine, home),
+      fanout({manager, machine.mainRunLoop, home.notificationCenter, log}),
+      device(machine),
+      connection(settings, machine, home, log, {coordinator, coordinator}),
+      deferred(machine, home, log, connection),
+      lifecycle({machine, home, log, connection, fanout, coordinator}),
+      channels(settings, *home.defaults, token, log, coordinator),
+      subscriptions({connection, deferred, channels, fanout, settings, *home.defaults, log, coordinator}),
+      messageIds(*home.defaults, settings, log),
+      pipeline({settings, messageIds, *machine.json, *machine.clock, log, coordinator,
+                extensions.remoteConfiguration.get()}),
+      tokens({machine, settings, log, fanout, token, coordinator}),
+      localNotifications(*machine.application, channels, extensions.richNotifications.get()),
+      record(settings, channels, device, token),
+      registration({machine, settings, log, fanout, connection, lifecycle, channels, tokens, token, record,
+                    *operationQueue, coordinator}) {}
+
+}  // namespace xel

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <memory>
+
+#include "XelPushClient/Classes/Broker/BrokerConnection.h"
+#include "XelPushClient/Classes/Broker/DeferredWork.h"
+#include "XelPushClient/Classes/Broker/LifecycleMonitor.h"
+#include "XelPushClient/Classes/ClientCoordinator.h"
+#include "XelPushClient/Classes/ClientExtensions.h"
+#include "XelPushClient/Classes/Core/ClientSettings.h"
+#include "XelPushClient/Classes/Core/EventFanout.h"
+#include "XelPushClient/Classes/Device/DeviceDescription.h"
+#include "XelPushClient/Classes/Messaging/InboundPipeline.h"
+#include "XelPushClient/Classes/Messaging/MessageIds.h"
+#include "XelPushClient/Classes/Notifications/LocalNotifications.h"
+#include "XelPushClient/Classes/Notifications/PushTokens.h"
+#include "XelPushClient/Classes/Registration/InstallationRecord.h"
+#include "XelPushClient/Classes/Registration/Registration.h"
+#include "XelPushClient/Classes/Topics/ChannelStore.h"
+#include "XelPushClient/Classes/Topics/Subscriptions.h"
+#include "XelPushClient/Platform/Home.h"
+#include "XelPushClient/Platform/Machine.h"
+
+namespace xel {
+
+/// Every room of one client, in the order in which they depend on each other: the place where they are wired.
+struct ClientRooms {
+    ClientRooms(NSObject& manager, Machine machineToUse, Home homeToUse, ClientExtensions extensionsToUse);
+    ClientRooms(const ClientRooms&) = delete;
+    ClientRooms& operator=(const ClientRooms&) = delete;
+    ~ClientRooms() = default;
+
+    NSObject& manager;
+    const Machine machine;
+    const Home home;
+    const ClientExtensions extensions;
+    const std::shared_ptr<NSOperationQueue> operationQueue;
+    /// Made with the client and kept for it; nothing runs on it.
+    const std::shared_ptr<NSOperationQueue> connectionQueue;
+    LogOutput log;
+    ClientCoordinator coordinator;
+    PushTokenState token;
+    ClientSettings settings;
+    EventFanout fanout;
+    DeviceDescription device;
+    BrokerConnection connection;
+    DeferredWork deferred;
+    LifecycleMonitor lifecycle;
+    ChannelStore channels;
+    Subscriptions subscriptions;
+    MessageIds messageIds;
+    InboundPipeline pipeline;
+    PushTokens tokens;
+    LocalNotifications localNotifications;
+    InstallationRecord record;
+    Registration registration;
+};
+
+}  // namespace xel

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "XelPushClient/Foundation/NSError.h"
+#include "XelPushClient/LoopBack/LBRESTAdapter.h"
+#include "XelPushClient/Platform/Home.h"
+#include "XelPushClient/Platform/Machine.h"
+
+namespace xel {
+
+/// Who the client is towards the service, and what it was told to do: credentials, user id, device id,
+/// settings.
+///
+/// Owner: the manager. Thread: the manager's run loop. Tells nobody about changes.
+class ClientSettings {
+public:
+    ClientSettings(const Machine& machine, const Home& home);
+
+    std::optional<std::string> appId;
+    std::optional<std::string> apiKey;
+    std::optional<std::string> username;
+    std::optional<std::string> password;
+    std::optional<std::string> appVersion;
+    bool usingSSLConnection = false;
+    bool launchedByUser = false;
+    /// The last failure.
+    std::optional<NSError> failureError;
+
+    /// The persisted user id, read on first use.
+    [[nodiscard]] const std::optional<std::string>& userId();
+    /// Nothing is written for the value already held; the value held changes only when the store took the
+    /// change.
+    void setUserId(const std::optional<std::string>& userId);
+
+    /// The persisted installation id that the service gave.
+    [[nodiscard]] const std::optional<std::string>& deviceId();
+    /// Another id than the stored one also forgets which topics the broker granted, for they were the old
+    /// one's.
+    void setDeviceId(const std::optional<std::string>& deviceId);
+
+    [[nodiscard]] const Dictionary& userInfo() const { return userInfo_; }
+    /// A missing dictionary is ignored.
+    void setUserInfo(const std::optional<Dictionary>& userInfo);
+
+    /// The stored override, or else the bundle's short version, a dot, and the bundle version.
+    [[nodiscard]] std::string clientVersion() const;
+    void setClientVersion(const std::string& clientVersion);
+    [[nodiscard]] std::string getClientVersionFromAppPlist() const;
+
+    [[nodiscard]] bool enableLocationOnLaunch() const;
+    /// True when this switched it on.
+    bool setEnableLocationOnLaunch(bool enable);
+    [[nodiscard]] std::optional<Dictionary> locationOnLaunchWithDictionary() const;
+    void setLocationOnLaunchWithDictionary(const std::optional<Dictionary>& options);
+
+    [[nodiscard]] bool enableLog() const;
+    void setEnableLog(bool enable);
+
+    [[nodiscard]] bool deliveryChannelEnabeled() const { return deliveryChannelEnabeled_; }
+    /// Can only be switched on: the service keeps reporting deliveries for the life of the process.
+    void setDeliveryChannelEnabeled(bool enabled);
+
+    /// The way to the REST backend, made on first use, which switches SSL on; always with the current API
+    /// key.
+    [[nodiscard]] std::shared_ptr<LBRESTAdapter> loopBackAdaptor();
+    /// Drops the adaptor; requests in flight do not need it any more.
+    void dropLoopBackAdaptor() { adaptor_.reset(); }
+
+    /// Counts one launch by the user and stores its time.
+    void setLaunchStats();
+    [[nodiscard]] std::optional<std::int64_t> getLaunchCount() const;
+    /// Milliseconds since 1970, the fraction dropped; 0 when no launch was counted.
+    [[nodiscard]] std::int64_t getLaunchTime() const;
+
+private:
+    const Machine& machine_;
+    NSUserDefaults& defaults_;
+    std::optional<std::string> userId_;
+    std::optional<std::string> deviceId_;
+    Dictionary userInfo_;
+    bool deliveryChannelEnabeled_ = false;
+    std::shared_ptr<LBRESTAdapter> adaptor_;
+};
+
+}  // namespace xel

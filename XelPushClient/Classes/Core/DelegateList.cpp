@@ -1,0 +1,65 @@
+#include "XelPushClient/Classes/Core/DelegateList.h"
+
+#include <algorithm>
+
+namespace xel {
+
+void DelegateList::addDelegate(Delegate delegate, DelegateOperations operations) {
+    refuseWhileWalked();
+    if (delegate && !contains(delegate.get())) {
+        entries_.push_back({std::move(delegate), operations});
+    }
+}
+
+void DelegateList::removeDelegate(const PushClientManagerDelegate* delegate) {
+    refuseWhileWalked();
+    std::erase_if(entries_, [&](const Entry& entry) { return entry.delegate.get() == delegate; });
+}
+
+void DelegateList::removeAllDelegates() {
+    refuseWhileWalked();
+    entries_.clear();
+}
+
+void DelegateList::setDelegate(Delegate delegate, DelegateOperations operations) {
+    refuseWhileWalked();
+    const auto current = primary_.lock();
+    if (!delegate) {
+        primary_.reset();
+        if (entries_.size() == 1) {
+            entries_.clear();
+        }
+        return;
+    }
+    if (delegate == current) {
+        return;
+    }
+    if (contains(delegate.get())) {
+        removeDelegate(current.get());
+        return;
+    }
+    primary_ = delegate;
+    addDelegate(std::move(delegate), operations);
+}
+
+std::vector<DelegateList::Delegate> DelegateList::delegates() const {
+    std::vector<Delegate> all;
+    all.reserve(entries_.size());
+    for (const auto& entry : entries_) {
+        all.push_back(entry.delegate);
+    }
+    return all;
+}
+
+bool DelegateList::contains(const PushClientManagerDelegate* delegate) const {
+    return std::any_of(entries_.begin(), entries_.end(),
+                       [&](const Entry& entry) { return entry.delegate.get() == delegate; });
+}
+
+void DelegateList::refuseWhileWalked() const {
+    if (walks_ > 0) {
+        throw DelegateListChangedError();
+    }
+}
+
+}  // namespace xel

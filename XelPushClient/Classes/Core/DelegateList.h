@@ -1,0 +1,84 @@
+#pragma once
+
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+#include "XelPushClient/Classes/Core/DelegateOperations.h"
+
+namespace xel {
+
+/// Thrown when the delegate list is changed while it is being walked; the list is as it was.
+class DelegateListChangedError : public std::logic_error {
+public:
+    DelegateListChangedError()
+        : std::logic_error(
+              "the delegate list cannot be changed from inside a delegate's callback; post the change") {}
+};
+
+/// The host's delegates, in order, each once, held strongly, and the primary one, held weakly.
+///
+/// Owner: `EventFanout`. Thread: the manager's run loop.
+class DelegateList {
+public:
+    using Delegate = std::shared_ptr<PushClientManagerDelegate>;
+
+    /// Appends the delegate unless it is there already.
+    void addDelegate(Delegate delegate, DelegateOperations operations);
+    void removeDelegate(const PushClientManagerDelegate* delegate);
+    void removeAllDelegates();
+
+    /// Makes the delegate the primary one and appends it; a previous primary one stays in the list, unless
+    /// the new one was in the list before: then the previous primary one leaves it and no new one is set.
+    /// Null clears the primary one, and empties the list when it holds exactly one.
+    void setDelegate(Delegate delegate, DelegateOperations operations);
+
+    [[nodiscard]] Delegate delegate() const { return primary_.lock(); }
+    [[nodiscard]] std::vector<Delegate> delegates() const;
+
+    /// Calls `report(delegate)` for every delegate that responds to the operation, in order.
+    template <class Report>
+    void forEachResponding(DelegateOperation operation, Report&& report) {
+        const Walk walk(*this);
+        for (const auto& entry : entries_) {
+            if (entry.operations.contains(operation)) {
+                report(*entry.delegate);
+            }
+        }
+    }
+
+    /// Calls `report(delegate, operations)` for every delegate, in order.
+    template <class Report>
+    void forEach(Report&& report) {
+        const Walk walk(*this);
+        for (const auto& entry : entries_) {
+            report(*entry.delegate, entry.operations);
+        }
+    }
+
+private:
+    struct Entry {
+        Delegate delegate;
+        DelegateOperations operations;
+    };
+
+    class Walk {
+    public:
+        explicit Walk(DelegateList& list) : list_(list) { ++list_.walks_; }
+        Walk(const Walk&) = delete;
+        Walk& operator=(const Walk&) = delete;
+        ~Walk() { --list_.walks_; }
+
+    private:
+        DelegateList& list_;
+    };
+
+    [[nodiscard]] bool contains(const PushClientManagerDelegate* delegate) const;
+    void refuseWhileWalked() const;
+
+    std::vector<Entry> entries_;
+    std::weak_ptr<PushClientManagerDelegate> primary_;
+    int walks_ = 0;
+};
+
+}  // namespace xel

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "XelPushClient/Classes/Core/DelegateList.h"
+#include "XelPushClient/Classes/Core/HandlerBlocks.h"
+#include "XelPushClient/Classes/Core/TVRLog.h"
+#include "XelPushClient/Foundation/NSNotificationCenter.h"
+#include "XelPushClient/Platform/NSRunLoop.h"
+
+namespace xel {
+
+/// Tells the host about every outcome, in this order: each delegate that responds, the handler block, and a
+/// broadcast notification, which is posted on the main run loop and never waited for.
+///
+/// A new message is the exception: its notification is posted before its blocks are called.
+/// Owner: the manager. Thread: the manager's run loop. An exception of a host's callback leaves the reporting
+/// operation at once.
+class EventFanout {
+public:
+    struct Surroundings {
+        NSObject& manager;  ///< the object of every notification
+        std::shared_ptr<NSRunLoop> mainRunLoop;
+        std::shared_ptr<NSNotificationCenter> notificationCenter;
+        const LogOutput& log;
+    };
+
+    explicit EventFanout(Surroundings surroundings);
+
+    DelegateList delegates;
+    HandlerBlocks blocks;
+
+    void callBackConnectionStateDidChanged();
+    void callBackServerReachabilityChanged(bool reachable,
+                                           PushClientServerReachabilityNetworkType networkType);
+    void callbackRegitrationSuccess(bool registered, const std::optional<std::string>& userId);
+    void callbackRegitrationFailure(bool registered, const std::optional<std::string>& userId,
+                                    const NSError& error);
+    void callbackSentVerificationRequest(bool sent);
+    void callbackRequestVerificationFailure(const NSError& error);
+    void callbackVerifyUserCode(bool verified);
+    void callbackVerifyUserCodeFailure(const NSError& error);
+    /// True when the host shows its own notifications: a delegate or the block for it is there.
+    bool callbackNewMessageReceived(const std::shared_ptr<const PushClientMessage>& message);
+    void callbackNewDeliveryReceived(const DeliveryMessage& delivery);
+    void callBackNewEventMessageReceived(const EventMessage& event);
+    void invokePushClientManagerDidSubscribed(const std::optional<std::string>& channel);
+    /// Calls `beforeEach` before every delegate that hears of it.
+    void invokePushClientManagerDidUnsubscribed(const std::string& channel,
+                                                const std::function<void()>& beforeEach);
+    void invokePushClientManagerDidFailInSubscribe(const NSError& error);
+    void invokePushClientManagerDidFailInUnsubscribe(const NSError& error);
+    void invokePushClientManagerDidFailInPublish(const NSError& error);
+    void forwardNotificationResponse(UNUserNotificationCenter& center, const UNNotificationResponse& response,
+                                     const std::function<void()>& completion);
+
+private:
+    /// Posts the notification; the details are made only when somebody observes it by then.
+    template <class MakeInfo>
+    void postOnMainRunLoop(std::string_view name, MakeInfo makeInfo);
+
+    Surroundings surroundings_;
+    /// Posted notifications name the manager as their object: they are dropped once it is gone.
+    std::shared_ptr<NSObject*> life_;
+};
+
+}  // namespace xel

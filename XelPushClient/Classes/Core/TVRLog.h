@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string_view>
+
+#include "XelPushClient/Foundation/FormattedText.h"
+#include "XelPushClient/Platform/LogSink.h"
+#include "XelPushClient/Platform/NSUserDefaults.h"
+
+namespace xel {
+
+/// Where one manager's log lines go, and the stored switch that lets them.
+class LogOutput {
+public:
+    LogOutput(const NSUserDefaults& defaults, LogSink& sink) : defaults_(defaults), sink_(sink) {}
+
+    /// Reads the stored switch each time: another part of the program may have turned it.
+    [[nodiscard]] bool isOn() const;
+
+    void write(std::string_view message) const;
+
+private:
+    const NSUserDefaults& defaults_;
+    LogSink& sink_;
+};
+
+/// The library's one log function. Writes one framed line when logging is on; otherwise the arguments are not
+/// even formatted. From any thread.
+template <class... Arguments>
+void TVRLog(const LogOutput& log, std::string_view format, const Arguments&... arguments) {
+    if (log.isOn()) {
+        log.write(formatted(format, arguments...));
+    }
+}
+
+}  // namespace xel

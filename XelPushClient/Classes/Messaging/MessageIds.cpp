@@ -1,0 +1,89 @@
+#include "XelPushClient/Classes/Messaging/MessageIds.h"
+
+#include <algorithm>
+
+#include "XelPushClient/Classes/Core/PersistedKeys.h"
+#include "XelPushClient/Classes/Core/PushClientConstants.h"
+
+namespace xel {
+namespace {
+
+constexpr std::size_t kRememberedIds = 25;
+
+}  // namespace
+
+MessageIds::MessageIds(NSUserDefaults& defaults, ClientSettings& settings, const LogOutput& log)
+    : defaults_(defaults), settings_(settings), log_(log), life_(std::make_shared<MessageIds*>(this)) {}
+
+std::deque<std::string>& MessageIds::ids() {
+    if (!ids_) {
+        ids_.emplace();
+        for (const auto& id : defaults_.arrayForKey(kMessageIdsKey).value_or(Array())) {
+            if (const auto* text = id.asString()) {
+                ids_->push_back(*text);
+            }
+        }
+    }
+    return *ids_;
+}
+
+bool MessageIds::storeMessageId(std::string_view id) {
+    auto& remembered = ids();
+    while (remembered.size() >= kRememberedIds) {
+        remembered.pop_front();
+    }
+    const bool wasSeen = std::find(remembered.begin(), remembered.end(), id) != remembered.end();
+    remembered.emplace_back(id);
+    isUnsaved_ = true;
+    if (!isInTurn_) {
+        putIntoDefaults();
+        if (defaults_.synchronize()) {
+            isUnsaved_ = false;
+        } else {
+            reportFailure();
+        }
+    }
+    return wasSeen;
+}
+
+void MessageIds::beginTurn() {
+    isInTurn_ = true;
+}
+
+void MessageIds::closeTurn(std::function<void()> done) {
+    isInTurn_ = false;
+    if (!isUnsaved_) {
+        done();
+        return;
+    }
+    putIntoDefaults();
+    isUnsaved_ = false;
+    defaults_.synchronizeTurn([life = std::weak_ptr(life_), done = std::move(done)](bool isStored) {
+        const auto self = life.lock();
+        if (self && !isStored) {
+            // Forgotten meanwhile, there is nothing left to store.
+            (*self)->isUnsaved_ = (*self)->ids_.has_value();
+            (*self)->reportFailure();
+        }
+        done();
+    });
+}
+
+void MessageIds::forget() {
+    ids_.reset();
+    isUnsaved_ = false;
+}
+
+void MessageIds::putIntoDefaults() {
+    defaults_.setObject(kMessageIdsKey, Array(ids_->begin(), ids_->end()));
+}
+
+void MessageIds::reportFailure() {
+    settings_.failureError =
+        makeError(kPushClientErrorDomain, kPushClientNotInitializedErrorCode,
+                  "the ids of received messages could not be stored; they are kept in memory "
+                  "and storing is tried again with the next messages");
+    TVRLog(log_, "Could not store message ids %@", settings_.failureError);
+}
+
+}  // namespace xel

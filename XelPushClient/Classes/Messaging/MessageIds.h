@@ -1,0 +1,49 @@
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "XelPushClient/Classes/Core/ClientSettings.h"
+#include "XelPushClient/Classes/Core/TVRLog.h"
+
+namespace xel {
+
+/// Remembers the last 25 message and event ids across launches, so that nothing is reported twice.
+///
+/// During a turn the ids are held in memory and stored once, at its closing, just before the turn is
+/// acknowledged: killed at any instant, the client either has an id stored, or the broker sends its message
+/// again. Outside a turn each id is stored at once. Owner: the manager. Thread: the manager's run loop.
+class MessageIds {
+public:
+    MessageIds(NSUserDefaults& defaults, ClientSettings& settings, const LogOutput& log);
+
+    /// True when the id was seen before. It is remembered in either case. When 25 are held the oldest is
+    /// forgotten first, so that a repetition of just that one counts as new.
+    bool storeMessageId(std::string_view id);
+
+    void beginTurn();
+    /// Stores the turn's ids, then calls `done`, also when storing failed: the host has had the messages.
+    /// What could not be stored stays in memory and is tried again at the next closing.
+    void closeTurn(std::function<void()> done);
+    /// Forgets all ids, also those of a turn in progress.
+    void forget();
+
+private:
+    [[nodiscard]] std::deque<std::string>& ids();
+    void putIntoDefaults();
+    void reportFailure();
+
+    NSUserDefaults& defaults_;
+    ClientSettings& settings_;
+    const LogOutput& log_;
+    /// Missing until first used, and after forgetting.
+    std::optional<std::deque<std::string>> ids_;
+    bool isInTurn_ = false;
+    bool isUnsaved_ = false;
+    std::shared_ptr<MessageIds*> life_;
+};
+
+}  // namespace xel

@@ -1,0 +1,156 @@
+#include "XelPushClient/Classes/Models/PushClientMessage.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <string_view>
+#include <utility>
+
+namespace xel {
+namespace {
+
+using Text = std::optional<std::string> PushClientMessage::*;
+using Block = std::optional<Dictionary> PushClientMessage::*;
+using Instant = std::optional<Date> PushClientMessage::*;
+using Flag = bool PushClientMessage::*;
+
+template <class Member>
+struct Field {
+    std::string_view key;
+    Member member;
+};
+
+// `channel` and `receivedTime` are not read from a payload: the topic and the device's clock say them.
+constexpr std::array<Field<Text>, 6> kTexts = {{{"id", &PushClientMessage::id},
+                                                {"messageBody", &PushClientMessage::messageBody},
+                                                {"userId", &PushClientMessage::userId},
+                                                {"senderId", &PushClientMessage::senderId},
+                                                {"sentId", &PushClientMessage::sentId},
+                                                {"alertText", &PushClientMessage::alertText}}};
+constexpr std::array<Field<Block>, 2> kBlocks = {
+    {{"notification", &PushClientMessage::notification}, {"data", &PushClientMessage::data}}};
+constexpr std::array<Field<Instant>, 2> kInstants = {
+    {{"serverTime", &PushClientMessage::serverTime}, {"expireTime", &PushClientMessage::expireTime}}};
+constexpr std::array<Field<Flag>, 5> kFlags = {{{"inApp", &PushClientMessage::inApp},
+                                                {"live", &PushClientMessage::live},
+                                                {"stateful", &PushClientMessage::stateful},
+                                                {"useAsAlert", &PushClientMessage::useAsAlert},
+                                                {"silent", &PushClientMessage::silent}}};
+
+template <class Member, std::size_t Count>
+const Member* memberNamed(const std::array<Field<Member>, Count>& fields, std::string_view key) {
+    for (const auto& field : fields) {
+        if (field.key == key) {
+            return &field.member;
+        }
+    }
+    return nullptr;
+}
+
+std::optional<Date> instantFrom(const Value& value) {
+    if (value.isInteger() || value.isDouble()) {
+        return dateFromMillisecondsSince1970(*value.number());
+    }
+    if (const auto* text = value.asString()) {
+        double milliseconds = 0;
+        const auto [end, error] = std::from_chars(text->data(), text->data() + text->size(), milliseconds);
+        if (error == std::errc{} && end == text->data() + text->size() && std::isfinite(milliseconds)) {
+            return dateFromMillisecondsSince1970(milliseconds);
+        }
+    }
+    return std::nullopt;
+}
+
+void readText(Value& value, std::optional<std::string>& text) {
+    if (auto* octets = value.asString()) {
+        text = std::move(*octets);
+    }
+}
+
+void readField(PushClientMessage& message, std::string_view key, Value& value) {
+    if (const auto* text = memberNamed(kTexts, key)) {
+        readText(value, message.**text);
+    } else if (const auto* block = memberNamed(kBlocks, key)) {
+        if (auto* dictionary = value.asDictionary()) {
+            message.** block = std::move(*dictionary);
+        }
+    } else if (const auto* instant = memberNamed(kInstants, key)) {
+        message.** instant = instantFrom(value);
+    } else if (const auto* flag = memberNamed(kFlags, key)) {
+        message.** flag = value.truth();
+    }
+}
+
+template <class T>
+void setIfPresent(Dictionary& dictionary, std::string_view key, const std::optional<T>& field) {
+    if (field) {
+        dictionary.set(std::string(key), *field);
+    }
+}
+
+void setIfPresent(Dictionary& dictionary, std::string_view key, const std::optional<Date>& instant) {
+    if (!instant) {
+        return;
+    }
+    const Value milliseconds(millisecondsSince1970(*instant));
+    const auto whole = *milliseconds.integer();
+    const bool isWhole = static_cast<double>(whole) == *milliseconds.number();
+    dictionary.set(std::string(key), isWhole ? Value(whole) : milliseconds);
+}
+
+void setIfSet(Dictionary& dictionary, std::string_view key, bool flag) {
+    if (flag) {
+        dictionary.set(std::string(key), true);
+    }
+}
+
+}  // namespace
+
+std::optional<PushClientMessage> PushClientMessage::fromPayload(Value payload,
+                                                                std::optional<std::string> channel,
+                                                                Date receivedTime) {
+    Dictionary* fields = payload.asDictionary();
+    if (fields == nullptr) {
+        return std::nullopt;
+    }
+    PushClientMessage message;
+    for (auto& [key, value] : fields->takeEntries()) {
+        readField(message, key, value);
+    }
+    message.channel = std::move(channel);
+    message.receivedTime = receivedTime;
+    return message;
+}
+
+PushClientMessage PushClientMessage::withMessage(std::string text, std::optional<std::string> toUserId,
+                                                 std::optional<std::string> channel) {
+    PushClientMessage message;
+    message.messageBody = std::move(text);
+    message.userId = std::move(toUserId);
+    message.channel = std::move(channel);
+    return message;
+}
+
+Dictionary PushClientMessage::toDict() const {
+    Dictionary dictionary;
+    setIfPresent(dictionary, "id", id);
+    setIfPresent(dictionary, "messageBody", messageBody);
+    setIfPresent(dictionary, "notification", notification);
+    setIfPresent(dictionary, "data", data);
+    setIfPresent(dictionary, "channel", channel);
+    setIfPresent(dictionary, "userId", userId);
+    setIfPresent(dictionary, "serverTime", serverTime);
+    setIfPresent(dictionary, "expireTime", expireTime);
+    setIfPresent(dictionary, "receivedTime", receivedTime);
+    setIfPresent(dictionary, "senderId", senderId);
+    setIfPresent(dictionary, "sentId", sentId);
+    setIfSet(dictionary, "inApp", inApp);
+    setIfSet(dictionary, "live", live);
+    setIfSet(dictionary, "stateful", stateful);
+    setIfSet(dictionary, "useAsAlert", useAsAlert);
+    setIfSet(dictionary, "silent", silent);
+    setIfPresent(dictionary, "alertText", alertText);
+    return dictionary;
+}
+
+}  // namespace xel

@@ -1,0 +1,58 @@
+#include "XelPushClient/Classes/Notifications/LocalNotifications.h"
+
+namespace xel {
+namespace {
+
+std::optional<std::string> textUnder(const Dictionary& dictionary, std::string_view key) {
+    const Value* value = dictionary.find(key);
+    return value != nullptr && value->isString() ? std::optional(*value->asString()) : std::nullopt;
+}
+
+}  // namespace
+
+LocalNotifications::LocalNotifications(UIApplication& application, const ChannelStore& channels,
+                                       RichNotificationPresenter* rich)
+    : application_(application), channels_(channels), rich_(rich) {}
+
+void LocalNotifications::showNotificationFor(const PushClientMessage& message) {
+    if (message.silent) {
+        return;
+    }
+    if (rich_ != nullptr && message.notification && message.notification->contains("mutableContent")) {
+        rich_->showLocalRichNotificationWithPayload(message.toDict());
+        return;
+    }
+    if (!isChannelMuted(message)) {
+        application_.presentLocalNotificationNow(notificationFor(message));
+    }
+}
+
+bool LocalNotifications::isChannelMuted(const PushClientMessage& message) const {
+    const auto preference =
+        message.channel ? channels_.notificationSettingsFor(*message.channel) : std::nullopt;
+    if (!preference) {
+        return false;
+    }
+    const Value* alert = preference->find("alert");
+    return alert == nullptr || !alert->truth();
+}
+
+UILocalNotification LocalNotifications::notificationFor(const PushClientMessage& message) const {
+    // A channel's own sound does not reach the notification: it always carries the default one.
+    UILocalNotification notification;
+    if (message.notification) {
+        notification.alertTitle = textUnder(*message.notification, "title");
+        notification.alertBody = textUnder(*message.notification, "body");
+        const Value* badge = message.notification->find("badge");
+        const auto number = badge != nullptr ? badge->integer() : std::nullopt;
+        notification.applicationIconBadgeNumber = number.value_or(application_.applicationIconBadgeNumber());
+    }
+    if (!notification.alertBody) {
+        notification.alertBody = message.messageBody;
+    }
+    notification.soundName = std::string(UILocalNotificationDefaultSoundName);
+    notification.userInfo.set("message", message.toDict());
+    return notification;
+}
+
+}  // namespace xel

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "XelPushClient/Classes/Models/PushClientMessage.h"
+#include "XelPushClient/Classes/Topics/ChannelStore.h"
+#include "XelPushClient/Platform/UIApplication.h"
+
+namespace xel {
+
+/// Shows a rich notification, with media and buttons, for a message that asks for one.
+class RichNotificationPresenter {
+public:
+    virtual ~RichNotificationPresenter() = default;
+    /// Takes the whole message in its dictionary form.
+    virtual void showLocalRichNotificationWithPayload(const Dictionary& payload) = 0;
+};
+
+/// Shows a local notification for a message, when message, host and channel preferences want one.
+///
+/// Owner: the manager. Thread: the manager's run loop. The application's state and the flags `useAsAlert` and
+/// `inApp` do not matter.
+class LocalNotifications {
+public:
+    /// A null presenter: this client has no rich notifications, and such a message is shown plainly.
+    LocalNotifications(UIApplication& application, const ChannelStore& channels,
+                       RichNotificationPresenter* rich);
+
+    void showNotificationFor(const PushClientMessage& message);
+
+private:
+    [[nodiscard]] bool isChannelMuted(const PushClientMessage& message) const;
+    [[nodiscard]] UILocalNotification notificationFor(const PushClientMessage& message) const;
+
+    UIApplication& application_;
+    const ChannelStore& channels_;
+    RichNotificationPresenter* rich_;
+};
+
+}  // namespace xel

@@ -1,0 +1,247 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "XelPushClient/Classes/ClientExtensions.h"
+#include "XelPushClient/Classes/Core/ConnectionState.h"
+#include "XelPushClient/Classes/Core/DelegateList.h"
+#include "XelPushClient/Classes/Core/HandlerBlocks.h"
+#include "XelPushClient/Classes/Core/PushClientConstants.h"
+#include "XelPushClient/Classes/Topics/Subscriptions.h"
+#include "XelPushClient/Platform/Home.h"
+#include "XelPushClient/Platform/Machine.h"
+
+namespace xel {
+
+struct ClientRooms;
+
+/// The client of the push service: registers the device's installation, keeps one connection to the broker,
+/// and turns what arrives into callbacks.
+///
+/// Outcomes arrive three ways at once: at delegates, at handler blocks, and as broadcast notifications of the
+/// home's notification centre. Operations that answer a boolean say whether the work was started.
+///
+/// Thread: the run loop of its machine. Every operation is called there, and every delegate and block is
+/// called there, and may call any operation, also `reset`. Broadcasts arrive on the machine's main run loop.
+/// Errors are in the domain "PushClientErrorDomain" unless an operation says otherwise.
+class PushClientManager : public NSObject {
+public:
+    /// The process's shared client, on this machine's platform, made on first use, on the thread of the main
+    /// run loop. Defined by the platform's target. Throws `std::runtime_error` when its home cannot be
+    /// opened.
+    static PushClientManager& defaultManager();
+
+    /// Whether clients of this process talk to the sandbox (true) or to production (false, the default).
+    static void setDevelopment(bool development);
+
+    /// A client on a machine and in a home of its own: for gateways, tests and other platforms.
+    PushClientManager(Machine machine, Home home, ClientExtensions extensions = {});
+    ~PushClientManager() override;
+
+    // ---- Identity and settings.
+
+    [[nodiscard]] const std::optional<std::string>& appId() const;
+    [[nodiscard]] const std::optional<std::string>& appVersion() const;
+    [[nodiscard]] const std::optional<std::string>& userId() const;
+    /// The installation id that the service gave; `getInstallationId` is its other name.
+    [[nodiscard]] const std::optional<std::string>& deviceId() const;
+    [[nodiscard]] const std::optional<std::string>& getInstallationId() const;
+    /// Sets the persisted ids; the value held changes only when the store took the change.
+    void setUserId(const std::optional<std::string>& userId);
+    void setDeviceId(const std::optional<std::string>& deviceId);
+    /// The application's own data, sent with the installation. Setting a missing dictionary is ignored.
+    [[nodiscard]] const Dictionary& userInfo() const;
+    void setUserInfo(const std::optional<Dictionary>& userInfo);
+    /// The version set here, or else the bundle's short version, a dot and the bundle version.
+    [[nodiscard]] std::string clientVersion() const;
+    void setClientVersion(const std::string& clientVersion);
+    /// Whether log lines are written; off by default and persisted.
+    [[nodiscard]] bool enableLog() const;
+    void setEnableLog(bool enable);
+    /// Whether delivery reports are subscribed to on connect. Can only be switched on, for the life of the
+    /// process.
+    [[nodiscard]] bool deliveryChannelEnabeled() const;
+    void setDeliveryChannelEnabeled(bool enabled);
+    /// Whether the broker is reached by TLS. Registering switches it on; switch it off afterwards, such as in
+    /// the registration callback, which runs before the connect, to use a plain connection.
+    [[nodiscard]] bool usingSSLConnection() const;
+    void setUsingSSLConnection(bool usingSSL);
+    /// Whether one location is reported at every launch, and the data that goes with it; persisted.
+    [[nodiscard]] bool enableLocationOnLaunch() const;
+    void setEnableLocationOnLaunch(bool enable);
+    [[nodiscard]] std::optional<Dictionary> locationOnLaunchWithDictionary() const;
+    void setLocationOnLaunchWithDictionary(const std::optional<Dictionary>& options);
+    /// The last failure of registration or connection.
+    [[nodiscard]] const std::optional<NSError>& failureError() const;
+
+    // ---- Who hears of outcomes.
+
+    /// Appends a delegate unless it is there already. Which operations it responds to is worked out from its
+    /// type. Throws `DelegateListChangedError` from inside a delegate's callback; so do all of this group.
+    template <class D>
+    void addDelegate(std::shared_ptr<D> delegate) {
+        addDelegate(std::move(delegate), operationsOverriddenBy<D>());
+    }
+    /// For hosts that decide at run time which operations a delegate responds to.
+    void addDelegate(DelegateList::Delegate delegate, DelegateOperations operations);
+    void removeDelegate(const std::shared_ptr<PushClientManagerDelegate>& delegate);
+    void removeAllDelegates();
+    /// Sets the primary delegate, held weakly, and appends it; the previous one stays in the list. Null
+    /// clears it, and empties a list of one.
+    template <class D>
+    void setDelegate(std::shared_ptr<D> delegate) {
+        setDelegate(std::move(delegate), operationsOverriddenBy<D>());
+    }
+    void setDelegate(std::nullptr_t) { setDelegate(nullptr, DelegateOperations()); }
+    void setDelegate(DelegateList::Delegate delegate, DelegateOperations operations);
+    [[nodiscard]] std::shared_ptr<PushClientManagerDelegate> delegate() const;
+    [[nodiscard]] std::vector<std::shared_ptr<PushClientManagerDelegate>> delegates() const;
+
+    /// The handler blocks; an empty one removes the block.
+    void setMessageHandler(PushClientMessageHandlerBlock block);
+    /// With it set, the host shows its own notifications and the client shows none.
+    void setMessageUILocalNotificationHandler(PushClientMessageUILocalNotificationHandlerBlock block);
+    /// Kept for hosts; the client never calls it.
+    void setMessageDeliveredHandler(PushClientMessageDeliveredHandlerBlock block);
+    void setRegistrationHandler(PushClientRegistrationHandlerBlock block);
+    void setServerConnectionStateHandler(PushClientServerConnectionStateHandlerBlock block);
+    void setServerReachabilityHandler(PushClientServerReachabilityCallBackBlock block);
+    void setVerificationHandler(PushClientVerificationHandlerBlock block);
+    void setVerifiyUserCodeHandler(PushClientVerifyUserCodeHandlerBlock block);
+
+    /// Where this client's broadcasts are posted.
+    [[nodiscard]] NSNotificationCenter& notificationCenter() const;
+
+    // ---- Registration.
+
+    /// Sets the credentials. False, with error -5009 reported as a failed registration, when one is missing
+    /// or blank.
+    bool registerApplication(const std::optional<std::string>& appId,
+                             const std::optional<std::string>& apiKey,
+                             const std::optional<std::string>& userName,
+                             const std::optional<std::string>& password);
+    /// Registers the user with the channels, then connects; another user than the stored one goes through
+    /// `registerAgainWithUserId`. False, with error -5010, for an id that is not 3 to 32 valid characters,
+    /// and, with a failed subscription reported, for the first channel that is not valid.
+    bool registerUser(const std::optional<std::string>& userId,
+                      const std::vector<std::string>& channels = {});
+    /// As above, keeping the handler for the outcome. False, doing nothing, without a handler.
+    bool registerUser(const std::optional<std::string>& userId,
+                      PushClientRegistrationHandlerBlock registrationHandler);
+    bool registerUser(const std::optional<std::string>& userId, const std::vector<std::string>& channels,
+                      PushClientRegistrationHandlerBlock registrationHandler);
+    /// Removes the stored user's installation, resets the client, and registers the new user. False with
+    /// error -5010 or, without a network, -5011.
+    bool registerAgainWithUserId(const std::optional<std::string>& userId,
+                                 const std::vector<std::string>& channels = {});
+    /// Saves the installation with what is known now. False without a push token or a user.
+    bool registerDeviceToServer();
+    /// Asks the operating system for permission to notify and for a push token.
+    void registerForAPNsToken();
+    /// Removes the installation from the backend and resets the client at once. Without an installation
+    /// neither block is called.
+    void unregisterUser(std::function<void(const Value& response)> success = nullptr,
+                        std::function<void(const NSError& error)> failure = nullptr);
+    [[nodiscard]] bool isRegistered() const;
+    [[nodiscard]] bool pendingRegisteration() const;
+    /// Returns the client to the unregistered state: identity, topics, message ids and session memory are
+    /// forgotten; credentials, delegates, blocks, log and location settings stay.
+    void reset();
+
+    // ---- Connection.
+
+    /// Starts a connection attempt; ignored while connected or connecting, and without a complete identity.
+    void connectToServer();
+    void disconnectFromServer();
+    [[nodiscard]] PushClientServerConnectionState connectionState() const;
+    /// "Init", "Connecting", "Connected", "Disconnected", "Error" or "Unknown".
+    [[nodiscard]] std::string_view connectionStateString() const;
+    [[nodiscard]] const std::optional<std::string>& brokerClientId() const;
+    [[nodiscard]] bool isServerReachable() const;
+    [[nodiscard]] PushClientServerReachabilityNetworkType serverNetworkType() const;
+    /// Counts one launch by the user, and reads the count and the time (milliseconds since 1970; 0 when there
+    /// was none).
+    void setLaunchStats();
+    [[nodiscard]] std::optional<std::int64_t> getLaunchCount() const;
+    [[nodiscard]] std::int64_t getLaunchTime() const;
+    [[nodiscard]] bool launchedByUser() const;
+    /// Runs the block once, at the first report that finds the client connected.
+    void enqueueWhenSessionIsConnected(std::function<void()> block);
+
+    // ---- Channels and events.
+
+    /// Subscribes to a channel ("news", "public/news", "private/orders"), or to several at once. Each granted
+    /// one is reported to the delegates; an invalid one is reported as failed ("InvalidParameter", -5002) and
+    /// ends the list.
+    void subscribe(const std::string& channel, SubscribeOptions options = {});
+    void subscribeList(const std::vector<std::string>& channels, SubscribeOptions options = {});
+    void unsubscribe(const std::string& channel);
+    /// Subscribes to a named event of every installation, or of one.
+    void subscribeEvent(const std::string& eventName, const EventSubscribeOptions& options = {});
+    void unsubscribeEvent(const std::string& eventName,
+                          const std::optional<std::string>& installationId = {});
+    /// The wanted channels, private ones marked ("private/orders").
+    [[nodiscard]] std::vector<std::string> deviceSubscriptions();
+    /// How a channel's messages are notified of: the name of a sound, and whether at all. Stored, and sent to
+    /// the backend. Throws `NullException`, storing nothing, before a push token has arrived.
+    void updateNotificationSettings(const std::string& channel, const std::string& sound, bool alert);
+    [[nodiscard]] std::optional<Dictionary> notificationSettingsFor(const std::string& channel) const;
+
+    // ---- Topics (MQTT 3.1.1 section 4.7) of this client; missing until application and user are known.
+
+    [[nodiscard]] std::optional<std::string> brokerTopicForDevice() const;
+    [[nodiscard]] std::optional<std::string> brokerTopic() const;
+    [[nodiscard]] std::optional<std::string> publicTopic() const;
+    [[nodiscard]] std::optional<std::string> deliveryTopic() const;
+    [[nodiscard]] std::optional<std::string> liveTopic() const;
+    /// Kept for hosts of earlier versions; does nothing.
+    void removeDefaultPublicTopic() {}
+
+    // ---- Calls of the operating system that a host forwards.
+
+    void applicationDidBecomeActive(UIApplication& application);
+    void applicationWillResignActive(UIApplication& application);
+    void applicationWillEnterForeground(UIApplication& application);
+    void applicationDidEnterBackground(UIApplication& application);
+    void applicationWillTerminate(UIApplication& application);
+    /// Stops following the application's lifecycle notifications and changes of the installation id.
+    void removeAppLifeCyclesFunctionality();
+
+    void applicationDidRegisterUserNotificationSettings(UIApplication& application);
+    void applicationDidRegisterForRemoteNotificationsWithDeviceToken(UIApplication& application,
+                                                                     const Data& deviceToken);
+    void applicationDidFailToRegisterForRemoteNotificationsWithError(UIApplication& application,
+                                                                     const NSError& error);
+    void applicationDidReceiveRemoteNotification(UIApplication& application, const Dictionary& payload);
+    void applicationDidReceiveRemoteNotification(UIApplication& application, const Dictionary& payload,
+                                                 const std::function<void(int)>& fetchCompletionHandler);
+    void applicationDidReceiveLocalNotification(UIApplication& application,
+                                                const UILocalNotification& notification);
+    void userNotificationCenterWillPresentNotification(UNUserNotificationCenter& center,
+                                                       const UNNotification& notification,
+                                                       const std::function<void(std::uint32_t)>& completion);
+    void userNotificationCenterDidReceiveNotificationResponse(UNUserNotificationCenter& center,
+                                                              const UNNotificationResponse& response,
+                                                              const std::function<void()>& completion);
+    [[nodiscard]] const std::optional<Data>& deviceToken() const;
+    [[nodiscard]] const std::optional<std::string>& tokenStatus() const;
+    [[nodiscard]] bool isNotificationDenied() const;
+    /// Clears the application's badge and every scheduled local notification.
+    void resetBadge();
+
+    // ---- The device, as the installation record describes it.
+
+    [[nodiscard]] std::string deviceModel() const;
+    [[nodiscard]] std::string deviceOsVersion() const;
+    [[nodiscard]] PushClientServerReachabilityNetworkType getConnectionType() const;
+
+private:
+    std::unique_ptr<ClientRooms> rooms_;
+};
+
+}  // namespace xel

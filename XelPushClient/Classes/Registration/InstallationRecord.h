@@ -1,0 +1,38 @@
+#pragma once
+
+#include "XelPushClient/Classes/Core/ClientSettings.h"
+#include "XelPushClient/Classes/Core/PushTokenState.h"
+#include "XelPushClient/Classes/Device/DeviceDescription.h"
+#include "XelPushClient/Classes/Topics/ChannelStore.h"
+#include "XelPushClient/LoopBack/LBInstallation.h"
+
+namespace xel {
+
+/// Describes this installation to the backend as it stands at the moment of the call.
+///
+/// Owner: the manager. Thread: the manager's run loop. Keeps nothing.
+class InstallationRecord {
+public:
+    InstallationRecord(ClientSettings& settings, ChannelStore& channels, const DeviceDescription& device,
+                       const PushTokenState& token);
+
+    /// Saves the record: a new one when no device id is known, else an update.
+    void save(LBInstallation::Saved success, LBInstallation::Failure failure);
+
+    /// Saves the record when a push token is there; nobody hears of the outcome.
+    void updateQuietly();
+
+    /// Removes the record of a device id.
+    void remove(const std::string& deviceId, LBInstallation::Removed success,
+                LBInstallation::Failure failure);
+
+private:
+    [[nodiscard]] LBInstallationFields fields();
+
+    ClientSettings& settings_;
+    ChannelStore& channels_;
+    const DeviceDescription& device_;
+    const PushTokenState& token_;
+};
+
+}  // namespace xel

@@ -1,0 +1,283 @@
+#include "XelPushClient/Classes/Registration/Registration.h"
+
+#include "XelPushClient/Classes/Registration/RegistrationErrors.h"
+#include "XelPushClient/Classes/Topics/NameRules.h"
+#include "XelPushClient/Foundation/StringUtilities.h"
+
+namespace xel {
+namespace {
+
+constexpr std::string_view kCouldNotRegisterUser = "Could Not Register User Id";
+constexpr std::string_view kUserIdLine = "userId is nil appId userId %@ ";
+constexpr std::string_view kQueuedWork = "-[PushClientManager registerDeviceToServer]_block_invoke";
+constexpr int kAtLeastOnce = 1;
+
+/// The line, filled with the value, when the value is missing or blank.
+std::string lineIfUnusable(std::string_view line, const std::optional<std::string>& value) {
+    return isMissingOrBlank(value) ? formatted(line, value) : std::string();
+}
+
+/// Does the rest also when a host's callback throws in the report: the road to the connection must not end
+/// there.
+template <class Report, class Rest>
+void reportThen(Report report, Rest rest) {
+    try {
+        report();
+    } catch (...) {
+        rest();
+        throw;
+    }
+    rest();
+}
+
+}  // namespace
+
+Registration::Registration(Surroundings surroundings)
+    : surroundings_(surroundings), life_(std::make_shared<Registration*>(this)) {}
+
+bool Registration::refuse(const NSError& error) {
+    handleRegistrationFailWithError(error);
+    return false;
+}
+
+bool Registration::registerApplication(const std::optional<std::string>& appId,
+                                       const std::optional<std::string>& apiKey,
+                                       const std::optional<std::string>& userName,
+                                       const std::optional<std::string>& password) {
+    // A secret reaches these lines only when it is blank, so nothing secret is shown.
+    const std::string reason = lineIfUnusable("AppId is nil appId value %@ ", appId) +
+                               lineIfUnusable("apiKey is nil apiKey value %@ ", apiKey) +
+                               lineIfUnusable("userName is nil userName value %@ ", userName) +
+                               lineIfUnusable("password is nil appId value %@ ", password);
+    if (!reason.empty()) {
+        return refuse(makeRegistrationError(kPushClientFailRegisterApplicationErrorCode,
+                                            "Could Not Register Application", reason,
+                                            "Fill Registration Requirements"));
+    }
+    auto& settings = surroundings_.settings;
+    settings.appVersion = std::string(PUSH_CLIENT_VERSION_STR);
+    settings.appId = appId;
+    settings.apiKey = apiKey;
+    settings.username = userName;
+    settings.password = password;
+    settings.usingSSLConnection = true;
+    surroundings_.connection.createSession();
+    return true;
+}
+
+bool Registration::registerUser(const std::optional<std::string>& userId,
+                                const std::vector<std::string>& channels) {
+    auto& settings = surroundings_.settings;
+    if (!isUserIdValid(userId)) {
+        return refuse(makeRegistrationError(kPushClientFailRegisterUserErrorCode, kCouldNotRegisterUser,
+                                            lineIfUnusable(kUserIdLine, userId),
+                                            "register again with User Id"));
+    }
+    if (settings.userId() && settings.userId() != userId) {
+        return registerAgainWithUserId(userId, channels);
+    }
+    settings.setUserId(userId);
+    surroundings_.channels.loadUserChannels();
+    if (!addChannels(channels)) {
+        return false;
+    }
+    surroundings_.channels.storeUserChannels();
+    surroundings_.tokens.registerForAPNsToken();
+    return true;
+}
+
+bool Registration::addChannels(const std::vector<std::string>& channels) {
+    for (const auto& channel : channels) {
+        const auto topic = generateTopicWithChannel(surroundings_.channels.identity(), channel);
+        if (!topic) {
+            surroundings_.fanout.invokePushClientManagerDidFailInSubscribe(topic.error());
+            return false;
+        }
+        surroundings_.channels.setTopic(topic.value(), kAtLeastOnce);
+    }
+    return true;
+}
+
+std::optional<NSError> Registration::registerAgainRefusal(const std::optional<std::string>& userId) {
+    auto& settings = surroundings_.settings;
+    if (!isUserIdValid(userId)) {
+        return makeRegistrationError(kPushClientFailRegisterUserErrorCode, kCouldNotRegisterUser,
+                                     lineIfUnusable(kUserIdLine, userId), "register again with User Id");
+    }
+    const auto& clientId = surroundings_.connection.brokerClientId();
+    const bool hasTopic = !isMissingOrBlank(brokerTopic(surroundings_.channels.identity()));
+    const bool isClientIdBlank = isEmptyOrBlank(clientId);
+    if (!hasTopic || isClientIdBlank) {
+        std::string reason = lineIfUnusable("userId is nil userId value %@ ", settings.userId()) +
+                             lineIfUnusable("AppId is nil appId value = %@", settings.appId);
+        if (hasTopic) {
+            reason += lineIfUnusable("RegistrationId is nil appId value = %@", settings.deviceId());
+        }
+        return makeRegistrationError(kPushClientFailRegisterUserErrorCode, kCouldNotRegisterUser, reason,
+                                     "register again with Complete Options");
+    }
+    if (!surroundings_.lifecycle.isServerReachable()) {
+        return makeRegistrationError(kPushClientServerReachabilityErrorCode, "Server Not Reachable Now.",
+                                     "Server is not reachable",
+                                     "Register User Again when Server is available.");
+    }
+    return std::nullopt;
+}
+
+bool Registration::registerAgainWithUserId(const std::optional<std::string>& userId,
+                                           const std::vector<std::string>& channels) {
+    if (const auto refusal = registerAgainRefusal(userId)) {
+        return refuse(*refusal);
+    }
+    if (surroundings_.connection.isConnected()) {
+        surroundings_.observer.connectionBelongsToFormerUser();
+    }
+    TVRLog(surroundings_.log, "[%@]: registerAgainDeviceToServer ",
+           "-[PushClientManager registerAgainWithUserId:channels:]");
+    unregisterUser(
+        [life = std::weak_ptr(life_), userId = *userId, channels](const Value& /*response*/) {
+            if (const auto self = life.lock()) {
+                (*self)->continueAsUser(userId, channels);
+            }
+        },
+        [life = std::weak_ptr(life_)](const NSError& /*error*/) {
+            if (const auto self = life.lock()) {
+                TVRLog((*self)->surroundings_.log, "TVR : Fail to register with new userId!!!");
+            }
+        });
+    return true;
+}
+
+void Registration::continueAsUser(const std::string& userId, const std::vector<std::string>& channels) {
+    surroundings_.settings.setUserId(userId);
+    surroundings_.channels.resetUserChannels();
+    surroundings_.channels.loadUserChannels();
+    if (!addChannels(channels)) {
+        return;
+    }
+    surroundings_.channels.storeUserChannels();
+    TVRLog(surroundings_.log, registerDeviceToServer() ? "TVR : Register again with new userId."
+                                                       : "TVR : Fail to register with new userId!!!");
+}
+
+void Registration::unregisterUser(Removed success, Failure failure) {
+    if (const auto deviceId = surroundings_.settings.deviceId()) {
+        const auto* log = &surroundings_.log;
+        surroundings_.record.remove(
+            *deviceId,
+            [life = std::weak_ptr(life_), log, success = std::move(success)](const Value& response) {
+                if (const auto self = life.lock()) {
+                    TVRLog(*log, "Installation removed %@", response);
+                }
+                if (success) {
+                    success(response);
+                }
+            },
+            [life = std::weak_ptr(life_), log, failure = std::move(failure)](const NSError& error) {
+                if (const auto self = life.lock()) {
+                    TVRLog(*log, "Error %@", error);
+                }
+                if (failure) {
+                    failure(error);
+                }
+            });
+    }
+    surroundings_.observer.identityEnds();
+}
+
+bool Registration::registerDeviceToServer() {
+    if (!surroundings_.token.hasUsableToken() || isMissingOrBlank(surroundings_.settings.userId())) {
+        return false;
+    }
+    // The queue decides when the save starts; what it says of the client is read then, on the client's own
+    // loop.
+    surroundings_.operationQueue.addOperationWithBlock(
+        [runLoop = surroundings_.machine.runLoop, isStillTrue = whileIdentityLasts()] {
+            runLoop->post([isStillTrue] {
+                if (auto* self = isStillTrue()) {
+                    self->saveInstallation();
+                }
+            });
+        });
+    return true;
+}
+
+std::function<Registration*()> Registration::whileIdentityLasts() const {
+    return [life = std::weak_ptr(life_), generation = identityGeneration_]() -> Registration* {
+        const auto self = life.lock();
+        return self && (*self)->identityGeneration_ == generation ? *self : nullptr;
+    };
+}
+
+void Registration::saveInstallation() {
+    TVRLog(surroundings_.log,
+           isMissingOrBlank(surroundings_.settings.deviceId()) ? "[%@]: registerDeviceWithAdapter1 "
+                                                               : "[%@]: registerDeviceWithAdapter2 ",
+           kQueuedWork);
+    const auto isStillTrue = whileIdentityLasts();
+    surroundings_.record.save(
+        [isStillTrue](const std::optional<LBInstallation>& installation) {
+            if (auto* self = isStillTrue()) {
+                self->installationWasSaved(installation);
+            }
+        },
+        [isStillTrue](const NSError& error) {
+            if (auto* self = isStillTrue()) {
+                self->installationSaveFailed(error);
+            }
+        });
+}
+
+void Registration::installationWasSaved(const std::optional<LBInstallation>& installation) {
+    auto& settings = surroundings_.settings;
+    if (const auto id = installation ? installation->id() : std::nullopt) {
+        if (settings.deviceId() != id) {
+            const auto generation = identityGeneration_;
+            surroundings_.observer.installationIdWillChange();
+            if (generation != identityGeneration_) {
+                return;
+            }
+        }
+        settings.setDeviceId(id);
+    }
+    if (!settings.deviceId()) {
+        TVRLog(surroundings_.log, "handleRegistrationSuccess no deviceId");
+        return;
+    }
+    TVRLog(surroundings_.log, "handleRegistrationSuccess");
+    reportThen([this] { handleRegistrationSuccess(); }, [this] { pendingRegisteration_ = false; });
+}
+
+void Registration::installationSaveFailed(const NSError& error) {
+    if (surroundings_.settings.deviceId() && saysInstallationIsUnknown(error, *surroundings_.machine.json)) {
+        TVRLog(surroundings_.log, "[%@]: registerDeviceToServer recover new deviceId ", kQueuedWork);
+        surroundings_.observer.installationIsUnknown();
+        registerDeviceToServer();
+        return;
+    }
+    handleRegistrationFailWithError(error);
+}
+
+void Registration::handleRegistrationSuccess() {
+    registered_ = true;
+    const auto report = [this] {
+        surroundings_.fanout.callbackRegitrationSuccess(registered_, surroundings_.settings.userId());
+    };
+    reportThen(report, [this] {
+        TVRLog(surroundings_.log, "[%@]: Calling connectToServer",
+               "-[PushClientManager handleRegistrationSuccess]");
+        surroundings_.observer.registrationSucceeded();
+    });
+}
+
+void Registration::handleRegistrationFailWithError(const NSError& error) {
+    surroundings_.settings.failureError = error;
+    TVRLog(surroundings_.log, "handleRegistrationFailWithError");
+    registered_ = false;
+    const auto mapped = mapRegistrationError(error);
+    pendingRegisteration_ = pendingRegisteration_ || mapped.isTransient;
+    surroundings_.fanout.callbackRegitrationFailure(registered_, surroundings_.settings.userId(),
+                                                    mapped.error);
+}
+
+}  // namespace xel

@@ -1,0 +1,140 @@
+#include "XelPushClient/Classes/Topics/ChannelStore.h"
+
+#include "XelPushClient/Classes/Core/PersistedKeys.h"
+
+namespace xel {
+namespace {
+
+constexpr int kAtLeastOnce = 1;
+
+Dictionary dictionaryFrom(const TopicTable& topics) {
+    Dictionary dictionary;
+    for (const auto& [topic, qos] : topics) {
+        dictionary.set(topic, qos);
+    }
+    return dictionary;
+}
+
+TopicTable tableFrom(const Dictionary& dictionary) {
+    TopicTable topics;
+    for (const auto& [topic, qos] : dictionary) {
+        topics.set(topic, qos.integer().value_or(kAtLeastOnce) == 0 ? 0 : kAtLeastOnce);
+    }
+    return topics;
+}
+
+}  // namespace
+
+ChannelStore::ChannelStore(ClientSettings& settings, NSUserDefaults& defaults, const PushTokenState& token,
+                           const LogOutput& log, InstallationUpdateObserver& observer)
+    : settings_(settings), defaults_(defaults), token_(token), log_(log), observer_(observer) {}
+
+TopicIdentity ChannelStore::identity() {
+    return {settings_.appId, settings_.userId(), settings_.deviceId()};
+}
+
+void ChannelStore::loadWhenMissing() {
+    if (!topics) {
+        loadUserChannels();
+    }
+}
+
+void ChannelStore::setTopic(std::string_view topic, int qos) {
+    loadWhenMissing();
+    if (!topics) {
+        topics.emplace();
+    }
+    topics->set(topic, qos);
+}
+
+void ChannelStore::removeTopic(std::string_view topic) {
+    loadWhenMissing();
+    if (topics) {
+        topics->remove(topic);
+    }
+}
+
+void ChannelStore::resetUserChannels() {
+    defaults_.removeObject(kUserChannelsKey);
+    (void)defaults_.synchronize();
+}
+
+void ChannelStore::storeUserChannels() {
+    if (topics) {
+        defaults_.setObject(kUserChannelsKey, dictionaryFrom(*topics));
+    } else {
+        defaults_.removeObject(kUserChannelsKey);
+    }
+    (void)defaults_.synchronize();
+}
+
+void ChannelStore::loadUserChannels() {
+    const auto stored = defaults_.dictionaryForKey(kUserChannelsKey);
+    const auto defaultTopic = brokerTopic(identity());
+    if (stored) {
+        topics = tableFrom(*stored);
+    } else if (defaultTopic) {
+        topics = TopicTable{{*defaultTopic, kAtLeastOnce}};
+        storeUserChannels();
+    } else {
+        topics.reset();
+    }
+    loadChannelSettings();
+}
+
+void ChannelStore::loadChannelSettings() {
+    if (auto stored = defaults_.dictionaryForKey(kNotificationSettingsKey)) {
+        notificationSettings = std::move(*stored);
+    }
+}
+
+std::optional<Dictionary> ChannelStore::notificationSettingsFor(std::string_view channel) const {
+    const Value* entry = notificationSettings ? notificationSettings->find(channel) : nullptr;
+    if (entry == nullptr || entry->asDictionary() == nullptr) {
+        return std::nullopt;
+    }
+    return *entry->asDictionary();
+}
+
+void ChannelStore::updateNotificationSettings(const std::string& channel, const std::string& sound,
+                                              bool alert) {
+    if (!token_.deviceToken) {
+        TVRLog(log_, "Device token is nil. please call %s method when tavrin was registered",
+               "-[PushClientManager updateNotificationSettings:sound:alert:]");
+        throw NullException("Device token is nil");
+    }
+    if (!notificationSettings) {
+        loadChannelSettings();
+    }
+    if (!notificationSettings) {
+        notificationSettings.emplace();
+    }
+    notificationSettings->set(channel, Dictionary{{"sound", sound}, {"alert", alert}});
+    defaults_.setObject(kNotificationSettingsKey, *notificationSettings);
+    (void)defaults_.synchronize();
+    observer_.installationUpdateWanted();
+}
+
+std::vector<std::string> ChannelStore::deviceSubscriptions() {
+    return subscriptionsAs(getChannelFromTopic);
+}
+
+std::vector<std::string> ChannelStore::deviceSubscriptionsForInstallation() {
+    return subscriptionsAs(getChannelFromTopicForInstallation);
+}
+
+std::vector<std::string> ChannelStore::subscriptionsAs(ChannelForm form) {
+    loadUserChannels();
+    std::vector<std::string> channels;
+    if (!topics) {
+        return channels;
+    }
+    for (const auto& [topic, qos] : *topics) {
+        if (auto channel = form(topic)) {
+            channels.push_back(std::move(*channel));
+        }
+    }
+    return channels;
+}
+
+}  // namespace xel

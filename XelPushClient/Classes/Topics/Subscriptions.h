@@ -1,0 +1,105 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "XelPushClient/Classes/Broker/BrokerConnection.h"
+#include "XelPushClient/Classes/Broker/DeferredWork.h"
+#include "XelPushClient/Classes/Core/EventFanout.h"
+#include "XelPushClient/Classes/Topics/ChannelStore.h"
+
+namespace xel {
+
+/// How a subscription is delivered.
+struct SubscribeOptions {
+    /// Live: at most once (QoS 0), and not restored; otherwise at least once (QoS 1).
+    bool live = false;
+};
+
+/// Which installations' events are meant, and how they are delivered.
+struct EventSubscribeOptions {
+    /// Missing: every installation's.
+    std::optional<std::string> installationId = std::nullopt;
+    bool live = false;
+};
+
+/// Turns wanted channels and events into SUBSCRIBE and UNSUBSCRIBE, and remembers which topics the broker
+/// granted.
+///
+/// Owner: the manager. Thread: the manager's run loop. Outcomes go to the delegates; no operation returns
+/// one.
+class Subscriptions {
+public:
+    struct Surroundings {
+        BrokerConnection& connection;
+        DeferredWork& deferred;
+        ChannelStore& channels;
+        EventFanout& fanout;
+        ClientSettings& settings;
+        NSUserDefaults& defaults;
+        const LogOutput& log;
+        InstallationUpdateObserver& observer;
+    };
+
+    explicit Subscriptions(Surroundings surroundings);
+
+    /// Subscribes to all channels with one SUBSCRIBE, at once or when connected. Stops at the first invalid
+    /// channel: the ones before it go out with the next batch.
+    void subscribe(const std::vector<std::string>& channels, SubscribeOptions options);
+    void subscribeEvent(const std::string& eventName, const EventSubscribeOptions& options);
+    void unsubscribe(const std::string& channel);
+    void unsubscribeEvent(const std::string& eventName, const std::optional<std::string>& installationId);
+
+    /// After a connect: subscribes to every topic wanted that the broker does not hold already.
+    void subscribeAfterConnect();
+    /// Removes from the broker what the client itself subscribed to. For an identity that ends.
+    void unsubscribeFromEverything();
+    /// Forgets the batch in flight.
+    void forgetBatch() { goingToTopics_ = nullptr; }
+
+    void subAckReceived(std::uint16_t packetId, std::span<const std::uint8_t> grantedQoss);
+    void unsubAckReceived(std::uint16_t packetId);
+    void removeTopicFromUserDefault(std::string_view topic);
+
+    /// The batch sent or about to be sent; null when there is none.
+    [[nodiscard]] const std::shared_ptr<TopicTable>& goingToTopics() const { return goingToTopics_; }
+    [[nodiscard]] const std::map<std::uint16_t, std::string>& subscribeMsgIds() const {
+        return subscribeMsgIds_;
+    }
+    [[nodiscard]] const std::map<std::uint16_t, std::string>& unSubscribeMsgIds() const {
+        return unSubscribeMsgIds_;
+    }
+
+private:
+    enum class InstallationUpdate { Wanted, NotWanted };
+
+    /// Runs the work on this object once the session is connected, if this object is still there.
+    template <class Work>
+    void deferUntilConnected(Work work);
+    void subscribeWithTopicDictionary(std::shared_ptr<TopicTable> topics, InstallationUpdate update);
+    void subscribeEventWithTopic(const std::string& topic, int qos);
+    void unsubscribeToTopic(const std::string& topic);
+    void reportGrantedTopic(const std::string& topic);
+    /// Packet identifiers begin anew with each session: an answer must not meet a request of the one before.
+    void forgetRequestsOfFormerSession();
+    [[nodiscard]] TopicTable topicsOfThisClient() const;
+    [[nodiscard]] std::vector<std::string> grantedTopics() const;
+    void storeGrantedTopics(const std::vector<std::string>& topics);
+
+    Surroundings surroundings_;
+    /// Shared with the queued work that will send it: what is added meanwhile goes out with it.
+    std::shared_ptr<TopicTable> goingToTopics_;
+    std::map<std::uint16_t, std::string> subscribeMsgIds_;
+    std::map<std::uint16_t, std::string> unSubscribeMsgIds_;
+    std::uint64_t requestsGeneration_ = 0;
+    /// Deferred work holds it weakly.
+    std::shared_ptr<Subscriptions*> life_;
+};
+
+}  // namespace xel

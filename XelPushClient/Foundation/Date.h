@@ -1,0 +1,24 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+namespace xel {
+
+/// An instant on the system clock, in seconds since 1 January 1970 UTC with a fraction.
+using Date = std::chrono::time_point<std::chrono::system_clock, std::chrono::duration<double>>;
+
+/// The instant that many seconds after 1 January 1970 UTC.
+[[nodiscard]] Date dateFromSecondsSince1970(double seconds);
+
+/// The instant that many milliseconds after 1 January 1970 UTC, the unit of every wire form.
+[[nodiscard]] Date dateFromMillisecondsSince1970(double milliseconds);
+
+[[nodiscard]] double secondsSince1970(Date date);
+[[nodiscard]] double millisecondsSince1970(Date date);
+
+/// "2026-03-01 09:30:05 +0000": how a date reads in a log line, always UTC. Seconds outside the years
+/// 0 to 9999 are written as a plain number, because a calendar text would mislead.
+[[nodiscard]] std::string describeDate(Date date);
+
+}  // namespace xel

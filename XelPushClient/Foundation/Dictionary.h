@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstddef>
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace xel {
+
+class Value;
+
+/// Text keys to values, in the order in which the keys were first set.
+///
+/// The order is stable: it is the same in every walk until a key is removed, and removing keeps the order of
+/// the rest. Small dictionaries, the usual case, are searched linearly; large ones build an index on first
+/// use, so that a hostile document of many keys costs linear time. Thread: a plain value; a const search of a
+/// large one may build the index, so no two threads share one.
+class Dictionary {
+public:
+    using Entry = std::pair<std::string, Value>;
+
+    Dictionary();
+    Dictionary(std::initializer_list<Entry> entries);
+    Dictionary(const Dictionary& other);
+    Dictionary(Dictionary&& other) noexcept;
+    Dictionary& operator=(const Dictionary& other);
+    Dictionary& operator=(Dictionary&& other) noexcept;
+    ~Dictionary();
+
+    /// The value under the key, or null. Valid until the dictionary changes.
+    [[nodiscard]] const Value* find(std::string_view key) const;
+    [[nodiscard]] Value* find(std::string_view key);
+    [[nodiscard]] bool contains(std::string_view key) const { return find(key) != nullptr; }
+
+    /// Sets the key, at its place when it is there already, at the end otherwise.
+    void set(std::string key, Value value);
+
+    /// Removes the key; false when it was not there.
+    bool remove(std::string_view key);
+
+    /// Hands all entries over, for a reader that wants to move them, and leaves the dictionary empty.
+    [[nodiscard]] std::vector<Entry> takeEntries();
+
+    void clear();
+    void reserve(std::size_t count);
+    [[nodiscard]] std::size_t size() const;
+    [[nodiscard]] bool empty() const;
+
+    [[nodiscard]] std::vector<Entry>::const_iterator begin() const;
+    [[nodiscard]] std::vector<Entry>::const_iterator end() const;
+
+    /// Equal when both hold the same keys with equal values, in whatever order.
+    friend bool operator==(const Dictionary& left, const Dictionary& right);
+
+private:
+    class Index;
+
+    [[nodiscard]] std::ptrdiff_t position(std::string_view key) const;
+
+    std::vector<Entry> entries_;
+    mutable std::unique_ptr<Index> index_;
+};
+
+}  // namespace xel

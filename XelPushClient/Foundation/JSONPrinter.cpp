@@ -1,0 +1,176 @@
+#include "XelPushClient/Foundation/JSONPrinter.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+
+#include "XelPushClient/Foundation/StringUtilities.h"
+
+namespace xel {
+namespace {
+
+class Printer {
+public:
+    explicit Printer(JSONLayout layout) : isPretty_(layout == JSONLayout::Pretty) {}
+
+    [[nodiscard]] std::string take() { return std::move(text_); }
+
+    void operator()(std::monostate) { text_ += "null"; }
+    void operator()(bool flag) { text_ += flag ? "true" : "false"; }
+    void operator()(std::int64_t number) { text_ += std::to_string(number); }
+    void operator()(double number) { printNumber(number); }
+    void operator()(const std::string& text) { printText(text); }
+    void operator()(const Data& octets) { printText(hexadecimal(octets)); }
+    void operator()(const Date& date) { printNumber(millisecondsSince1970(date)); }
+
+    void operator()(const Array& array) {
+        open('[');
+        bool isFirst = true;
+        for (const Value& element : array) {
+            startMember(isFirst);
+            element.visit(*this);
+        }
+        close(']', isFirst);
+    }
+
+    void operator()(const Dictionary& dictionary) {
+        open('{');
+        bool isFirst = true;
+        for (const auto& [key, value] : dictionary) {
+            startMember(isFirst);
+            printText(key);
+            text_ += isPretty_ ? " : " : ":";
+            value.visit(*this);
+        }
+        close('}', isFirst);
+    }
+
+private:
+    void open(char bracket) {
+        text_ += bracket;
+        ++depth_;
+    }
+
+    void startMember(bool& isFirst) {
+        if (!isFirst) {
+            text_ += ',';
+        }
+        isFirst = false;
+        startLine();
+    }
+
+    void close(char bracket, bool isEmpty) {
+        --depth_;
+        if (!isEmpty) {
+            startLine();
+        }
+        text_ += bracket;
+    }
+
+    void startLine() {
+        if (isPretty_) {
+            text_ += '\n';
+            text_.append(depth_ * 2, ' ');
+        }
+    }
+
+    void printNumber(double number) {
+        if (!std::isfinite(number)) {
+            text_ += "null";
+            return;
+        }
+        std::array<char, 32> digits{};
+        const auto written = std::to_chars(digits.data(), digits.data() + digits.size(), number);
+        text_.append(digits.data(), written.ptr);
+    }
+
+    void printText(std::string_view text) {
+        text_ += '"';
+        while (!text.empty()) {
+            const std::string_view before = text;
+            const char32_t character = takeFirstCharacter(text);
+            const auto octets = before.substr(0, before.size() - text.size());
+            printCharacter(character, octets);
+        }
+        text_ += '"';
+    }
+
+    void printCharacter(char32_t character, std::string_view octets) {
+        switch (character) {
+            case '"': text_ += "\\\""; return;
+            case '\\': text_ += "\\\\"; return;
+            case '\n': text_ += "\\n"; return;
+            case '\r': text_ += "\\r"; return;
+            case '\t': text_ += "\\t"; return;
+            default: break;
+        }
+        if (character < 0x20) {
+            constexpr std::string_view kDigits = "0123456789abcdef";
+            text_ += "\\u00";
+            text_ += kDigits[character >> 4U];
+            text_ += kDigits[character & 0x0FU];
+        } else if (character == 0xFFFD) {
+            text_ += "\xEF\xBF\xBD";
+        } else {
+            text_ += octets;
+        }
+    }
+
+    std::string text_;
+    std::size_t depth_ = 0;
+    bool isPretty_;
+};
+
+class PrintableCheck {
+public:
+    explicit PrintableCheck(int levelsLeft) : levelsLeft_(levelsLeft) {}
+
+    bool operator()(std::monostate) const { return true; }
+    bool operator()(bool) const { return true; }
+    bool operator()(std::int64_t) const { return true; }
+    bool operator()(double number) const { return std::isfinite(number); }
+    bool operator()(const std::string& text) const { return isValidUTF8(text); }
+    bool operator()(const Data&) const { return false; }
+    bool operator()(const Date&) const { return false; }
+
+    bool operator()(const Array& array) const {
+        if (levelsLeft_ == 0) {
+            return false;
+        }
+        for (const Value& element : array) {
+            if (!element.visit(PrintableCheck(levelsLeft_ - 1))) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    bool operator()(const Dictionary& dictionary) const {
+        if (levelsLeft_ == 0) {
+            return false;
+        }
+        for (const auto& [key, value] : dictionary) {
+            if (!isValidUTF8(key) || !value.visit(PrintableCheck(levelsLeft_ - 1))) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+private:
+    int levelsLeft_;
+};
+
+}  // namespace
+
+std::string printJSON(const Value& value, JSONLayout layout) {
+    Printer printer(layout);
+    value.visit(printer);
+    return printer.take();
+}
+
+bool isPrintableAsJSON(const Value& value) {
+    return value.visit(PrintableCheck(kDeepestJSON));
+}
+
+}  // namespace xel

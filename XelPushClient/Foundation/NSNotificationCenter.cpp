@@ -1,0 +1,82 @@
+#include "XelPushClient/Foundation/NSNotificationCenter.h"
+
+#include <algorithm>
+#include <atomic>
+
+namespace xel {
+
+class NSNotificationCenter::Observer {
+public:
+    Observer(std::string name, const NSObject* object, Block block, Queue queue)
+        : name_(std::move(name)), object_(object), block_(std::move(block)), queue_(std::move(queue)) {}
+
+    [[nodiscard]] bool hears(std::string_view name) const { return name_ == name; }
+
+    [[nodiscard]] bool hears(const NSNotification& notification) const {
+        return hears(notification.name) && (object_ == nullptr || object_ == notification.object);
+    }
+
+    void end() { hasEnded_ = true; }
+
+    static void deliver(const std::shared_ptr<Observer>& observer, const NSNotification& notification) {
+        if (observer->queue_) {
+            observer->queue_([observer, notification] { observer->call(notification); });
+        } else {
+            observer->call(notification);
+        }
+    }
+
+private:
+    void call(const NSNotification& notification) const {
+        if (!hasEnded_) {
+            block_(notification);
+        }
+    }
+
+    std::string name_;
+    const NSObject* object_;
+    Block block_;
+    Queue queue_;
+    std::atomic<bool> hasEnded_ = false;
+};
+
+NSNotificationCenter::Token NSNotificationCenter::addObserver(std::string name, const NSObject* object,
+                                                              Block block, Queue queue) {
+    auto observer = std::make_shared<Observer>(std::move(name), object, std::move(block), std::move(queue));
+    const std::lock_guard lock(mutex_);
+    observers_.push_back(observer);
+    return observer;
+}
+
+void NSNotificationCenter::removeObserver(const Token& token) {
+    const auto observer = token.lock();
+    if (!observer) {
+        return;
+    }
+    observer->end();
+    const std::lock_guard lock(mutex_);
+    std::erase(observers_, observer);
+}
+
+bool NSNotificationCenter::hasObserverFor(std::string_view name) const {
+    const std::lock_guard lock(mutex_);
+    return std::any_of(observers_.begin(), observers_.end(),
+                       [&](const auto& observer) { return observer->hears(name); });
+}
+
+void NSNotificationCenter::postNotification(const NSNotification& notification) {
+    std::vector<std::shared_ptr<Observer>> listeners;
+    {
+        const std::lock_guard lock(mutex_);
+        for (const auto& observer : observers_) {
+            if (observer->hears(notification)) {
+                listeners.push_back(observer);
+            }
+        }
+    }
+    for (const auto& listener : listeners) {
+        Observer::deliver(listener, notification);
+    }
+}
+
+}  // namespace xel

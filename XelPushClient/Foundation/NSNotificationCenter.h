@@ -1,0 +1,87 @@
+#pragma once
+
+#include <any>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace xel {
+
+/// What a notification can be about: the manager or the application.
+class NSObject {
+public:
+    NSObject() = default;
+    NSObject(const NSObject&) = delete;
+    NSObject& operator=(const NSObject&) = delete;
+    virtual ~NSObject() = default;
+};
+
+/// Named details of a notification: plain C++ values, read back by their type.
+class NotificationInfo {
+public:
+    NotificationInfo() = default;
+    NotificationInfo(std::initializer_list<std::pair<std::string, std::any>> entries) : entries_(entries) {}
+
+    /// The detail under the key when it is of type `T`, otherwise null.
+    template <class T>
+    [[nodiscard]] const T* get(std::string_view key) const {
+        for (const auto& [name, value] : entries_) {
+            if (name == key) {
+                return std::any_cast<T>(&value);
+            }
+        }
+        return nullptr;
+    }
+
+    [[nodiscard]] bool empty() const { return entries_.empty(); }
+    [[nodiscard]] std::size_t size() const { return entries_.size(); }
+
+private:
+    std::vector<std::pair<std::string, std::any>> entries_;
+};
+
+/// One broadcast: its name, what it is about (null: nothing in particular) and its details.
+struct NSNotification {
+    std::string name;
+    NSObject* object = nullptr;
+    NotificationInfo userInfo;
+};
+
+/// Carries broadcasts from whoever posts them to whoever observes their name.
+///
+/// Owner: a home; two managers with homes of their own never hear each other.
+/// Thread: every operation from any thread. `postNotification` calls the observers of that moment one after
+/// the other, in the order in which they were added, on the posting thread, with no lock held: an observer
+/// may post, add and remove. An observer removed during a post and not yet called is not called any more. An
+/// observer with a queue is handed to that queue instead of being called in place.
+class NSNotificationCenter {
+public:
+    using Block = std::function<void(const NSNotification&)>;
+    /// Runs a piece of work later, somewhere: how an observer names the run loop it wants to be called on.
+    using Queue = std::function<void(std::function<void()>)>;
+
+    class Observer;
+    /// Names an observation for removing it. Dropping the token does not end the observation.
+    using Token = std::weak_ptr<Observer>;
+
+    /// Calls the block for every post of the name about that object (null: about anything).
+    Token addObserver(std::string name, const NSObject* object, Block block, Queue queue = nullptr);
+
+    /// Ends the observation; harmless when it has ended already.
+    void removeObserver(const Token& token);
+
+    /// Whether anybody observes the name, so that a poster can spare building a notification nobody hears.
+    [[nodiscard]] bool hasObserverFor(std::string_view name) const;
+
+    void postNotification(const NSNotification& notification);
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<std::shared_ptr<Observer>> observers_;
+};
+
+}  // namespace xel

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace xel {
+
+// Text is UTF-8 throughout; where a rule speaks of a text's length it counts UTF-16 code units, as the
+// service and the other platforms' clients do. Octets that are not UTF-8 count as one unit each and match no
+// rule.
+
+/// Present, and nothing but white space and line ends. The service's rules for identities build on this test:
+/// a missing text is not "blank".
+[[nodiscard]] bool isEmptyOrBlank(std::string_view text);
+[[nodiscard]] bool isEmptyOrBlank(const std::optional<std::string>& text);
+
+/// Missing, or blank: the test that nearly every check for a usable value wants.
+[[nodiscard]] bool isMissingOrBlank(const std::optional<std::string>& text);
+
+/// A set of characters, each one UTF-16 unit, written as UTF-8 text.
+class CharacterSet {
+public:
+    explicit CharacterSet(std::u32string_view members) : members_(members) {}
+    [[nodiscard]] bool contains(char32_t character) const {
+        return members_.find(character) != std::u32string::npos;
+    }
+
+private:
+    std::u32string members_;
+};
+
+/// Space, tab and the Unicode space separators.
+[[nodiscard]] const CharacterSet& whitespaceCharacterSet();
+/// The set above with the line ends: LF, VT, FF, CR, NEL, U+2028 and U+2029.
+[[nodiscard]] const CharacterSet& whitespaceAndNewlineCharacterSet();
+
+[[nodiscard]] std::string stringByTrimmingLeadingCharactersInSet(std::string_view text,
+                                                                 const CharacterSet& set);
+[[nodiscard]] std::string stringByTrimmingTrailingCharactersInSet(std::string_view text,
+                                                                  const CharacterSet& set);
+
+/// Percent-encodes (RFC 3986) every octet but the unreserved ones: letters, digits, "-", ".", "_" and "~".
+[[nodiscard]] std::string encodeUrlString(std::string_view text);
+
+/// The pieces between the separators; a text without one is one piece, an empty text one empty piece.
+[[nodiscard]] std::vector<std::string_view> splitString(std::string_view text, std::string_view separator);
+
+/// How many UTF-16 units the text takes.
+[[nodiscard]] std::size_t utf16Length(std::string_view text);
+
+/// Well-formed UTF-8 (RFC 3629): shortest forms only, no surrogates, nothing above U+10FFFF.
+[[nodiscard]] bool isValidUTF8(std::string_view octets);
+
+/// Takes the character at the front of the text off it. An octet that begins no well-formed character comes
+/// back as U+FFFD and only that octet is taken. The text must not be empty.
+[[nodiscard]] char32_t takeFirstCharacter(std::string_view& text);
+
+/// "(null)" for a missing text: how one reads inside a formatted text.
+[[nodiscard]] std::string_view textOrNull(const std::optional<std::string>& text);
+
+/// Lower-case hexadecimal, two digits an octet.
+[[nodiscard]] std::string hexadecimal(const std::vector<unsigned char>& octets);
+
+}  // namespace xel

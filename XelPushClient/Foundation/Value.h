@@ -1,0 +1,84 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "XelPushClient/Foundation/Date.h"
+#include "XelPushClient/Foundation/Dictionary.h"
+
+namespace xel {
+
+/// Octets without a meaning of their own, such as a push token.
+using Data = std::vector<std::uint8_t>;
+
+class Value;
+using Array = std::vector<Value>;
+
+/// One dynamic value: what a JSON document, a stored setting or an error's details are made of.
+///
+/// Owner: plain value, copied deeply. Not for use between rooms: they decode it at the edge into named
+/// records. JSON has no dates and no octets; those two kinds exist for the defaults store and are printed as
+/// numbers (milliseconds since 1970) and hexadecimal text.
+class Value {
+public:
+    Value() = default;
+    Value(std::nullptr_t) {}
+    Value(bool value) : storage_(value) {}
+    Value(int value) : storage_(static_cast<std::int64_t>(value)) {}
+    Value(std::int64_t value) : storage_(value) {}
+    Value(double value) : storage_(value) {}
+    Value(const char* value) : storage_(std::string(value)) {}
+    Value(std::string_view value) : storage_(std::string(value)) {}
+    Value(std::string value) : storage_(std::move(value)) {}
+    Value(Data value) : storage_(std::move(value)) {}
+    Value(Date value) : storage_(value) {}
+    Value(Array value);
+    Value(Dictionary value);
+
+    [[nodiscard]] bool isNull() const { return std::holds_alternative<std::monostate>(storage_); }
+    [[nodiscard]] bool isBool() const { return std::holds_alternative<bool>(storage_); }
+    [[nodiscard]] bool isInteger() const { return std::holds_alternative<std::int64_t>(storage_); }
+    [[nodiscard]] bool isDouble() const { return std::holds_alternative<double>(storage_); }
+    [[nodiscard]] bool isNumber() const { return isBool() || isInteger() || isDouble(); }
+    [[nodiscard]] bool isString() const { return std::holds_alternative<std::string>(storage_); }
+
+    /// The value of exactly that kind, or null: a value of another kind reads as absent.
+    [[nodiscard]] const bool* asBool() const { return std::get_if<bool>(&storage_); }
+    [[nodiscard]] const std::int64_t* asInteger() const { return std::get_if<std::int64_t>(&storage_); }
+    [[nodiscard]] const std::string* asString() const { return std::get_if<std::string>(&storage_); }
+    [[nodiscard]] std::string* asString() { return std::get_if<std::string>(&storage_); }
+    [[nodiscard]] const Data* asData() const { return std::get_if<Data>(&storage_); }
+    [[nodiscard]] const Date* asDate() const { return std::get_if<Date>(&storage_); }
+    [[nodiscard]] const Array* asArray() const { return std::get_if<Array>(&storage_); }
+    [[nodiscard]] Array* asArray() { return std::get_if<Array>(&storage_); }
+    [[nodiscard]] const Dictionary* asDictionary() const { return std::get_if<Dictionary>(&storage_); }
+    [[nodiscard]] Dictionary* asDictionary() { return std::get_if<Dictionary>(&storage_); }
+
+    /// Any number as a double; a boolean counts as 0 or 1. Absent for every other kind.
+    [[nodiscard]] std::optional<double> number() const;
+
+    /// Any number as an integer: a fraction is cut towards zero, a value outside the range is the nearest
+    /// end of it, not-a-number is 0. Absent for every other kind.
+    [[nodiscard]] std::optional<std::int64_t> integer() const;
+
+    /// The truth of a boolean or a number; false for every other kind.
+    [[nodiscard]] bool truth() const;
+
+    /// Calls the visitor with the stored alternative (`std::monostate` for null).
+    template <class Visitor>
+    decltype(auto) visit(Visitor&& visitor) const {
+        return std::visit(std::forward<Visitor>(visitor), storage_);
+    }
+
+    friend bool operator==(const Value& left, const Value& right);
+
+private:
+    std::variant<std::monostate, bool, std::int64_t, double, std::string, Data, Date, Array, Dictionary>
+        storage_;
+};
+
+}  // namespace xel

@@ -1,0 +1,157 @@
+#include "XelPushClient/Linux/AsioConnector.h"
+
+#include <algorithm>
+#include <utility>
+
+#include <boost/asio/connect.hpp>
+#include <boost/asio/error.hpp>
+#include <boost/asio/ip/address.hpp>
+
+#include "XelPushClient/Linux/TLSErrors.h"
+
+namespace xel {
+
+namespace asio = boost::asio;
+using asio::ip::tcp;
+
+namespace {
+
+std::vector<tcp::endpoint> alternatingFamilies(const tcp::resolver::results_type& found) {
+    std::vector<tcp::endpoint> all(found.begin(), found.end());
+    if (all.empty()) {
+        return all;
+    }
+    // The system's order is kept within each family, and the family that it prefers comes first.
+    const bool firstIsV6 = all.front().address().is_v6();
+    const auto others = std::stable_partition(
+        all.begin(), all.end(),
+        [firstIsV6](const tcp::endpoint& endpoint) { return endpoint.address().is_v6() == firstIsV6; });
+    std::vector<tcp::endpoint> ordered;
+    auto preferred = all.begin();
+    for (auto other = others; preferred != others || other != all.end();) {
+        if (preferred != others) {
+            ordered.push_back(*preferred++);
+        }
+        if (other != all.end()) {
+            ordered.push_back(*other++);
+        }
+    }
+    return ordered;
+}
+
+std::string describeEndpoint(const tcp::endpoint& endpoint) {
+    const auto address = endpoint.address().to_string();
+    const std::string shown = endpoint.address().is_v6() ? "[" + address + "]" : address;
+    return shown + ":" + std::to_string(endpoint.port());
+}
+
+}  // namespace
+
+AsioConnector::AsioConnector(std::weak_ptr<AsioLoopCore> core, asio::io_context& context,
+                             std::chrono::milliseconds timeForAddress)
+    : core_(std::move(core)), context_(context), timeForAddress_(timeForAddress), resolver_(context) {}
+
+void AsioConnector::inPass(const std::function<void()>& work) {
+    if (const auto core = core_.lock()) {
+        core->runThenDrain(work);
+    }
+}
+
+void AsioConnector::start(const std::string& host, std::uint16_t port, Done done) {
+    done_ = std::move(done);
+    hostAndPort_ = host + ":" + std::to_string(port);
+    boost::system::error_code notAnAddress;
+    const auto address = asio::ip::make_address(host, notAnAddress);
+    if (!notAnAddress) {
+        endpoints_.emplace_back(address, port);
+        if (const auto core = core_.lock()) {
+            core->post([weak = weak_from_this()] {
+                if (const auto self = weak.lock()) {
+                    self->tryNextEndpoint();
+                }
+            });
+        }
+        return;
+    }
+    resolver_.async_resolve(
+        host, std::to_string(port), tcp::resolver::numeric_service,
+        [self = shared_from_this()](const boost::system::error_code& error,
+                                    const tcp::resolver::results_type& found) {
+            self->inPass([&] { self->nameWasResolved(error, alternatingFamilies(found)); });
+        });
+}
+
+void AsioConnector::cancel() {
+    done_ = nullptr;
+    resolver_.cancel();
+    if (socket_) {
+        boost::system::error_code ignored;
+        socket_->close(ignored);
+    }
+    if (deadline_) {
+        deadline_->invalidate();
+    }
+}
+
+void AsioConnector::nameWasResolved(const boost::system::error_code& error, std::vector<Endpoint> endpoints) {
+    if (!done_) {
+        return;
+    }
+    if (error || endpoints.empty()) {
+        finish(streamError(ByteStreamErrorCode::NameNotFound,
+                           "cannot connect to " + hostAndPort_ + ": the host's name was not found (" +
+                               (error ? error.message() : "no address") + ")"));
+        return;
+    }
+    endpoints_ = std::move(endpoints);
+    tryNextEndpoint();
+}
+
+void AsioConnector::tryNextEndpoint() {
+    if (!done_) {
+        return;
+    }
+    if (attempts_ == endpoints_.size()) {
+        finish(streamError(ByteStreamErrorCode::ConnectFailed,
+                           "cannot connect to " + hostAndPort_ + ": " + causes_));
+        return;
+    }
+    const std::size_t attempt = attempts_++;
+    socket_ = std::make_shared<Socket>(context_);
+    socket_->async_connect(endpoints_[attempt],
+                           [self = shared_from_this(), attempt](const boost::system::error_code& error) {
+                               self->inPass([&] { self->attemptEnded(attempt, error); });
+                           });
+    if (const auto core = core_.lock()) {
+        deadline_ = core->scheduleTimer(timeForAddress_, [weak = weak_from_this(), attempt] {
+            if (const auto self = weak.lock()) {
+                self->attemptEnded(attempt, asio::error::timed_out);
+            }
+        });
+    }
+}
+
+void AsioConnector::attemptEnded(std::size_t attempt, const boost::system::error_code& error) {
+    if (!done_ || attempt + 1 != attempts_) {
+        return;
+    }
+    deadline_->invalidate();
+    if (!error) {
+        finish(std::move(socket_));
+        return;
+    }
+    causes_ += (causes_.empty() ? "" : ", ") + error.message();
+    if (endpoints_.size() > 1) {
+        causes_ += " (" + describeEndpoint(endpoints_[attempt]) + ")";
+    }
+    boost::system::error_code ignored;
+    socket_->close(ignored);
+    tryNextEndpoint();
+}
+
+void AsioConnector::finish(Result<std::shared_ptr<Socket>> outcome) {
+    const auto done = std::exchange(done_, nullptr);
+    done(std::move(outcome));
+}
+
+}  // namespace xel

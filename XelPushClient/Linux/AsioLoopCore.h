@@ -1,0 +1,126 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
+
+#include "XelPushClient/Platform/NSRunLoop.h"
+
+namespace xel {
+
+/// Told once at the end of the pass in which it asked, after everything posted has run. Must not throw.
+class PassEndObserver {
+public:
+    virtual ~PassEndObserver() = default;
+    virtual void passDidEnd() noexcept = 0;
+};
+
+/// The works of an `AsioRunLoop`, shared with the I/O objects on it, which may linger longer than the loop.
+///
+/// A pass is one handler of the `io_context`: something that happened, then what it and others posted, then
+/// the observers of the pass's end. So a whole turn, from the octets read to the answer written, costs one
+/// wait for events. Thread: `post` and `requestStop` from any thread; the rest on the loop's thread.
+class AsioLoopCore final : public std::enable_shared_from_this<AsioLoopCore> {
+public:
+    /// Blocks run in one pass at most, so that sockets and timers get their share of a loop that is busy with
+    /// itself.
+    static constexpr std::size_t kMostBlocksInPass = 512;
+
+    explicit AsioLoopCore(boost::asio::io_context& context);
+    ~AsioLoopCore();
+    AsioLoopCore(const AsioLoopCore&) = delete;
+    AsioLoopCore& operator=(const AsioLoopCore&) = delete;
+
+    void post(std::function<void()> block);
+    std::shared_ptr<NSTimer> scheduleTimer(std::chrono::milliseconds delay, std::function<void()> block);
+
+    /// Runs the work and then what is posted, in one pass. For handlers of I/O objects. Inside a pass it only
+    /// runs the work.
+    template <class Work>
+    void runThenDrain(Work&& work) {
+        if (isInPass_) {
+            std::forward<Work>(work)();
+            return;
+        }
+        const Pass pass(*this);
+        std::forward<Work>(work)();
+        drain();
+        endPass();
+    }
+
+    /// Has the observer told at the end of this pass, or of the next one when none is under way. On the
+    /// loop's thread.
+    void callAtEndOfPass(std::weak_ptr<PassEndObserver> observer);
+
+    [[nodiscard]] bool isCurrent() const { return owner_.load() == std::this_thread::get_id(); }
+    [[nodiscard]] bool isInPass() const { return isInPass_; }
+    void becomeOwner() { owner_.store(std::this_thread::get_id()); }
+
+    /// The pass under way runs no further block until `clearStop`.
+    void requestStop() { isStopRequested_.store(true); }
+    [[nodiscard]] bool clearStop() { return isStopRequested_.exchange(false); }
+
+    /// Throws away everything posted and scheduled, and leaves the `io_context` alone from then on.
+    void shutDown();
+
+private:
+    class Timer;
+    class TimerOrder;
+
+    /// Marks a pass, and on the way out, by exception too, has what is left run in another one.
+    class Pass {
+    public:
+        explicit Pass(AsioLoopCore& core);
+        Pass(const Pass&) = delete;
+        Pass& operator=(const Pass&) = delete;
+        ~Pass();
+
+    private:
+        AsioLoopCore& core_;
+    };
+
+    void drain();
+    [[nodiscard]] bool takeIncoming();
+    void endPass();
+    void postPass();
+
+    void armTimer();
+    void fireDueTimers();
+    void timerWasInvalidated();
+    void dropInvalidTimers();
+
+    boost::asio::io_context& context_;
+    std::optional<boost::asio::steady_timer> alarm_;
+    std::atomic<std::thread::id> owner_;
+    std::atomic<bool> isStopRequested_ = false;
+
+    std::mutex mutex_;
+    std::vector<std::function<void()>> incoming_;  // guarded by mutex_
+    bool isPassPosted_ = false;                    // guarded by mutex_
+    bool isShutDown_ = false;                      // guarded by mutex_
+    bool isBusy_ = false;                          // guarded by mutex_; a pass is under way
+
+    bool isInPass_ = false;
+    std::size_t blocksLeftInPass_ = 0;
+    std::vector<std::function<void()>> batch_;
+    std::size_t nextInBatch_ = 0;
+    std::vector<std::weak_ptr<PassEndObserver>> passEndObservers_;
+    std::vector<std::weak_ptr<PassEndObserver>> observersBeingTold_;
+
+    std::vector<std::shared_ptr<Timer>> timers_;  // a heap, the next one in front
+    std::uint64_t nextTimerNumber_ = 0;
+    std::size_t invalidTimers_ = 0;
+    std::optional<std::chrono::steady_clock::time_point> alarmTime_;
+};
+
+}  // namespace xel

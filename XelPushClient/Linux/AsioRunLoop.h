@@ -1,0 +1,55 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+#include <boost/asio/io_context.hpp>
+
+#include "XelPushClient/Platform/NSRunLoop.h"
+
+namespace xel {
+
+class AsioLoopCore;
+
+/// A run loop on Boost.Asio: on an `io_context` of its own, or on the host's.
+///
+/// On the host's context the host runs that on one thread, and keeps it running, with a work guard, while it
+/// has clients; `run` and `stop` then run and stop the host's context. An exception of a block leaves the
+/// context's own `run`. The loop outlives everything that works on it, and is not destroyed from inside one
+/// of its blocks. Thread: as the port says.
+class AsioRunLoop final : public NSRunLoop {
+public:
+    AsioRunLoop();
+    /// The context outlives the loop.
+    explicit AsioRunLoop(boost::asio::io_context& hostContext);
+    ~AsioRunLoop() override;
+    AsioRunLoop(const AsioRunLoop&) = delete;
+    AsioRunLoop& operator=(const AsioRunLoop&) = delete;
+
+    void post(std::function<void()> block) override;
+    std::shared_ptr<NSTimer> scheduleTimer(std::chrono::milliseconds delay,
+                                           std::function<void()> block) override;
+
+    /// True on the thread that ran the loop last, at first the one that made it.
+    [[nodiscard]] bool isCurrent() const override;
+
+    /// Throws `std::logic_error` when it is called inside one of the loop's blocks.
+    void run() override;
+    void stop() override;
+
+    /// For handlers of I/O objects on the context: runs the work and then everything posted, in the same
+    /// handler, so that what the work posts costs no further wait for events. On the loop's thread.
+    void runThenDrain(const std::function<void()>& work);
+
+    [[nodiscard]] boost::asio::io_context& ioContext() { return context_; }
+    [[nodiscard]] const std::shared_ptr<AsioLoopCore>& core() { return core_; }
+
+private:
+    std::shared_ptr<AsioLoopCore> core_;
+    // Destroyed before the core: handlers that are never run may still hold things that post.
+    std::unique_ptr<boost::asio::io_context> ownContext_;
+    boost::asio::io_context& context_;
+};
+
+}  // namespace xel

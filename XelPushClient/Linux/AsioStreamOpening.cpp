@@ -1,0 +1,103 @@
+#include <stdexcept>
+#include <utility>
+
+#include <boost/asio/error.hpp>
+
+#include "XelPushClient/Linux/AsioStreamConnection.h"
+#include "XelPushClient/Linux/TLSErrors.h"
+
+// The opening half of a stream's works: name, connection and TLS handshake.
+
+namespace xel {
+
+using boost::asio::ip::tcp;
+
+void AsioStreamConnection::open(std::string_view host, std::uint16_t port, bool usingTLS) {
+    if (phase_ != Phase::New) {
+        throw std::logic_error("a byte stream was opened twice");
+    }
+    phase_ = Phase::Connecting;
+    host_ = host;
+    port_ = port;
+    isUsingTLS_ = usingTLS;
+    if (usingTLS) {
+        // The trust store is read while the host is looked up; an error shows in the handshake.
+        tls_->worker.add([context = tls_->context] { (void)context->native().isOk(); });
+    }
+    connector_ = std::make_shared<AsioConnector>(core_, context_, times_.connect);
+    connector_->start(host_, port, [weak = weak_from_this()](Result<std::shared_ptr<tcp::socket>> outcome) {
+        const auto self = weak.lock();
+        if (!self || self->phase_ != Phase::Connecting) {
+            return;
+        }
+        if (outcome) {
+            self->wasConnected(std::move(outcome).value());
+        } else {
+            self->fail(outcome.error());
+        }
+    });
+}
+
+void AsioStreamConnection::wasConnected(std::shared_ptr<tcp::socket> socket) {
+    connector_.reset();
+    socket_ = std::move(socket);
+    boost::system::error_code error;
+    socket_->set_option(tcp::no_delay(true), error);
+    socket_->non_blocking(true, error);
+    if (error) {
+        fail(streamError(ByteStreamErrorCode::ConnectFailed,
+                         "cannot connect to " + hostAndPort() + ": " + error.message()));
+        return;
+    }
+    received_ = std::make_unique_for_overwrite<char[]>(kReadSize);
+    if (!isUsingTLS_) {
+        becomeOpen();
+        return;
+    }
+    decrypted_ = std::make_unique_for_overwrite<char[]>(kReadSize);
+    engine_ = std::make_shared<TLSEngine>(tls_->context, host_);
+    phase_ = Phase::ShakingHands;
+    stepHandshake({});
+}
+
+void AsioStreamConnection::stepHandshake(std::string received) {
+    computeHandshakeStep(*tls_, engine_, std::move(received), core_,
+                         [weak = weak_from_this()](const HandshakeStep& step) {
+                             if (const auto self = weak.lock()) {
+                                 self->handshakeStepped(step);
+                             }
+                         });
+}
+
+void AsioStreamConnection::handshakeStepped(const HandshakeStep& step) {
+    if (phase_ != Phase::ShakingHands) {
+        return;
+    }
+    if (!deadline_) {
+        // From here on the time is the host's: before, the trust store may have been read.
+        setDeadline(times_.handshake, &AsioStreamConnection::handshakeTookTooLong);
+    }
+    outgoing_ += step.toSend;
+    flush();
+    if (phase_ != Phase::ShakingHands) {
+        return;
+    }
+    switch (step.progress) {
+        case TLSEngine::Progress::Done: becomeOpen(); return;
+        case TLSEngine::Progress::NeedsMore: startRead(); return;
+        default: break;
+    }
+    const bool isRefused = engine_->isCertificateRefused();
+    fail(streamError(isRefused ? ByteStreamErrorCode::CertificateRefused : ByteStreamErrorCode::TLSFailed,
+                     "cannot connect to " + hostAndPort() + " by TLS: " + engine_->failure()));
+}
+
+void AsioStreamConnection::becomeOpen() {
+    if (deadline_) {
+        deadline_->invalidate();
+    }
+    phase_ = Phase::Open;
+    observer_->streamDidOpen();
+}
+
+}  // namespace xel

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "XelPushClient/Platform/HTTPTransport.h"
+
+namespace xel {
+
+class NSRunLoop;
+
+struct CurlHTTPOptions {
+    /// A file of PEM certificates to trust instead of the system's store; empty: the system's.
+    std::string caFile{};
+    std::chrono::milliseconds connectTimeout{std::chrono::seconds(15)};
+    /// For the whole request, redirects included.
+    std::chrono::milliseconds totalTimeout{std::chrono::seconds(60)};
+    /// A transfer slower than this for the whole period is given up.
+    long lowSpeedOctetsPerSecond = 1;
+    std::chrono::seconds lowSpeedPeriod{30};
+    /// Octets of an answer's body, counted after decompression.
+    std::size_t largestAnswer = 4UL * 1024 * 1024;
+    int mostRedirects = 5;
+    std::string userAgent{"XelPushClient"};
+    /// Whether the machine has a network, asked after a failure to tell "offline" from "not found". Called on
+    /// the transport's thread; empty: taken as online.
+    std::function<bool()> isOnline{};
+};
+
+/// HTTP by libcurl, every request on one thread of the transport's own.
+///
+/// http and https only; TLS 1.2 at least, certificate and host name verified; proxies as the environment
+/// names them (http_proxy, https_proxy, no_proxy), never for this machine itself. Redirects are followed
+/// within one origin (scheme, host and port); one that leads elsewhere is the answer. Completions are posted
+/// to the run loop, which is not kept alive; without it they are dropped uncalled. Dropping the transport
+/// ends what is under way with `NSURLErrorCode::Cancelled`.
+class CurlHTTPTransport : public HTTPTransport {
+public:
+    explicit CurlHTTPTransport(std::weak_ptr<NSRunLoop> runLoop, CurlHTTPOptions options = {});
+    CurlHTTPTransport(const CurlHTTPTransport&) = delete;
+    CurlHTTPTransport& operator=(const CurlHTTPTransport&) = delete;
+    ~CurlHTTPTransport() override;
+
+    void send(HTTPRequest request, Completion completion) override;
+
+private:
+    class Worker;
+
+    std::shared_ptr<Worker> worker_;
+    std::thread thread_;
+};
+
+}  // namespace xel

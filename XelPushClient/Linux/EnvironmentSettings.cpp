@@ -1,0 +1,86 @@
+#include "XelPushClient/Linux/EnvironmentSettings.h"
+
+#include <charconv>
+#include <cstdlib>
+#include <optional>
+#include <string_view>
+
+#include "XelPushClient/Foundation/FormattedText.h"
+
+namespace xel {
+
+namespace {
+
+struct TextVariable {
+    const char* name;
+    std::string Endpoints::*target;
+};
+
+struct PortVariable {
+    const char* name;
+    std::uint16_t Endpoints::*target;
+};
+
+constexpr TextVariable kTexts[] = {
+    {"XELPUSH_BROKER_ADDRESS", &Endpoints::kBrokerAddress},
+    {"XELPUSH_LOCAL_BROKER_ADDRESS", &Endpoints::kBrokerLocalAddress},
+    {"XELPUSH_REST_URL", &Endpoints::kLoopBackAddress},
+    {"XELPUSH_REST_SSL_URL", &Endpoints::kLoopBackSSLAddress},
+    {"XELPUSH_LOCAL_REST_URL", &Endpoints::kLoopBackLocalAddress},
+    {"XELPUSH_LOCAL_REST_SSL_URL", &Endpoints::kLoopBackLocalSSLAddress},
+};
+
+constexpr PortVariable kPorts[] = {
+    {"XELPUSH_BROKER_PORT", &Endpoints::kBrokerPort},
+    {"XELPUSH_BROKER_SSL_PORT", &Endpoints::kBrokerSSLPort},
+    {"XELPUSH_LOCAL_BROKER_PORT", &Endpoints::kBrokerLocalPort},
+    {"XELPUSH_LOCAL_BROKER_SSL_PORT", &Endpoints::kBrokerLocalSSLPort},
+};
+
+std::optional<std::string_view> variable(const char* name) {
+    const char* value = ::secure_getenv(name);
+    if (value == nullptr || *value == '\0') {
+        return std::nullopt;
+    }
+    return value;
+}
+
+std::optional<std::uint16_t> portOf(std::string_view text) {
+    std::uint16_t port = 0;
+    const char* end = text.data() + text.size();
+    const auto [last, error] = std::from_chars(text.data(), end, port);
+    if (error != std::errc() || last != end || port == 0) {
+        return std::nullopt;
+    }
+    return port;
+}
+
+}  // namespace
+
+Result<Endpoints> endpointsOfEnvironment(Endpoints endpoints) {
+    for (const auto& [name, target] : kTexts) {
+        if (const auto value = variable(name)) {
+            endpoints.*target = *value;
+        }
+    }
+    for (const auto& [name, target] : kPorts) {
+        const auto value = variable(name);
+        if (!value) {
+            continue;
+        }
+        const auto port = portOf(*value);
+        if (!port) {
+            return makeError(
+                "InvalidParameter", 1,
+                formatted("The environment variable %@ holds no port from 1 to 65535: \"%@\"", name, *value));
+        }
+        endpoints.*target = *port;
+    }
+    return endpoints;
+}
+
+std::string caFileOfEnvironment() {
+    return std::string(variable("XELPUSH_CA_FILE").value_or(""));
+}
+
+}  // namespace xel

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+
+#include "XelPushClient/Foundation/Result.h"
+#include "XelPushClient/Platform/Endpoints.h"
+
+namespace xel {
+
+/// The endpoints with what the process's environment says about them:
+///
+///   XELPUSH_BROKER_ADDRESS, XELPUSH_BROKER_PORT, XELPUSH_BROKER_SSL_PORT                    production
+///   broker XELPUSH_LOCAL_BROKER_ADDRESS, XELPUSH_LOCAL_BROKER_PORT, XELPUSH_LOCAL_BROKER_SSL_PORT  sandbox
+///   broker XELPUSH_REST_URL, XELPUSH_REST_SSL_URL ("%@" takes the application's host) production backend
+///   XELPUSH_LOCAL_REST_URL, XELPUSH_LOCAL_REST_SSL_URL                                      sandbox backend
+///
+/// An empty variable does not count. A port that is no number from 1 to 65535 is an error of the domain
+/// "InvalidParameter" that names the variable. A program with raised rights (secure_getenv(3)) ignores all of
+/// them.
+[[nodiscard]] Result<Endpoints> endpointsOfEnvironment(Endpoints endpoints = {});
+
+/// The file of certificate authorities that XELPUSH_CA_FILE names; empty when it names none.
+[[nodiscard]] std::string caFileOfEnvironment();
+
+}  // namespace xel

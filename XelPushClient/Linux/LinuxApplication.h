@@ -1,0 +1,111 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "XelPushClient/Platform/Clock.h"
+#include "XelPushClient/Platform/LogSink.h"
+#include "XelPushClient/Platform/NSRunLoop.h"
+#include "XelPushClient/Platform/UIApplication.h"
+
+namespace xel {
+
+/// The host program as an application. It is active from the start, for a program on Linux runs until it
+/// ends; a host that has a foreground and a background says so by the calls below.
+///
+/// Thread: the run loop.
+class LinuxApplication final : public UIApplication {
+public:
+    /// How long an application may work on in the background.
+    static constexpr std::chrono::seconds kBackgroundTime{180};
+
+    using Presenter = std::function<void(const UILocalNotification&)>;
+    using Canceller = std::function<void()>;
+
+    struct Surroundings {
+        std::shared_ptr<NSRunLoop> runLoop;
+        std::shared_ptr<Clock> clock;
+        std::shared_ptr<LogSink> logSink;
+    };
+
+    explicit LinuxApplication(Surroundings surroundings);
+    ~LinuxApplication() override;
+
+    // The host's calls. Each sets the state and posts its notification before it returns. A step that comes
+    // before another is taken too: entering the background from the front resigns active first, becoming
+    // active in the background enters the foreground first.
+
+    void willResignActive();
+    void enterBackground();
+    void willEnterForeground();
+    void becomeActive();
+    void willTerminate();
+
+    /// Who shows local notifications, and who takes them away again. Without a presenter the first
+    /// notification leaves one log line and none is shown.
+    void setLocalNotificationPresenter(Presenter presenter, Canceller canceller = nullptr);
+
+    /// The kinds of notification that the user allows: what is asked for beyond them is not granted. All at
+    /// first.
+    void setAllowedNotificationTypes(std::uint32_t types) { allowedTypes_ = types; }
+
+    // The port.
+
+    [[nodiscard]] UIApplicationState applicationState() const override { return state_; }
+
+    /// Refused once the background time is used up.
+    UIBackgroundTaskIdentifier beginBackgroundTaskWithName(std::string_view name,
+                                                           std::function<void()> expirationHandler) override;
+    void endBackgroundTask(UIBackgroundTaskIdentifier identifier) override;
+    [[nodiscard]] double backgroundTimeRemaining() const override;
+
+    [[nodiscard]] std::int64_t applicationIconBadgeNumber() const override { return badge_; }
+    void setApplicationIconBadgeNumber(std::int64_t number) override { badge_ = number; }
+
+    [[nodiscard]] bool respondsToRegisterUserNotificationSettings() const override { return true; }
+    void registerUserNotificationSettings(const UIUserNotificationSettings& settings,
+                                          std::weak_ptr<UIApplicationDelegate> requester) override;
+
+    /// Both answer with a failure: the system gives no push tokens.
+    void registerForRemoteNotificationTypes(std::uint32_t types,
+                                            std::weak_ptr<UIApplicationDelegate> requester) override;
+    void registerForRemoteNotifications(std::weak_ptr<UIApplicationDelegate> requester) override;
+
+    [[nodiscard]] UIUserNotificationSettings currentUserNotificationSettings() const override {
+        return granted_;
+    }
+
+    void presentLocalNotificationNow(const UILocalNotification& notification) override;
+    void cancelAllLocalNotifications() override;
+
+private:
+    using Answer = std::function<void(LinuxApplication&, UIApplicationDelegate&)>;
+
+    void enter(UIApplicationState state, std::string_view notification);
+    void startBackgroundTime();
+    void endBackgroundTime();
+    void backgroundTimeIsUp();
+    void answer(std::weak_ptr<UIApplicationDelegate> requester, Answer answer);
+
+    Surroundings surroundings_;
+    UIApplicationState state_ = UIApplicationState::Active;
+    std::map<UIBackgroundTaskIdentifier, std::function<void()>> tasks_;
+    UIBackgroundTaskIdentifier lastTask_ = UIBackgroundTaskInvalid;
+    std::optional<std::chrono::steady_clock::time_point> backgroundDeadline_;
+    std::shared_ptr<NSTimer> backgroundTimer_;
+    std::uint32_t allowedTypes_ = 0xFFFFFFFF;
+    UIUserNotificationSettings granted_;
+    std::int64_t badge_ = 0;
+    Presenter presenter_;
+    Canceller canceller_;
+    bool hasLoggedMissingPresenter_ = false;
+    /// What is posted holds this weakly.
+    std::shared_ptr<LinuxApplication*> life_;
+};
+
+}  // namespace xel

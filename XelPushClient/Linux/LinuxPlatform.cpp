@@ -1,0 +1,165 @@
+#include "XelPushClient/Linux/LinuxPlatform.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "XelPushClient/Classes/Core/ServiceAddresses.h"
+#include "XelPushClient/Foundation/FormattedText.h"
+#include "XelPushClient/Linux/AsioByteStream.h"
+#include "XelPushClient/Linux/AsioOperationQueue.h"
+#include "XelPushClient/Linux/AsioRunLoop.h"
+#include "XelPushClient/Linux/CurlHTTPTransport.h"
+#include "XelPushClient/Linux/EnvironmentSettings.h"
+#include "XelPushClient/Linux/HostBundle.h"
+#include "XelPushClient/Linux/LinuxApplication.h"
+#include "XelPushClient/Linux/LinuxDevice.h"
+#include "XelPushClient/Linux/LinuxFolders.h"
+#include "XelPushClient/Linux/LinuxNotificationCenter.h"
+#include "XelPushClient/Linux/NetlinkReachability.h"
+#include "XelPushClient/Linux/NetworkState.h"
+#include "XelPushClient/Linux/SimdjsonSerialization.h"
+#include "XelPushClient/Linux/SqliteSessionMemory.h"
+#include "XelPushClient/Linux/SqliteUserDefaults.h"
+#include "XelPushClient/Linux/StandardErrorLogSink.h"
+#include "XelPushClient/Linux/StoreError.h"
+#include "XelPushClient/Linux/StoreFolder.h"
+#include "XelPushClient/Linux/SystemClock.h"
+#include "XelPushClient/MQTTSDK/MQTTClientSessionFactory.h"
+
+namespace xel {
+
+namespace {
+
+std::shared_ptr<AsioRunLoop> runLoopOf(const LinuxOptions& options) {
+    if (options.runLoop != nullptr) {
+        return options.runLoop;
+    }
+    return options.hostContext != nullptr ? std::make_shared<AsioRunLoop>(*options.hostContext)
+                                          : sharedMainRunLoop();
+}
+
+Endpoints endpointsOf(const LinuxOptions& options) {
+    if (options.endpoints) {
+        return *options.endpoints;
+    }
+    auto endpoints = endpointsOfEnvironment();
+    if (!endpoints) {
+        throw std::runtime_error(endpoints.error().localizedDescription());
+    }
+    return std::move(endpoints).value();
+}
+
+BrokerHostQuery brokerHostOf(const Endpoints& endpoints) {
+    return [production = endpoints.kBrokerAddress, sandbox = endpoints.kBrokerLocalAddress] {
+        return isDevelopment() ? sandbox : production;
+    };
+}
+
+std::shared_ptr<HTTPTransport> makeTransport(const std::shared_ptr<AsioRunLoop>& runLoop,
+                                             const std::string& caFile) {
+    CurlHTTPOptions options;
+    options.caFile = caFile;
+    options.isOnline = [] { return readDefaultRoute().has_value(); };
+    return std::make_shared<CurlHTTPTransport>(runLoop, std::move(options));
+}
+
+Result<std::string> folderOr(const std::string& wanted, std::optional<std::string> byRule) {
+    if (!wanted.empty()) {
+        return wanted;
+    }
+    if (!byRule) {
+        return makeStoreError(
+            StoreErrorCode::CannotOpen,
+            "There is no folder for the client's state: the user has no home folder, and neither "
+            "the host nor the environment names one");
+    }
+    return std::move(*byRule);
+}
+
+SqliteStoreOptions storeOptions(const LinuxOptions& options, const Machine& machine, std::string folder) {
+    SqliteStoreOptions store;
+    store.folder = std::move(folder);
+    store.durability = options.durability;
+    store.runLoop = machine.runLoop;
+    store.problemHandler = [sink = machine.logSink](const NSError& problem) {
+        sink->write(describeError(problem));
+    };
+    return store;
+}
+
+}  // namespace
+
+Machine makeLinuxMachine(const LinuxOptions& options) {
+    const auto runLoop = runLoopOf(options);
+    const auto mainRunLoop = options.mainRunLoop != nullptr ? options.mainRunLoop : runLoop;
+    const std::string caFile = options.caFile.empty() ? caFileOfEnvironment() : options.caFile;
+    LinuxTLSOptions tls;
+    if (!caFile.empty()) {
+        tls.caFile = caFile;
+    }
+
+    Machine machine;
+    machine.endpoints = endpointsOf(options);
+    machine.runLoop = runLoop;
+    machine.mainRunLoop = mainRunLoop;
+    machine.clock = std::make_shared<SystemClock>();
+    machine.logSink = options.logSink != nullptr ? options.logSink : std::make_shared<StandardErrorLogSink>();
+    machine.operationQueues = std::make_shared<AsioOperationQueueFactory>();
+    machine.sessions = std::make_shared<MQTTClientSessionFactory>(
+        std::make_shared<AsioByteStreamFactory>(std::move(tls)), machine.clock,
+        mainRunLoop == runLoop ? nullptr : mainRunLoop.get());
+    machine.http = makeTransport(runLoop, caFile);
+    machine.json = std::make_shared<SimdjsonSerialization>();
+    machine.reachability =
+        std::make_shared<NetlinkReachabilityFactory>(runLoop, brokerHostOf(machine.endpoints));
+    machine.application = std::make_shared<LinuxApplication>(
+        LinuxApplication::Surroundings{runLoop, machine.clock, machine.logSink});
+    machine.notificationCenter = std::make_shared<LinuxNotificationCenter>(runLoop);
+    machine.device = std::make_shared<LinuxDevice>();
+    machine.bundle = std::make_shared<HostBundle>(options.shortVersion, options.bundleVersion);
+    return machine;
+}
+
+Result<Home> openLinuxHome(const LinuxOptions& options, const Machine& machine) {
+    const std::string name = options.name.empty() ? programName() : options.name;
+    const auto stateFolder = folderOr(options.stateFolder, defaultStateFolder(name));
+    if (!stateFolder) {
+        return stateFolder.error();
+    }
+    const auto documents = folderOr(options.documentsFolder, defaultDocumentsFolder(name));
+    if (!documents) {
+        return documents.error();
+    }
+    const auto store = SqliteStore::open(storeOptions(options, machine, stateFolder.value()));
+    if (!store) {
+        return store.error();
+    }
+    const auto defaults = SqliteUserDefaults::load(store.value());
+    if (!defaults) {
+        return defaults.error();
+    }
+    const auto memory = SqliteSessionMemory::load(store.value());
+    if (!memory) {
+        return memory.error();
+    }
+    if (const auto made = makeStoreFolder(documents.value()); !made) {
+        // Without it only crash reports fail.
+        machine.logSink->write(describeError(made.error()));
+    }
+    Home home;
+    home.defaults = defaults.value();
+    home.sessionMemory = memory.value();
+    home.notificationCenter = std::make_shared<NSNotificationCenter>();
+    home.documentsDirectory = documents.value();
+    return home;
+}
+
+LinuxApplication& linuxApplicationOf(const Machine& machine) {
+    auto* application = dynamic_cast<LinuxApplication*>(machine.application.get());
+    if (application == nullptr) {
+        throw std::logic_error("the machine's application is not this platform's");
+    }
+    return *application;
+}
+
+}  // namespace xel

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "XelPushClient/Foundation/Result.h"
+#include "XelPushClient/Linux/SqliteStore.h"
+#include "XelPushClient/Platform/Home.h"
+#include "XelPushClient/Platform/Machine.h"
+
+namespace boost::asio {
+class io_context;
+}
+
+namespace xel {
+
+class AsioRunLoop;
+class LinuxApplication;
+
+/// How a client stands on this machine. Every field may be left as it is.
+struct LinuxOptions {
+    /// Names the home's folder: one home for each name. Empty: the program's name.
+    std::string name{};
+
+    /// Where the home's store is. Empty: "$XDG_STATE_HOME/xelpush/<name>", or
+    /// "~/.local/state/xelpush/<name>".
+    std::string stateFolder{};
+
+    /// Where crash reports go. Empty: "$XDG_DATA_HOME/xelpush/<name>", or "~/.local/share/xelpush/<name>".
+    std::string documentsFolder{};
+
+    /// A file of PEM certificates to trust instead of the system's store. Empty: the one that the environment
+    /// variable XELPUSH_CA_FILE names, if any.
+    std::string caFile{};
+
+    /// Hosts and ports of the service. Missing: the defaults, with what the environment says
+    /// (see `endpointsOfEnvironment`).
+    std::optional<Endpoints> endpoints{};
+
+    /// The host's own version: together, with a dot between, the client version that the service is told.
+    std::optional<std::string> shortVersion{"1.0"};
+    std::optional<std::string> bundleVersion{"1"};
+
+    /// What the store of a turn survives.
+    Durability durability = Durability::ProcessKill;
+
+    /// Where log lines go. Null: standard error.
+    std::shared_ptr<LogSink> logSink{};
+
+    /// The host's own context for the run loop, which outlives the machine and is run by one thread. Null: a
+    /// context of the loop's own.
+    boost::asio::io_context* hostContext = nullptr;
+
+    /// The run loop to live on. Null: one on the host's context when there is one, else the process's main
+    /// loop.
+    std::shared_ptr<AsioRunLoop> runLoop{};
+
+    /// The run loop on which broadcast notifications are posted, which something must run. Null: the same as
+    /// above.
+    std::shared_ptr<AsioRunLoop> mainRunLoop{};
+};
+
+/// A machine for any number of clients. Starts one thread, for HTTP. Throws `std::runtime_error` when the
+/// environment's settings are wrong, with a text that names the variable, or when a library cannot be
+/// started.
+[[nodiscard]] Machine makeLinuxMachine(const LinuxOptions& options = {});
+
+/// Opens a home for one client on that machine. The errors are those of the store (`kStoreErrorDomain`), such
+/// as another process owning it. Reads from the disk, and so blocks.
+[[nodiscard]] Result<Home> openLinuxHome(const LinuxOptions& options, const Machine& machine);
+
+/// The application of a machine that `makeLinuxMachine` made, for the host's calls.
+[[nodiscard]] LinuxApplication& linuxApplicationOf(const Machine& machine);
+
+/// The process's main run loop, the one that `NSRunLoop::mainRunLoop` answers. It is never destroyed, so that
+/// a host may end its process from anywhere.
+[[nodiscard]] const std::shared_ptr<AsioRunLoop>& sharedMainRunLoop();
+
+}  // namespace xel

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace xel {
+
+/// One background thread that does jobs in order: what must not hold up a run loop and is no operation
+/// queue's.
+///
+/// The thread starts with the first job. Destroying the worker waits for the job under way and drops the
+/// rest; the last owner must not be a job. A job must not throw. Thread: any.
+class SerialWorker {
+public:
+    /// The name, at most 15 characters, shows in debuggers.
+    explicit SerialWorker(std::string threadName) : threadName_(std::move(threadName)) {}
+    ~SerialWorker();
+    SerialWorker(const SerialWorker&) = delete;
+    SerialWorker& operator=(const SerialWorker&) = delete;
+
+    void add(std::function<void()> job);
+
+private:
+    void work();
+
+    std::string threadName_;
+    std::mutex mutex_;
+    std::condition_variable somethingToDo_;
+    std::deque<std::function<void()>> jobs_;
+    bool isEnding_ = false;
+    std::thread thread_;
+};
+
+}  // namespace xel

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace xel {
+
+/// One prepared statement, bound and run again and again. Octets that are bound stay the caller's and must
+/// live until the statement has run. Results are SQLite's codes. Thread: the holder of the connection.
+class SqliteStatement {
+public:
+    SqliteStatement() = default;
+
+    /// SQLITE_OK, or why the statement could not be prepared.
+    [[nodiscard]] int prepare(sqlite3* database, std::string_view sql);
+
+    void bind(int index, std::int64_t value);
+    void bindText(int index, std::string_view text);
+    void bindOctets(int index, std::string_view octets);
+
+    /// Runs a statement without rows to its end and makes it ready for the next run.
+    [[nodiscard]] int run();
+
+    /// SQLITE_ROW, SQLITE_DONE or an error. After the last row, or to stop early, `reset`.
+    [[nodiscard]] int step();
+    int reset();
+
+    [[nodiscard]] std::int64_t integer(int column) const;
+    /// Valid until the next step or reset.
+    [[nodiscard]] std::string_view octets(int column) const;
+
+private:
+    struct Finalize {
+        void operator()(sqlite3_stmt* statement) const;
+    };
+    std::unique_ptr<sqlite3_stmt, Finalize> statement_;
+};
+
+}  // namespace xel

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+
+#include "XelPushClient/Foundation/Result.h"
+
+namespace xel {
+
+/// An open file; closed with the object. -1 for none.
+class FileDescriptor {
+public:
+    FileDescriptor() = default;
+    explicit FileDescriptor(int number) : number_(number) {}
+    FileDescriptor(FileDescriptor&& other) noexcept : number_(other.number_) { other.number_ = -1; }
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept;
+    ~FileDescriptor();
+
+    [[nodiscard]] int number() const { return number_; }
+    [[nodiscard]] bool isOpen() const { return number_ >= 0; }
+
+private:
+    int number_ = -1;
+};
+
+/// Makes the folder and what is missing above it, for the user alone (mode 0700).
+[[nodiscard]] Result<void> makeStoreFolder(const std::string& folder);
+
+/// Makes the file when it is missing, and for the user alone (mode 0600) in any case.
+[[nodiscard]] Result<void> makePrivateFile(const std::string& path);
+
+/// Takes the lock file, which this process then owns until the descriptor is closed or the process ends. The
+/// error names the owner.
+[[nodiscard]] Result<FileDescriptor> takeOwnership(const std::string& lockPath);
+
+/// Renames the database and its log to "….damaged-<time>". Answers the new path.
+[[nodiscard]] Result<std::string> setAside(const std::string& databasePath);
+
+/// Makes the names in the folder durable: what a new file needs beside its own sync.
+void syncFolder(const std::string& folder);
+
+}  // namespace xel

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "XelPushClient/Foundation/Value.h"
+
+namespace xel {
+
+class UIApplication;
+
+/// A remote notification that the operating system delivered.
+class LBPushNotification {
+public:
+    explicit LBPushNotification(Dictionary userInfo) : userInfo_(std::move(userInfo)) {}
+
+    [[nodiscard]] const Dictionary& userInfo() const { return userInfo_; }
+
+    /// The notification of a payload; none for an empty payload.
+    [[nodiscard]] static std::optional<LBPushNotification> applicationDidReceiveRemoteNotification(
+        UIApplication& application, const Dictionary& payload);
+
+    /// Sets the application's badge.
+    static void resetBadge(UIApplication& application, std::int64_t number);
+
+private:
+    Dictionary userInfo_;
+};
+
+}  // namespace xel

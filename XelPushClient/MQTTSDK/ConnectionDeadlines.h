@@ -1,0 +1,46 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+
+namespace xel {
+
+/// What one connection has to do, or to have heard, by when: CONNACK, PINGREQ, PINGRESP (MQTT 3.1.1 sections
+/// 3.1.2.10 and 3.12). Knows no timer: it is told the time and asked what is next.
+class ConnectionDeadlines {
+public:
+    using TimePoint = std::chrono::steady_clock::time_point;
+    using Duration = std::chrono::steady_clock::duration;
+
+    enum class Due { Nothing, PingRequest, ConnectTimedOut, PingTimedOut };
+
+    /// A keep-alive of 0 sends no PINGREQ.
+    ConnectionDeadlines(TimePoint now, Duration connectDeadline, Duration keepAlive,
+                        Duration pingResponseDeadline);
+
+    void didConnect(TimePoint now);
+    void didWrite(TimePoint now) { lastWrite_ = now; }
+    void didWritePingRequest(TimePoint now);
+    void didReceivePingResponse();
+    [[nodiscard]] bool isAwaitingPingResponse() const { return pingDeadline_.has_value(); }
+
+    /// When to ask `check` next, at the latest; none when nothing is awaited. Writing only moves it back.
+    [[nodiscard]] std::optional<TimePoint> next() const;
+
+    /// What is due. `readingIsHeldUp` says that the broker's answer may have arrived and not been looked at:
+    /// then no answer is missed yet.
+    [[nodiscard]] Due check(TimePoint now, bool readingIsHeldUp);
+
+private:
+    [[nodiscard]] bool isPassed(std::optional<TimePoint>& deadline, TimePoint now, bool readingIsHeldUp);
+
+    Duration keepAlive_;
+    Duration pingResponseDeadline_;
+    std::optional<TimePoint> connectDeadline_;
+    std::optional<TimePoint> pingDeadline_;
+    TimePoint lastWrite_;
+    bool wasConnected_ = false;
+    bool isReprieved_ = false;
+};
+
+}  // namespace xel

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace xel {
+
+/// What was received and not taken yet.
+///
+/// A read is only borrowed while it is being worked on; `keep` copies what is left of it. Memory grows with
+/// what arrived, never with what a packet announces.
+class InputBuffer {
+public:
+    /// Adds what a read brought. The octets must stay where they are until `keep`.
+    void offer(std::string_view octets) {
+        if (unread_.empty()) {
+            unread_ = octets;
+            isBorrowed_ = true;
+            return;
+        }
+        keep();
+        kept_.erase(0, kept_.size() - unread_.size());
+        kept_.append(octets);
+        unread_ = kept_;
+    }
+
+    /// The octets not taken yet; packets are taken off its front, or put back.
+    [[nodiscard]] std::string_view& unread() { return unread_; }
+
+    /// Call before the octets of the last `offer` go away.
+    void keep() {
+        if (isBorrowed_ && !unread_.empty()) {
+            kept_.assign(unread_);
+            unread_ = kept_;
+        }
+        isBorrowed_ = false;
+        if (unread_.empty()) {
+            unread_ = {};
+            kept_.clear();
+            if (kept_.capacity() > kKeptSize) {
+                kept_ = std::string();
+            }
+        }
+    }
+
+private:
+    // A buffer that one great packet needed is given back.
+    static constexpr std::size_t kKeptSize = std::size_t{128} * 1024;
+
+    std::string kept_;
+    std::string_view unread_;
+    bool isBorrowed_ = false;
+};
+
+}  // namespace xel

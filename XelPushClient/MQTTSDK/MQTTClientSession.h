@@ -1,0 +1,97 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "XelPushClient/MQTTSDK/GrantedTopics.h"
+#include "XelPushClient/MQTTSDK/MQTTConnection.h"
+#include "XelPushClient/MQTTSDK/MQTTSessionOptions.h"
+#include "XelPushClient/MQTTSDK/Outbox.h"
+#include "XelPushClient/MQTTSDK/TurnClosingRoute.h"
+#include "XelPushClient/Platform/ByteStream.h"
+#include "XelPushClient/Platform/Clock.h"
+#include "XelPushClient/Platform/MQTTSession.h"
+
+namespace xel {
+
+/// What a session stands on. The loops and the memory outlive it.
+struct MQTTSessionSurroundings {
+    NSRunLoop& runLoop;
+    NSRunLoop* mainRunLoop;  ///< null, or the loop that broadcast notifications take
+    SessionMemory& memory;
+    std::shared_ptr<ByteStreamFactory> streams;
+    std::shared_ptr<const Clock> clock;
+};
+
+/// The client's own MQTT session: what outlives a connection, and the one connection at a time.
+///
+/// Beyond the port: a topic that is no topic filter is left out of a SUBSCRIBE and answered as refused (0x80)
+/// at its place. After a turn that the owner ended by closing, or that the network ended, `sessionDidDeliver`
+/// comes all the same, and `acknowledge` then does nothing. An exception of the owner's travels out of the
+/// run loop, and the session goes on from where it was; one thrown while a dropped session reports its
+/// closing is thrown from the loop a pass later.
+class MQTTClientSession final : public MQTTSession, private MQTTConnectionObserver {
+public:
+    MQTTClientSession(MQTTSessionParameters parameters, const MQTTSessionOptions& options,
+                      MQTTSessionSurroundings surroundings);
+    ~MQTTClientSession() override;
+    MQTTClientSession(const MQTTClientSession&) = delete;
+    MQTTClientSession& operator=(const MQTTClientSession&) = delete;
+
+    void setDelegate(MQTTSessionDelegate* delegate) override;
+    [[nodiscard]] MQTTSessionStatus status() const override { return status_; }
+
+    void connectToHost(std::string_view host, std::uint16_t port, bool usingSSL) override;
+    void close() override;
+
+    std::uint16_t subscribeToTopic(std::string_view topic, int qos) override;
+    std::uint16_t subscribeToTopics(const TopicTable& topics) override;
+    std::uint16_t unsubscribeTopic(std::string_view topic) override;
+    std::uint16_t unsubscribeTopics(std::span<const std::string> topics) override;
+
+    bool publishDataAtMostOnce(std::string_view data, std::string_view topic, bool retain) override;
+    bool publishDataAtLeastOnce(std::string_view data, std::string_view topic, bool retain) override;
+
+private:
+    void connectionDidOpen(bool sessionPresent) override;
+    void connectionDidEnd(MQTTSessionEvent event, const NSError& error) override;
+    void connectionWillDeliver() override;
+    void connectionDidReceive(const MQTTInboundPacket& publication) override;
+    void connectionDidReceiveAnswer(MQTTEngineEvent answer, const MQTTInboundPacket& packet) override;
+    void connectionDidFinishStep() override;
+    void connectionDidEndTurn(std::weak_ptr<MQTTConnection> connection, std::uint64_t turn) override;
+
+    [[nodiscard]] bool isConnected() const { return connection_ && connection_->isConnected(); }
+    void report(MQTTSessionEvent event, const std::optional<NSError>& error = std::nullopt);
+    std::uint16_t unsubscribe(std::span<const std::string_view> topics);
+    void restoreTopics(bool sessionPresent);
+    void writeOutboxAgain();
+    void takeSubscribeAnswer(std::uint16_t packetId);
+    void tellRefusedTopics();
+    void closeTurn(const std::weak_ptr<MQTTConnection>& connection, std::uint64_t turn);
+    [[nodiscard]] static MQTTClientSession* sessionAt(const SessionAnchor& anchor);
+
+    std::shared_ptr<const MQTTSessionParameters> parameters_;
+    MQTTSessionOptions options_;
+    NSRunLoop& runLoop_;
+    std::shared_ptr<ByteStreamFactory> streams_;
+    std::shared_ptr<const Clock> clock_;
+    std::shared_ptr<PacketIds> packetIds_;
+    Outbox outbox_;
+    GrantedTopics granted_;
+    TurnClosingRoute closingRoute_;
+    std::shared_ptr<SessionAnchor> anchor_;
+
+    MQTTSessionDelegate* delegate_ = nullptr;
+    MQTTSessionStatus status_ = MQTTSessionStatus::Created;
+    std::vector<std::string> refusedTopics_;  // of which the delegate has not been told
+    bool isBeingDestroyed_ = false;
+    std::shared_ptr<MQTTConnection> connection_;
+};
+
+}  // namespace xel

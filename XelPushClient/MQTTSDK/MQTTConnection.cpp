@@ -1,0 +1,173 @@
+#include "XelPushClient/MQTTSDK/MQTTConnection.h"
+
+#include <string>
+#include <utility>
+
+#include "XelPushClient/MQTTSDK/MQTTErrors.h"
+
+namespace xel {
+namespace {
+
+// More than this is not kept for the end of the pass.
+constexpr std::size_t kMostUnwritten = std::size_t{64} * 1024;
+
+std::string inSeconds(std::chrono::milliseconds time) {
+    return std::to_string(std::chrono::duration_cast<std::chrono::seconds>(time).count()) + " s";
+}
+
+}  // namespace
+
+MQTTConnection::MQTTConnection(MQTTConnectionContext context)
+    : anchor_(std::move(context.anchor)),
+      parameters_(std::move(context.parameters)),
+      clock_(std::move(context.clock)),
+      runLoop_(context.runLoop),
+      options_(context.options),
+      engine_(*parameters_, context.options, std::move(context.packetIds), clock_->steadyNow()) {}
+
+MQTTConnection::~MQTTConnection() = default;
+
+void MQTTConnection::open(ByteStreamFactory& streams, std::string_view host, std::uint16_t port,
+                          bool usingTLS) {
+    armTimer();
+    stream_ = streams.makeStream(runLoop_, *this);
+    stream_->open(host, port, usingTLS);
+}
+
+void MQTTConnection::failLater(NSError error) {
+    runLoop_.post([weak = weak_from_this(), error = std::move(error)] {
+        if (const auto self = weak.lock()) {
+            self->end(MQTTSessionEvent::ConnectionError, error);
+        }
+    });
+}
+
+void MQTTConnection::closeInOrder() {
+    if (isStreamOpen_) {
+        engine_.disconnect();
+        stream_->write(engine_.output());
+        stream_->closeAfterWriting();
+    }
+    detach();
+}
+
+void MQTTConnection::streamDidOpen() {
+    const auto self = shared_from_this();
+    if (!isAttached_) {
+        return;
+    }
+    isStreamOpen_ = true;
+    engine_.start(*parameters_);
+    flush();
+    stream_->receive();
+}
+
+void MQTTConnection::streamDidReceive(std::string_view octets) {
+    const auto self = shared_from_this();
+    input_.offer(octets);
+    if (turn_.isIdle()) {
+        takeInput();
+    }
+    input_.keep();
+}
+
+void MQTTConnection::streamDidEndByPeer() {
+    const auto self = shared_from_this();
+    end(MQTTSessionEvent::ConnectionClosedByBroker,
+        makeMQTTError(MQTTErrorCode::ClosedByBroker, "the broker closed the connection"));
+}
+
+void MQTTConnection::streamDidFail(const NSError& error) {
+    const auto self = shared_from_this();
+    end(MQTTSessionEvent::ConnectionError, error);
+}
+
+void MQTTConnection::flushSoon() {
+    if (engine_.output().size() >= kMostUnwritten) {
+        flush();
+    }
+    // A step flushes at its end.
+    if (isInStep_ || engine_.output().empty() || std::exchange(isFlushPosted_, true)) {
+        return;
+    }
+    runLoop_.post([weak = weak_from_this()] {
+        if (const auto self = weak.lock()) {
+            self->isFlushPosted_ = false;
+            self->flush();
+        }
+    });
+}
+
+void MQTTConnection::flush() {
+    if (isAttached_ && isStreamOpen_ && !engine_.output().empty()) {
+        stream_->write(engine_.output());
+        engine_.didWriteOutput(clock_->steadyNow());
+    }
+}
+
+void MQTTConnection::end(MQTTSessionEvent event, const NSError& error) {
+    if (!isAttached_) {
+        return;
+    }
+    if (event == MQTTSessionEvent::ProtocolError) {
+        // The acknowledgements of what came before may still be on their way out.
+        stream_->closeAfterWriting();
+    }
+    detach();
+    anchor_->session->connectionDidEnd(event, error);
+}
+
+void MQTTConnection::detach() {
+    isAttached_ = false;
+    isStreamOpen_ = false;
+    if (timer_) {
+        timer_->invalidate();
+        timer_.reset();
+    }
+    // In a step the owner may still be looking at octets of the stream's; then it goes with this object,
+    // which the session is dropping.
+    if (!isInStep_) {
+        stream_.reset();
+    }
+}
+
+// A timer that is due earlier than needed is left alone: when it fires it looks at what has become of the
+// deadline. So a packet that moves the deadline costs no timer.
+void MQTTConnection::armTimer() {
+    const auto deadline = engine_.nextDeadline();
+    if (!deadline || (timer_ && timerDeadline_ <= *deadline)) {
+        return;
+    }
+    if (timer_) {
+        timer_->invalidate();
+    }
+    timerDeadline_ = *deadline;
+    const auto delay = std::chrono::ceil<std::chrono::milliseconds>(*deadline - clock_->steadyNow());
+    timer_ = runLoop_.scheduleTimer(delay, [weak = weak_from_this()] {
+        if (const auto self = weak.lock()) {
+            self->timerDidFire();
+        }
+    });
+}
+
+void MQTTConnection::timerDidFire() {
+    timer_.reset();
+    const bool readingIsHeldUp = !turn_.isIdle() || !anchor_->isListening;
+    switch (engine_.checkDeadlines(clock_->steadyNow(), readingIsHeldUp)) {
+        case ConnectionDeadlines::Due::ConnectTimedOut:
+            end(MQTTSessionEvent::ConnectionError,
+                makeMQTTError(MQTTErrorCode::ConnectTimedOut,
+                              "no connection to the broker within " + inSeconds(options_.connectDeadline)));
+            return;
+        case ConnectionDeadlines::Due::PingTimedOut:
+            end(MQTTSessionEvent::ConnectionError,
+                makeMQTTError(MQTTErrorCode::PingTimedOut, "the broker did not answer a ping within " +
+                                                               inSeconds(options_.pingResponseDeadline)));
+            return;
+        default: break;
+    }
+    flush();
+    armTimer();
+}
+
+}  // namespace xel

@@ -1,0 +1,143 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "XelPushClient/MQTTSDK/InputBuffer.h"
+#include "XelPushClient/MQTTSDK/MQTTEngine.h"
+#include "XelPushClient/MQTTSDK/Turn.h"
+#include "XelPushClient/Platform/ByteStream.h"
+#include "XelPushClient/Platform/Clock.h"
+#include "XelPushClient/Platform/NSRunLoop.h"
+
+namespace xel {
+
+class MQTTConnection;
+
+/// What a connection tells its session, from the run loop only. Any of these may close the connection or
+/// destroy the session.
+class MQTTConnectionObserver {
+public:
+    virtual ~MQTTConnectionObserver() = default;
+
+    virtual void connectionDidOpen(bool sessionPresent) = 0;
+
+    /// The connection is over; nothing but the closing of its last turn follows.
+    virtual void connectionDidEnd(MQTTSessionEvent event, const NSError& error) = 0;
+
+    virtual void connectionWillDeliver() = 0;
+    virtual void connectionDidReceive(const MQTTInboundPacket& publication) = 0;
+
+    /// The broker answered a publication, a SUBSCRIBE or an UNSUBSCRIBE.
+    virtual void connectionDidReceiveAnswer(MQTTEngineEvent answer, const MQTTInboundPacket& packet) = 0;
+
+    /// What one read brought, or as much of it as a turn takes, has been worked through.
+    virtual void connectionDidFinishStep() = 0;
+
+    /// The turn's publications were delivered; its closing may be posted.
+    virtual void connectionDidEndTurn(std::weak_ptr<MQTTConnection> connection, std::uint64_t turn) = 0;
+};
+
+/// How whatever is posted, or still on the stack, finds the session: not at all once that is gone.
+struct SessionAnchor {
+    MQTTConnectionObserver* session = nullptr;
+    /// Whether the session has a delegate. Without one no publication is taken: it waits for the next
+    /// delegate.
+    bool isListening = false;
+};
+
+/// What connections of one session have in common.
+struct MQTTConnectionContext {
+    std::shared_ptr<SessionAnchor> anchor;
+    std::shared_ptr<const MQTTSessionParameters> parameters;
+    MQTTSessionOptions options;
+    std::shared_ptr<PacketIds> packetIds;
+    std::shared_ptr<const Clock> clock;
+    NSRunLoop& runLoop;
+};
+
+/// One connection to the broker, from the attempt to its end: the engine, its stream, its timer and its turn.
+///
+/// The session drops it when it is over; it then finishes what it has on the stack and touches nothing any
+/// more. Thread: the run loop.
+class MQTTConnection final : public ByteStreamObserver, public std::enable_shared_from_this<MQTTConnection> {
+public:
+    explicit MQTTConnection(MQTTConnectionContext context);
+    ~MQTTConnection() override;
+    MQTTConnection(const MQTTConnection&) = delete;
+    MQTTConnection& operator=(const MQTTConnection&) = delete;
+
+    /// Starts the attempt. Its outcome comes from the loop.
+    void open(ByteStreamFactory& streams, std::string_view host, std::uint16_t port, bool usingTLS);
+
+    /// Ends an attempt that cannot be made.
+    void failLater(NSError error);
+
+    /// Writes what is still to be written and DISCONNECT, and ends the connection. Tells nobody.
+    void closeInOrder();
+
+    [[nodiscard]] bool isConnected() const { return isAttached_ && engine_.isConnected(); }
+
+    /// Whoever makes it append packets calls `flushSoon` then.
+    [[nodiscard]] MQTTEngine& engine() { return engine_; }
+
+    /// Writes at the end of this pass of the loop, so that what a pass appends leaves together; much at once.
+    void flushSoon();
+
+    /// Goes on with what is held, in a later pass.
+    void resumeLater();
+
+    /// The session runs the closing between these two. `completesNormally` is false while an exception is on
+    /// its way.
+    void willCloseTurn(std::uint64_t turn);
+    void didCloseTurn(bool completesNormally);
+    /// There was no delegate to run the closing: `resumeLater` asks for it again.
+    void didSkipClosing(std::uint64_t turn);
+    /// The owner has stored what it keeps of the turn. Harmless for a turn that does not wait for it.
+    void acknowledgeTurn(std::uint64_t turn);
+
+    void streamDidOpen() override;
+    void streamDidReceive(std::string_view octets) override;
+    void streamDidEndByPeer() override;
+    void streamDidFail(const NSError& error) override;
+
+private:
+    void takeInput();
+    bool takePacket();
+    bool deliver(std::string_view inputBefore);
+    void finishStep(bool completesNormally);
+    void endTurn();
+    void resume();
+    void flush();
+    void end(MQTTSessionEvent event, const NSError& error);
+    void detach();
+    void armTimer();
+    void timerDidFire();
+
+    std::shared_ptr<SessionAnchor> anchor_;
+    std::shared_ptr<const MQTTSessionParameters> parameters_;
+    std::shared_ptr<const Clock> clock_;
+    NSRunLoop& runLoop_;
+    MQTTSessionOptions options_;
+    MQTTEngine engine_;
+    InputBuffer input_;
+    MQTTInboundPacket packet_;
+    Turn turn_;
+
+    std::shared_ptr<NSTimer> timer_;
+    ConnectionDeadlines::TimePoint timerDeadline_;
+
+    bool isAttached_ = true;  // the session holds this connection
+    bool isStreamOpen_ = false;
+    bool isInStep_ = false;
+    bool isInClosing_ = false;
+    bool wasClosingSkipped_ = false;
+    bool isFlushPosted_ = false;
+    bool isResumePosted_ = false;
+
+    std::unique_ptr<ByteStream> stream_;  // last, so that its observer outlives it
+};
+
+}  // namespace xel

@@ -1,0 +1,32 @@
+#include "XelPushClient/MQTTSDK/MQTTErrors.h"
+
+#include "XelPushClient/Platform/MQTTSession.h"
+
+namespace xel {
+
+NSError makeMQTTError(MQTTErrorCode code, std::string_view description) {
+    return makeError(kMQTTErrorDomain, static_cast<std::int64_t>(code), description);
+}
+
+NSError makeConnackError(std::uint8_t returnCode) {
+    switch (returnCode) {
+        case 1:
+            return makeMQTTError(MQTTErrorCode::UnacceptableProtocolVersion,
+                                 "connection refused by the broker: it does not speak MQTT 3.1.1");
+        case 2:
+            return makeMQTTError(MQTTErrorCode::IdentifierRejected,
+                                 "connection refused by the broker: it does not allow the client id");
+        case 3:
+            return makeMQTTError(MQTTErrorCode::ServerUnavailable,
+                                 "connection refused by the broker: its service is unavailable");
+        case 4:
+            return makeMQTTError(
+                MQTTErrorCode::NotAuthorized,
+                "connection refused by the broker: not authorized, bad user name or password");
+        default:
+            return makeMQTTError(MQTTErrorCode::NotAuthorized,
+                                 "connection refused by the broker: not authorized");
+    }
+}
+
+}  // namespace xel

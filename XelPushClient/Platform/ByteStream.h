@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "XelPushClient/Foundation/NSError.h"
+
+namespace xel {
+
+/// Domain of a stream's errors; the codes are `ByteStreamErrorCode`, the description says host, port and
+/// cause.
+inline constexpr std::string_view kByteStreamErrorDomain = "ByteStream";
+
+enum class ByteStreamErrorCode : std::int64_t {
+    NameNotFound = 1,
+    ConnectFailed = 2,
+    CertificateRefused = 3,  ///< expired, self-signed, unknown authority, another host's
+    TLSFailed = 4,
+    ConnectionLost = 5,
+};
+
+/// What a stream tells its user, on the stream's run loop, never from inside a call of the user.
+class ByteStreamObserver {
+public:
+    virtual ~ByteStreamObserver() = default;
+
+    /// Connected, and with TLS verified: writing and receiving may begin.
+    virtual void streamDidOpen() = 0;
+
+    /// What one read brought, at least one octet. The view is valid during the call only. The next read
+    /// starts when `receive` is called again.
+    virtual void streamDidReceive(std::string_view octets) = 0;
+
+    /// The peer ended the stream in order, after all it sent was received.
+    virtual void streamDidEndByPeer() = 0;
+
+    /// The stream could not be opened, or was lost. Nothing follows.
+    virtual void streamDidFail(const NSError& error) = 0;
+};
+
+/// One connection to a host, plain TCP or TLS, made, used and dropped once.
+///
+/// Contract: `open` looks the name up, connects and, with TLS, shakes hands without ever blocking the run
+/// loop: server name indication, TLS 1.2 at least, certificate and host name verified against the trust
+/// store. `write` keeps order and never blocks; what is written in one run-loop pass may leave in one packet.
+/// `closeAfterWriting` stops all callbacks at once and lets the stream linger by itself, a few seconds at
+/// most, until everything written has left. Dropping the stream ends it at once; no callback follows. Thread:
+/// its run loop.
+class ByteStream {
+public:
+    virtual ~ByteStream() = default;
+
+    virtual void open(std::string_view host, std::uint16_t port, bool usingTLS) = 0;
+
+    /// Asks for one `streamDidReceive`. A second call before it came is harmless.
+    virtual void receive() = 0;
+
+    virtual void write(std::string_view octets) = 0;
+
+    virtual void closeAfterWriting() = 0;
+};
+
+class NSRunLoop;
+
+class ByteStreamFactory {
+public:
+    virtual ~ByteStreamFactory() = default;
+
+    /// The observer outlives the stream.
+    [[nodiscard]] virtual std::unique_ptr<ByteStream> makeStream(NSRunLoop& runLoop,
+                                                                 ByteStreamObserver& observer) = 0;
+};
+
+}  // namespace xel

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <chrono>
+
+#include "XelPushClient/Foundation/Date.h"
+
+namespace xel {
+
+/// The time. From any thread.
+class Clock {
+public:
+    virtual ~Clock() = default;
+
+    /// The system's clock, which may be set back and forth: for dates only.
+    [[nodiscard]] virtual Date now() const = 0;
+
+    /// A clock that only goes forward: for deadlines.
+    [[nodiscard]] virtual std::chrono::steady_clock::time_point steadyNow() const = 0;
+};
+
+}  // namespace xel

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <memory>
+
+#include "XelPushClient/Platform/Clock.h"
+#include "XelPushClient/Platform/Device.h"
+#include "XelPushClient/Platform/Endpoints.h"
+#include "XelPushClient/Platform/HTTPTransport.h"
+#include "XelPushClient/Platform/LogSink.h"
+#include "XelPushClient/Platform/MQTTSession.h"
+#include "XelPushClient/Platform/NSJSONSerialization.h"
+#include "XelPushClient/Platform/NSOperationQueue.h"
+#include "XelPushClient/Platform/NSRunLoop.h"
+#include "XelPushClient/Platform/PushClientServerReachability.h"
+#include "XelPushClient/Platform/UIApplication.h"
+#include "XelPushClient/Platform/UNUserNotificationCenter.h"
+
+namespace xel {
+
+/// What clients need of the machine they run on. Shared by any number of managers; every port is set.
+struct Machine {
+    /// The loop on which its managers live.
+    std::shared_ptr<NSRunLoop> runLoop;
+    /// The loop on which broadcast notifications are posted; may be the same.
+    std::shared_ptr<NSRunLoop> mainRunLoop;
+    std::shared_ptr<Clock> clock;
+    std::shared_ptr<LogSink> logSink;
+    std::shared_ptr<NSOperationQueueFactory> operationQueues;
+    std::shared_ptr<MQTTSessionFactory> sessions;
+    std::shared_ptr<HTTPTransport> http;
+    std::shared_ptr<NSJSONSerialization> json;
+    std::shared_ptr<ReachabilityFactory> reachability;
+    std::shared_ptr<UIApplication> application;
+    std::shared_ptr<UNUserNotificationCenter> notificationCenter;
+    std::shared_ptr<UIDevice> device;
+    std::shared_ptr<NSBundle> bundle;
+    Endpoints endpoints;
+};
+
+}  // namespace xel

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "XelPushClient/Foundation/Value.h"
+
+namespace xel {
+
+/// A home's small key-value store: settings that survive a restart.
+///
+/// Contract:
+/// - Reads see the latest write of this process at once, whether it was synchronised or not.
+/// - `synchronize` writes every change that is not yet stored, in one commit, and answers truly. True means
+/// that a
+///   process killed at once afterwards finds the changes at its next start. After false the changes stay in
+///   memory, are seen by reads, and are tried again by the next `synchronize`.
+/// - A `Value` is stored whole: every kind, also dates and octets, comes back equal.
+/// - One process at a time owns a store; opening one that is owned is an error at opening, not here.
+/// Thread: reads from any thread; writes and `synchronize` on the home's run loop.
+class NSUserDefaults {
+public:
+    virtual ~NSUserDefaults() = default;
+
+    [[nodiscard]] virtual std::optional<Value> objectForKey(std::string_view key) const = 0;
+    virtual void setObject(std::string_view key, Value value) = 0;
+    virtual void removeObject(std::string_view key) = 0;
+    [[nodiscard]] virtual bool synchronize() = 0;
+
+    /// Like `synchronize`, for the end of a turn: hosts that ask for it have such commits survive a power cut
+    /// too, which takes a file sync and so happens away from the run loop. `done` is called exactly once with
+    /// the truth, inside this call or later on the home's run loop.
+    virtual void synchronizeTurn(std::function<void(bool)> done) = 0;
+
+    /// The value when it is a number or boolean, else false, 0 or 0.0; a text only when it is one.
+    [[nodiscard]] virtual bool boolForKey(std::string_view key) const;
+    [[nodiscard]] std::int64_t integerForKey(std::string_view key) const;
+    [[nodiscard]] double doubleForKey(std::string_view key) const;
+    [[nodiscard]] std::optional<std::string> stringForKey(std::string_view key) const;
+    [[nodiscard]] std::optional<Dictionary> dictionaryForKey(std::string_view key) const;
+    [[nodiscard]] std::optional<Array> arrayForKey(std::string_view key) const;
+};
+
+}  // namespace xel

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "XelPushClient/Foundation/Result.h"
+#include "XelPushClient/Platform/TopicTable.h"
+
+namespace xel {
+
+/// A QoS 1 publication that the broker has not acknowledged yet.
+struct OutboxEntry {
+    std::uint16_t packetId = 0;
+    std::string topic;
+    std::string payload;
+    bool retain = false;
+
+    friend bool operator==(const OutboxEntry&, const OutboxEntry&) = default;
+};
+
+/// What a broker session remembers for a client id across reconnects and restarts: its unacknowledged
+/// publications and the topics that the broker granted. Kept in the home's store.
+///
+/// Thread: the home's run loop.
+class SessionMemory {
+public:
+    virtual ~SessionMemory() = default;
+
+    /// The outbox in the order of appending.
+    [[nodiscard]] virtual std::vector<OutboxEntry> loadOutbox(std::string_view clientId) = 0;
+
+    /// Appends one publication. When this returns without an error, a process killed at once finds the entry
+    /// at its next start.
+    virtual Result<void> appendToOutbox(std::string_view clientId, const OutboxEntry& entry) = 0;
+
+    /// Forgets acknowledged publications. May be stored late: an entry that comes back after a kill is sent
+    /// again as a duplicate, which at-least-once delivery allows.
+    virtual void removeFromOutbox(std::string_view clientId, std::span<const std::uint16_t> packetIds) = 0;
+
+    [[nodiscard]] virtual TopicTable loadGrantedTopics(std::string_view clientId) = 0;
+
+    /// Replaces the granted topics, durably as above.
+    virtual Result<void> storeGrantedTopics(std::string_view clientId, const TopicTable& topics) = 0;
+
+    /// Forgets everything of the client id.
+    virtual void erase(std::string_view clientId) = 0;
+};
+
+}  // namespace xel

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "XelPushClient/Foundation/NSError.h"
+#include "XelPushClient/Foundation/NSNotificationCenter.h"
+#include "XelPushClient/Platform/UILocalNotification.h"
+
+namespace xel {
+
+enum class UIApplicationState { Active = 0, Inactive = 1, Background = 2 };
+
+/// Names a background task; 0 names none.
+using UIBackgroundTaskIdentifier = std::uint64_t;
+inline constexpr UIBackgroundTaskIdentifier UIBackgroundTaskInvalid = 0;
+
+/// Names of the lifecycle notifications; each is posted with the application as object.
+inline constexpr std::string_view UIApplicationWillTerminateNotification =
+    "UIApplicationWillTerminateNotification";
+inline constexpr std::string_view UIApplicationDidBecomeActiveNotification =
+    "UIApplicationDidBecomeActiveNotification";
+inline constexpr std::string_view UIApplicationDidEnterBackgroundNotification =
+    "UIApplicationDidEnterBackgroundNotification";
+inline constexpr std::string_view UIApplicationWillEnterForegroundNotification =
+    "UIApplicationWillEnterForegroundNotification";
+inline constexpr std::string_view UIApplicationWillResignActiveNotification =
+    "UIApplicationWillResignActiveNotification";
+
+/// Bits of the kinds of notification that the user allows.
+struct UIUserNotificationSettings {
+    std::uint32_t types = 0;
+};
+
+class UIApplication;
+
+/// Receives the answers to a request for permission or a push token, on the machine's run loop, never from
+/// inside the request.
+class UIApplicationDelegate {
+public:
+    virtual ~UIApplicationDelegate() = default;
+    virtual void applicationDidRegisterUserNotificationSettings(
+        UIApplication& application, const UIUserNotificationSettings& settings) = 0;
+    virtual void applicationDidRegisterForRemoteNotificationsWithDeviceToken(UIApplication& application,
+                                                                             const Data& deviceToken) = 0;
+    virtual void applicationDidFailToRegisterForRemoteNotificationsWithError(UIApplication& application,
+                                                                             const NSError& error) = 0;
+};
+
+/// The host application as the operating system sees it: its state, its lifecycle, its badge and its rights.
+///
+/// Posts its lifecycle notifications, with itself as object, to every attached notification centre.
+/// Thread: the machine's run loop.
+class UIApplication : public NSObject {
+public:
+    /// Attaches a home's notification centre; it is forgotten by itself when it is gone.
+    void attachNotificationCenter(const std::shared_ptr<NSNotificationCenter>& center);
+
+    [[nodiscard]] virtual UIApplicationState applicationState() const = 0;
+
+    /// Asks to be left running in the background for a while. Answers a new identifier, never 0, or 0 when
+    /// refused. The handler is called once when the time is used up, unless the task was ended before.
+    virtual UIBackgroundTaskIdentifier beginBackgroundTaskWithName(
+        std::string_view name, std::function<void()> expirationHandler) = 0;
+    /// Harmless for an identifier that is not running.
+    virtual void endBackgroundTask(UIBackgroundTaskIdentifier identifier) = 0;
+    /// Seconds left of the background time; very large while the application is in front.
+    [[nodiscard]] virtual double backgroundTimeRemaining() const = 0;
+
+    [[nodiscard]] virtual std::int64_t applicationIconBadgeNumber() const = 0;
+    virtual void setApplicationIconBadgeNumber(std::int64_t number) = 0;
+
+    /// Whether `registerUserNotificationSettings` is there; older systems have
+    /// `registerForRemoteNotificationTypes` only.
+    [[nodiscard]] virtual bool respondsToRegisterUserNotificationSettings() const = 0;
+    virtual void registerUserNotificationSettings(const UIUserNotificationSettings& settings,
+                                                  std::weak_ptr<UIApplicationDelegate> requester) = 0;
+    virtual void registerForRemoteNotificationTypes(std::uint32_t types,
+                                                    std::weak_ptr<UIApplicationDelegate> requester) = 0;
+    virtual void registerForRemoteNotifications(std::weak_ptr<UIApplicationDelegate> requester) = 0;
+    [[nodiscard]] virtual UIUserNotificationSettings currentUserNotificationSettings() const = 0;
+
+    virtual void presentLocalNotificationNow(const UILocalNotification& notification) = 0;
+    virtual void cancelAllLocalNotifications() = 0;
+
+protected:
+    /// Posts a lifecycle notification to every attached centre.
+    void postLifecycleNotification(std::string_view name);
+
+private:
+    std::vector<std::weak_ptr<NSNotificationCenter>> centers_;
+};
+
+}  // namespace xel

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "XelPushClient/Foundation/NSError.h"
+#include "XelPushClient/Foundation/Value.h"
+
+namespace xel {
+
+/// Bits of permission and of presentation.
+enum UNNotificationOptions : std::uint32_t {
+    UNNotificationOptionBadge = 1,
+    UNNotificationOptionSound = 2,
+    UNNotificationOptionAlert = 4,
+};
+
+/// A notification about to be shown, or shown.
+struct UNNotification {
+    std::string requestIdentifier;
+    Dictionary userInfo;
+};
+
+/// What the user did with a notification.
+struct UNNotificationResponse {
+    std::string actionIdentifier;
+    UNNotification notification;
+};
+
+class UNUserNotificationCenter;
+
+/// Hears about notifications, on the machine's run loop.
+class UNUserNotificationCenterDelegate {
+public:
+    virtual ~UNUserNotificationCenterDelegate() = default;
+
+    /// A notification arrives while the application is in front. The completion takes the presentation
+    /// options.
+    virtual void userNotificationCenterWillPresentNotification(
+        UNUserNotificationCenter& center, const UNNotification& notification,
+        std::function<void(std::uint32_t)> completion) = 0;
+    /// The user acted on a notification. The completion tells the system that the action is dealt with.
+    virtual void userNotificationCenterDidReceiveNotificationResponse(UNUserNotificationCenter& center,
+                                                                      const UNNotificationResponse& response,
+                                                                      std::function<void()> completion) = 0;
+};
+
+/// The desktop's or device's notification service. Thread: the machine's run loop.
+class UNUserNotificationCenter {
+public:
+    virtual ~UNUserNotificationCenter() = default;
+
+    /// The newest delegate replaces the one before; an expired one is none.
+    virtual void setDelegate(std::weak_ptr<UNUserNotificationCenterDelegate> delegate) = 0;
+
+    /// Asks the user for permission. The completion is called later with the answer.
+    virtual void requestAuthorizationWithOptions(
+        std::uint32_t options,
+        std::function<void(bool granted, const std::optional<NSError>& error)> completion) = 0;
+};
+
+}  // namespace xel

@@ -1,0 +1,127 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "XelPushClient/Platform/NSRunLoop.h"
+#include "XelPushClient/Platform/UIApplication.h"
+
+namespace xel {
+
+/// A host application whose life the test leads. It starts active.
+/// Thread: the run loop.
+class FakeApplication final : public UIApplication {
+public:
+    explicit FakeApplication(std::shared_ptr<NSRunLoop> runLoop) : runLoop_(std::move(runLoop)) {}
+
+    // Its life. Each changes the state and posts its notification before it returns.
+
+    void willResignActive();     ///< now Inactive
+    void didEnterBackground();   ///< now Background
+    void willEnterForeground();  ///< now Inactive
+    void didBecomeActive();      ///< now Active
+    void willTerminate();
+    /// Sets the state without a notification: how a process finds itself that was launched in the background.
+    void setApplicationState(UIApplicationState state) { state_ = state; }
+
+    // Background time.
+
+    void setRefusingBackgroundTasks(bool isRefusing) { isRefusingBackgroundTasks_ = isRefusing; }
+    void setBackgroundTimeRemaining(double seconds) { backgroundTimeRemaining_ = seconds; }
+    /// Calls the expiration handler of every running task, once each.
+    void expireBackgroundTasks();
+    [[nodiscard]] std::vector<std::string> runningBackgroundTaskNames() const;
+    /// Every task that ever began, by name.
+    [[nodiscard]] const std::vector<std::string>& begunBackgroundTaskNames() const { return begunTaskNames_; }
+
+    // How the system answers requests for permission and for a push token.
+
+    /// Permission and token requests are answered with this token...
+    void answerWithToken(Data token) { tokenAnswer_ = std::move(token); }
+    /// ...or with this failure...
+    void answerWithFailure(NSError error) { tokenAnswer_ = std::move(error); }
+    /// ...or not at all, until `releaseAnswers`. The first setting: a failure, as on a system without push
+    /// tokens.
+    void setHoldingAnswers(bool isHolding) { isHoldingAnswers_ = isHolding; }
+    void releaseAnswers();
+    /// The kinds of notification that the user allows; others that are asked for are not granted. All at
+    /// first.
+    void setAllowedTypes(std::uint32_t types) { allowedTypes_ = types; }
+    /// An older system has `registerForRemoteNotificationTypes` only.
+    void setRespondsToRegisterUserNotificationSettings(bool responds) { respondsToSettings_ = responds; }
+
+    struct TokenRequest {
+        std::string operation;  ///< the port's operation that was called
+        std::uint32_t types = 0;
+    };
+    [[nodiscard]] const std::vector<TokenRequest>& tokenRequests() const { return tokenRequests_; }
+
+    // What the user sees.
+
+    [[nodiscard]] const std::vector<UILocalNotification>& presentedNotifications() const {
+        return presented_;
+    }
+    [[nodiscard]] std::size_t cancelAllCount() const { return cancelAllCount_; }
+
+    // The port.
+
+    [[nodiscard]] UIApplicationState applicationState() const override { return state_; }
+    UIBackgroundTaskIdentifier beginBackgroundTaskWithName(std::string_view name,
+                                                           std::function<void()> expirationHandler) override;
+    void endBackgroundTask(UIBackgroundTaskIdentifier identifier) override;
+    [[nodiscard]] double backgroundTimeRemaining() const override;
+    [[nodiscard]] std::int64_t applicationIconBadgeNumber() const override { return badge_; }
+    void setApplicationIconBadgeNumber(std::int64_t number) override { badge_ = number; }
+    [[nodiscard]] bool respondsToRegisterUserNotificationSettings() const override {
+        return respondsToSettings_;
+    }
+    void registerUserNotificationSettings(const UIUserNotificationSettings& settings,
+                                          std::weak_ptr<UIApplicationDelegate> requester) override;
+    void registerForRemoteNotificationTypes(std::uint32_t types,
+                                            std::weak_ptr<UIApplicationDelegate> requester) override;
+    void registerForRemoteNotifications(std::weak_ptr<UIApplicationDelegate> requester) override;
+    [[nodiscard]] UIUserNotificationSettings currentUserNotificationSettings() const override {
+        return granted_;
+    }
+    void presentLocalNotificationNow(const UILocalNotification& notification) override;
+    void cancelAllLocalNotifications() override;
+
+private:
+    struct Task {
+        std::string name;
+        std::function<void()> expirationHandler;
+    };
+    using Answer = std::function<void(FakeApplication&, UIApplicationDelegate&)>;
+
+    void enter(UIApplicationState state, std::string_view notification);
+    void answer(const std::weak_ptr<UIApplicationDelegate>& requester, Answer answer);
+    void answerToken(const std::weak_ptr<UIApplicationDelegate>& requester);
+
+    std::shared_ptr<NSRunLoop> runLoop_;
+    UIApplicationState state_ = UIApplicationState::Active;
+    std::map<UIBackgroundTaskIdentifier, Task> tasks_;
+    std::vector<std::string> begunTaskNames_;
+    UIBackgroundTaskIdentifier lastTask_ = UIBackgroundTaskInvalid;
+    bool isRefusingBackgroundTasks_ = false;
+    double backgroundTimeRemaining_ = 180.0;
+    std::variant<Data, NSError> tokenAnswer_ =
+        makeError("FakeApplication", 3000, "this system gives no push tokens");
+    bool isHoldingAnswers_ = false;
+    std::vector<std::function<void()>> heldAnswers_;
+    std::uint32_t allowedTypes_ = 0xFFFFFFFF;
+    bool respondsToSettings_ = true;
+    UIUserNotificationSettings granted_;
+    std::vector<TokenRequest> tokenRequests_;
+    std::int64_t badge_ = 0;
+    std::vector<UILocalNotification> presented_;
+    std::size_t cancelAllCount_ = 0;
+    std::shared_ptr<FakeApplication*> self_ = std::make_shared<FakeApplication*>(this);
+};
+
+}  // namespace xel

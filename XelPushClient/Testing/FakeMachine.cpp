@@ -1,0 +1,100 @@
+#include "XelPushClient/Testing/FakeMachine.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "XelPushClient/MQTTSDK/MQTTClientSessionFactory.h"
+#include "XelPushClient/Testing/InMemorySessionMemory.h"
+#include "XelPushClient/Testing/InMemoryUserDefaults.h"
+
+namespace xel {
+
+FakeMachine::FakeMachine(FakeMachineLoops loops)
+    : runLoop(std::make_shared<FakeRunLoop>()),
+      mainRunLoop(loops == FakeMachineLoops::One ? runLoop : std::make_shared<FakeRunLoop>()),
+      clock(std::make_shared<FakeClock>(runLoop)),
+      logSink(std::make_shared<RecordingLogSink>()),
+      network(std::make_shared<FakeNetwork>()),
+      broker(std::make_shared<FakeBroker>(*network, *runLoop)),
+      disk(std::make_shared<FakeDisk>()),
+      sessions(std::make_shared<MQTTClientSessionFactory>(network, clock, mainRunLoop.get())),
+      http(std::make_shared<FakeHTTPTransport>(runLoop)),
+      operationQueues(std::make_shared<FakeOperationQueueFactory>(runLoop)),
+      json(std::make_shared<SimpleJSONSerialization>()),
+      reachability(std::make_shared<FakeReachabilityFactory>(runLoop)),
+      application(std::make_shared<FakeApplication>(runLoop)),
+      notificationCenter(std::make_shared<FakeNotificationCenter>(runLoop)),
+      device(std::make_shared<FakeDevice>()),
+      bundle(std::make_shared<FakeBundle>()) {}
+
+FakeMachine::~FakeMachine() {
+    discardPostedWork();
+}
+
+Machine FakeMachine::machine() const {
+    Machine machine;
+    machine.runLoop = runLoop;
+    machine.mainRunLoop = mainRunLoop;
+    machine.clock = clock;
+    machine.logSink = logSink;
+    machine.operationQueues = operationQueues;
+    machine.sessions = sessions;
+    machine.http = http;
+    machine.json = json;
+    machine.reachability = reachability;
+    machine.application = application;
+    machine.notificationCenter = notificationCenter;
+    machine.device = device;
+    machine.bundle = bundle;
+    machine.endpoints = endpoints;
+    return machine;
+}
+
+Home FakeMachine::makeHome(const std::string& name) const {
+    auto defaults = InMemoryUserDefaults::open(disk, name);
+    if (!defaults) {
+        throw std::runtime_error(defaults.error().localizedDescription());
+    }
+    Home home;
+    home.defaults = std::move(defaults).value();
+    home.sessionMemory = std::make_shared<InMemorySessionMemory>(disk, name);
+    home.notificationCenter = std::make_shared<NSNotificationCenter>();
+    home.documentsDirectory = "/documents/" + name;
+    return home;
+}
+
+void FakeMachine::runUntilIdle() {
+    for (std::size_t rounds = 0; runLoop->hasWorkDue() || mainRunLoop->hasWorkDue(); ++rounds) {
+        if (rounds == FakeRunLoop::kMostSteps) {
+            throw std::runtime_error("two fake run loops keep each other busy for ever");
+        }
+        runLoop->runUntilIdle();
+        mainRunLoop->runUntilIdle();
+    }
+}
+
+void FakeMachine::advanceBy(FakeRunLoop::Duration duration) {
+    const auto end = runLoop->elapsed() + duration;
+    for (;;) {
+        runUntilIdle();
+        auto next = end;
+        for (const auto& loop : {runLoop, mainRunLoop}) {
+            next = std::min(next, loop->nextTimerDeadline().value_or(end));
+        }
+        const bool isLast = next >= end;
+        runLoop->advanceTo(next);
+        mainRunLoop->advanceTo(next);
+        if (isLast) {
+            runUntilIdle();
+            return;
+        }
+    }
+}
+
+void FakeMachine::discardPostedWork() {
+    runLoop->discardEverything();
+    mainRunLoop->discardEverything();
+    http->discardWaiting();  // a waiting completion holds its transport
+}
+
+}  // namespace xel

@@ -1,0 +1,140 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "XelPushClient/Platform/ByteStream.h"
+
+namespace xel {
+
+class NSRunLoop;
+
+/// Where one connection stands, seen from the far end.
+enum class FakeConnectionState {
+    Opening,        ///< the client waits: `accept` or `fail` decides
+    Open,           ///< octets may flow both ways
+    EndedByPeer,    ///< the test ended it in order
+    Failed,         ///< the test refused it, or lost it
+    ClosedByClient  ///< the client closed or dropped it
+};
+
+/// The far end of one connection of a client: what a server, or a test in its place, does with it.
+///
+/// Everything that the client hears of it is posted to the stream's run loop, and everything the client
+/// writes arrives in a posted block too, one for all writes of a pass. A client that drops its stream loses
+/// what it wrote in the same pass; one that closes it after writing does not. Thread: the stream's run loop.
+class FakeConnection : public std::enable_shared_from_this<FakeConnection> {
+public:
+    /// Hears each segment that the client wrote.
+    using OctetsHandler = std::function<void(std::string_view octets)>;
+
+    FakeConnection(NSRunLoop& runLoop, std::string host, std::uint16_t port, bool usingTLS);
+
+    [[nodiscard]] const std::string& host() const { return host_; }
+    [[nodiscard]] std::uint16_t port() const { return port_; }
+    [[nodiscard]] bool isUsingTLS() const { return usingTLS_; }
+    [[nodiscard]] FakeConnectionState state() const { return state_; }
+    [[nodiscard]] bool isOpen() const { return state_ == FakeConnectionState::Open; }
+
+    /// Lets the client's attempt succeed.
+    void accept();
+
+    /// Refuses the attempt, or loses the open connection. What was fed and not received is lost.
+    void fail(ByteStreamErrorCode code, std::string_view description);
+
+    /// Sends octets to the client. They wait until it asks to receive.
+    void feed(std::string_view octets);
+
+    /// Ends the connection in order: the client is told once it has received everything and asks again.
+    void endByPeer();
+
+    /// At most so many octets reach the client in one read; 64 KiB at first. 1 makes a client read octet by
+    /// octet.
+    void setMostOctetsPerRead(std::size_t most) { mostOctetsPerRead_ = most; }
+
+    /// Everything that the client wrote and that arrived, and the same in segments, one a pass of its loop.
+    [[nodiscard]] const std::string& written() const { return written_; }
+    [[nodiscard]] const std::vector<std::string>& segments() const { return segments_; }
+
+    /// Octets that were fed and that the client has not received yet.
+    [[nodiscard]] std::size_t unreceivedCount() const { return toClient_.size(); }
+
+    /// Whether the client has asked to receive and nothing has come yet.
+    [[nodiscard]] bool isClientWaiting() const { return receiveWanted_; }
+
+    void setOctetsHandler(OctetsHandler handler) { octetsHandler_ = std::move(handler); }
+
+    /// Called once, posted, after everything that the client had written in order has arrived.
+    void setClosedHandler(std::function<void()> handler) { closedHandler_ = std::move(handler); }
+
+private:
+    friend class FakeByteStream;
+
+    void attach(ByteStreamObserver& observer) { observer_ = &observer; }
+    void receiveFromClientSide();
+    void writeFromClientSide(std::string_view octets);
+    void closeFromClientSide(bool keepsWritten);
+    void scheduleDelivery();
+    void deliverOnce();
+    void deliverSegment();
+    void postToSelf(std::function<void(FakeConnection&)> block);
+
+    NSRunLoop& runLoop_;
+    std::string host_;
+    std::uint16_t port_;
+    bool usingTLS_;
+    FakeConnectionState state_ = FakeConnectionState::Opening;
+    ByteStreamObserver* observer_ = nullptr;
+    std::string toClient_;
+    std::string fromClient_;
+    std::string written_;
+    std::vector<std::string> segments_;
+    std::size_t mostOctetsPerRead_ = 65536;
+    bool clientKnowsOpen_ = false;
+    bool receiveWanted_ = false;
+    bool deliveryIsPosted_ = false;
+    bool segmentIsPosted_ = false;
+    bool endWanted_ = false;
+    OctetsHandler octetsHandler_;
+    std::function<void()> closedHandler_;
+};
+
+/// A network that carries nothing by itself: it hands each connection attempt to a handler (a server such as
+/// `FakeBroker`), or leaves it waiting for the test.
+/// Thread: the run loop of its streams.
+class FakeNetwork final : public ByteStreamFactory {
+public:
+    using ConnectionHandler = std::function<void(const std::shared_ptr<FakeConnection>& connection)>;
+
+    [[nodiscard]] std::unique_ptr<ByteStream> makeStream(NSRunLoop& runLoop,
+                                                         ByteStreamObserver& observer) override;
+
+    /// Called, posted, for each attempt that begins from now on.
+    void setConnectionHandler(ConnectionHandler handler) { handler_ = std::move(handler); }
+
+    /// Every attempt, in order.
+    [[nodiscard]] const std::vector<std::shared_ptr<FakeConnection>>& connections() const {
+        return connections_;
+    }
+
+    /// The newest attempt, or null.
+    [[nodiscard]] std::shared_ptr<FakeConnection> latest() const {
+        return connections_.empty() ? nullptr : connections_.back();
+    }
+
+private:
+    friend class FakeByteStream;
+
+    void add(NSRunLoop& runLoop, const std::shared_ptr<FakeConnection>& connection);
+
+    std::vector<std::shared_ptr<FakeConnection>> connections_;
+    ConnectionHandler handler_;
+    std::shared_ptr<FakeNetwork*> self_ = std::make_shared<FakeNetwork*>(this);
+};
+
+}  // namespace xel

@@ -1,0 +1,212 @@
+#include "XelPushClient/Testing/FakeRunLoop.h"
+
+#include <atomic>
+#include <stdexcept>
+
+namespace xel {
+
+class FakeRunLoop::Timer final : public NSTimer {
+public:
+    explicit Timer(std::function<void()> block) : block_(std::move(block)) {}
+
+    void invalidate() override {
+        isValid_ = false;
+        block_ = nullptr;
+    }
+
+    [[nodiscard]] bool isValid() const override { return isValid_; }
+
+    [[nodiscard]] std::function<void()> spend() {
+        isValid_ = false;
+        return std::exchange(block_, nullptr);
+    }
+
+private:
+    std::atomic<bool> isValid_ = true;
+    std::function<void()> block_;
+};
+
+FakeRunLoop::FakeRunLoop() : driver_(std::this_thread::get_id()) {}
+
+FakeRunLoop::~FakeRunLoop() {
+    discardEverything();
+}
+
+void FakeRunLoop::post(std::function<void()> block) {
+    const std::lock_guard lock(mutex_);
+    posted_.push_back(std::move(block));
+    somethingHappened_.notify_all();
+}
+
+std::shared_ptr<NSTimer> FakeRunLoop::scheduleTimer(std::chrono::milliseconds delay,
+                                                    std::function<void()> block) {
+    auto timer = std::make_shared<Timer>(std::move(block));
+    const std::lock_guard lock(mutex_);
+    const Duration wait = delay.count() > 0 ? Duration(delay) : Duration::zero();
+    timers_.emplace(TimerKey(elapsed_ + wait, nextTimerNumber_++), timer);
+    return timer;
+}
+
+bool FakeRunLoop::isCurrent() const {
+    const std::lock_guard lock(mutex_);
+    return driver_ == std::this_thread::get_id();
+}
+
+void FakeRunLoop::becomeDriver() {
+    const std::lock_guard lock(mutex_);
+    driver_ = std::this_thread::get_id();
+}
+
+std::function<void()> FakeRunLoop::takeNextBlock() {
+    const std::lock_guard lock(mutex_);
+    if (posted_.empty()) {
+        return nullptr;
+    }
+    auto block = std::move(posted_.front());
+    posted_.pop_front();
+    return block;
+}
+
+std::function<void()> FakeRunLoop::takeNextDueTimer() {
+    const std::lock_guard lock(mutex_);
+    while (!timers_.empty()) {
+        const auto first = timers_.begin();
+        if (!first->second->isValid()) {
+            timers_.erase(first);
+            continue;
+        }
+        if (first->first.first > elapsed_) {
+            return nullptr;
+        }
+        const auto timer = first->second;
+        timers_.erase(first);
+        return timer->spend();
+    }
+    return nullptr;
+}
+
+bool FakeRunLoop::runNextStep() {
+    auto step = takeNextBlock();
+    if (!step) {
+        step = takeNextDueTimer();
+    }
+    if (!step) {
+        return false;
+    }
+    step();
+    return true;
+}
+
+void FakeRunLoop::run() {
+    becomeDriver();
+    for (;;) {
+        {
+            const std::lock_guard lock(mutex_);
+            if (stopWanted_) {
+                stopWanted_ = false;
+                return;
+            }
+        }
+        if (runNextStep()) {
+            continue;
+        }
+        const auto deadline = nextTimerDeadline();
+        std::unique_lock lock(mutex_);
+        if (deadline) {
+            elapsed_ = *deadline;
+            continue;
+        }
+        const auto isAwake = [this] { return stopWanted_ || !posted_.empty(); };
+        if (!somethingHappened_.wait_for(lock, std::chrono::seconds(10), isAwake)) {
+            throw std::runtime_error(
+                "a fake run loop was run with nothing left to do, and nobody stopped it");
+        }
+    }
+}
+
+void FakeRunLoop::stop() {
+    const std::lock_guard lock(mutex_);
+    stopWanted_ = true;
+    somethingHappened_.notify_all();
+}
+
+void FakeRunLoop::runUntilIdle() {
+    becomeDriver();
+    for (std::size_t steps = 0; runNextStep(); ++steps) {
+        if (steps == kMostSteps) {
+            throw std::runtime_error("a fake run loop does not come to rest");
+        }
+    }
+}
+
+void FakeRunLoop::advanceBy(Duration duration) {
+    advanceTo(elapsed() + duration);
+}
+
+void FakeRunLoop::advanceTo(Duration moment) {
+    for (std::size_t stops = 0;; ++stops) {
+        runUntilIdle();
+        const auto deadline = nextTimerDeadline();
+        const std::lock_guard lock(mutex_);
+        if (!deadline || *deadline > moment) {
+            elapsed_ = std::max(elapsed_, moment);
+            return;
+        }
+        if (stops == kMostSteps) {
+            throw std::runtime_error("a fake run loop meets too many timers on its way");
+        }
+        elapsed_ = *deadline;
+    }
+}
+
+FakeRunLoop::Duration FakeRunLoop::elapsed() const {
+    const std::lock_guard lock(mutex_);
+    return elapsed_;
+}
+
+std::optional<FakeRunLoop::Duration> FakeRunLoop::nextTimerDeadline() const {
+    const std::lock_guard lock(mutex_);
+    for (const auto& [key, timer] : timers_) {
+        if (timer->isValid()) {
+            return key.first;
+        }
+    }
+    return std::nullopt;
+}
+
+bool FakeRunLoop::hasWorkDue() const {
+    const auto deadline = nextTimerDeadline();
+    const std::lock_guard lock(mutex_);
+    return !posted_.empty() || (deadline && *deadline <= elapsed_);
+}
+
+std::size_t FakeRunLoop::scheduledTimerCount() const {
+    const std::lock_guard lock(mutex_);
+    std::size_t count = 0;
+    for (const auto& [key, timer] : timers_) {
+        count += timer->isValid() ? 1U : 0U;
+    }
+    return count;
+}
+
+void FakeRunLoop::discardEverything() {
+    // What a block holds may post while it is destroyed, so it is destroyed without the lock, until nothing
+    // is left.
+    for (;;) {
+        std::deque<std::function<void()>> posted;
+        std::map<TimerKey, std::shared_ptr<Timer>> timers;
+        {
+            const std::lock_guard lock(mutex_);
+            posted.swap(posted_);
+            timers.swap(timers_);
+        }
+        if (posted.empty() && timers.empty()) {
+            return;
+        }
+        for (const auto& [key, timer] : timers) {
+            timer->invalidate();
+        }
+    }
+}
+
+}  // namespace xel

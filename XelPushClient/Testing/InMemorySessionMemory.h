@@ -1,0 +1,40 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "XelPushClient/Platform/SessionMemory.h"
+#include "XelPushClient/Testing/FakeDisk.h"
+
+namespace xel {
+
+/// Session memory on a `FakeDisk`. While commits fail its operations answer errors and change nothing.
+/// Thread: as the port says.
+class InMemorySessionMemory final : public SessionMemory {
+public:
+    explicit InMemorySessionMemory(std::shared_ptr<FakeDisk> disk, std::string store = "home");
+
+    /// While set, removals from the outbox are stored with the next change of the same client id only, as the
+    /// port allows: an object dropped before loses them, and the entries come back.
+    void setStoresRemovalsLate(bool isLate) { storesRemovalsLate_ = isLate; }
+
+    [[nodiscard]] std::vector<OutboxEntry> loadOutbox(std::string_view clientId) override;
+    Result<void> appendToOutbox(std::string_view clientId, const OutboxEntry& entry) override;
+    void removeFromOutbox(std::string_view clientId, std::span<const std::uint16_t> packetIds) override;
+    [[nodiscard]] TopicTable loadGrantedTopics(std::string_view clientId) override;
+    Result<void> storeGrantedTopics(std::string_view clientId, const TopicTable& topics) override;
+    void erase(std::string_view clientId) override;
+
+private:
+    [[nodiscard]] Result<void> change(std::string_view clientId,
+                                      const std::function<void(FakeDisk::ClientMemory&)>& work);
+
+    std::shared_ptr<FakeDisk> disk_;
+    std::string store_;
+    std::map<std::string, std::set<std::uint16_t>, std::less<>> lateRemovals_;
+    bool storesRemovalsLate_ = false;
+};
+
+}  // namespace xel

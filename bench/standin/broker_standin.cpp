@@ -1,0 +1,76 @@
+// A broker stand-in: a process of its own, so that what a broker costs is no part of a subject's figure.
+//
+//   broker_standin --mode blast --count N [--interval-us U] [--in-flight K]   publishes N messages
+//   broker_standin --mode sink --withhold K [--count N]                       takes publications
+//
+// Both take [--port P] [--app A] [--user U] [--channel C] [--patience SECONDS]. The first line of output is
+// "port=P checksum=C"; the last is the outcome as JSON. Exit code 0 means that every message was acknowledged
+// (blast), or that exactly N publications came, when N is given (sink).
+
+#include <cstdio>
+#include <stdexcept>
+
+#include "bench/common/SampleMessage.h"
+#include "bench/common/SubjectRun.h"
+#include "bench/standin/StandinServer.h"
+
+namespace xel::bench {
+
+namespace {
+
+BlastOptions blastOptions(const BenchOptions& options) {
+    BlastOptions blast;
+    blast.topic = sampleTopic(options.text("app", kSampleAppId), options.text("user", kSampleUserId),
+                              options.text("channel", kSampleChannel));
+    blast.count = options.number("count");
+    blast.inFlight = options.number("in-flight", 65535);
+    blast.interval = std::chrono::microseconds(options.number("interval-us", 0));
+    return blast;
+}
+
+int reportBlast(const Blast& blast) {
+    std::printf(R"({"sent":%llu,"acknowledged":%llu,"seconds":%.6f})"
+                "\n",
+                static_cast<unsigned long long>(blast.sent()),
+                static_cast<unsigned long long>(blast.acknowledged()),
+                blast.complete() ? blast.seconds() : 0.0);
+    return blast.complete() ? 0 : 1;
+}
+
+int reportSink(const Sink& sink, std::uint64_t expected) {
+    std::printf(R"({"received":%llu,"unacknowledged":%llu,"most_unacknowledged":%llu})"
+                "\n",
+                static_cast<unsigned long long>(sink.received()),
+                static_cast<unsigned long long>(sink.unacknowledged()),
+                static_cast<unsigned long long>(sink.mostUnacknowledged()));
+    return expected == 0 || sink.received() == expected ? 0 : 1;
+}
+
+int run(const BenchOptions& options) {
+    const std::string mode = options.text("mode", "blast");
+    std::optional<Blast> blast;
+    std::optional<Sink> sink;
+    if (mode == "blast") {
+        blast.emplace(blastOptions(options));
+    } else if (mode == "sink") {
+        sink.emplace(options.number("withhold"));
+    } else {
+        throw std::invalid_argument("--mode is blast or sink, not '" + mode + "'");
+    }
+    StandinServer server(std::move(blast), std::move(sink));
+    const std::uint16_t port = server.listen(static_cast<std::uint16_t>(options.number("port", 0)));
+    std::printf("port=%u checksum=%llu\n", static_cast<unsigned>(port),
+                static_cast<unsigned long long>(server.blast() ? server.blast()->checksum() : 0));
+    std::fflush(stdout);
+    server.serve(static_cast<int>(options.number("patience", 30)));
+    return server.blast() ? reportBlast(*server.blast())
+                          : reportSink(*server.sink(), options.number("count", 0));
+}
+
+}  // namespace
+
+}  // namespace xel::bench
+
+int main(int argc, char** argv) {
+    return xel::bench::runGuarded(xel::bench::run, argc, argv);
+}

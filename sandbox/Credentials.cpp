@@ -1,0 +1,80 @@
+#include "sandbox/Credentials.h"
+
+#include <optional>
+
+#include "sandbox/SandboxError.h"
+#include "sandbox/StateFolder.h"
+#include "sandbox/relay/Json.h"
+#include "sandbox/relay/RandomText.h"
+#include "sandbox/relay/Topics.h"
+
+namespace xel::sandbox {
+namespace {
+
+constexpr const char* kFileName = "credentials.json";
+constexpr const char* kDefaultAppId = "xelpush-demo";
+constexpr std::size_t kSecretBytes = 24;
+
+Credentials makeCredentials() {
+    return Credentials{.appId = kDefaultAppId,
+                       .apiKey = makeRandomHex(kSecretBytes),
+                       .brokerUser = "client-" + makeRandomHex(4),
+                       .brokerPassword = makeRandomHex(kSecretBytes),
+                       .serviceUser = "service-" + makeRandomHex(4),
+                       .servicePassword = makeRandomHex(kSecretBytes)};
+}
+
+void save(const StateFolder& folder, const Credentials& credentials) {
+    const Json object{{"appId", credentials.appId},
+                      {"apiKey", credentials.apiKey},
+                      {"brokerUser", credentials.brokerUser},
+                      {"brokerPassword", credentials.brokerPassword},
+                      {"serviceUser", credentials.serviceUser},
+                      {"servicePassword", credentials.servicePassword}};
+    writePrivateFile(folder.file(kFileName), object.dump(4) + "\n");
+}
+
+std::string readField(const Json& object, const char* key, const StateFolder& folder) {
+    const auto found = object.find(key);
+    if (found == object.end() || !found->is_string() || found->get_ref<const std::string&>().empty()) {
+        throw SandboxError("'" + folder.file(kFileName).string() + "' has no '" + key +
+                           "'; remove the file to get new credentials");
+    }
+    return found->get<std::string>();
+}
+
+}  // namespace
+
+LoadedCredentials loadOrCreateCredentials(const StateFolder& folder, const std::string& appId) {
+    if (!appId.empty() && !isTopicSegment(appId)) {
+        throw SandboxError("the application id '" + appId +
+                           "' cannot be part of a topic: no '/', '+' or '#'");
+    }
+    LoadedCredentials loaded;
+    if (const std::optional<std::string> text = readWholeFile(folder.file(kFileName))) {
+        const std::optional<Json> object = parseJsonObject(*text);
+        if (!object) {
+            throw SandboxError("'" + folder.file(kFileName).string() +
+                               "' is damaged; remove it to get new credentials");
+        }
+        loaded.credentials = Credentials{.appId = readField(*object, "appId", folder),
+                                         .apiKey = readField(*object, "apiKey", folder),
+                                         .brokerUser = readField(*object, "brokerUser", folder),
+                                         .brokerPassword = readField(*object, "brokerPassword", folder),
+                                         .serviceUser = readField(*object, "serviceUser", folder),
+                                         .servicePassword = readField(*object, "servicePassword", folder)};
+        if (appId.empty() || appId == loaded.credentials.appId) {
+            return loaded;
+        }
+    } else {
+        loaded.credentials = makeCredentials();
+        loaded.areNew = true;
+    }
+    if (!appId.empty()) {
+        loaded.credentials.appId = appId;
+    }
+    save(folder, loaded.credentials);
+    return loaded;
+}
+
+}  // namespace xel::sandbox

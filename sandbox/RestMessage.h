@@ -1,0 +1,40 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sandbox/relay/Json.h"
+
+namespace xel::sandbox {
+
+/// One request to the REST backend, taken apart. Path and query are percent-decoded (RFC 3986).
+struct RestRequest {
+    std::string method;             ///< in capitals
+    std::vector<std::string> path;  ///< the segments of the path, without empty ones
+    std::map<std::string, std::string> query;
+    std::string body;
+};
+
+/// The answer to a request: always JSON.
+struct RestResponse {
+    unsigned status{200};
+    Json body = Json::object();
+    std::string allow{};  ///< for status 405: the methods that are allowed
+};
+
+/// Takes the answer; called once, from any thread.
+using RestResponder = std::function<void(RestResponse response)>;
+
+/// Answers a request, now or later, by calling `respond`. Called on the server's thread.
+using RestHandler = std::function<void(RestRequest request, RestResponder respond)>;
+
+/// {"error": {"status": ..., "message": ...}} with that status.
+RestResponse makeErrorResponse(unsigned status, const std::string& message);
+
+/// The path and query that a request's target spells. A broken percent-escape stands for itself.
+void parseTarget(std::string_view target, RestRequest& request);
+
+}  // namespace xel::sandbox

@@ -1,0 +1,48 @@
+#include "sandbox/relay/AccessRules.h"
+
+#include <vector>
+
+#include "sandbox/relay/ClientIdentity.h"
+#include "sandbox/relay/Topics.h"
+
+namespace xel::sandbox {
+namespace {
+
+// Both sides compare literally: "+" and "#" equal no name, since parseClientId lets no wildcard into one.
+bool belongsToApplication(const ClientIdentity& client, const std::vector<std::string_view>& segments) {
+    return segments.size() >= 4 && segments[0] == "app" && segments[1] == client.app;
+}
+
+}  // namespace
+
+bool mayRead(const ClientIdentity& client, std::string_view topicOrFilter) {
+    const std::vector<std::string_view> segments = splitTopic(topicOrFilter);
+    if (!belongsToApplication(client, segments)) {
+        return false;
+    }
+    if (segments[2] == "event") {
+        return true;
+    }
+    if (segments.size() < 5) {
+        return false;
+    }
+    if (segments[2] == "user") {
+        return segments[3] == client.user || segments[3] == kPublicUser;
+    }
+    return segments[2] == "delivery" && segments[3] == client.user;
+}
+
+bool mayPublish(const ClientIdentity& client, std::string_view topic) {
+    if (parsePublishTopic(client.app, topic)) {
+        return true;
+    }
+    const std::vector<std::string_view> segments = splitTopic(topic);
+    if (!belongsToApplication(client, segments) || segments.size() != 5 || segments[2] != "event" ||
+        !isTopicSegment(segments[3]) || !isTopicSegment(segments[4])) {
+        return false;
+    }
+    const bool receipt = segments[3] == "seen" || segments[3] == "dismiss";
+    return receipt || segments[4] == client.device;
+}
+
+}  // namespace xel::sandbox

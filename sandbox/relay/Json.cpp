@@ -1,0 +1,55 @@
+#include "sandbox/relay/Json.h"
+
+#include <cstddef>
+#include <utility>
+
+namespace xel::sandbox {
+namespace {
+
+constexpr std::size_t kMaximumDepth = 64;
+
+// Counts brackets outside of strings. Runs before the parser, so that no deep value is ever built.
+bool nestsTooDeeply(std::string_view text) {
+    std::size_t depth = 0;
+    bool inString = false;
+    bool escaped = false;
+    for (const char c : text) {
+        if (inString) {
+            if (escaped) {
+                escaped = false;
+            } else if (c == '\\') {
+                escaped = true;
+            } else if (c == '"') {
+                inString = false;
+            }
+        } else if (c == '"') {
+            inString = true;
+        } else if (c == '{' || c == '[') {
+            if (++depth > kMaximumDepth) {
+                return true;
+            }
+        } else if ((c == '}' || c == ']') && depth > 0) {
+            --depth;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+std::optional<Json> parseJsonObject(std::string_view text) {
+    if (nestsTooDeeply(text)) {
+        return std::nullopt;
+    }
+    Json value = Json::parse(text.begin(), text.end(), nullptr, /*allow_exceptions=*/false);
+    if (!value.is_object()) {
+        return std::nullopt;
+    }
+    return std::optional<Json>(std::move(value));
+}
+
+std::string printJson(const Json& value) {
+    return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+}  // namespace xel::sandbox

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <nlohmann/json.hpp>
+
+namespace xel::sandbox {
+
+/// A JSON value whose objects keep the order of their keys.
+using Json = nlohmann::ordered_json;
+
+/// The JSON object that `text` holds. Nothing when the text is not JSON (RFC 8259, strict UTF-8), is not an
+/// object, or nests deeper than 64 levels: whoever prints or destroys a value recurses into it.
+std::optional<Json> parseJsonObject(std::string_view text);
+
+/// The value printed on one line.
+std::string printJson(const Json& value);
+
+}  // namespace xel::sandbox

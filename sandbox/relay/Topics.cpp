@@ -1,0 +1,62 @@
+#include "sandbox/relay/Topics.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace xel::sandbox {
+namespace {
+
+std::string joinTopic(std::string_view app, std::string_view kind, std::string_view first,
+                      std::string_view last) {
+    std::string topic = "app/";
+    topic.append(app).append("/").append(kind).append("/").append(first).append("/").append(last);
+    return topic;
+}
+
+}  // namespace
+
+std::vector<std::string_view> splitTopic(std::string_view topic) {
+    std::vector<std::string_view> segments;
+    while (true) {
+        const std::size_t slash = topic.find('/');
+        segments.push_back(topic.substr(0, slash));
+        if (slash == std::string_view::npos) {
+            return segments;
+        }
+        topic.remove_prefix(slash + 1);
+    }
+}
+
+bool isTopicSegment(std::string_view text) {
+    return !text.empty() && std::none_of(text.begin(), text.end(), [](char c) {
+        return c == '/' || c == '+' || c == '#' || static_cast<unsigned char>(c) < 0x20U || c == '\x7F';
+    });
+}
+
+std::string userTopic(std::string_view app, std::string_view user, std::string_view channel) {
+    return joinTopic(app, "user", user, channel);
+}
+
+std::string deliveryTopic(std::string_view app, std::string_view sender, std::string_view messageId) {
+    return joinTopic(app, "delivery", sender, messageId);
+}
+
+std::string eventTopic(std::string_view app, std::string_view name, std::string_view device) {
+    return joinTopic(app, "event", name, device);
+}
+
+std::optional<PublishRequest> parsePublishTopic(std::string_view app, std::string_view topic) {
+    const std::vector<std::string_view> segments = splitTopic(topic);
+    if (segments.size() != 5 || segments[0] != "app" || segments[1] != app || segments[2] != "publish" ||
+        !isTopicSegment(segments[3]) || !isTopicSegment(segments[4])) {
+        return std::nullopt;
+    }
+    return PublishRequest{std::string(segments[3]), std::string(segments[4])};
+}
+
+bool isMessageTopic(std::string_view app, std::string_view topic) {
+    const std::vector<std::string_view> segments = splitTopic(topic);
+    return segments.size() >= 5 && segments[0] == "app" && segments[1] == app && segments[2] == "user";
+}
+
+}  // namespace xel::sandbox

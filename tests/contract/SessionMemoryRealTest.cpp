@@ -1,0 +1,22 @@
+#include "tests/contract/SessionMemoryContract.h"
+#include "tests/contract/SqliteHome.h"
+
+namespace xel::contract {
+namespace {
+
+class SqliteSubject {
+public:
+    static constexpr bool kCanFailCommits = true;
+
+    std::shared_ptr<SessionMemory> open() { return home_.openMemory(); }
+    void setFailingCommits(bool isFailing) { home_.setFailingCommits(isFailing); }
+
+private:
+    SqliteHome home_;
+};
+
+}  // namespace
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Sqlite, SessionMemoryContract, SqliteSubject);
+
+}  // namespace xel::contract

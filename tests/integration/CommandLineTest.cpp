@@ -1,0 +1,273 @@
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include "XelPushClient/Linux/SimdjsonSerialization.h"
+#include "tests/integration/SandboxSupport.h"
+
+namespace xel::test {
+namespace {
+
+using sandbox::test::RunningSandbox;
+using sandbox::test::TemporaryFolder;
+using testing::HasSubstr;
+
+struct CommandOutcome {
+    int exitCode = -1;
+    std::string output;
+    std::string errors;
+};
+
+std::string quoted(const std::string& text) {
+    return '\'' + text + '\'';
+}
+
+std::string contentOf(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+/// The command, started by a shell whose environment holds nothing but what the test says.
+class Command {
+public:
+    Command(const TemporaryFolder& folder, const std::vector<std::string>& arguments,
+            const std::vector<std::string>& environment = {})
+        : errors_(folder.path() / "errors") {
+        std::string line =
+            "exec env -i PATH=\"$PATH\" ASAN_OPTIONS=\"$ASAN_OPTIONS\" TSAN_OPTIONS=\"$TSAN_OPTIONS\"";
+        line += " HOME=" + quoted(folder.path().string());
+        for (const std::string& variable : environment) {
+            line += ' ' + quoted(variable);
+        }
+        line += ' ' + quoted(XELPUSH_COMMAND_PATH);
+        for (const std::string& argument : arguments) {
+            line += ' ' + quoted(argument);
+        }
+        pipe_ = ::popen((line + " 2>" + quoted(errors_.string())).c_str(), "r");
+    }
+    Command(const Command&) = delete;
+    Command& operator=(const Command&) = delete;
+    ~Command() {
+        if (pipe_ != nullptr) {
+            ::pclose(pipe_);
+        }
+    }
+
+    /// Reads lines until one holds the text; false when the command ends before.
+    bool readUntil(const std::string& text) {
+        while (readLine()) {
+            if (lastLine_.find(text) != std::string::npos) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    /// Waits for the end.
+    CommandOutcome finish() {
+        while (readLine()) {}
+        const int status = ::pclose(std::exchange(pipe_, nullptr));
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output_, contentOf(errors_)};
+    }
+
+private:
+    bool readLine() {
+        std::array<char, 4096> buffer{};
+        lastLine_.clear();
+        while (!lastLine_.ends_with('\n') && std::fgets(buffer.data(), buffer.size(), pipe_) != nullptr) {
+            lastLine_ += buffer.data();
+        }
+        output_ += lastLine_;
+        return !lastLine_.empty();
+    }
+
+    std::filesystem::path errors_;
+    FILE* pipe_ = nullptr;
+    std::string lastLine_;
+    std::string output_;
+};
+
+class CommandLineTest : public testing::Test {
+protected:
+    CommandOutcome run(const std::vector<std::string>& arguments,
+                       const std::vector<std::string>& environment = {}) {
+        return Command(folder_, arguments, environment).finish();
+    }
+
+    TemporaryFolder folder_;
+};
+
+struct WrongUsage {
+    std::vector<std::string> arguments;
+    std::string complaint;
+};
+
+TEST_F(CommandLineTest, ExplainsWrongUsageAndEndsWithTwo) {
+    for (const auto& [arguments, complaint] : std::vector<WrongUsage>{
+             {{}, "subcommand is required"},
+             {{"lisen"}, "not understood: lisen"},
+             {{"listen"}, "--user is required"},
+             {{"listen", "--usre", "alice01"}, "not understood: --usre alice01"},
+             {{"listen", "--user", "alice01", "--cuont", "1"}, "--cuont"},
+             {{"listen", "--user", "alice01", "--count", "0"}, "--count"},
+             {{"listen", "--user", "alice01", "--timeout", "soon"}, "not a duration"},
+             {{"listen", "--user", "alice01", "--api-key-file", "/missing"}, "--api-key-file"},
+             {{"send", "hello"}, "--user,--public"},
+             {{"send", "--user", "a", "--public", "hello"}, "--user,--public"},
+             {{"send", "--public", "--data", "[1]"}, "not a JSON object"},
+             {{"send", "--public", "--data", "{"}, "not valid JSON"},
+             {{"event"}, "name is required"},
+             {{"sandbox", "--rest-port", "70000"}, "--rest-port"},
+         }) {
+        const CommandOutcome outcome = run(arguments);
+        EXPECT_EQ(outcome.exitCode, 2) << complaint;
+        EXPECT_THAT(outcome.errors + outcome.output, HasSubstr(complaint));
+    }
+}
+
+TEST_F(CommandLineTest, ListsCommandsAndExitCodesInItsHelp) {
+    const CommandOutcome outcome = run({"--help"});
+    EXPECT_EQ(outcome.exitCode, 0);
+    for (const char* text : {"sandbox", "listen", "send", "event", "Exit codes", "5 cannot connect"}) {
+        EXPECT_THAT(outcome.output, HasSubstr(text));
+    }
+}
+
+TEST_F(CommandLineTest, SaysWhenNoLocalServiceRuns) {
+    for (const auto& arguments : std::vector<std::vector<std::string>>{
+             {"send", "--public", "hello"}, {"event", "login"}, {"listen", "--user", "alice01"}}) {
+        const CommandOutcome outcome = run(arguments);
+        EXPECT_EQ(outcome.exitCode, 5);
+        EXPECT_THAT(outcome.errors, HasSubstr("xelpush sandbox"));
+    }
+}
+
+TEST_F(CommandLineTest, NamesAnEnvironmentVariableThatMakesNoSense) {
+    const CommandOutcome outcome =
+        run({"send", "--public", "hello"},
+            {"XELPUSH_API_KEY=k", "XELPUSH_APP_ID=a", "XELPUSH_LOCAL_BROKER_PORT=many"});
+    EXPECT_EQ(outcome.exitCode, 2);
+    EXPECT_THAT(outcome.errors, HasSubstr("XELPUSH_LOCAL_BROKER_PORT"));
+}
+
+class CommandLineAndServiceTest : public CommandLineTest {
+protected:
+    [[nodiscard]] std::vector<std::string> with(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.end(), {"--sandbox-folder", service_.info().stateFolder.string()});
+        return arguments;
+    }
+    [[nodiscard]] std::vector<std::string> listen(const std::vector<std::string>& more) const {
+        std::vector<std::string> arguments{"listen", "--user", "alice01", "--state-folder",
+                                           (folder_.path() / "state").string()};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return with(std::move(arguments));
+    }
+
+    RunningSandbox service_;
+};
+
+TEST_F(CommandLineAndServiceTest, SendsWhatItWasGiven) {
+    const CommandOutcome outcome =
+        run(with({"send", "--user", "alice01", "--channel", "orders", "--id", "m1", "--title", "Title",
+                  "--body", "Body", "--data", R"({"n": 7})", "--silent", "--json", "the text"}));
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.errors;
+    const auto answer = SimdjsonSerialization().JSONObjectWithData(outcome.output);
+    ASSERT_TRUE(answer.isOk()) << outcome.output;
+    EXPECT_EQ(*answer.value().asDictionary()->find("id"), Value("m1"));
+    const Dictionary& message = *answer.value().asDictionary()->find("message")->asDictionary();
+    EXPECT_EQ(*message.find("messageBody"), Value("the text"));
+    EXPECT_EQ(*message.find("channel"), Value("private/orders"));
+    EXPECT_EQ(*message.find("data"), Value(Dictionary{{"n", 7}}));
+    EXPECT_EQ(*message.find("notification"), Value(Dictionary{{"title", "Title"}, {"body", "Body"}}));
+    EXPECT_EQ(*message.find("silent"), Value(true));
+    EXPECT_FALSE(message.contains("expireTime"));
+}
+
+TEST_F(CommandLineAndServiceTest, TakesAChannelThatTheServiceRefusesAsAFailure) {
+    const CommandOutcome outcome = run(with({"send", "--public", "--channel", "a#b", "hello"}));
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_THAT(outcome.errors, HasSubstr("channel"));
+}
+
+TEST_F(CommandLineAndServiceTest, PrintsWhatArrivesAndEndsAtTheCount) {
+    Command command(folder_, listen({"--channel", "news", "--json", "--count", "2", "--timeout", "60s"}));
+    ASSERT_TRUE(command.readUntil(R"("channel":"news")"));
+    EXPECT_EQ(run(with({"send", "--public", "--channel", "news", "--id", "m1", "one"})).exitCode, 0);
+    EXPECT_EQ(run(with({"send", "--public", "--channel", "news", "--id", "m1", "one"})).exitCode, 0);
+    EXPECT_EQ(run(with({"send", "--public", "--channel", "news", "--expires=-1s", "old"})).exitCode, 0);
+    EXPECT_EQ(run(with({"send", "--public", "--channel", "news", "--id", "m2", "two"})).exitCode, 0);
+    const CommandOutcome outcome = command.finish();
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+
+    std::vector<std::string> types;
+    std::size_t begin = 0;
+    for (std::size_t end = 0; (end = outcome.output.find('\n', begin)) != std::string::npos;
+         begin = end + 1) {
+        const auto line =
+            SimdjsonSerialization().JSONObjectWithData(outcome.output.substr(begin, end - begin));
+        ASSERT_TRUE(line.isOk()) << outcome.output;
+        const std::string type = *line.value().asDictionary()->find("type")->asString();
+        if (type != "subscribed") {
+            types.push_back(type);
+        }
+    }
+    EXPECT_EQ(types, (std::vector<std::string>{"registered", "state", "state", "message", "duplicate",
+                                               "expired", "message", "state"}));
+
+    // What it acknowledged does not come again, what was sent meanwhile does.
+    EXPECT_EQ(run(with({"send", "--public", "--channel", "news", "--id", "m3", "three"})).exitCode, 0);
+    const CommandOutcome again = run(listen({"--channel", "news", "--count", "1", "--timeout", "60s"}));
+    EXPECT_EQ(again.exitCode, 0) << again.errors;
+    EXPECT_THAT(again.output, HasSubstr("three"));
+    EXPECT_THAT(again.output, testing::Not(HasSubstr("two")));
+    EXPECT_THAT(again.output, testing::Not(HasSubstr("m2 was here before")));
+}
+
+TEST_F(CommandLineAndServiceTest, EndsWithThreeWhenTheCountIsNotReached) {
+    const CommandOutcome outcome = run(listen({"--plain", "--count", "1", "--timeout", "3s"}));
+    EXPECT_EQ(outcome.exitCode, 3) << outcome.errors;
+    EXPECT_THAT(outcome.output, HasSubstr("Connected"));
+}
+
+TEST_F(CommandLineAndServiceTest, EndsWithFourForARefusedKey) {
+    EXPECT_EQ(run(with({"send", "--public", "hello"}), {"XELPUSH_API_KEY=wrong"}).exitCode, 4);
+    const CommandOutcome outcome = run(listen({"--timeout", "60s"}), {"XELPUSH_API_KEY=wrong"});
+    EXPECT_EQ(outcome.exitCode, 4) << outcome.errors;
+    EXPECT_THAT(outcome.errors + outcome.output, testing::Not(HasSubstr("wrong")));
+}
+
+TEST_F(CommandLineAndServiceTest, EndsWithFourForARefusedBrokerPassword) {
+    const std::filesystem::path secret = folder_.path() / "secret";
+    std::ofstream(secret) << "not-the-password\n";
+    const CommandOutcome outcome =
+        run(listen({"--timeout", "60s", "--broker-password-file", secret.string()}));
+    EXPECT_EQ(outcome.exitCode, 4) << outcome.errors;
+    EXPECT_THAT(outcome.output, HasSubstr("Error"));
+    EXPECT_THAT(outcome.errors + outcome.output, testing::Not(HasSubstr("not-the-password")));
+}
+
+TEST_F(CommandLineAndServiceTest, EndsWithFiveForACertificateThatItDoesNotTrust) {
+    const CommandOutcome outcome =
+        run(listen({"--timeout", "60s"}), {"XELPUSH_CA_FILE=/etc/ssl/certs/ca-certificates.crt"});
+    EXPECT_EQ(outcome.exitCode, 5) << outcome.errors;
+    EXPECT_THAT(outcome.errors, HasSubstr("certificate"));
+}
+
+TEST_F(CommandLineAndServiceTest, EndsWithFiveWhenTheBrokerIsNotThere) {
+    service_.service->stopBroker();
+    const CommandOutcome outcome = run(listen({"--timeout", "2s"}));
+    EXPECT_EQ(outcome.exitCode, 5) << outcome.errors;
+    EXPECT_THAT(outcome.output, HasSubstr("registered"));
+}
+
+}  // namespace
+}  // namespace xel::test

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "tests/scenarios/ScenarioWorld.h"
+
+namespace xel::scenario {
+
+/// Verbs by their word.
+using VerbTable = std::map<std::string, Verb, std::less<>>;
+
+/// Takes the next word and carries its verb out. Throws when the table has none; `what` says what was wanted.
+void performFrom(const VerbTable& table, ScenarioWorld& world, Words& words, std::string_view what);
+
+// The host's verbs, by area.
+[[nodiscard]] const VerbTable& hostIdentityVerbs();
+[[nodiscard]] const VerbTable& hostConnectionVerbs();
+[[nodiscard]] const VerbTable& hostCallbackVerbs();
+
+/// What "expect" knows beside the journals.
+[[nodiscard]] const VerbTable& stateExpectations();
+
+}  // namespace xel::scenario

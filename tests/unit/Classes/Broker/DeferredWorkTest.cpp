@@ -1,0 +1,98 @@
+#include "tests/unit/Classes/Support/RoomsTest.h"
+
+namespace xel {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class DeferredWorkTest : public RoomsTest {
+protected:
+    void enqueue(const std::string& name) {
+        rooms_->deferred.enqueueWhenSessionIsConnected([this, name] { heard_->push_back(name); });
+    }
+    void report(PushClientServerConnectionState state) {
+        rooms_->connection.setConnectionState(state);
+        machine_.runUntilIdle();
+    }
+};
+
+TEST_F(DeferredWorkTest, WaitsForAReportThatFindsTheClientConnected) {
+    switchLogOn();
+    enqueue("work");
+    EXPECT_THAT(takeLog(), ElementsAre("enqueue subscribe for later when session is ready"));
+    report(PushClientServerConnectingState);
+    report(PushClientServerDisconnectedErrorState);
+    EXPECT_THAT(takeHeard(), IsEmpty());
+    report(PushClientServerConnectedState);
+    EXPECT_THAT(takeHeard(), ElementsAre("work"));
+}
+
+TEST_F(DeferredWorkTest, WaitsForTheNextReportWhenConnectedAlready) {
+    report(PushClientServerConnectedState);
+    enqueue("work");
+    machine_.runUntilIdle();
+    EXPECT_THAT(takeHeard(), IsEmpty());
+    report(PushClientServerConnectedState);
+    report(PushClientServerConnectedState);
+    EXPECT_THAT(takeHeard(), ElementsAre("work")) << "and runs once";
+}
+
+TEST_F(DeferredWorkTest, RunsOnceForSeveralReportsAtATime) {
+    enqueue("work");
+    rooms_->connection.setConnectionState(PushClientServerConnectedState);
+    rooms_->connection.setConnectionState(PushClientServerConnectedState);
+    machine_.runUntilIdle();
+    EXPECT_THAT(takeHeard(), ElementsAre("work"));
+}
+
+TEST_F(DeferredWorkTest, RunsInTheOrderOfQueueing) {
+    enqueue("first");
+    enqueue("second");
+    enqueue("third");
+    report(PushClientServerConnectedState);
+    EXPECT_THAT(takeHeard(), ElementsAre("first", "second", "third"));
+}
+
+TEST_F(DeferredWorkTest, WaitsOnWhenTheStateHasChangedAgain) {
+    enqueue("work");
+    rooms_->connection.setConnectionState(PushClientServerConnectedState);
+    rooms_->connection.setConnectionState(PushClientServerDisconnectedState);
+    machine_.runUntilIdle();
+    EXPECT_THAT(takeHeard(), IsEmpty());
+    report(PushClientServerConnectedState);
+    EXPECT_THAT(takeHeard(), ElementsAre("work"));
+}
+
+TEST_F(DeferredWorkTest, RunsBehindTheBatchOfTheConnect) {
+    identify();
+    std::vector<std::string> callsBefore;
+    rooms_->deferred.enqueueWhenSessionIsConnected([&] { callsBefore = sessions_->latest().calls; });
+    rooms_->connection.connectToServer();
+    sessions_->latest().connected();
+    machine_.runUntilIdle();
+    ASSERT_EQ(callsBefore.size(), 2U);
+    EXPECT_TRUE(callsBefore[1].starts_with("subscribe "));
+}
+
+TEST_F(DeferredWorkTest, MayQueueMoreWorkWhileItRuns) {
+    rooms_->deferred.enqueueWhenSessionIsConnected([this] { enqueue("later"); });
+    report(PushClientServerConnectedState);
+    EXPECT_THAT(takeHeard(), IsEmpty());
+    report(PushClientServerConnectedState);
+    EXPECT_THAT(takeHeard(), ElementsAre("later"));
+}
+
+TEST_F(DeferredWorkTest, NeverRunsForAClientThatIsGone) {
+    enqueue("work");
+    rooms_->connection.setConnectionState(PushClientServerConnectedState);
+    rooms_.reset();
+    machine_.runUntilIdle();
+    home_.notificationCenter->postNotification(
+        {"PushClientDidChangeServerConnectionStateNotification", &manager_, {}});
+    machine_.runUntilIdle();
+    EXPECT_THAT(takeHeard(), IsEmpty());
+}
+
+}  // namespace
+}  // namespace xel

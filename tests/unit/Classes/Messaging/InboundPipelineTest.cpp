@@ -1,0 +1,182 @@
+#include "tests/unit/Classes/Support/RoomsTest.h"
+
+namespace xel {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr std::string_view kNews = "app/a1b2c3/user/public/news";
+constexpr std::string_view kDelivery = "app/a1b2c3/delivery/alice01/m1";
+constexpr std::string_view kLogin = "app/a1b2c3/event/login/X9";
+
+/// Writes down the configuration it is handed.
+class RecordingConfiguration final : public RemoteConfigurationHandler {
+public:
+    explicit RecordingConfiguration(std::shared_ptr<Heard> heard) : heard_(std::move(heard)) {}
+    void backdoorConfigs(const Dictionary& data, const std::optional<std::string>& channel) override {
+        heard_->push_back(formatted("configuration %@ of %@", data, channel));
+    }
+
+private:
+    std::shared_ptr<Heard> heard_;
+};
+
+class InboundPipelineTest : public RoomsTest {
+protected:
+    InboundPipelineTest() : InboundPipelineTest(std::make_shared<Heard>()) {}
+
+    void handle(std::string_view payload, std::string_view topic) {
+        rooms_->pipeline.handleNewMessage(payload, topic);
+    }
+    std::string expiring(std::string_view id, double secondsFromNow) {
+        const double instant = millisecondsSince1970(machine_.clock->now()) + secondsFromNow * 1000;
+        return formatted(R"({"id":"%@","expireTime":%.0f})", id, instant);
+    }
+
+private:
+    explicit InboundPipelineTest(const std::shared_ptr<Heard>& configured)
+        : RoomsTest({std::make_shared<RecordingConfiguration>(configured), nullptr, nullptr}) {
+        heard_ = configured;
+        registerApplication();
+        addDelegate();
+        switchLogOn();
+        (void)takeLog();
+    }
+};
+
+TEST_F(InboundPipelineTest, TellsKindsApartByTheTopic) {
+    handle("u-:-d-:-1", kDelivery);
+    handle("{}", kLogin);
+    handle(R"({"id":"m1"})", kNews);
+    handle(R"({"id":"m2"})", "app/other/delivery/alice01/m1");
+    EXPECT_THAT(takeHeard(), ElementsAre("delegate: Delivery m1", "delegate: Event login",
+                                         "delegate: Message m1", "delegate: Message m2"));
+}
+
+TEST_F(InboundPipelineTest, LogsADelivery) {
+    handle("bob02-:-X9-:-1514800000000", kDelivery);
+    EXPECT_THAT(takeLog(), ElementsAre("Got delivery message m1: bob02, X9, 2018-01-01 09:46:40 +0000"));
+}
+
+TEST_F(InboundPipelineTest, ReportsEveryCopyOfADelivery) {
+    handle("u-:-d-:-1", kDelivery);
+    handle("u-:-d-:-1", kDelivery);
+    EXPECT_EQ(takeHeard().size(), 2U);
+    EXPECT_FALSE(home_.defaults->objectForKey("messageIds"));
+}
+
+TEST_F(InboundPipelineTest, DropsUnreadablePublicationsWithoutALine) {
+    handle("u-:-d", kDelivery);
+    handle("u-:-d-:-1", "app/a1b2c3/delivery/alice01");
+    handle("{}", "app/a1b2c3/event/login");
+    handle("{}", "app/a1b2c3/event/login/X9/more");
+    handle("not JSON", kNews);
+    handle("[1,2]", kNews);
+    handle("", kNews);
+    EXPECT_THAT(takeHeard(), IsEmpty());
+    EXPECT_THAT(takeLog(), IsEmpty());
+    EXPECT_FALSE(home_.defaults->objectForKey("messageIds"));
+}
+
+TEST_F(InboundPipelineTest, ReportsAnEventOnceByItsId) {
+    handle(R"({"id":"e1"})", kLogin);
+    handle(R"({"id":"e1"})", kLogin);
+    EXPECT_THAT(takeHeard(), ElementsAre("delegate: Event login"));
+    EXPECT_THAT(takeLog(), ElementsAre(R"(Got event ('login') , deviceId : X9, data : {"id":"e1"})",
+                                       "Ignore duplicate event id e1"));
+}
+
+TEST_F(InboundPipelineTest, ReportsAnEventWithoutAnIdEveryTime) {
+    handle("{}", kLogin);
+    handle("{}", kLogin);
+    handle("not JSON", kLogin);
+    EXPECT_EQ(takeHeard().size(), 3U);
+    EXPECT_EQ(takeLog().back(), "Got event ('login') , deviceId : X9, data : (null)");
+    EXPECT_FALSE(home_.defaults->objectForKey("messageIds"));
+}
+
+TEST_F(InboundPipelineTest, SharesTheIdsBetweenEventsAndMessages) {
+    handle(R"({"id":"x"})", kLogin);
+    handle(R"({"id":"x"})", kNews);
+    EXPECT_THAT(takeHeard(), ElementsAre("delegate: Event login"));
+}
+
+TEST_F(InboundPipelineTest, DropsADuplicateMessage) {
+    handle(R"({"id":"m1"})", kNews);
+    handle(R"({"id":"m2"})", kNews);
+    (void)takeLog();
+    handle(R"({"id":"m1"})", kNews);
+    EXPECT_THAT(takeHeard(), ElementsAre("delegate: Message m1", "delegate: Message m2"));
+    EXPECT_EQ(takeLog().back(), "Ignore duplicate message id m1");
+    EXPECT_THAT(storedTexts("messageIds"), ElementsAre("m1", "m2", "m1"));
+}
+
+TEST_F(InboundPipelineTest, ReportsAMessageWithoutAnIdEveryTime) {
+    handle("{}", kNews);
+    handle("{}", kNews);
+    EXPECT_EQ(takeHeard().size(), 2U);
+    EXPECT_FALSE(home_.defaults->objectForKey("messageIds"));
+}
+
+TEST_F(InboundPipelineTest, LogsTheMessageItGot) {
+    handle(R"({"id":"m1"})", kNews);
+    EXPECT_THAT(takeLog(),
+                ElementsAre(R"(Got push {"id":"m1","channel":"news","receivedTime":1772357400000})"));
+}
+
+TEST_F(InboundPipelineTest, DropsAnExpiredMessageAndThenItsCopiesAsDuplicates) {
+    const auto payload = expiring("m1", -1);
+    handle(payload, kNews);
+    EXPECT_EQ(takeLog().back(), "Ignore expired message 2026-03-01 09:29:59 +0000");
+    handle(payload, kNews);
+    EXPECT_EQ(takeLog().back(), "Ignore duplicate message id m1");
+    EXPECT_THAT(takeHeard(), IsEmpty());
+}
+
+TEST_F(InboundPipelineTest, DeliversAMessageThatExpiresNowOrLater) {
+    handle(expiring("now", 0), kNews);
+    handle(expiring("later", 1), kNews);
+    EXPECT_THAT(takeHeard(), ElementsAre("delegate: Message now", "delegate: Message later"));
+}
+
+TEST_F(InboundPipelineTest, DropsReservedMessages) {
+    handle(R"({"id":"m1","messageBody":"BIBB","data":{"geofence":1}})", kNews);
+    handle(R"({"id":"m2","messageBody":"BIBBsomething"})", kNews);
+    EXPECT_THAT(takeHeard(), IsEmpty());
+    EXPECT_EQ(takeLog().back(), "Ignore special backdoor message");
+    EXPECT_THAT(storedTexts("messageIds"), ElementsAre("m1", "m2"));
+    handle(R"({"id":"m3","messageBody":"bibb"})", kNews);
+    handle(R"({"id":"m4","messageBody":" BIBB"})", kNews);
+    handle(R"({"id":"m5","messageBody":"BIB"})", kNews);
+    EXPECT_EQ(takeHeard().size(), 3U);
+}
+
+TEST_F(InboundPipelineTest, TestsExpiryBeforeTheReservedPrefix) {
+    handle(R"({"id":"m1","messageBody":"BIBB","expireTime":1})", kNews);
+    EXPECT_EQ(takeLog().back(), "Ignore expired message 1970-01-01 00:00:00 +0000");
+}
+
+TEST_F(InboundPipelineTest, AppliesConfigurationBeforeTheMessageIsReported) {
+    handle(R"({"id":"m1","data":{"geofence":1}})", "app/a1b2c3/user/alice01/orders");
+    EXPECT_THAT(takeHeard(),
+                ElementsAre(R"(configuration {"geofence":1} of private/orders)", "delegate: Message m1"));
+    handle(R"({"id":"m2"})", kNews);
+    handle(R"({"id":"m1","data":{"geofence":1}})", kNews);
+    handle(R"({"id":"m3","expireTime":1,"data":{"geofence":1}})", kNews);
+    EXPECT_THAT(takeHeard(), ElementsAre("delegate: Message m2"));
+}
+
+TEST_F(InboundPipelineTest, NamesTheChannelAsTheApplicationDoes) {
+    std::vector<std::optional<std::string>> channels;
+    rooms_->fanout.blocks.messageHandler = [&](const PushClientMessage& message) {
+        channels.push_back(message.channel);
+    };
+    handle("{}", kNews);
+    handle("{}", "app/a1b2c3/user/alice01/orders");
+    handle("{}", "too/short");
+    EXPECT_THAT(channels, ElementsAre("news", "private/orders", std::nullopt));
+}
+
+}  // namespace
+}  // namespace xel

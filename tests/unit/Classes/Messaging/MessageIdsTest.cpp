@@ -1,0 +1,173 @@
+#include "tests/unit/Classes/Support/RoomsTest.h"
+
+namespace xel {
+namespace {
+
+using testing::ElementsAre;
+
+class MessageIdsTest : public RoomsTest {
+protected:
+    bool store(std::string_view id) { return rooms_->messageIds.storeMessageId(id); }
+    void storeRange(int first, int last) {
+        for (int i = first; i <= last; ++i) {
+            EXPECT_FALSE(store("m" + std::to_string(i))) << i;
+        }
+    }
+    /// Closes the turn; whether it was acknowledged inside the call.
+    bool close() {
+        const auto isAcknowledged = std::make_shared<bool>(false);
+        rooms_->messageIds.closeTurn([isAcknowledged] { *isAcknowledged = true; });
+        return *isAcknowledged;
+    }
+    std::vector<std::string> committed() const {
+        std::vector<std::string> ids;
+        const auto value = onDisk("messageIds");
+        if (value && value->asArray() != nullptr) {
+            for (const auto& id : *value->asArray()) {
+                ids.push_back(*id.asString());
+            }
+        }
+        return ids;
+    }
+};
+
+TEST_F(MessageIdsTest, TellARepeatedIdAndAppendItAgain) {
+    EXPECT_FALSE(store("m1"));
+    EXPECT_FALSE(store("m2"));
+    EXPECT_TRUE(store("m1"));
+    EXPECT_THAT(committed(), ElementsAre("m1", "m2", "m1"));
+}
+
+TEST_F(MessageIdsTest, ForgetTheOldestOfTwentyFive) {
+    storeRange(1, 26);
+    EXPECT_EQ(committed().size(), 25U);
+    EXPECT_EQ(committed().front(), "m2");
+    EXPECT_EQ(committed().back(), "m26");
+    EXPECT_FALSE(store("m1"));
+}
+
+TEST_F(MessageIdsTest, ForgetTheOldestBeforeTheNewOneIsCompared) {
+    storeRange(1, 25);
+    EXPECT_FALSE(store("m1")) << "it was the oldest of a full list";
+    EXPECT_TRUE(store("m3"));
+}
+
+TEST_F(MessageIdsTest, KnowTheOldestOfAListThatIsNotFull) {
+    storeRange(1, 24);
+    EXPECT_TRUE(store("m1"));
+}
+
+TEST_F(MessageIdsTest, SurviveARestart) {
+    home_.defaults->setObject("messageIds", Array{Value("m1"), Value(7), Value("m2")});
+    EXPECT_TRUE(store("m2"));
+    EXPECT_THAT(committed(), ElementsAre("m1", "m2", "m2"));
+}
+
+TEST_F(MessageIdsTest, CommitATurnOnceAndBeforeItIsAcknowledged) {
+    rooms_->messageIds.beginTurn();
+    store("m1");
+    store("m2");
+    EXPECT_TRUE(store("m1")) << "the turn's own ids are known";
+    EXPECT_THAT(committed(), ElementsAre());
+    const auto commits = machine_.disk->commitCount();
+    std::vector<std::string> atAcknowledgement;
+    rooms_->messageIds.closeTurn([&] { atAcknowledgement = committed(); });
+    EXPECT_THAT(atAcknowledgement, ElementsAre("m1", "m2", "m1"));
+    EXPECT_EQ(machine_.disk->commitCount(), commits + 1);
+}
+
+TEST_F(MessageIdsTest, StayOutOfOtherCommitsInsideATurn) {
+    rooms_->messageIds.beginTurn();
+    store("m1");
+    rooms_->settings.setUserId("alice01");
+    EXPECT_EQ(onDisk("userId"), Value("alice01"));
+    EXPECT_THAT(committed(), ElementsAre());
+}
+
+TEST_F(MessageIdsTest, CommitNothingForATurnWithoutIds) {
+    const auto commits = machine_.disk->commitCount();
+    rooms_->messageIds.beginTurn();
+    EXPECT_TRUE(close());
+    EXPECT_EQ(machine_.disk->commitCount(), commits);
+}
+
+TEST_F(MessageIdsTest, AcknowledgeATurnThatCouldNotBeCommittedAndTryAgain) {
+    switchLogOn();
+    machine_.disk->setFailingCommits(true);
+    rooms_->messageIds.beginTurn();
+    store("m1");
+    EXPECT_TRUE(close());
+    ASSERT_TRUE(rooms_->settings.failureError);
+    EXPECT_EQ(rooms_->settings.failureError->domain, "PushClientErrorDomain");
+    EXPECT_EQ(takeLog().size(), 1U);
+    EXPECT_TRUE(store("m1")) << "kept in memory";
+    machine_.disk->setFailingCommits(false);
+    rooms_->messageIds.beginTurn();
+    EXPECT_TRUE(close());
+    EXPECT_THAT(committed(), ElementsAre("m1", "m1"));
+}
+
+TEST_F(MessageIdsTest, WaitForACommitThatIsMadeAwayFromTheLoop) {
+    machine_.disk->setHoldingTurnCommits(true);
+    rooms_->messageIds.beginTurn();
+    store("m1");
+    bool isAcknowledged = false;
+    rooms_->messageIds.closeTurn([&] { isAcknowledged = true; });
+    EXPECT_FALSE(isAcknowledged);
+    machine_.disk->answerHeldTurnCommits();
+    EXPECT_TRUE(isAcknowledged);
+    EXPECT_THAT(committed(), ElementsAre("m1"));
+}
+
+TEST_F(MessageIdsTest, ForgetAllOfThemAlsoInsideATurn) {
+    store("m1");
+    rooms_->messageIds.beginTurn();
+    store("m2");
+    home_.defaults->removeObject("messageIds");
+    rooms_->messageIds.forget();
+    EXPECT_TRUE(close());
+    EXPECT_FALSE(home_.defaults->objectForKey("messageIds"));
+    EXPECT_FALSE(store("m1"));
+    EXPECT_FALSE(store("m2"));
+}
+
+TEST_F(MessageIdsTest, StoreNothingThatWasForgottenWhileItsCommitFailed) {
+    machine_.disk->setHoldingTurnCommits(true);
+    rooms_->messageIds.beginTurn();
+    store("m1");
+    rooms_->messageIds.closeTurn([] {});
+    rooms_->messageIds.forget();
+    home_.defaults->removeObject("messageIds");
+    machine_.disk->setFailingCommits(true);
+    machine_.disk->answerHeldTurnCommits();
+    machine_.disk->setFailingCommits(false);
+    machine_.disk->setHoldingTurnCommits(false);
+    rooms_->messageIds.beginTurn();
+    EXPECT_TRUE(close());
+    EXPECT_FALSE(home_.defaults->objectForKey("messageIds"));
+}
+
+TEST_F(MessageIdsTest, ReportAFailedCommitOutsideATurn) {
+    machine_.disk->setFailingCommits(true);
+    EXPECT_FALSE(store("m1"));
+    EXPECT_TRUE(rooms_->settings.failureError);
+    machine_.disk->setFailingCommits(false);
+    rooms_->messageIds.beginTurn();
+    EXPECT_TRUE(close());
+    EXPECT_THAT(committed(), ElementsAre("m1"));
+}
+
+TEST_F(MessageIdsTest, AcknowledgeATurnWhoseRoomIsGone) {
+    machine_.disk->setHoldingTurnCommits(true);
+    rooms_->messageIds.beginTurn();
+    store("m1");
+    bool isAcknowledged = false;
+    rooms_->messageIds.closeTurn([&] { isAcknowledged = true; });
+    rooms_.reset();
+    machine_.disk->setFailingCommits(true);
+    machine_.disk->answerHeldTurnCommits();
+    EXPECT_TRUE(isAcknowledged);
+}
+
+}  // namespace
+}  // namespace xel

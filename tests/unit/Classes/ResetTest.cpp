@@ -1,0 +1,135 @@
+#include "tests/unit/Classes/Support/RoomsTest.h"
+
+namespace xel {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class ResetTest : public RoomsTest {
+protected:
+    static constexpr std::array kForgotten = {
+        "subscribedTopics", "notificationSettings", "userChannels", "subscribedUserChannels", "messageIds",
+        "AppLaunchTime",    "AppLaunchCount",       "userId",       "PushClientDeviceId"};
+
+    void reset() { rooms_->coordinator.reset(); }
+};
+
+TEST_F(ResetTest, UnsubscribesAndDisconnectsWhileConnected) {
+    rooms_->settings.setDeliveryChannelEnabeled(true);
+    connect();
+    const auto session = sessions_->made.back();
+    rooms_->channels.setTopic("app/a1b2c3/user/public/news", 1);
+    rooms_->channels.storeUserChannels();
+    session->calls.clear();
+    addDelegate();
+    reset();
+    EXPECT_EQ(session->calls.front(),
+              "unsubscribe app/a1b2c3/user/alice01/default app/a1b2c3/user/public/news "
+              "app/a1b2c3/user/alice01/D3V1CE app/a1b2c3/delivery/alice01/#");
+    EXPECT_EQ(session->calls[1], "close");
+    EXPECT_TRUE(rooms_->connection.forceClose());
+    EXPECT_EQ(rooms_->connection.connectionState(), PushClientServerDisconnectedState);
+    EXPECT_THAT(takeHeard(), ElementsAre("delegate: ConnectionState")) << "the closing is reported once";
+}
+
+TEST_F(ResetTest, ForgetsTheIdentityAndEveryStoredKey) {
+    connect();
+    for (const auto* key : kForgotten) {
+        home_.defaults->setObject(key, "something");
+    }
+    reset();
+    for (const auto* key : kForgotten) {
+        EXPECT_FALSE(onDisk(key)) << key;
+    }
+    auto& settings = rooms_->settings;
+    EXPECT_FALSE(settings.userId() || settings.deviceId() || rooms_->connection.brokerClientId());
+    EXPECT_FALSE(rooms_->connection.brokerSession() || rooms_->channels.topics);
+    EXPECT_FALSE(rooms_->subscriptions.goingToTopics());
+}
+
+TEST_F(ResetTest, ForgetsTheSameWithoutAConnectionButTouchesNoSession) {
+    identify();
+    rooms_->connection.createSession();
+    rooms_->channels.loadUserChannels();
+    const auto session = sessions_->made.back();
+    addDelegate();
+    reset();
+    EXPECT_FALSE(rooms_->settings.userId() || rooms_->settings.deviceId() || rooms_->channels.topics);
+    EXPECT_FALSE(rooms_->connection.brokerSession());
+    EXPECT_FALSE(rooms_->connection.forceClose());
+    for (const auto* key : kForgotten) {
+        EXPECT_FALSE(onDisk(key)) << key;
+    }
+    EXPECT_THAT(session->calls, testing::Not(testing::Contains(testing::StartsWith("unsubscribe"))));
+    EXPECT_THAT(takeHeard(), IsEmpty());
+}
+
+TEST_F(ResetTest, KeepsWhatBelongsToTheHost) {
+    connect();
+    switchLogOn();
+    addDelegate();
+    auto& settings = rooms_->settings;
+    settings.setEnableLocationOnLaunch(true);
+    settings.setLocationOnLaunchWithDictionary(Dictionary{{"accuracy", 10}});
+    settings.setClientVersion("9.9");
+    settings.setDeliveryChannelEnabeled(true);
+    rooms_->fanout.blocks.messageHandler = [](const auto&) {};
+    reset();
+    EXPECT_EQ(settings.appId, "a1b2c3");
+    EXPECT_EQ(settings.apiKey, "key");
+    EXPECT_EQ(settings.username, "broker-user");
+    EXPECT_EQ(settings.password, "broker-password");
+    EXPECT_TRUE(settings.enableLog() && settings.enableLocationOnLaunch());
+    EXPECT_TRUE(settings.locationOnLaunchWithDictionary());
+    EXPECT_EQ(settings.clientVersion(), "9.9");
+    EXPECT_TRUE(settings.deliveryChannelEnabeled());
+    EXPECT_EQ(rooms_->fanout.delegates.delegates().size(), 1U);
+    EXPECT_TRUE(rooms_->fanout.blocks.messageHandler);
+}
+
+TEST_F(ResetTest, MakesANewAdaptorAfterwards) {
+    identify();
+    const auto adaptor = rooms_->settings.loopBackAdaptor();
+    reset();
+    EXPECT_NE(rooms_->settings.loopBackAdaptor(), adaptor);
+}
+
+TEST_F(ResetTest, DeletesTheSessionsMemoryOfTheIdentity) {
+    identify();
+    rooms_->connection.createSession();
+    ASSERT_TRUE(home_.sessionMemory->storeGrantedTopics("a1b2c3/alice01/D3V1CE", TopicTable{{"t", 1}}));
+    ASSERT_TRUE(home_.sessionMemory->storeGrantedTopics("another", TopicTable{{"t", 1}}));
+    reset();
+    EXPECT_TRUE(home_.sessionMemory->loadGrantedTopics("a1b2c3/alice01/D3V1CE").empty());
+    EXPECT_FALSE(home_.sessionMemory->loadGrantedTopics("another").empty());
+}
+
+TEST_F(ResetTest, DeletesTheMemoryOfAnEarlierLaunchToo) {
+    identify();
+    ASSERT_FALSE(rooms_->connection.brokerClientId());
+    ASSERT_TRUE(home_.sessionMemory->storeGrantedTopics("a1b2c3/alice01/D3V1CE", TopicTable{{"t", 1}}));
+    reset();
+    EXPECT_TRUE(home_.sessionMemory->loadGrantedTopics("a1b2c3/alice01/D3V1CE").empty());
+}
+
+TEST_F(ResetTest, ForgetsReceivedIds) {
+    EXPECT_FALSE(rooms_->messageIds.storeMessageId("m1"));
+    reset();
+    EXPECT_FALSE(rooms_->messageIds.storeMessageId("m1"));
+}
+
+TEST_F(ResetTest, StaysDisconnectedWhenTheHostConnectsOnEveryClosing) {
+    connect();
+    rooms_->fanout.blocks.serverConnectionStateHandler = [&] {
+        if (rooms_->connection.connectionState() == PushClientServerDisconnectedState) {
+            rooms_->connection.connectToServer();
+        }
+    };
+    reset();
+    EXPECT_FALSE(rooms_->connection.brokerSession());
+    EXPECT_EQ(rooms_->connection.connectionState(), PushClientServerDisconnectedState);
+}
+
+}  // namespace
+}  // namespace xel

@@ -1,0 +1,103 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "XelPushClient/Platform/MQTTSession.h"
+#include "XelPushClient/Testing/FakeRunLoop.h"
+
+namespace xel {
+
+/// A broker session whose events the test raises and whose calls it reads. Packet identifiers count from 1.
+class ScriptedSession final : public MQTTSession {
+public:
+    explicit ScriptedSession(MQTTSessionParameters sessionParameters)
+        : parameters(std::move(sessionParameters)) {}
+
+    // What the broker does.
+    void connected() { raise(MQTTSessionStatus::Connected, MQTTSessionEvent::Connected, std::nullopt); }
+    void fail(MQTTSessionEvent event, const NSError& error) { raise(MQTTSessionStatus::Error, event, error); }
+    void subAck(std::uint16_t packetId, const std::vector<std::uint8_t>& granted) {
+        delegate->subAckReceived(*this, packetId, granted);
+    }
+    void unsubAck(std::uint16_t packetId) { delegate->unsubAckReceived(*this, packetId); }
+    void publish(std::string_view payload, std::string_view topic) {
+        delegate->newMessage(*this, payload, topic, 1, false, 1);
+    }
+
+    // The port.
+    void setDelegate(MQTTSessionDelegate* newDelegate) override { delegate = newDelegate; }
+    [[nodiscard]] MQTTSessionStatus status() const override { return currentStatus; }
+    void connectToHost(std::string_view host, std::uint16_t port, bool usingSSL) override {
+        calls.push_back("connect " + std::string(host) + ":" + std::to_string(port) +
+                        (usingSSL ? " TLS" : " plain"));
+        currentStatus = MQTTSessionStatus::Connecting;
+    }
+    void close() override {
+        calls.emplace_back("close");
+        const bool wasOpen =
+            currentStatus == MQTTSessionStatus::Connecting || currentStatus == MQTTSessionStatus::Connected;
+        if (wasOpen) {
+            raise(MQTTSessionStatus::Closed, MQTTSessionEvent::ConnectionClosed, std::nullopt);
+        }
+    }
+    std::uint16_t subscribeToTopic(std::string_view topic, int qos) override {
+        calls.push_back("subscribe " + std::string(topic) + "@" + std::to_string(qos));
+        return ++lastPacketId;
+    }
+    std::uint16_t subscribeToTopics(const TopicTable& topics) override {
+        std::string call = "subscribe";
+        for (const auto& [topic, qos] : topics) {
+            call += " " + topic + "@" + std::to_string(qos);
+        }
+        calls.push_back(call);
+        return ++lastPacketId;
+    }
+    std::uint16_t unsubscribeTopic(std::string_view topic) override {
+        calls.push_back("unsubscribe " + std::string(topic));
+        return ++lastPacketId;
+    }
+    std::uint16_t unsubscribeTopics(std::span<const std::string> topics) override {
+        std::string call = "unsubscribe";
+        for (const auto& topic : topics) {
+            call += " " + topic;
+        }
+        calls.push_back(call);
+        return ++lastPacketId;
+    }
+    bool publishDataAtMostOnce(std::string_view, std::string_view, bool) override { return false; }
+    bool publishDataAtLeastOnce(std::string_view, std::string_view, bool) override { return false; }
+
+    [[nodiscard]] std::vector<std::string> takeCalls() { return std::exchange(calls, {}); }
+
+    const MQTTSessionParameters parameters;
+    MQTTSessionDelegate* delegate = nullptr;
+    MQTTSessionStatus currentStatus = MQTTSessionStatus::Created;
+    std::vector<std::string> calls;
+    std::uint16_t lastPacketId = 0;
+
+private:
+    void raise(MQTTSessionStatus status, MQTTSessionEvent event, const std::optional<NSError>& error) {
+        currentStatus = status;
+        if (delegate != nullptr) {
+            delegate->handleEvent(*this, event, error);
+        }
+    }
+};
+
+/// Makes scripted sessions and keeps every one of them.
+class ScriptedSessions final : public MQTTSessionFactory {
+public:
+    std::shared_ptr<MQTTSession> makeSession(MQTTSessionParameters parameters, NSRunLoop& /*runLoop*/,
+                                             SessionMemory& /*memory*/) override {
+        made.push_back(std::make_shared<ScriptedSession>(std::move(parameters)));
+        return made.back();
+    }
+    [[nodiscard]] ScriptedSession& latest() const { return *made.back(); }
+
+    std::vector<std::shared_ptr<ScriptedSession>> made;
+};
+
+}  // namespace xel

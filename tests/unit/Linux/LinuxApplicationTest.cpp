@@ -1,0 +1,236 @@
+#include <chrono>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "XelPushClient/Linux/LinuxApplication.h"
+#include "XelPushClient/Testing/FakeClock.h"
+#include "XelPushClient/Testing/FakeRunLoop.h"
+#include "XelPushClient/Testing/RecordingLogSink.h"
+
+namespace xel {
+namespace {
+
+using namespace std::chrono_literals;
+
+class RecordingDelegate : public UIApplicationDelegate {
+public:
+    void applicationDidRegisterUserNotificationSettings(UIApplication& /*application*/,
+                                                        const UIUserNotificationSettings& settings) override {
+        grantedTypes.push_back(settings.types);
+    }
+    void applicationDidRegisterForRemoteNotificationsWithDeviceToken(UIApplication& /*application*/,
+                                                                     const Data& /*deviceToken*/) override {
+        ++tokens;
+    }
+    void applicationDidFailToRegisterForRemoteNotificationsWithError(UIApplication& /*application*/,
+                                                                     const NSError& error) override {
+        errors.push_back(error);
+    }
+
+    std::vector<std::uint32_t> grantedTypes;
+    int tokens = 0;
+    std::vector<NSError> errors;
+};
+
+UILocalNotification notificationWith(std::string body, std::int64_t badge = 0) {
+    UILocalNotification notification;
+    notification.alertBody = std::move(body);
+    notification.applicationIconBadgeNumber = badge;
+    return notification;
+}
+
+class LinuxApplicationTest : public testing::Test {
+protected:
+    LinuxApplicationTest() {
+        application_.attachNotificationCenter(center_);
+        for (const std::string_view name :
+             {UIApplicationWillTerminateNotification, UIApplicationDidBecomeActiveNotification,
+              UIApplicationDidEnterBackgroundNotification, UIApplicationWillEnterForegroundNotification,
+              UIApplicationWillResignActiveNotification}) {
+            center_->addObserver(std::string(name), nullptr, [this](const NSNotification& notification) {
+                EXPECT_EQ(notification.object, &application_);
+                posted_.push_back(notification.name);
+                statesSeen_.push_back(application_.applicationState());
+            });
+        }
+    }
+
+    std::shared_ptr<FakeRunLoop> runLoop_ = std::make_shared<FakeRunLoop>();
+    std::shared_ptr<RecordingLogSink> log_ = std::make_shared<RecordingLogSink>();
+    std::shared_ptr<NSNotificationCenter> center_ = std::make_shared<NSNotificationCenter>();
+    LinuxApplication application_{{runLoop_, std::make_shared<FakeClock>(runLoop_), log_}};
+    std::vector<std::string> posted_;
+    std::vector<UIApplicationState> statesSeen_;
+};
+
+using State = UIApplicationState;
+
+TEST_F(LinuxApplicationTest, IsActiveFromTheStart) {
+    EXPECT_EQ(application_.applicationState(), State::Active);
+    EXPECT_TRUE(posted_.empty());
+}
+
+TEST_F(LinuxApplicationTest, GoesThroughEveryStepToTheBackgroundAndBack) {
+    application_.enterBackground();
+    application_.becomeActive();
+    EXPECT_EQ(posted_, (std::vector<std::string>{"UIApplicationWillResignActiveNotification",
+                                                 "UIApplicationDidEnterBackgroundNotification",
+                                                 "UIApplicationWillEnterForegroundNotification",
+                                                 "UIApplicationDidBecomeActiveNotification"}));
+    EXPECT_EQ(statesSeen_,
+              (std::vector<State>{State::Inactive, State::Background, State::Inactive, State::Active}));
+}
+
+TEST_F(LinuxApplicationTest, TakesNoStepTwice) {
+    application_.becomeActive();
+    application_.willEnterForeground();
+    EXPECT_TRUE(posted_.empty());
+    application_.willResignActive();
+    application_.willResignActive();
+    application_.enterBackground();
+    application_.enterBackground();
+    EXPECT_EQ(posted_.size(), 2U);
+}
+
+TEST_F(LinuxApplicationTest, SaysThatItWillTerminate) {
+    application_.willTerminate();
+    EXPECT_EQ(posted_, std::vector<std::string>{"UIApplicationWillTerminateNotification"});
+}
+
+TEST_F(LinuxApplicationTest, NumbersBackgroundTasksFromOne) {
+    EXPECT_EQ(application_.beginBackgroundTaskWithName("a", nullptr), 1U);
+    EXPECT_EQ(application_.beginBackgroundTaskWithName("b", nullptr), 2U);
+    application_.endBackgroundTask(1);
+    EXPECT_EQ(application_.beginBackgroundTaskWithName("c", nullptr), 3U);
+}
+
+TEST_F(LinuxApplicationTest, ExpiresTasksOnceWhenTheBackgroundTimeIsUsedUp) {
+    int expired = 0;
+    application_.beginBackgroundTaskWithName("a", [&] { ++expired; });
+    runLoop_->advanceBy(24h);
+    EXPECT_EQ(expired, 0) << "the time runs in the background only";
+
+    application_.enterBackground();
+    application_.beginBackgroundTaskWithName("b", [&] { ++expired; });
+    runLoop_->advanceBy(LinuxApplication::kBackgroundTime - 1s);
+    EXPECT_DOUBLE_EQ(application_.backgroundTimeRemaining(), 1.0);
+    EXPECT_EQ(expired, 0);
+    runLoop_->advanceBy(1s);
+    EXPECT_EQ(expired, 2);
+    EXPECT_DOUBLE_EQ(application_.backgroundTimeRemaining(), 0.0);
+    runLoop_->advanceBy(24h);
+    EXPECT_EQ(expired, 2);
+}
+
+TEST_F(LinuxApplicationTest, RefusesATaskWhenTheBackgroundTimeIsUsedUp) {
+    application_.enterBackground();
+    runLoop_->advanceBy(LinuxApplication::kBackgroundTime);
+    EXPECT_EQ(application_.beginBackgroundTaskWithName("a", nullptr), UIBackgroundTaskInvalid);
+    application_.becomeActive();
+    EXPECT_NE(application_.beginBackgroundTaskWithName("a", nullptr), UIBackgroundTaskInvalid);
+}
+
+TEST_F(LinuxApplicationTest, DoesNotExpireAnEndedTask) {
+    int expired = 0;
+    application_.enterBackground();
+    const auto first = application_.beginBackgroundTaskWithName("a", [&] { ++expired; });
+    application_.endBackgroundTask(first);
+    application_.endBackgroundTask(first);
+    application_.endBackgroundTask(99);
+    UIBackgroundTaskIdentifier later = UIBackgroundTaskInvalid;
+    application_.beginBackgroundTaskWithName("b", [&] { application_.endBackgroundTask(later); });
+    later = application_.beginBackgroundTaskWithName("c", [&] { ++expired; });
+    runLoop_->advanceBy(LinuxApplication::kBackgroundTime);
+    EXPECT_EQ(expired, 0) << "the handler before ended it";
+}
+
+TEST_F(LinuxApplicationTest, StartsTheBackgroundTimeAnewAfterTheForeground) {
+    int expired = 0;
+    application_.beginBackgroundTaskWithName("a", [&] { ++expired; });
+    application_.enterBackground();
+    runLoop_->advanceBy(LinuxApplication::kBackgroundTime - 1s);
+    application_.becomeActive();
+    EXPECT_GT(application_.backgroundTimeRemaining(), 1e9);
+    runLoop_->advanceBy(1h);
+    EXPECT_EQ(expired, 0);
+    application_.enterBackground();
+    runLoop_->advanceBy(LinuxApplication::kBackgroundTime);
+    EXPECT_EQ(expired, 1);
+}
+
+TEST_F(LinuxApplicationTest, GrantsWhatTheUserAllowsLater) {
+    const auto delegate = std::make_shared<RecordingDelegate>();
+    application_.registerUserNotificationSettings({15}, delegate);
+    EXPECT_TRUE(delegate->grantedTypes.empty());
+    runLoop_->runUntilIdle();
+    EXPECT_EQ(delegate->grantedTypes, std::vector<std::uint32_t>{15});
+    EXPECT_EQ(application_.currentUserNotificationSettings().types, 15U);
+
+    application_.setAllowedNotificationTypes(0);
+    application_.registerUserNotificationSettings({15}, delegate);
+    runLoop_->runUntilIdle();
+    EXPECT_EQ(delegate->grantedTypes.back(), 0U);
+    EXPECT_EQ(application_.currentUserNotificationSettings().types, 0U);
+}
+
+TEST_F(LinuxApplicationTest, HasNoPushTokenToGive) {
+    const auto delegate = std::make_shared<RecordingDelegate>();
+    application_.registerForRemoteNotifications(delegate);
+    application_.registerForRemoteNotificationTypes(15, delegate);
+    EXPECT_TRUE(delegate->errors.empty());
+    runLoop_->runUntilIdle();
+    EXPECT_EQ(delegate->errors.size(), 2U);
+    EXPECT_EQ(delegate->tokens, 0);
+}
+
+TEST_F(LinuxApplicationTest, AnswersNobodyWhoIsGone) {
+    auto delegate = std::make_shared<RecordingDelegate>();
+    application_.registerForRemoteNotifications(delegate);
+    delegate.reset();
+    EXPECT_NO_THROW(runLoop_->runUntilIdle());
+
+    const auto other = std::make_shared<RecordingDelegate>();
+    {
+        LinuxApplication shortLived({runLoop_, std::make_shared<FakeClock>(runLoop_), log_});
+        shortLived.registerForRemoteNotifications(other);
+        shortLived.enterBackground();
+    }
+    runLoop_->advanceBy(24h);
+    EXPECT_TRUE(other->errors.empty());
+}
+
+TEST_F(LinuxApplicationTest, HandsLocalNotificationsToTheHost) {
+    std::vector<std::string> shown;
+    int cancelled = 0;
+    application_.setLocalNotificationPresenter(
+        [&](const UILocalNotification& notification) { shown.push_back(*notification.alertBody); },
+        [&] { ++cancelled; });
+    application_.presentLocalNotificationNow(notificationWith("hello"));
+    application_.cancelAllLocalNotifications();
+    EXPECT_EQ(shown, std::vector<std::string>{"hello"});
+    EXPECT_EQ(cancelled, 1);
+    EXPECT_TRUE(log_->lines().empty());
+}
+
+TEST_F(LinuxApplicationTest, LogsOnceThatNobodyShowsLocalNotifications) {
+    application_.presentLocalNotificationNow(notificationWith("a private word"));
+    application_.presentLocalNotificationNow(notificationWith("another"));
+    application_.cancelAllLocalNotifications();
+    ASSERT_EQ(log_->lines().size(), 1U);
+    EXPECT_FALSE(log_->contains("private word"));
+}
+
+TEST_F(LinuxApplicationTest, KeepsTheBadge) {
+    application_.setApplicationIconBadgeNumber(3);
+    application_.presentLocalNotificationNow(notificationWith("no badge"));
+    EXPECT_EQ(application_.applicationIconBadgeNumber(), 3);
+    application_.presentLocalNotificationNow(notificationWith("badge", 5));
+    EXPECT_EQ(application_.applicationIconBadgeNumber(), 5);
+}
+
+}  // namespace
+}  // namespace xel

@@ -1,0 +1,131 @@
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "XelPushClient/Linux/AsioRunLoop.h"
+#include "XelPushClient/Linux/LinuxApplication.h"
+#include "XelPushClient/Linux/LinuxPlatform.h"
+#include "XelPushClient/Linux/StoreError.h"
+#include "XelPushClient/Testing/RecordingLogSink.h"
+#include "tests/unit/Linux/TemporaryEnvironment.h"
+
+namespace xel {
+namespace {
+
+class LinuxPlatformTest : public testing::Test {
+protected:
+    LinuxPlatformTest() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "xelpush-platform-XXXXXX").string();
+        folder_ = ::mkdtemp(pattern.data());
+        options_.runLoop = std::make_shared<AsioRunLoop>();
+        options_.logSink = log_;
+        options_.stateFolder = folder_ / "state";
+        options_.documentsFolder = folder_ / "documents";
+    }
+    ~LinuxPlatformTest() override { std::filesystem::remove_all(folder_); }
+
+    std::filesystem::path folder_;
+    std::shared_ptr<RecordingLogSink> log_ = std::make_shared<RecordingLogSink>();
+    LinuxOptions options_;
+};
+
+TEST_F(LinuxPlatformTest, SetsEveryPort) {
+    const Machine machine = makeLinuxMachine(options_);
+    EXPECT_EQ(machine.runLoop, options_.runLoop);
+    EXPECT_EQ(machine.mainRunLoop, options_.runLoop) << "broadcasts need a loop that runs";
+    EXPECT_NE(machine.clock, nullptr);
+    EXPECT_EQ(machine.logSink, log_);
+    EXPECT_NE(machine.operationQueues, nullptr);
+    EXPECT_NE(machine.sessions, nullptr);
+    EXPECT_NE(machine.http, nullptr);
+    EXPECT_NE(machine.json, nullptr);
+    EXPECT_NE(machine.reachability, nullptr);
+    EXPECT_NE(machine.notificationCenter, nullptr);
+    EXPECT_NE(machine.device, nullptr);
+    ASSERT_NE(machine.bundle, nullptr);
+    EXPECT_EQ(machine.bundle->shortVersionString(), "1.0");
+    EXPECT_EQ(machine.bundle->bundleVersion(), "1");
+    EXPECT_EQ(linuxApplicationOf(machine).applicationState(), UIApplicationState::Active);
+}
+
+TEST_F(LinuxPlatformTest, TakesTheHostsContext) {
+    boost::asio::io_context context;
+    options_.runLoop = nullptr;
+    options_.hostContext = &context;
+    const Machine machine = makeLinuxMachine(options_);
+    bool hasRun = false;
+    machine.runLoop->post([&] { hasRun = true; });
+    context.poll();
+    EXPECT_TRUE(hasRun);
+}
+
+TEST_F(LinuxPlatformTest, LivesOnTheMainLoopUnlessToldOtherwise) {
+    options_.runLoop = nullptr;
+    const Machine machine = makeLinuxMachine(options_);
+    EXPECT_EQ(machine.runLoop.get(), &NSRunLoop::mainRunLoop());
+    EXPECT_EQ(&NSRunLoop::mainRunLoop(), sharedMainRunLoop().get());
+}
+
+TEST_F(LinuxPlatformTest, TakesEndpointsFromTheOptionsOrTheEnvironment) {
+    TemporaryEnvironment environment;
+    environment.set("XELPUSH_LOCAL_BROKER_PORT", "1234");
+    EXPECT_EQ(makeLinuxMachine(options_).endpoints.kBrokerLocalPort, 1234);
+    options_.endpoints = Endpoints();
+    EXPECT_EQ(makeLinuxMachine(options_).endpoints.kBrokerLocalPort, 1880);
+
+    options_.endpoints.reset();
+    environment.set("XELPUSH_LOCAL_BROKER_PORT", "many");
+    EXPECT_THROW(static_cast<void>(makeLinuxMachine(options_)), std::runtime_error);
+}
+
+TEST_F(LinuxPlatformTest, OpensAHomeThatRemembers) {
+    const Machine machine = makeLinuxMachine(options_);
+    {
+        const auto home = openLinuxHome(options_, machine);
+        ASSERT_TRUE(home.isOk()) << home.error().localizedDescription();
+        EXPECT_EQ(home.value().documentsDirectory, options_.documentsFolder);
+        EXPECT_TRUE(std::filesystem::is_directory(options_.documentsFolder));
+        EXPECT_NE(home.value().notificationCenter, nullptr);
+        EXPECT_NE(home.value().sessionMemory, nullptr);
+        home.value().defaults->setObject("userId", "alice01");
+        EXPECT_TRUE(home.value().defaults->synchronize());
+    }
+    const auto again = openLinuxHome(options_, machine);
+    ASSERT_TRUE(again.isOk()) << again.error().localizedDescription();
+    EXPECT_EQ(again.value().defaults->stringForKey("userId"), "alice01");
+}
+
+TEST_F(LinuxPlatformTest, RefusesAHomeThatIsInUse) {
+    const Machine machine = makeLinuxMachine(options_);
+    const auto home = openLinuxHome(options_, machine);
+    ASSERT_TRUE(home.isOk());
+    const auto second = openLinuxHome(options_, machine);
+    ASSERT_FALSE(second.isOk());
+    EXPECT_EQ(second.error().domain, kStoreErrorDomain);
+    EXPECT_EQ(second.error().code, static_cast<std::int64_t>(StoreErrorCode::InUse));
+}
+
+TEST_F(LinuxPlatformTest, KeepsHomesOfDifferentNamesApart) {
+    TemporaryEnvironment environment;
+    environment.set("XDG_STATE_HOME", (folder_ / "xdg-state").string());
+    environment.set("XDG_DATA_HOME", (folder_ / "xdg-data").string());
+    options_.stateFolder.clear();
+    options_.documentsFolder.clear();
+    const Machine machine = makeLinuxMachine(options_);
+    options_.name = "one";
+    const auto one = openLinuxHome(options_, machine);
+    options_.name = "two";
+    const auto two = openLinuxHome(options_, machine);
+    ASSERT_TRUE(one.isOk());
+    ASSERT_TRUE(two.isOk());
+    EXPECT_EQ(two.value().documentsDirectory, (folder_ / "xdg-data/xelpush/two").string());
+    EXPECT_TRUE(std::filesystem::is_directory(folder_ / "xdg-state/xelpush/one"));
+    one.value().defaults->setObject("key", 1);
+    EXPECT_FALSE(two.value().defaults->objectForKey("key").has_value());
+}
+
+}  // namespace
+}  // namespace xel

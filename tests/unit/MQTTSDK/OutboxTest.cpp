@@ -1,0 +1,203 @@
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "XelPushClient/MQTTSDK/Outbox.h"
+#include "XelPushClient/Testing/InMemorySessionMemory.h"
+#include "tests/unit/MQTTSDK/Octets.h"
+
+namespace xel {
+namespace {
+
+constexpr std::string_view kClient = "shop/alice/d1";
+
+class OutboxTest : public testing::Test {
+protected:
+    std::unique_ptr<Outbox> makeOutbox() {
+        ids_ = std::make_shared<PacketIds>();
+        return std::make_unique<Outbox>(memory_, std::string(kClient), ids_, options_);
+    }
+
+    std::vector<std::uint16_t> storedIds() {
+        std::vector<std::uint16_t> ids;
+        for (const OutboxEntry& entry : memory_.loadOutbox(kClient)) {
+            ids.push_back(entry.packetId);
+        }
+        return ids;
+    }
+
+    static std::vector<std::uint16_t> waitingIds(Outbox& outbox) {
+        std::vector<std::uint16_t> ids;
+        for (const auto& publication : outbox.publications()) {
+            ids.push_back(publication.packetId);
+        }
+        return ids;
+    }
+
+    static std::string written(Outbox::Publication& publication) {
+        std::string out;
+        Outbox::write(publication, out);
+        return hexFromOctets(out);
+    }
+
+    std::shared_ptr<FakeDisk> disk_ = std::make_shared<FakeDisk>();
+    InMemorySessionMemory memory_{disk_};
+    MQTTSessionOptions options_;
+    std::shared_ptr<PacketIds> ids_;
+};
+
+using Ids = std::vector<std::uint16_t>;
+
+TEST_F(OutboxTest, StoresAPublicationBeforeItIsThere) {
+    const auto outbox = makeOutbox();
+    const auto* publication = outbox->add("a/b", "data", true);
+    ASSERT_NE(publication, nullptr);
+    const std::vector<OutboxEntry> expected{{1, "a/b", "data", true}};
+    EXPECT_EQ(memory_.loadOutbox(kClient), expected);
+}
+
+TEST_F(OutboxTest, WritesThePacketPlainAndThenAsADuplicate) {
+    const auto outbox = makeOutbox();
+    auto* publication = outbox->add("a", "x", true);
+    ASSERT_NE(publication, nullptr);
+    EXPECT_EQ(written(*publication),
+              "33060001610001"
+              "78");
+    EXPECT_EQ(written(*publication),
+              "3b060001610001"
+              "78");
+}
+
+TEST_F(OutboxTest, KeepsTheOrderOfMakingWhateverIsAcknowledgedFirst) {
+    const auto outbox = makeOutbox();
+    for (int i = 0; i < 5; ++i) {
+        ASSERT_NE(outbox->add("a", "x", false), nullptr);
+    }
+    EXPECT_TRUE(outbox->settle(4));
+    EXPECT_TRUE(outbox->settle(1));
+    EXPECT_EQ(waitingIds(*outbox), (Ids{2, 3, 5}));
+}
+
+TEST_F(OutboxTest, TellsTheMemoryOnceForAllThatWasSettled) {
+    const auto outbox = makeOutbox();
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_NE(outbox->add("a", "x", false), nullptr);
+    }
+    const auto commits = disk_->commitCount();
+    EXPECT_TRUE(outbox->settle(1));
+    EXPECT_TRUE(outbox->settle(3));
+    EXPECT_EQ(storedIds(), (Ids{1, 2, 3}));
+    outbox->commitSettled();
+    EXPECT_EQ(storedIds(), (Ids{2}));
+    EXPECT_EQ(disk_->commitCount(), commits + 1);
+    outbox->commitSettled();
+    EXPECT_EQ(disk_->commitCount(), commits + 1) << "nothing new to tell";
+}
+
+TEST_F(OutboxTest, FreesAnIdentifierOnlyWhenTheMemoryHasForgottenIt) {
+    const auto outbox = makeOutbox();
+    ASSERT_NE(outbox->add("a", "x", false), nullptr);
+    EXPECT_TRUE(outbox->settle(1));
+    EXPECT_FALSE(ids_->reserve(1));
+    outbox->commitSettled();
+    EXPECT_TRUE(ids_->reserve(1));
+}
+
+TEST_F(OutboxTest, SettlesOnlyWhatItHolds) {
+    const auto outbox = makeOutbox();
+    ASSERT_NE(outbox->add("a", "x", false), nullptr);
+    EXPECT_FALSE(outbox->settle(2));
+    EXPECT_TRUE(outbox->settle(1));
+    EXPECT_FALSE(outbox->settle(1));
+}
+
+TEST_F(OutboxTest, LoadsWhatAnEarlierLifeLeftAndMarksItAsDuplicate) {
+    {
+        const auto outbox = makeOutbox();
+        ASSERT_NE(outbox->add("a", "x", false), nullptr);
+        ASSERT_NE(outbox->add("b", "y", false), nullptr);
+    }
+    const auto outbox = makeOutbox();
+    EXPECT_EQ(waitingIds(*outbox), (Ids{1, 2}));
+    EXPECT_EQ(written(outbox->publications().front()),
+              "3a060001610001"
+              "78");
+    ASSERT_NE(outbox->add("c", "z", false), nullptr);
+    EXPECT_EQ(waitingIds(*outbox), (Ids{1, 2, 3})) << "no identifier is used twice";
+}
+
+TEST_F(OutboxTest, LeavesOutWhatADamagedStoreHolds) {
+    const std::vector<OutboxEntry> damaged{{0, "a", "x", false},
+                                           {5, "a/#", "x", false},
+                                           {6, "\xFF", "x", false},
+                                           {7, "good", "x", false},
+                                           {7, "twice", "x", false}};
+    for (const auto& entry : damaged) {
+        ASSERT_TRUE(memory_.appendToOutbox(kClient, entry).isOk());
+    }
+    const auto outbox = makeOutbox();
+    EXPECT_EQ(waitingIds(*outbox), (Ids{7}));
+    EXPECT_EQ(storedIds(), (Ids{7, 7})) << "a sound publication is not removed with its double";
+}
+
+TEST_F(OutboxTest, RefusesBeyondTheNumberOfPublications) {
+    options_.maxOutboxPublications = 2;
+    const auto outbox = makeOutbox();
+    ASSERT_NE(outbox->add("a", "x", false), nullptr);
+    ASSERT_NE(outbox->add("a", "x", false), nullptr);
+    EXPECT_EQ(outbox->add("a", "x", false), nullptr);
+    EXPECT_EQ(storedIds(), (Ids{1, 2}));
+    EXPECT_TRUE(outbox->settle(1));
+    EXPECT_NE(outbox->add("a", "x", false), nullptr) << "there is room again";
+}
+
+TEST_F(OutboxTest, RefusesBeyondTheNumberOfOctets) {
+    options_.maxOutboxOctets = 8 + 8;  // a packet of one letter of topic and one of data has eight
+    const auto outbox = makeOutbox();
+    ASSERT_NE(outbox->add("a", "x", false), nullptr);
+    EXPECT_EQ(outbox->add("a", "xy", false), nullptr);
+    ASSERT_NE(outbox->add("a", "x", false), nullptr);
+    EXPECT_EQ(outbox->add("a", "", false), nullptr);
+    EXPECT_TRUE(outbox->settle(2));
+    EXPECT_NE(outbox->add("a", "x", false), nullptr);
+}
+
+TEST_F(OutboxTest, RefusesAPacketOverTheSizeLimit) {
+    options_.maxPacketSize = 100;
+    const auto outbox = makeOutbox();
+    EXPECT_NE(outbox->add("a", std::string(93, 'x'), false), nullptr);
+    EXPECT_EQ(outbox->add("a", std::string(94, 'x'), false), nullptr);
+}
+
+TEST_F(OutboxTest, RefusesWhatCannotBeStored) {
+    const auto outbox = makeOutbox();
+    disk_->setFailingCommits(true);
+    EXPECT_EQ(outbox->add("a", "x", false), nullptr);
+    EXPECT_EQ(ids_->countInUse(), 0U);
+    disk_->setFailingCommits(false);
+    EXPECT_NE(outbox->add("a", "x", false), nullptr);
+    EXPECT_EQ(storedIds().size(), 1U);
+}
+
+TEST_F(OutboxTest, HoldsFiftyThousandPublications) {
+    class Nowhere final : public SessionMemory {
+    public:
+        std::vector<OutboxEntry> loadOutbox(std::string_view) override { return {}; }
+        Result<void> appendToOutbox(std::string_view, const OutboxEntry&) override { return {}; }
+        void removeFromOutbox(std::string_view, std::span<const std::uint16_t>) override {}
+        TopicTable loadGrantedTopics(std::string_view) override { return {}; }
+        Result<void> storeGrantedTopics(std::string_view, const TopicTable&) override { return {}; }
+        void erase(std::string_view) override {}
+    };
+    Nowhere nowhere;
+    Outbox outbox(nowhere, "c", std::make_shared<PacketIds>(), options_);
+    for (int i = 0; i < 50'000; ++i) {
+        ASSERT_NE(outbox.add("a", "x", false), nullptr) << i;
+    }
+    EXPECT_EQ(outbox.add("a", "x", false), nullptr);
+}
+
+}  // namespace
+}  // namespace xel
