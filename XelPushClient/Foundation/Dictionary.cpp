@@ -1,6 +1,7 @@
 #include "XelPushClient/Foundation/Dictionary.h"
 
 #include <functional>
+#include <tuple>
 #include <unordered_map>
 
 #include "XelPushClient/Foundation/Value.h"
@@ -85,6 +86,16 @@ const Value* Dictionary::find(std::string_view key) const {
 Value* Dictionary::find(std::string_view key) {
     const auto at = position(key);
     return at < 0 ? nullptr : &entries_[static_cast<std::size_t>(at)].second;
+}
+
+Value& Dictionary::at(std::string_view key) {
+    if (Value* existing = find(key)) {
+        return *existing;
+    }
+    if (index_) {
+        index_->add(key, entries_.size());
+    }
+    return entries_.emplace_back(std::piecewise_construct, std::forward_as_tuple(key), std::tuple<>()).second;
 }
 
 void Dictionary::set(std::string key, Value value) {

@@ -38,6 +38,10 @@ public:
     /// Sets the key, at its place when it is there already, at the end otherwise.
     void set(std::string key, Value value);
 
+    /// The value under the key, which is set to null first when it was not there: for filling in place.
+    /// Valid until the dictionary changes.
+    [[nodiscard]] Value& at(std::string_view key);
+
     /// Removes the key; false when it was not there.
     bool remove(std::string_view key);
 

@@ -86,6 +86,10 @@ const CharacterSet& whitespaceAndNewlineCharacterSet() {
 }
 
 bool isEmptyOrBlank(std::string_view text) {
+    // The usual text starts with a printable character of ASCII, which is no white space.
+    if (!text.empty() && text.front() > ' ' && text.front() <= '~') {
+        return false;
+    }
     return consistsOf(text, whitespaceAndNewlineCharacterSet());
 }
 

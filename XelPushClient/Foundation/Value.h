@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -57,6 +58,12 @@ public:
     [[nodiscard]] Array* asArray() { return std::get_if<Array>(&storage_); }
     [[nodiscard]] const Dictionary* asDictionary() const { return std::get_if<Dictionary>(&storage_); }
     [[nodiscard]] Dictionary* asDictionary() { return std::get_if<Dictionary>(&storage_); }
+
+    /// Replaces what is stored by a `T` made in place, and answers it.
+    template <class T, class... Arguments>
+    T& emplace(Arguments&&... arguments) {
+        return storage_.template emplace<T>(std::forward<Arguments>(arguments)...);
+    }
 
     /// Any number as a double; a boolean counts as 0 or 1. Absent for every other kind.
     [[nodiscard]] std::optional<double> number() const;

@@ -24,60 +24,63 @@ NSError errorOf(std::string_view cause) {
                      "the text is not a JSON document that can be read: " + std::string(cause));
 }
 
-/// Builds the value. False when the nesting is too deep, which the parser bounds only roughly.
-class ValueBuilder {
-public:
-    [[nodiscard]] bool build(const element& from, Value& to, std::size_t depth) {
-        switch (from.type()) {
-            case element_type::ARRAY: return buildArray(from, to, depth + 1);
-            case element_type::OBJECT: return buildDictionary(from, to, depth + 1);
-            case element_type::INT64: to = Value(from.get_int64().value_unsafe()); return true;
-            case element_type::UINT64:
-                to = Value(static_cast<double>(from.get_uint64().value_unsafe()));
-                return true;
-            case element_type::DOUBLE: to = Value(from.get_double().value_unsafe()); return true;
-            case element_type::STRING: to = Value(from.get_string().value_unsafe()); return true;
-            case element_type::BOOL: to = Value(from.get_bool().value_unsafe()); return true;
-            case element_type::NULL_VALUE: to = Value(); return true;
-        }
+/// Builds the value in its place. False when the nesting is too deep, which the parser bounds only roughly.
+[[nodiscard]] bool build(const element& from, Value& to, std::size_t depth);
+
+[[nodiscard]] bool buildArray(const simdjson::dom::array& from, Array& to, std::size_t depth) {
+    if (depth > SimdjsonSerialization::kDeepestNesting) {
         return false;
     }
-
-private:
-    [[nodiscard]] bool buildArray(const element& from, Value& to, std::size_t depth) {
-        if (depth > SimdjsonSerialization::kDeepestNesting) {
+    to.reserve(from.size());
+    for (const element item : from) {
+        if (!build(item, to.emplace_back(), depth)) {
             return false;
         }
-        const simdjson::dom::array items = from.get_array().value_unsafe();
-        Array result;
-        result.reserve(items.size());
-        for (const element item : items) {
-            if (!build(item, result.emplace_back(), depth)) {
-                return false;
-            }
-        }
-        to = Value(std::move(result));
-        return true;
     }
+    return true;
+}
 
-    [[nodiscard]] bool buildDictionary(const element& from, Value& to, std::size_t depth) {
-        if (depth > SimdjsonSerialization::kDeepestNesting) {
+[[nodiscard]] bool buildDictionary(const simdjson::dom::object& from, Dictionary& to, std::size_t depth) {
+    if (depth > SimdjsonSerialization::kDeepestNesting) {
+        return false;
+    }
+    to.reserve(from.size());
+    for (const auto& [key, item] : from) {
+        if (!build(item, to.at(key), depth)) {
             return false;
         }
-        const simdjson::dom::object entries = from.get_object().value_unsafe();
-        Dictionary result;
-        result.reserve(entries.size());
-        for (const auto& [key, item] : entries) {
-            Value value;
-            if (!build(item, value, depth)) {
-                return false;
-            }
-            result.set(std::string(key), std::move(value));
-        }
-        to = Value(std::move(result));
-        return true;
     }
-};
+    return true;
+}
+
+bool build(const element& from, Value& to, std::size_t depth) {
+    switch (from.type()) {
+        case element_type::ARRAY:
+            return buildArray(from.get_array().value_unsafe(), to.emplace<Array>(), depth + 1);
+        case element_type::OBJECT:
+            return buildDictionary(from.get_object().value_unsafe(), to.emplace<Dictionary>(), depth + 1);
+        case element_type::INT64: to.emplace<std::int64_t>(from.get_int64().value_unsafe()); return true;
+        case element_type::UINT64:
+            to.emplace<double>(static_cast<double>(from.get_uint64().value_unsafe()));
+            return true;
+        case element_type::DOUBLE: to.emplace<double>(from.get_double().value_unsafe()); return true;
+        case element_type::STRING: to.emplace<std::string>(from.get_string().value_unsafe()); return true;
+        case element_type::BOOL: to.emplace<bool>(from.get_bool().value_unsafe()); return true;
+        case element_type::NULL_VALUE: to = Value(); return true;
+    }
+    return false;
+}
+
+[[nodiscard]] bool readEntries(const simdjson::dom::object& from, JSONEntryReader& reader) {
+    for (const auto& [key, item] : from) {
+        Value value;
+        if (!build(item, value, 1)) {
+            return false;
+        }
+        reader.readEntry(key, value);
+    }
+    return true;
+}
 
 bool isDigit(char octet) {
     return octet >= '0' && octet <= '9';
@@ -125,13 +128,8 @@ std::string withHugeIntegersAsDoubles(std::string_view document) {
 class SimdjsonSerialization::Parser {
 public:
     [[nodiscard]] simdjson::error_code parse(std::string_view document, element& root) {
-        if (const auto error = makeRoom(document.size()); error != simdjson::SUCCESS) {
-            return error;
-        }
-        std::copy(document.begin(), document.end(), padded_.begin());
-        std::fill_n(padded_.begin() + static_cast<std::ptrdiff_t>(document.size()),
-                    simdjson::SIMDJSON_PADDING, '\0');
-        return parser_.parse(padded_.data(), document.size(), false).get(root);
+        const auto error = parseOnce(document, root);
+        return error == simdjson::NUMBER_ERROR ? parseOnce(withHugeIntegersAsDoubles(document), root) : error;
     }
 
     void giveBackWhatIsLarge() {
@@ -143,6 +141,16 @@ public:
     }
 
 private:
+    [[nodiscard]] simdjson::error_code parseOnce(std::string_view document, element& root) {
+        if (const auto error = makeRoom(document.size()); error != simdjson::SUCCESS) {
+            return error;
+        }
+        std::copy(document.begin(), document.end(), padded_.begin());
+        std::fill_n(padded_.begin() + static_cast<std::ptrdiff_t>(document.size()),
+                    simdjson::SIMDJSON_PADDING, '\0');
+        return parser_.parse(padded_.data(), document.size(), false).get(root);
+    }
+
     [[nodiscard]] simdjson::error_code makeRoom(std::size_t size) {
         if (capacity_ > 0 && size <= capacity_) {
             return simdjson::SUCCESS;
@@ -172,21 +180,27 @@ Result<Value> SimdjsonSerialization::JSONObjectWithData(std::string_view data) {
         return errorOf("it is longer than " + std::to_string(kLargestDocument) + " octets");
     }
     element root;
-    auto error = parser_->parse(data, root);
-    if (error == simdjson::NUMBER_ERROR) {
-        error = parser_->parse(withHugeIntegersAsDoubles(data), root);
-    }
-    if (error != simdjson::SUCCESS) {
+    if (const auto error = parser_->parse(data, root); error != simdjson::SUCCESS) {
         parser_->giveBackWhatIsLarge();
         return errorOf(simdjson::error_message(error));
     }
     Value value;
-    const bool isBuilt = ValueBuilder().build(root, value, 0);
+    const bool isBuilt = build(root, value, 0);
     parser_->giveBackWhatIsLarge();
     if (!isBuilt) {
         return errorOf("it is nested deeper than " + std::to_string(kDeepestNesting) + " levels");
     }
     return value;
+}
+
+bool SimdjsonSerialization::readObjectWithData(std::string_view data, JSONEntryReader& reader) {
+    element root;
+    const bool isObject = data.size() <= kLargestDocument &&
+                          parser_->parse(data, root) == simdjson::SUCCESS &&
+                          root.type() == element_type::OBJECT;
+    const bool isRead = isObject && readEntries(root.get_object().value_unsafe(), reader);
+    parser_->giveBackWhatIsLarge();
+    return isRead;
 }
 
 }  // namespace xel

@@ -23,6 +23,7 @@ public:
     ~SimdjsonSerialization() override;
 
     [[nodiscard]] Result<Value> JSONObjectWithData(std::string_view data) override;
+    [[nodiscard]] bool readObjectWithData(std::string_view data, JSONEntryReader& reader) override;
 
 private:
     class Parser;

@@ -6,6 +6,15 @@
 
 namespace xel {
 
+/// Takes the entries of a JSON object, one after the other.
+class JSONEntryReader {
+public:
+    virtual ~JSONEntryReader() = default;
+
+    /// The value is the reader's to move from; the key is valid during the call only.
+    virtual void readEntry(std::string_view key, Value& value) = 0;
+};
+
 /// Reads JSON documents (RFC 8259).
 ///
 /// Contract: strict UTF-8, one document and nothing behind it, at most 64 levels of nesting; whatever breaks
@@ -17,6 +26,11 @@ public:
     virtual ~NSJSONSerialization() = default;
 
     [[nodiscard]] virtual Result<Value> JSONObjectWithData(std::string_view data) = 0;
+
+    /// Reads a document whose top is an object, and hands its entries over in the document's order, for a
+    /// reader that decodes them at once and needs no dictionary of them. A key that is given twice is handed
+    /// over twice: the last value counts. Answers false, perhaps after some entries, for everything else.
+    [[nodiscard]] virtual bool readObjectWithData(std::string_view data, JSONEntryReader& reader);
 };
 
 }  // namespace xel

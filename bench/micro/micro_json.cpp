@@ -29,8 +29,7 @@ void makeMessageOfPayload(benchmark::State& state) {
     const SampleMessage sample = makeSampleMessage(0);
     SimdjsonSerialization json;
     for (auto _ : state) {
-        auto value = json.JSONObjectWithData(sample.payload);
-        const auto message = PushClientMessage::fromPayload(std::move(value).value(), "orders", Date{});
+        const auto message = PushClientMessage::fromPayload(sample.payload, json, "orders", Date{});
         if (!message || message->id != sample.id) {
             state.SkipWithError("the record was not made");
             break;

@@ -9,6 +9,14 @@
 
 namespace xel::contract {
 
+/// Keeps the entries that it is handed.
+class EntryRecorder final : public JSONEntryReader {
+public:
+    void readEntry(std::string_view key, Value& value) override { entries.emplace_back(key, value); }
+
+    std::vector<std::pair<std::string, Value>> entries;
+};
+
 /// What every JSON reader owes. A subject is default constructible and has
 ///     NSJSONSerialization& json();
 template <class Subject>
@@ -235,11 +243,45 @@ TYPED_TEST_P(NSJSONSerializationContract, ReadsManyKeysInReasonableTime) {
     EXPECT_EQ(*object->find("k19999"), Value(19'999));
 }
 
+TYPED_TEST_P(NSJSONSerializationContract, HandsTheEntriesOfAnObjectOverInTheirOrder) {
+    EntryRecorder recorder;
+    EXPECT_TRUE(this->subject_.json().readObjectWithData(
+        R"({"z":1,"a":{"deep":[true]},"text":"gr\u00fc\u00df"})", recorder));
+    ASSERT_EQ(recorder.entries.size(), 3U);
+    EXPECT_EQ(recorder.entries[0], std::pair(std::string("z"), Value(1)));
+    EXPECT_EQ(recorder.entries[1],
+              std::pair(std::string("a"), Value(Dictionary{{"deep", Array{Value(true)}}})));
+    EXPECT_EQ(recorder.entries[2], std::pair(std::string("text"), Value("gr\xC3\xBC\xC3\x9F")));
+}
+
+TYPED_TEST_P(NSJSONSerializationContract, HandsTheLastOfEqualKeysOverLast) {
+    EntryRecorder recorder;
+    EXPECT_TRUE(this->subject_.json().readObjectWithData(R"({"a":1,"a":2})", recorder));
+    ASSERT_FALSE(recorder.entries.empty());
+    EXPECT_EQ(recorder.entries.back(), std::pair(std::string("a"), Value(2)));
+}
+
+TYPED_TEST_P(NSJSONSerializationContract, HandsNothingOverOfWhatIsNoObject) {
+    for (const std::string_view text : {"", "7", "[1]", "null", "{\"a\":1", "{\"a\":1}{}", "{\"a\":\xFF}"}) {
+        EntryRecorder recorder;
+        EXPECT_FALSE(this->subject_.json().readObjectWithData(text, recorder)) << text;
+        EXPECT_TRUE(recorder.entries.empty()) << text;
+    }
+}
+
+TYPED_TEST_P(NSJSONSerializationContract, RefusesAnObjectWhoseEntriesAreNestedTooDeep) {
+    EntryRecorder recorder;
+    EXPECT_TRUE(this->subject_.json().readObjectWithData("{\"a\":" + this->nested(63) + "}", recorder));
+    EXPECT_FALSE(this->subject_.json().readObjectWithData("{\"a\":" + this->nested(64) + "}", recorder));
+}
+
 REGISTER_TYPED_TEST_SUITE_P(NSJSONSerializationContract, ReadsEveryKindOfValueAtTheTop,
                             ReadsWholeNumbersOf64BitsAsIntegersAndOthersAsDoubles, ReadsEscapes,
                             KeepsTheOrderOfKeysAndTheLastOfEqualOnes, AnswersAnErrorForEverythingElse,
                             RefusesOctetsThatAreNotUTF8, Reads64LevelsAndNotOneMore,
                             ReadsOneDocumentAfterAnother, ReadsAViewIntoLargerMemoryToItsEndOnly,
-                            ReadsManyKeysInReasonableTime);
+                            ReadsManyKeysInReasonableTime, HandsTheEntriesOfAnObjectOverInTheirOrder,
+                            HandsTheLastOfEqualKeysOverLast, HandsNothingOverOfWhatIsNoObject,
+                            RefusesAnObjectWhoseEntriesAreNestedTooDeep);
 
 }  // namespace xel::contract

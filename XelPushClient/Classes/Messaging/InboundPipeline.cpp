@@ -57,16 +57,11 @@ void InboundPipeline::handleEvent(std::string_view payload, std::string_view top
 }
 
 void InboundPipeline::handlePushMessage(std::string_view payload, std::string_view topic) {
-    auto parsed = surroundings_.json.JSONObjectWithData(payload);
-    if (!parsed) {
+    const std::shared_ptr<const PushClientMessage> message = PushClientMessage::fromPayload(
+        payload, surroundings_.json, getChannelFromTopic(topic), surroundings_.clock.now());
+    if (!message) {
         return;
     }
-    auto decoded = PushClientMessage::fromPayload(std::move(parsed).value(), getChannelFromTopic(topic),
-                                                  surroundings_.clock.now());
-    if (!decoded) {
-        return;
-    }
-    const auto message = std::make_shared<const PushClientMessage>(std::move(*decoded));
     if (surroundings_.log.isOn()) {
         TVRLog(surroundings_.log, "Got push %@", message->toDict());
     }

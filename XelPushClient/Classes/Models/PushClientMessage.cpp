@@ -6,6 +6,8 @@
 #include <string_view>
 #include <utility>
 
+#include "XelPushClient/Platform/NSJSONSerialization.h"
+
 namespace xel {
 namespace {
 
@@ -61,25 +63,36 @@ std::optional<Date> instantFrom(const Value& value) {
     return std::nullopt;
 }
 
-void readText(Value& value, std::optional<std::string>& text) {
-    if (auto* octets = value.asString()) {
-        text = std::move(*octets);
+/// Takes over what is there; a value of another kind reads as absent, also when the key came before.
+template <class T>
+void take(T* found, std::optional<T>& field) {
+    if (found != nullptr) {
+        field = std::move(*found);
+    } else {
+        field.reset();
     }
 }
 
-void readField(PushClientMessage& message, std::string_view key, Value& value) {
-    if (const auto* text = memberNamed(kTexts, key)) {
-        readText(value, message.**text);
-    } else if (const auto* block = memberNamed(kBlocks, key)) {
-        if (auto* dictionary = value.asDictionary()) {
-            message.** block = std::move(*dictionary);
+/// Reads a payload's entries straight into the record.
+class FieldReader final : public JSONEntryReader {
+public:
+    explicit FieldReader(PushClientMessage& message) : message_(message) {}
+
+    void readEntry(std::string_view key, Value& value) override {
+        if (const auto* text = memberNamed(kTexts, key)) {
+            take(value.asString(), message_.**text);
+        } else if (const auto* block = memberNamed(kBlocks, key)) {
+            take(value.asDictionary(), message_.**block);
+        } else if (const auto* instant = memberNamed(kInstants, key)) {
+            message_.** instant = instantFrom(value);
+        } else if (const auto* flag = memberNamed(kFlags, key)) {
+            message_.** flag = value.truth();
         }
-    } else if (const auto* instant = memberNamed(kInstants, key)) {
-        message.** instant = instantFrom(value);
-    } else if (const auto* flag = memberNamed(kFlags, key)) {
-        message.** flag = value.truth();
     }
-}
+
+private:
+    PushClientMessage& message_;
+};
 
 template <class T>
 void setIfPresent(Dictionary& dictionary, std::string_view key, const std::optional<T>& field) {
@@ -106,19 +119,17 @@ void setIfSet(Dictionary& dictionary, std::string_view key, bool flag) {
 
 }  // namespace
 
-std::optional<PushClientMessage> PushClientMessage::fromPayload(Value payload,
-                                                                std::optional<std::string> channel,
-                                                                Date receivedTime) {
-    Dictionary* fields = payload.asDictionary();
-    if (fields == nullptr) {
-        return std::nullopt;
+std::shared_ptr<PushClientMessage> PushClientMessage::fromPayload(std::string_view payload,
+                                                                  NSJSONSerialization& json,
+                                                                  std::optional<std::string> channel,
+                                                                  Date receivedTime) {
+    auto message = std::make_shared<PushClientMessage>();
+    FieldReader reader(*message);
+    if (!json.readObjectWithData(payload, reader)) {
+        return nullptr;
     }
-    PushClientMessage message;
-    for (auto& [key, value] : fields->takeEntries()) {
-        readField(message, key, value);
-    }
-    message.channel = std::move(channel);
-    message.receivedTime = receivedTime;
+    message->channel = std::move(channel);
+    message->receivedTime = receivedTime;
     return message;
 }
 

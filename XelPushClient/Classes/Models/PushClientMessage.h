@@ -1,11 +1,15 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "XelPushClient/Foundation/Value.h"
 
 namespace xel {
+
+class NSJSONSerialization;
 
 /// A push message, received or to be published.
 ///
@@ -37,10 +41,11 @@ struct PushClientMessage {
     bool silent = false;
     std::optional<std::string> alertText;
 
-    /// The message of a parsed payload that arrived on the channel; none when the payload is not an object.
-    [[nodiscard]] static std::optional<PushClientMessage> fromPayload(Value payload,
-                                                                      std::optional<std::string> channel,
-                                                                      Date receivedTime);
+    /// The message of a payload that arrived on the channel; null when the payload is not a JSON object.
+    [[nodiscard]] static std::shared_ptr<PushClientMessage> fromPayload(std::string_view payload,
+                                                                        NSJSONSerialization& json,
+                                                                        std::optional<std::string> channel,
+                                                                        Date receivedTime);
 
     /// An outbound text message.
     [[nodiscard]] static PushClientMessage withMessage(std::string text, std::optional<std::string> toUserId,

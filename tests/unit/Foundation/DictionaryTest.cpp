@@ -38,6 +38,22 @@ void expectHoldsExactly(const Dictionary& dictionary, int first, int last) {
     EXPECT_EQ(dictionary.find(keyOf(last)), nullptr);
 }
 
+TEST(Dictionary, MakesRoomForAKeyAtItsPlace) {
+    Dictionary dictionary{{"z", 1}};
+    dictionary.at("a") = 2;
+    EXPECT_TRUE(dictionary.at("m").isNull());
+    dictionary.at("z") = 3;
+    EXPECT_EQ(dictionary, (Dictionary{{"z", 3}, {"a", 2}, {"m", nullptr}}));
+    EXPECT_EQ(keysOf(dictionary), "z a m ");
+}
+
+TEST(Dictionary, FindsWhatWasPutInPlaceIntoALargeOne) {
+    Dictionary dictionary = largeDictionary();
+    EXPECT_TRUE(dictionary.contains(keyOf(0)));
+    dictionary.at(keyOf(100)) = 100;
+    expectHoldsExactly(dictionary, 0, 101);
+}
+
 TEST(Dictionary, KeepsTheOrderInWhichKeysWereFirstSet) {
     Dictionary dictionary{{"z", 1}, {"a", 2}, {"m", 3}};
     dictionary.set("a", 20);

@@ -1,16 +1,23 @@
 #include <gtest/gtest.h>
 
 #include "XelPushClient/Classes/Models/PushClientMessage.h"
+#include "XelPushClient/Foundation/JSONPrinter.h"
+#include "XelPushClient/Testing/SimpleJSONSerialization.h"
 
 namespace xel {
 namespace {
 
 const Date kNow = dateFromSecondsSince1970(1000);
 
-PushClientMessage decoded(Dictionary fields) {
-    auto message = PushClientMessage::fromPayload(std::move(fields), "news", kNow);
+PushClientMessage decodedText(std::string_view payload) {
+    SimpleJSONSerialization json;
+    const auto message = PushClientMessage::fromPayload(payload, json, "news", kNow);
     EXPECT_TRUE(message);
-    return message.value_or(PushClientMessage());
+    return message ? *message : PushClientMessage();
+}
+
+PushClientMessage decoded(Dictionary fields) {
+    return decodedText(printJSON(std::move(fields), JSONLayout::OneLine));
 }
 
 TEST(PushClientMessage, ReadsEveryField) {
@@ -67,6 +74,14 @@ TEST(PushClientMessage, ReadsAFieldOfTheWrongTypeAsAbsent) {
     EXPECT_EQ(message.toDict(), (Dictionary{{"channel", "news"}, {"receivedTime", 1000000}}));
 }
 
+TEST(PushClientMessage, ReadsTheLastOfFieldsThatAreGivenTwice) {
+    const auto message = decodedText(
+        R"({"id":"m1","id":"m2","messageBody":"text","messageBody":5,"data":{"a":1},"data":null})");
+    EXPECT_EQ(message.id, "m2");
+    EXPECT_FALSE(message.messageBody);
+    EXPECT_FALSE(message.data);
+}
+
 TEST(PushClientMessage, ReadsInstantsAsNumbersOrTheirDecimalText) {
     const std::vector<std::pair<Value, std::optional<double>>> table = {
         {Value(1500), 1500.0},           {Value(1500.5), 1500.5},        {Value("1500"), 1500.0},
@@ -84,8 +99,9 @@ TEST(PushClientMessage, ReadsInstantsAsNumbersOrTheirDecimalText) {
 }
 
 TEST(PushClientMessage, IsNoneForAPayloadThatIsNoObject) {
-    for (const Value& payload : {Value(), Value(1), Value("text"), Value(Array())}) {
-        EXPECT_FALSE(PushClientMessage::fromPayload(payload, "news", kNow));
+    SimpleJSONSerialization json;
+    for (const std::string_view payload : {"null", "1", "\"text\"", "[]", "", "{\"id\":", "{} {}"}) {
+        EXPECT_FALSE(PushClientMessage::fromPayload(payload, json, "news", kNow)) << payload;
     }
 }
 
