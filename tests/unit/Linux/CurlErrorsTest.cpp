@@ -94,7 +94,6 @@ const ErrorCase kErrors[] = {
     {"NoTLS", CURLE_USE_SSL_FAILED, kNothing, NSURLErrorCode::SecureConnectionFailed},
     {"Aborted", CURLE_ABORTED_BY_CALLBACK, kNothing, NSURLErrorCode::Cancelled},
     {"ReadOfTheBody", CURLE_READ_ERROR, kNothing, NSURLErrorCode::Unknown},
-    {"NotOne", static_cast<CURLcode>(100000), kNothing, NSURLErrorCode::Unknown},
     {"Memory", CURLE_OUT_OF_MEMORY, kNothing, NSURLErrorCode::Unknown},
 };
 
