@@ -29,10 +29,14 @@ ClientRooms::ClientRooms(NSObject& managerObject, Machine machineToUse, Home hom
       messageIds(*home.defaults, settings, log),
       pipeline({settings, messageIds, *machine.json, *machine.clock, log, coordinator,
                 extensions.remoteConfiguration.get()}),
+      publisher({connection, deferred, settings, fanout, *machine.clock, log}),
       tokens({machine, settings, log, fanout, token, coordinator}),
       localNotifications(*machine.application, channels, extensions.richNotifications.get()),
       record(settings, channels, device, token),
       registration({machine, settings, log, fanout, connection, lifecycle, channels, tokens, token, record,
-                    *operationQueue, coordinator}) {}
+                    *operationQueue, coordinator}),
+      requests(machine, settings, log),
+      verification(settings, requests, fanout),
+      tags(settings, requests, log) {}
 
 }  // namespace xel

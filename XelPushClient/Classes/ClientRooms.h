@@ -12,10 +12,14 @@
 #include "XelPushClient/Classes/Device/DeviceDescription.h"
 #include "XelPushClient/Classes/Messaging/InboundPipeline.h"
 #include "XelPushClient/Classes/Messaging/MessageIds.h"
+#include "XelPushClient/Classes/Messaging/Publisher.h"
 #include "XelPushClient/Classes/Notifications/LocalNotifications.h"
 #include "XelPushClient/Classes/Notifications/PushTokens.h"
 #include "XelPushClient/Classes/Registration/InstallationRecord.h"
 #include "XelPushClient/Classes/Registration/Registration.h"
+#include "XelPushClient/Classes/Registration/RestRequests.h"
+#include "XelPushClient/Classes/Registration/Tags.h"
+#include "XelPushClient/Classes/Registration/Verification.h"
 #include "XelPushClient/Classes/Topics/ChannelStore.h"
 #include "XelPushClient/Classes/Topics/Subscriptions.h"
 #include "XelPushClient/Platform/Home.h"
@@ -50,10 +54,14 @@ struct ClientRooms {
     Subscriptions subscriptions;
     MessageIds messageIds;
     InboundPipeline pipeline;
+    Publisher publisher;
     PushTokens tokens;
     LocalNotifications localNotifications;
     InstallationRecord record;
     Registration registration;
+    RestRequests requests;
+    Verification verification;
+    Tags tags;
 };
 
 }  // namespace xel

@@ -1,6 +1,7 @@
 #include "XelPushClient/Classes/PushClientManager.h"
 
 #include "XelPushClient/Classes/ClientRooms.h"
+#include "XelPushClient/Classes/Core/DictionarySerialization.h"
 #include "XelPushClient/Classes/Core/ServiceAddresses.h"
 
 namespace xel {
@@ -256,6 +257,82 @@ void PushClientManager::updateNotificationSettings(const std::string& channel, c
 }
 std::optional<Dictionary> PushClientManager::notificationSettingsFor(const std::string& channel) const {
     return rooms_->channels.notificationSettingsFor(channel);
+}
+
+// ---- Publishing.
+
+bool PushClientManager::publish(const PushClientMessage& message) {
+    return rooms_->publisher.publish(message);
+}
+bool PushClientManager::publish(const std::optional<std::string>& channel,
+                                const std::optional<std::string>& withText) {
+    return rooms_->publisher.publish(channel, withText);
+}
+bool PushClientManager::publish(const std::optional<std::string>& userId,
+                                const std::optional<std::string>& toChannel,
+                                const std::optional<std::string>& withText) {
+    return rooms_->publisher.publish(userId, toChannel, withText);
+}
+bool PushClientManager::publishEvent(const std::string& eventName, const std::optional<Dictionary>& data,
+                                     PublishEventOptions options) {
+    return rooms_->publisher.publishEvent(eventName, data, options);
+}
+bool PushClientManager::markAsRead(const std::optional<std::string>& messageId) {
+    return rooms_->publisher.markAsRead(messageId);
+}
+bool PushClientManager::messageDismissed(const std::optional<std::string>& messageId) {
+    return rooms_->publisher.messageDismissed(messageId);
+}
+std::optional<std::string> PushClientManager::serializeToDict(
+    const std::optional<Dictionary>& dictionary) const {
+    return xel::serializeToDict(dictionary, rooms_->log);
+}
+std::optional<std::string> PushClientManager::toJsonString(
+    const std::optional<Dictionary>& dictionary) const {
+    return xel::toJsonString(dictionary, rooms_->log);
+}
+
+// ---- Verification, tags and plain requests.
+
+bool PushClientManager::requestVerificationCode(const std::optional<std::string>& userId,
+                                                const std::optional<std::string>& /*media*/) {
+    return rooms_->verification.requestVerificationCode(userId);
+}
+bool PushClientManager::requestVerificationCode(const std::optional<std::string>& userId,
+                                                PushClientVerificationHandlerBlock completionBlock) {
+    return requestVerificationCode(userId, std::nullopt, std::move(completionBlock));
+}
+bool PushClientManager::requestVerificationCode(const std::optional<std::string>& userId,
+                                                const std::optional<std::string>& media,
+                                                PushClientVerificationHandlerBlock completionBlock) {
+    setVerificationHandler(std::move(completionBlock));
+    return requestVerificationCode(userId, media);
+}
+bool PushClientManager::verifyUserCode(const std::optional<std::string>& userId,
+                                       const std::optional<std::string>& userCode) {
+    return rooms_->verification.verifyUserCode(userId, userCode);
+}
+bool PushClientManager::verifyUserCode(const std::optional<std::string>& userId,
+                                       const std::optional<std::string>& userCode,
+                                       PushClientVerifyUserCodeHandlerBlock completionBlock) {
+    setVerifiyUserCodeHandler(std::move(completionBlock));
+    return verifyUserCode(userId, userCode);
+}
+void PushClientManager::addTag(const std::optional<std::string>& name,
+                               std::function<void(std::int64_t count)> success,
+                               const std::function<void(const NSError& error)>& failure) {
+    rooms_->tags.addTag(name, std::move(success), failure);
+}
+void PushClientManager::removeTag(const std::optional<std::string>& name,
+                                  std::function<void(std::int64_t count)> success,
+                                  const std::function<void(const NSError& error)>& failure) {
+    rooms_->tags.removeTag(name, std::move(success), failure);
+}
+void PushClientManager::requestMethod(const std::optional<std::string>& method, const std::string& path,
+                                      const std::optional<Dictionary>& parameters,
+                                      std::function<void(const Value& response)> success,
+                                      std::function<void(const NSError& error)> failure) {
+    rooms_->requests.requestMethod(method, path, parameters, std::move(success), std::move(failure));
 }
 
 // ---- Topics.

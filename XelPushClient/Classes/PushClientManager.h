@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -12,6 +13,7 @@
 #include "XelPushClient/Classes/Core/DelegateList.h"
 #include "XelPushClient/Classes/Core/HandlerBlocks.h"
 #include "XelPushClient/Classes/Core/PushClientConstants.h"
+#include "XelPushClient/Classes/Messaging/Publisher.h"
 #include "XelPushClient/Classes/Topics/Subscriptions.h"
 #include "XelPushClient/Platform/Home.h"
 #include "XelPushClient/Platform/Machine.h"
@@ -191,6 +193,83 @@ public:
     /// the backend. Throws `NullException`, storing nothing, before a push token has arrived.
     void updateNotificationSettings(const std::string& channel, const std::string& sound, bool alert);
     [[nodiscard]] std::optional<Dictionary> notificationSettingsFor(const std::string& channel) const;
+
+    // ---- Publishing. Payloads are JSON objects, pretty-printed, UTF-8. What is invalid is reported to the
+    // delegates as a failed publication ("InvalidParameter", -5002) and not sent; a missing text counts as a
+    // blank one.
+
+    /// Sends a message to the channel of one user, or, with the user id "*" or none, to the public channel; a
+    /// blank channel is "default". A live message goes out at most once (QoS 0), every other at least once
+    /// (QoS 1); the broker retains a stateful one. True when the session took it: what is at least once then
+    /// survives lost connections and the end of the process. False for an invalid channel or a blank body, and,
+    /// with nothing reported, when there is no session yet, when JSON cannot carry the message (a number that
+    /// is not finite, octets, a date, a text that is not UTF-8, more than 64 levels), and when the session
+    /// refuses it (over 1 MiB; a recipient that no topic may hold; 50,000 publications or 64 MiB
+    /// unacknowledged; a failure to store it).
+    bool publish(const PushClientMessage& message);
+    /// Sends a text to a public channel ("news"). Answers as above.
+    bool publish(const std::optional<std::string>& channel, const std::optional<std::string>& withText);
+    /// Sends a text to a user's channel ("orders", without a scope). Answers as above.
+    bool publish(const std::optional<std::string>& userId, const std::optional<std::string>& toChannel,
+                 const std::optional<std::string>& withText);
+    /// Publishes an event of this installation. The data gets a "createdAt" (milliseconds since 1970) and an
+    /// "id" (a new UUID) where it has none. True once application, device, name and data are valid: an event
+    /// that could not be handed over for one of the reasons above is kept in memory and tried again, with the
+    /// same "id" and "createdAt", each time the client connects.
+    bool publishEvent(const std::string& eventName, const std::optional<Dictionary>& data,
+                      PublishEventOptions options = {});
+    /// Tells the service that the user has read a message, or has dismissed it. The id is not checked.
+    /// Answers as `publish` does.
+    bool markAsRead(const std::optional<std::string>& messageId);
+    bool messageDismissed(const std::optional<std::string>& messageId);
+    /// A dictionary as publications carry it: JSON octets, or, for one that JSON cannot carry, nothing after a
+    /// log line.
+    [[nodiscard]] std::optional<std::string> serializeToDict(
+        const std::optional<Dictionary>& dictionary) const;
+    /// The same as a text, which is empty for a dictionary that JSON cannot carry.
+    [[nodiscard]] std::optional<std::string> toJsonString(const std::optional<Dictionary>& dictionary) const;
+
+    // ---- Verification, tags and plain requests to the REST backend. They outlive `reset`.
+
+    /// Has the backend send the user a verification code; `media` is accepted and not sent. True when the
+    /// request was sent; its outcome goes to delegates, the verification handler and a notification. False,
+    /// with the error reported, for a blank user id (-5013), and, as a failed check of a code, before
+    /// `registerApplication` (-5001).
+    bool requestVerificationCode(const std::optional<std::string>& userId,
+                                 const std::optional<std::string>& media = std::nullopt);
+    /// As above, keeping the block as the verification handler first.
+    bool requestVerificationCode(const std::optional<std::string>& userId,
+                                 PushClientVerificationHandlerBlock completionBlock);
+    bool requestVerificationCode(const std::optional<std::string>& userId,
+                                 const std::optional<std::string>& media,
+                                 PushClientVerificationHandlerBlock completionBlock);
+    /// Checks the code that the user typed. True when the request was sent; its outcome goes to delegates, the
+    /// verify-code handler and a notification. False, with the error reported, for a blank user id or code
+    /// (5014), and before `registerApplication` (-5001).
+    bool verifyUserCode(const std::optional<std::string>& userId, const std::optional<std::string>& userCode);
+    /// As above, keeping the block as the verify-code handler first.
+    bool verifyUserCode(const std::optional<std::string>& userId, const std::optional<std::string>& userCode,
+                        PushClientVerifyUserCodeHandlerBlock completionBlock);
+
+    /// Adds a tag to the user's installation, or removes one. Success gets the backend's count; failure the
+    /// error of the request, or at once that of a blank API key ("NotInitialized", 506), user id
+    /// ("NotRegistered", 505) or name ("Argument", 500).
+    void addTag(const std::optional<std::string>& name, std::function<void(std::int64_t count)> success = {},
+                const std::function<void(const NSError& error)>& failure = {});
+    void removeTag(const std::optional<std::string>& name,
+                   std::function<void(std::int64_t count)> success = {},
+                   const std::function<void(const NSError& error)>& failure = {});
+
+    /// Sends one request to the REST backend, by https. The path is relative to its base URL and may carry a
+    /// query; parameters of a POST become a pretty-printed JSON body, those of a GET the query. Success gets
+    /// the parsed answer. Failure gets an error of `NSURLErrorDomain` (-1011 with the answer's body as its
+    /// recovery suggestion for a status other than 200 to 299), the reader's error for an answer that is not
+    /// JSON, or at once "InvalidParameter" (-5002) for parameters that JSON cannot carry. Without a method
+    /// nothing is sent and neither block is called.
+    void requestMethod(const std::optional<std::string>& method, const std::string& path,
+                       const std::optional<Dictionary>& parameters = std::nullopt,
+                       std::function<void(const Value& response)> success = {},
+                       std::function<void(const NSError& error)> failure = {});
 
     // ---- Topics (MQTT 3.1.1 section 4.7) of this client; missing until application and user are known.
 

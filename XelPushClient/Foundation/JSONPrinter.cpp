@@ -9,6 +9,9 @@
 namespace xel {
 namespace {
 
+constexpr double kSmallestPlainNumber = 1e-4;
+constexpr double kLargestPlainNumber = 1e17;
+
 class Printer {
 public:
     explicit Printer(JSONLayout layout) : isPretty_(layout == JSONLayout::Pretty) {}
@@ -80,7 +83,14 @@ private:
             return;
         }
         std::array<char, 32> digits{};
-        const auto written = std::to_chars(digits.data(), digits.data() + digits.size(), number);
+        // The shortest form would write a round instant as 1.5148e+12, which readers of milliseconds do not
+        // expect.
+        const double size = std::fabs(number);
+        const bool isPlain = size >= kSmallestPlainNumber && size < kLargestPlainNumber;
+        const auto written =
+            isPlain ? std::to_chars(digits.data(), digits.data() + digits.size(), number,
+                                    std::chars_format::fixed)
+                    : std::to_chars(digits.data(), digits.data() + digits.size(), number);
         text_.append(digits.data(), written.ptr);
     }
 
@@ -169,8 +179,18 @@ std::string printJSON(const Value& value, JSONLayout layout) {
     return printer.take();
 }
 
+std::string printJSON(const Dictionary& dictionary, JSONLayout layout) {
+    Printer printer(layout);
+    printer(dictionary);
+    return printer.take();
+}
+
 bool isPrintableAsJSON(const Value& value) {
     return value.visit(PrintableCheck(kDeepestJSON));
+}
+
+bool isPrintableAsJSON(const Dictionary& dictionary) {
+    return PrintableCheck(kDeepestJSON)(dictionary);
 }
 
 }  // namespace xel

@@ -16,12 +16,15 @@ enum class JSONLayout {
 /// JSON has no form for some values: a number that is not finite prints as null, a date as its milliseconds
 /// since 1970, octets as hexadecimal text. Octets of a text that are not UTF-8 print as U+FFFD, so that the
 /// result is always a valid document. Use `isPrintableAsJSON` first where such a value must be refused
-/// instead.
+/// instead. A number from a ten-thousandth to a hundred thousand million million is written without an
+/// exponent, with as many digits as it takes to read it back equal.
 [[nodiscard]] std::string printJSON(const Value& value, JSONLayout layout);
+[[nodiscard]] std::string printJSON(const Dictionary& dictionary, JSONLayout layout);
 
 /// Whether the value survives printing: all numbers finite, all texts and keys UTF-8, no dates and no octets,
 /// and at most `kDeepestJSON` levels of nesting.
 [[nodiscard]] bool isPrintableAsJSON(const Value& value);
+[[nodiscard]] bool isPrintableAsJSON(const Dictionary& dictionary);
 
 /// The deepest nesting that the client reads or writes.
 inline constexpr int kDeepestJSON = 64;

@@ -11,9 +11,15 @@ namespace xel {
 namespace {
 
 NSURLErrorCode codeOfFailedConnect(const CurlFailureFacts& facts) {
-    const bool hasNoRoute = facts.connectErrno == ENETUNREACH || facts.connectErrno == ENETDOWN;
-    return facts.isOffline || hasNoRoute ? NSURLErrorCode::NotConnectedToInternet
-                                         : NSURLErrorCode::CannotConnectToHost;
+    const auto reason = facts.connectErrno;
+    if (facts.isOffline || reason == ENETUNREACH || reason == ENETDOWN) {
+        return NSURLErrorCode::NotConnectedToInternet;
+    }
+    if (reason == EACCES || reason == EPERM) {
+        // A rule of this machine forbids the connection, such as a firewall or a sandbox.
+        return NSURLErrorCode::DataNotAllowed;
+    }
+    return reason == ETIMEDOUT ? NSURLErrorCode::TimedOut : NSURLErrorCode::CannotConnectToHost;
 }
 
 bool hasHarmlessDetail(NSURLErrorCode code) {
@@ -21,6 +27,7 @@ bool hasHarmlessDetail(NSURLErrorCode code) {
         case NSURLErrorCode::CannotFindHost:
         case NSURLErrorCode::CannotConnectToHost:
         case NSURLErrorCode::NotConnectedToInternet:
+        case NSURLErrorCode::DataNotAllowed:
         case NSURLErrorCode::SecureConnectionFailed:
         case NSURLErrorCode::ServerCertificateUntrusted: return true;
         default: return false;
@@ -41,26 +48,39 @@ NSURLErrorCode urlErrorCodeOfCurl(int curlCode, const CurlFailureFacts& facts) {
             // Without a network no name is found; that the network is missing is the cause to tell.
             return facts.isOffline ? NSURLErrorCode::NotConnectedToInternet : NSURLErrorCode::CannotFindHost;
         case CURLE_COULDNT_CONNECT:
-        case CURLE_PROXY: return codeOfFailedConnect(facts);
+        case CURLE_PROXY:
+        case CURLE_INTERFACE_FAILED:
+        case CURLE_NO_CONNECTION_AVAILABLE:
+        case CURLE_QUIC_CONNECT_ERROR: return codeOfFailedConnect(facts);
         case CURLE_OPERATION_TIMEDOUT: return NSURLErrorCode::TimedOut;
         case CURLE_SEND_ERROR:
         case CURLE_RECV_ERROR:
         case CURLE_GOT_NOTHING:
         case CURLE_PARTIAL_FILE:
         case CURLE_HTTP2:
-        case CURLE_HTTP2_STREAM: return NSURLErrorCode::NetworkConnectionLost;
+        case CURLE_HTTP2_STREAM:
+        case CURLE_HTTP3:
+        case CURLE_SEND_FAIL_REWIND: return NSURLErrorCode::NetworkConnectionLost;
         case CURLE_WEIRD_SERVER_REPLY:
         case CURLE_BAD_CONTENT_ENCODING:
+        case CURLE_HTTP_RETURNED_ERROR:
+        case CURLE_RANGE_ERROR:
         case CURLE_WRITE_ERROR: return NSURLErrorCode::BadServerResponse;
         case CURLE_FILESIZE_EXCEEDED: return NSURLErrorCode::DataLengthExceedsMaximum;
         case CURLE_TOO_MANY_REDIRECTS: return NSURLErrorCode::HTTPTooManyRedirects;
         case CURLE_PEER_FAILED_VERIFICATION:
         case CURLE_SSL_ISSUER_ERROR:
+        case CURLE_SSL_PINNEDPUBKEYNOTMATCH:
         case CURLE_SSL_INVALIDCERTSTATUS: return NSURLErrorCode::ServerCertificateUntrusted;
         case CURLE_SSL_CONNECT_ERROR:
         case CURLE_SSL_CERTPROBLEM:
         case CURLE_SSL_CIPHER:
         case CURLE_SSL_CACERT_BADFILE:
+        case CURLE_SSL_CLIENTCERT:
+        case CURLE_SSL_CRL_BADFILE:
+        case CURLE_SSL_ENGINE_INITFAILED:
+        case CURLE_SSL_ENGINE_NOTFOUND:
+        case CURLE_SSL_ENGINE_SETFAILED:
         case CURLE_SSL_SHUTDOWN_FAILED:
         case CURLE_USE_SSL_FAILED: return NSURLErrorCode::SecureConnectionFailed;
         case CURLE_ABORTED_BY_CALLBACK: return NSURLErrorCode::Cancelled;

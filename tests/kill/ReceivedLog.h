@@ -12,7 +12,7 @@ namespace xel::killtest {
 /// Written at the beginning of every life of the host.
 inline constexpr std::string_view kStartLine = "# start";
 
-/// The file in which the host notes every message it is handed, one line each. A line is one write(2): what
+/// The file in which the host notes every message it is handed, or every event it was promised, one line each. A line is one write(2): what
 /// is noted survives SIGKILL, and a line is there whole or not at all.
 class ReceivedLog {
 public:
@@ -29,7 +29,7 @@ public:
     void note(std::string_view text) {
         const std::string line = std::string(text) + "\n";
         if (::write(file_, line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
-            throw std::runtime_error("cannot write a received message down");
+            throw std::runtime_error("cannot write a note down");
         }
     }
 

@@ -1,65 +1,48 @@
-// Kills a host with SIGKILL about twice a second while messages flow to it, and looks whether one is lost.
+// Kills a host with SIGKILL about twice a second while messages flow to it, or events from it, and looks whether
+// one is lost.
 //
-//   kill_driver <kill_host program> <seconds> <state folder>
+//   kill_driver <kill_host program> <seconds> <state folder> [way ...]
 //
-// A third of the time is spent on each way in which a host may hear of messages. The broker is a real one
-// with its own default of 20 messages in flight; the messages go through the local push service.
+// The time is shared by the ways: the three in which a host may hear of messages (delegate, block,
+// notification), and publish, a host that publishes events; all four unless some are named. The broker is a real one with its own default of 20 messages in flight; the messages go
+// through the local push service.
 
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
-#include <random>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <mosquitto.h>
 
 #include "sandbox/SandboxService.h"
 #include "tests/kill/HostProcess.h"
+#include "tests/kill/KillLoop.h"
 #include "tests/kill/KillVerdict.h"
 #include "tests/kill/MessageStream.h"
+#include "tests/kill/PublishingRun.h"
 
 namespace {
 
-using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using xel::killtest::HostProcess;
+using xel::killtest::killRepeatedly;
+using xel::killtest::kPatienceForTheRest;
+using xel::killtest::linesOf;
 using xel::killtest::MessageStream;
+using xel::killtest::waitFor;
 
 /// The most publications of one turn of the client.
 constexpr std::size_t kTurnSize = 24;
-constexpr auto kPatienceForTheRest = 60s;
-
-std::vector<std::string> linesOf(const std::filesystem::path& path) {
-    std::vector<std::string> lines;
-    std::ifstream file(path);
-    for (std::string line; std::getline(file, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
 
 bool hasAll(const std::filesystem::path& notes, const std::vector<std::string>& sent) {
     const auto lines = linesOf(notes);
     const std::set<std::string> noted(lines.begin(), lines.end());
     return std::all_of(sent.begin(), sent.end(),
                        [&](const auto& message) { return noted.contains(message); });
-}
-
-template <class Condition>
-bool waitFor(Condition condition, Clock::duration patience) {
-    const auto end = Clock::now() + patience;
-    while (!condition()) {
-        if (Clock::now() > end) {
-            return false;
-        }
-        std::this_thread::sleep_for(50ms);
-    }
-    return true;
 }
 
 /// A first life, left alone until it has registered and subscribed: from then on the broker queues for it.
@@ -75,8 +58,8 @@ bool introduceHost(const HostProcess::Command& command, MessageStream& stream,
         kPatienceForTheRest);
 }
 
-bool testWay(const std::string& way, const std::string& hostProgram, Clock::duration duration,
-             const std::filesystem::path& folder, const xel::sandbox::SandboxInfo& info) {
+bool testReceiving(const std::string& way, const std::string& hostProgram, Clock::duration duration,
+                   const std::filesystem::path& folder, const xel::sandbox::SandboxInfo& info) {
     const auto notes = folder / (way + ".notes");
     const HostProcess::Command command{hostProgram, way, folder / (way + "-home"), notes, info};
     MessageStream stream(info, "killed01");
@@ -86,17 +69,9 @@ bool testWay(const std::string& way, const std::string& hostProgram, Clock::dura
     }
     std::ofstream(notes, std::ios::trunc).close();
 
-    std::mt19937 random(std::random_device{}());
-    std::uniform_int_distribution<int> lifetimeMilliseconds(150, 850);
     stream.start();
-    const auto end = Clock::now() + duration;
-    while (Clock::now() < end) {
-        HostProcess host(command);
-        std::this_thread::sleep_for(std::chrono::milliseconds(lifetimeMilliseconds(random)));
-        if (!host.isRunning()) {
-            std::cerr << "kill test: by " << way << ": the host ended by itself\n";
-            return false;
-        }
+    if (!killRepeatedly(command, duration)) {
+        return false;
     }
     const auto sent = stream.stop();
     HostProcess lastLife(command);
@@ -112,11 +87,26 @@ bool testWay(const std::string& way, const std::string& hostProgram, Clock::dura
     return verdict.isGood() && verdict.sent >= 100 && verdict.lives >= 3;
 }
 
+/// The ways asked for, or all; none when one is unknown.
+std::vector<std::string> waysFrom(int count, char** names) {
+    const std::vector<std::string> all{"delegate", "block", "notification", "publish"};
+    const std::vector<std::string> wanted(names, names + count);
+    const bool areKnown = std::all_of(wanted.begin(), wanted.end(), [&](const auto& way) {
+        return std::find(all.begin(), all.end(), way) != all.end();
+    });
+    if (!areKnown) {
+        return {};
+    }
+    return wanted.empty() ? all : wanted;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 4) {
-        std::cerr << "usage: kill_driver <kill_host program> <seconds> <state folder>\n";
+    const auto ways = argc < 4 ? std::vector<std::string>() : waysFrom(argc - 4, argv + 4);
+    if (ways.empty()) {
+        std::cerr << "usage: kill_driver <kill_host program> <seconds> <state folder> "
+                     "[delegate|block|notification|publish ...]\n";
         return 2;
     }
     mosquitto_lib_init();
@@ -128,10 +118,14 @@ int main(int argc, char** argv) {
         options.log = [](auto&&...) {};
         xel::sandbox::SandboxService service(options);
         service.start();
-        const std::chrono::seconds duration(std::max(3, std::atoi(argv[2])));
+        const auto count = static_cast<int>(ways.size());
+        const Clock::duration each = std::chrono::seconds(std::max(count, std::atoi(argv[2]))) / count;
         bool isGood = true;
-        for (const std::string way : {"delegate", "block", "notification"}) {
-            isGood = testWay(way, argv[1], duration / 3, folder, service.info()) && isGood;
+        for (const auto& way : ways) {
+            const bool isWayGood =
+                way == "publish" ? xel::killtest::testPublishing(argv[1], each, folder, service.info())
+                                 : testReceiving(way, argv[1], each, folder, service.info());
+            isGood = isWayGood && isGood;
         }
         service.stop();
         std::cout << (isGood ? "kill test: nothing lost\n" : "kill test: FAILED\n");

@@ -1,7 +1,9 @@
-// The host of the kill test: notes every message that it is handed in a file, and is killed while it does.
+// The host of the kill test: notes in a file every message that it is handed, or every event that it was
+// promised the publishing of, and is killed while it does.
 //
-//   kill_host <delegate|block|notification> <state folder> <notes> <CA file>
+//   kill_host <delegate|block|notification|publish|drain> <state folder> <notes> <CA file>
 //
+// "drain" publishes nothing: what earlier lives left is sent.
 // Application, ports and credentials come by environment, as for every host of the local push service.
 
 #include <cstdlib>
@@ -13,10 +15,12 @@
 
 #include "XelPushClient/Linux/LinuxPlatform.h"
 #include "XelPushClient/XelPushClient.h"
+#include "tests/kill/EventPublisher.h"
 #include "tests/kill/ReceivedLog.h"
 
 namespace {
 
+using xel::killtest::EventPublisher;
 using xel::killtest::ReceivedLog;
 
 class NotingDelegate : public xel::PushClientManagerDelegate {
@@ -47,8 +51,8 @@ void listen(xel::PushClientManager& push, const std::string& way, ReceivedLog& l
                 const auto* message = notification.userInfo.get<xel::PushClientMessage>("message");
                 log.note(message == nullptr ? "no message" : message->messageBody.value_or("no body"));
             });
-    } else {
-        throw std::invalid_argument("the way is delegate, block or notification, not " + way);
+    } else if (way != "publish" && way != "drain") {
+        throw std::invalid_argument("the way is delegate, block, notification, publish or drain, not " + way);
     }
 }
 
@@ -77,6 +81,10 @@ int run(const std::string& way, const std::string& stateFolder, const std::strin
     const auto runLoop = machine.runLoop;
     xel::PushClientManager push(std::move(machine), std::move(home).value());
     listen(push, way, log);
+    EventPublisher publisher(push, *runLoop, log);
+    if (way == "publish") {
+        publisher.start();
+    }
     push.registerApplication(fromEnvironment("XELPUSH_APP_ID"), fromEnvironment("XELPUSH_API_KEY"),
                              fromEnvironment("XELPUSH_BROKER_USER"),
                              fromEnvironment("XELPUSH_BROKER_PASSWORD"));
@@ -95,7 +103,7 @@ int run(const std::string& way, const std::string& stateFolder, const std::strin
 
 int main(int argc, char** argv) {
     if (argc != 5) {
-        std::cerr << "usage: kill_host <delegate|block|notification> <state folder> <notes> <CA file>\n";
+        std::cerr << "usage: kill_host <delegate|block|notification|publish|drain> <state folder> <notes> <CA file>\n";
         return 2;
     }
     try {

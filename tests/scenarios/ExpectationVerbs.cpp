@@ -1,3 +1,6 @@
+#include <functional>
+
+#include "XelPushClient/Foundation/JSONPrinter.h"
 #include "tests/scenarios/Requirements.h"
 #include "tests/scenarios/VerbTable.h"
 
@@ -75,12 +78,64 @@ void expectUnacknowledged(ScenarioWorld& world, Words& words) {
     requireEqual(std::to_string(world.machine->broker->unacknowledgedCount(client)), wanted, "the count");
 }
 
-void requireBody(const ScenarioWorld& world, const std::string& body, const Value& wanted) {
+Dictionary readBody(const ScenarioWorld& world, const std::string& body) {
     const auto read = world.machine->json->JSONObjectWithData(body);
     require(read.isOk() && read.value().asDictionary() != nullptr, "the body is no JSON object: " + body);
+    return *read.value().asDictionary();
+}
+
+void requireMembers(const Dictionary& body, const Value& wanted) {
     for (const auto& [key, value] : *wanted.asDictionary()) {
-        const Value* found = read.value().asDictionary()->find(key);
-        require(found != nullptr && *found == value, "the body differs at " + key + ": " + body);
+        const Value* found = body.find(key);
+        require(found != nullptr && *found == value,
+                "the body differs at " + key + ": " + printJSON(body, JSONLayout::OneLine));
+    }
+}
+
+void requireBody(const ScenarioWorld& world, const std::string& body, const Value& wanted) {
+    requireMembers(readBody(world, body), wanted);
+}
+
+/// What a later step recognises a member by: a text as it is, everything else as JSON.
+std::string memberAsText(const Dictionary& body, const std::string& key) {
+    const Value* found = body.find(key);
+    require(found != nullptr, "the body has no " + key);
+    return found->asString() != nullptr ? *found->asString() : printJSON(*found, JSONLayout::OneLine);
+}
+
+/// "publication <topic> [body {some of its members}] [exactly {all}] [keeping id as name] [field value ...]":
+/// the next packet is a PUBLISH, with those fields of a packet.
+void expectPublication(ScenarioWorld& world, Words& words) {
+    std::vector<std::string> fields{"topic", words.take("a topic")};
+    std::vector<std::function<void(const Dictionary&)>> checks;
+    while (!words.isAtEnd()) {
+        const auto word = words.take("a field");
+        if (word == "body") {
+            checks.emplace_back([wanted = world.readDocument(words.take("a document"))](const Dictionary& body) {
+                requireMembers(body, wanted);
+            });
+        } else if (word == "exactly") {
+            checks.emplace_back([wanted = world.readDocument(words.take("a document"))](const Dictionary& body) {
+                require(Value(body) == wanted, "the body is " + printJSON(body, JSONLayout::OneLine));
+            });
+        } else if (word == "keeping") {
+            const auto key = words.take("a key");
+            words.take("as");
+            checks.emplace_back([&world, key, name = words.take("a name")](const Dictionary& body) {
+                world.kept[name] = memberAsText(body, key);
+            });
+        } else {
+            fields.push_back(word);
+            fields.push_back(world.filled(words.take("a value")));
+        }
+    }
+    const auto packet = world.packets.expectNext("PUBLISH", fields);
+    for (const auto& [field, value] : packet.fields) {
+        if (field == "payload") {
+            for (const auto& check : checks) {
+                check(readBody(world, value));
+            }
+        }
     }
 }
 
@@ -157,6 +212,7 @@ void performExpect(ScenarioWorld& world, Words& words) {
         {"acknowledgements", expectAcknowledgements},
         {"unacknowledged", expectUnacknowledged},
         {"request", expectRequest},
+        {"publication", expectPublication},
         {"no", expectNo},
     };
     const auto word = words.take("something to expect");

@@ -67,6 +67,16 @@ void setMessageBlock(ScenarioWorld& world, const std::string& name) {
     }
 }
 
+std::function<void(bool, const std::optional<NSError>&)> hearingFlag(ScenarioWorld& world,
+                                                                    const std::string& name) {
+    return [&world, name](bool isTrue, const std::optional<NSError>& error) {
+        Fields fields = error ? fieldsOf(*error) : Fields();
+        fields.emplace_back("error", yesOrNo(error.has_value()));
+        fields.emplace_back("outcome", yesOrNo(isTrue));
+        world.hearBlock({name, std::move(fields)});
+    };
+}
+
 /// "sets <block>".
 void sets(ScenarioWorld& world, Words& words) {
     const auto name = words.take("a block");
@@ -81,6 +91,10 @@ void sets(ScenarioWorld& world, Words& words) {
                 world.hearBlock({"serverReachabilityHandler",
                                  {{"reachable", yesOrNo(reachable)}, {"network", networkName(type)}}});
             });
+    } else if (name == "verificationHandler") {
+        manager.setVerificationHandler(hearingFlag(world, name));
+    } else if (name == "verifiyUserCodeHandler") {
+        manager.setVerifiyUserCodeHandler(hearingFlag(world, name));
     } else if (name == "messageHandler" || name == "messageUILocalNotificationHandler" ||
                name == "messageDeliveredHandler") {
         setMessageBlock(world, name);

@@ -21,7 +21,7 @@ std::string Journal::describeRest() const {
     return text;
 }
 
-void Journal::expectNext(std::string_view name, const std::vector<std::string>& fieldsAndValues) {
+JournalEntry Journal::expectNext(std::string_view name, const std::vector<std::string>& fieldsAndValues) {
     if (entries_.empty() || entries_.front().name != name) {
         throw ScenarioFailure("the next " + channel_ + " is not " + std::string(name) + describeRest());
     }
@@ -45,7 +45,9 @@ void Journal::expectNext(std::string_view name, const std::vector<std::string>& 
             throw ScenarioFailure("there is no field " + fieldsAndValues[i] + describeRest());
         }
     }
+    JournalEntry taken = std::move(entries_.front());
     entries_.pop_front();
+    return taken;
 }
 
 void Journal::expectNone(std::string_view name) const {

@@ -30,7 +30,7 @@ public:
 
     /// Takes the oldest entry off. Throws when there is none, or when it has another name or another value in
     /// one of the fields, given as name and value in turn.
-    void expectNext(std::string_view name, const std::vector<std::string>& fieldsAndValues);
+    JournalEntry expectNext(std::string_view name, const std::vector<std::string>& fieldsAndValues);
 
     /// Throws when an entry of that name is left; of any name when it is empty.
     void expectNone(std::string_view name) const;

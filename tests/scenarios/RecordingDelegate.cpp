@@ -76,6 +76,22 @@ void RecordingDelegate::pushClientManagerDidFailRegisterUser(const NSError& erro
     hear_({"pushClientManagerDidFailRegisterUser", fieldsOf(error)});
 }
 
+void RecordingDelegate::pushClientManagerDidSentVerificationCode() {
+    hear_({"pushClientManagerDidSentVerificationCode", {}});
+}
+
+void RecordingDelegate::pushClientManagerDidFailSentVerificationCode(const NSError& error) {
+    hear_({"pushClientManagerDidFailSentVerificationCode", fieldsOf(error)});
+}
+
+void RecordingDelegate::pushClientManagerDidVerifyUserCode(bool verified) {
+    hear_({"pushClientManagerDidVerifyUserCode", {{"verified", yesOrNo(verified)}}});
+}
+
+void RecordingDelegate::pushClientManagerDidFailInVerifyUserCode(const NSError& error) {
+    hear_({"pushClientManagerDidFailInVerifyUserCode", fieldsOf(error)});
+}
+
 void RecordingDelegate::pushClientManagerDidReceivedMessage(const PushClientMessage& message) {
     hear_({"pushClientManagerDidReceivedMessage", fieldsOf(message)});
 }
@@ -136,6 +152,10 @@ DelegateOperation delegateOperationNamed(std::string_view name) {
         std::pair("pushClientManagerDidChangeServerReachiability", Operation::DidChangeServerReachiability),
         std::pair("pushClientManagerDidRegisterUser", Operation::DidRegisterUser),
         std::pair("pushClientManagerDidFailRegisterUser", Operation::DidFailRegisterUser),
+        std::pair("pushClientManagerDidSentVerificationCode", Operation::DidSentVerificationCode),
+        std::pair("pushClientManagerDidFailSentVerificationCode", Operation::DidFailSentVerificationCode),
+        std::pair("pushClientManagerDidVerifyUserCode", Operation::DidVerifyUserCode),
+        std::pair("pushClientManagerDidFailInVerifyUserCode", Operation::DidFailInVerifyUserCode),
         std::pair("pushClientManagerDidReceivedMessage", Operation::DidReceivedMessage),
         std::pair("pushClientManagerUILocalNotificationDidReceivedMessage",
                   Operation::UILocalNotificationDidReceivedMessage),

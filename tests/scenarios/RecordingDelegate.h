@@ -23,6 +23,10 @@ public:
                                                        PushClientServerReachabilityNetworkType type) override;
     void pushClientManagerDidRegisterUser(bool registered) override;
     void pushClientManagerDidFailRegisterUser(const NSError& error) override;
+    void pushClientManagerDidSentVerificationCode() override;
+    void pushClientManagerDidFailSentVerificationCode(const NSError& error) override;
+    void pushClientManagerDidVerifyUserCode(bool verified) override;
+    void pushClientManagerDidFailInVerifyUserCode(const NSError& error) override;
     void pushClientManagerDidReceivedMessage(const PushClientMessage& message) override;
     void pushClientManagerUILocalNotificationDidReceivedMessage(const PushClientMessage& message) override;
     void pushClientManagerDidReceivedDelivery(const DeliveryMessage& delivery) override;

@@ -62,6 +62,10 @@ void ScenarioWorld::observeNotifications() {
                                    PushClientDidRegisterUserNotification,
                                    PushClientDidFailRegisterUserNotification,
                                    PushClientDidChangeServerConnectionStateNotification,
+                                   PushClientDidSentVerificationCodeNotification,
+                                   PushClientDidFailSentVerificationCodeNotification,
+                                   PushClientDidVerifyUserCodeNotification,
+                                   PushClientDidFailInVerifyUserCodeNotification,
                                    PushClientDidDeliveredMessageNotification,
                                    PushClientDetectAppNewInstallNotification,
                                    PushClientDetectAppWasLaunchedNotification,
@@ -79,6 +83,11 @@ void ScenarioWorld::observeNotifications() {
                 }
                 if (const auto* error = info.get<NSError>("error")) {
                     entry.fields = fieldsOf(*error);
+                }
+                for (const auto* key : {"sent", "sentRequst", "verifyUserCode"}) {
+                    if (const auto* flag = info.get<bool>(key)) {
+                        entry.fields.emplace_back(key, yesOrNo(*flag));
+                    }
                 }
                 if (const auto* message = info.get<PushClientMessage>("message")) {
                     entry.fields = fieldsOf(*message);
@@ -207,6 +216,13 @@ std::string ScenarioWorld::filled(std::string text) const {
         }
         const auto now = millisecondsSince1970(machine->clock->now());
         text.replace(at, end - at, formatted("%.0f", now + static_cast<double>(shift)));
+    }
+    for (const auto& [name, value] : kept) {
+        const auto placeholder = "$" + name;
+        for (auto at = text.find(placeholder); at != std::string::npos; at = text.find(placeholder, at)) {
+            text.replace(at, placeholder.size(), value);
+            at += value.size();
+        }
     }
     return text;
 }

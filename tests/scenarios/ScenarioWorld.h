@@ -57,7 +57,8 @@ public:
     void hearBlock(JournalEntry entry) { hear(blocks, blockStates, std::move(entry)); }
     void hearFromDelegate(JournalEntry entry) { hear(callbacks, states, std::move(entry)); }
 
-    /// Replaces "$now", "$now+500" and "$now-500" (milliseconds) by milliseconds since 1970.
+    /// Replaces "$now", "$now+500" and "$now-500" (milliseconds) by milliseconds since 1970, and "$" with the
+    /// name of something kept by that.
     [[nodiscard]] std::string filled(std::string text) const;
     [[nodiscard]] Value readDocument(const std::string& text) const;
 
@@ -80,6 +81,8 @@ public:
     std::vector<HTTPRequest> collectedRequests;
     std::vector<std::string> logLines;
     std::size_t nextLogLine = 0;
+    /// What expectations keep under a name, to be recognised later.
+    std::map<std::string, std::string> kept;
     std::optional<bool> lastResult;
     std::optional<std::string> lastRefusal;
     std::map<std::string, std::shared_ptr<RecordingDelegate>> delegates;

@@ -73,7 +73,8 @@ Verb verbNamed(const std::string& name) {
 
 void performHost(ScenarioWorld& world, Words& words) {
     const auto operation = words.take("an operation of the host's");
-    for (const auto* table : {&hostIdentityVerbs(), &hostConnectionVerbs(), &hostCallbackVerbs()}) {
+    for (const auto* table : {&hostIdentityVerbs(), &hostConnectionVerbs(), &hostCallbackVerbs(),
+                              &hostPublishingVerbs(), &hostRequestVerbs()}) {
         if (const auto verb = table->find(operation); verb != table->end()) {
             verb->second(world, words);
             return;

@@ -17,6 +17,8 @@ void performFrom(const VerbTable& table, ScenarioWorld& world, Words& words, std
 [[nodiscard]] const VerbTable& hostIdentityVerbs();
 [[nodiscard]] const VerbTable& hostConnectionVerbs();
 [[nodiscard]] const VerbTable& hostCallbackVerbs();
+[[nodiscard]] const VerbTable& hostPublishingVerbs();
+[[nodiscard]] const VerbTable& hostRequestVerbs();
 
 /// What "expect" knows beside the journals.
 [[nodiscard]] const VerbTable& stateExpectations();

@@ -13,6 +13,10 @@ constexpr std::string_view kUserTopic = "app/%@/user/%@/%@";
 constexpr std::string_view kPublicTopic = "app/%@/user/public/%@";
 constexpr std::string_view kDeliveryTopic = "app/%@/delivery/%@/#";
 constexpr std::string_view kEventTopic = "app/%@/event/%@/%@";
+constexpr std::string_view kPublishTopic = "app/%@/publish/%@/%@";
+constexpr std::string_view kPublicPublishTopic = "app/%@/publish/public/%@";
+constexpr std::string_view kSeenTopic = "app/%@/event/seen/%@";
+constexpr std::string_view kDismissTopic = "app/%@/event/dismiss/%@";
 
 constexpr std::size_t kKind = 2;
 constexpr std::size_t kScope = 3;
@@ -86,6 +90,23 @@ std::string eventTopic(const TopicIdentity& identity, std::string_view eventName
 std::string eventTopic(const TopicIdentity& identity, std::string_view eventName,
                        std::string_view installationId) {
     return formatted(kEventTopic, identity.appId, eventName, installationId);
+}
+
+std::string publishTopic(const TopicIdentity& identity, std::string_view recipientUserId,
+                         std::string_view channel) {
+    return formatted(kPublishTopic, identity.appId, recipientUserId, channel);
+}
+
+std::string publicPublishTopic(const TopicIdentity& identity, std::string_view channel) {
+    return formatted(kPublicPublishTopic, identity.appId, channel);
+}
+
+std::string seenTopic(const TopicIdentity& identity, const std::optional<std::string>& messageId) {
+    return formatted(kSeenTopic, identity.appId, messageId);
+}
+
+std::string dismissTopic(const TopicIdentity& identity, const std::optional<std::string>& messageId) {
+    return formatted(kDismissTopic, identity.appId, messageId);
 }
 
 Result<std::string> generateTopicWithChannel(const TopicIdentity& identity, std::string_view channel) {

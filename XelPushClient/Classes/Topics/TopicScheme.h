@@ -33,6 +33,17 @@ struct TopicIdentity {
 [[nodiscard]] std::string eventTopic(const TopicIdentity& identity, std::string_view eventName,
                                      std::string_view installationId);
 
+/// Where a message to one user's channel is published, or one to a public channel.
+[[nodiscard]] std::string publishTopic(const TopicIdentity& identity, std::string_view recipientUserId,
+                                       std::string_view channel);
+[[nodiscard]] std::string publicPublishTopic(const TopicIdentity& identity, std::string_view channel);
+
+/// Where the receipts are published that say that a message was read, or dismissed.
+[[nodiscard]] std::string seenTopic(const TopicIdentity& identity,
+                                    const std::optional<std::string>& messageId);
+[[nodiscard]] std::string dismissTopic(const TopicIdentity& identity,
+                                       const std::optional<std::string>& messageId);
+
 /// Channel to topic: a bare name or "public/name" is public, "private/name" the current user's; everything
 /// else is an "InvalidParameter" error.
 [[nodiscard]] Result<std::string> generateTopicWithChannel(const TopicIdentity& identity,

@@ -63,6 +63,26 @@ TEST(PrintJSON, WritesDoublesThatReadBackEqual) {
     }
 }
 
+TEST(PrintJSON, WritesOrdinaryNumbersWithoutAnExponent) {
+    EXPECT_EQ(oneLine(Value(1514800000000.0)), "1514800000000");
+    EXPECT_EQ(oneLine(Value(1514800000000.25)), "1514800000000.25");
+    EXPECT_EQ(oneLine(Value(-2000000.0)), "-2000000");
+    EXPECT_EQ(oneLine(Value(0.0001)), "0.0001");
+    EXPECT_EQ(oneLine(Value(1e16)), "10000000000000000");
+    EXPECT_EQ(oneLine(Value(1e17)), "1e+17");
+    EXPECT_EQ(oneLine(Value(0.00001)), "1e-05");
+    EXPECT_EQ(oneLine(Value(0.0)), "0");
+}
+
+TEST(PrintJSON, WritesADictionaryAsTheValueOfIt) {
+    const Dictionary dictionary{{"a", Array{Value(1)}}, {"b", Dictionary{{"c", "d"}}}};
+    for (const auto layout : {JSONLayout::OneLine, JSONLayout::Pretty}) {
+        EXPECT_EQ(printJSON(dictionary, layout), printJSON(Value(dictionary), layout));
+    }
+    EXPECT_TRUE(isPrintableAsJSON(dictionary));
+    EXPECT_FALSE(isPrintableAsJSON(Dictionary{{"a", Data{1}}}));
+}
+
 TEST(PrintJSON, WritesPrettyWithOneMemberALine) {
     const Value value(Dictionary{{"a", Array{Value(1), Value(2)}}, {"b", Dictionary{}}, {"c", Array{}}});
     EXPECT_EQ(printJSON(value, JSONLayout::Pretty),

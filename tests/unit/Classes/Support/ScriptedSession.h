@@ -67,9 +67,20 @@ public:
         calls.push_back(call);
         return ++lastPacketId;
     }
-    bool publishDataAtMostOnce(std::string_view, std::string_view, bool) override { return false; }
-    bool publishDataAtLeastOnce(std::string_view, std::string_view, bool) override { return false; }
+    bool publishDataAtMostOnce(std::string_view data, std::string_view topic, bool retain) override {
+        return takePublication({std::string(topic), std::string(data), 0, retain});
+    }
+    bool publishDataAtLeastOnce(std::string_view data, std::string_view topic, bool retain) override {
+        return takePublication({std::string(topic), std::string(data), 1, retain});
+    }
 
+    struct Publication {
+        std::string topic;
+        std::string payload;
+        int qos = 1;
+        bool retain = false;
+    };
+    [[nodiscard]] std::vector<Publication> takePublications() { return std::exchange(publications, {}); }
     [[nodiscard]] std::vector<std::string> takeCalls() { return std::exchange(calls, {}); }
 
     const MQTTSessionParameters parameters;
@@ -77,8 +88,15 @@ public:
     MQTTSessionStatus currentStatus = MQTTSessionStatus::Created;
     std::vector<std::string> calls;
     std::uint16_t lastPacketId = 0;
+    /// What was asked for, also while it is refused.
+    std::vector<Publication> publications;
+    bool isRefusingPublications = false;
 
 private:
+    bool takePublication(Publication publication) {
+        publications.push_back(std::move(publication));
+        return !isRefusingPublications;
+    }
     void raise(MQTTSessionStatus status, MQTTSessionEvent event, const std::optional<NSError>& error) {
         currentStatus = status;
         if (delegate != nullptr) {

@@ -38,6 +38,16 @@ TEST(TopicScheme, BuildsEventTopics) {
     EXPECT_EQ(eventTopic(kAlice, "login", "X9"), "app/a1b2c3/event/login/X9");
 }
 
+TEST(TopicScheme, BuildsTheTopicsOfPublications) {
+    EXPECT_EQ(publishTopic(kAlice, "bob01", "news"), "app/a1b2c3/publish/bob01/news");
+    EXPECT_EQ(publicPublishTopic(kAlice, "news"), "app/a1b2c3/publish/public/news");
+    EXPECT_EQ(seenTopic(kAlice, "m1"), "app/a1b2c3/event/seen/m1");
+    EXPECT_EQ(dismissTopic(kAlice, "m1"), "app/a1b2c3/event/dismiss/m1");
+    EXPECT_EQ(seenTopic(TopicIdentity(), std::nullopt), "app/(null)/event/seen/(null)");
+    EXPECT_EQ(dismissTopic(TopicIdentity(), std::nullopt), "app/(null)/event/dismiss/(null)");
+    EXPECT_EQ(publishTopic(TopicIdentity(), "bob01", "news"), "app/(null)/publish/bob01/news");
+}
+
 TEST(TopicScheme, TurnsChannelsIntoTopics) {
     const std::vector<std::pair<std::string, MaybeTopic>> table = {
         {"news", "app/a1b2c3/user/public/news"},

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "XelPushClient/Classes/Core/EventFanout.h"
+#include "XelPushClient/Classes/Registration/RestRequests.h"
+
+namespace xel {
+
+/// Has the backend send its user a verification code, and checks the code that the user typed.
+///
+/// Owner: the manager. Thread: the manager's run loop. Keeps nothing. Outcomes go to delegates, handler block
+/// and notification; a failure is also kept as the client's last one.
+class Verification {
+public:
+    Verification(ClientSettings& settings, RestRequests& requests, EventFanout& fanout);
+
+    /// True when the request was sent.
+    bool requestVerificationCode(const std::optional<std::string>& userId);
+    bool verifyUserCode(const std::optional<std::string>& userId, const std::optional<std::string>& userCode);
+
+private:
+    using Outcome = void (Verification::*)(bool isTrue, const std::optional<NSError>& error);
+
+    /// Sends a request whose answer holds the outcome as "result".
+    bool ask(const std::string& path, Outcome handle);
+    void handleSentVerificationCode(bool sent, const std::optional<NSError>& error);
+    void handleVerifyUserCode(bool verified, const std::optional<NSError>& error);
+
+    ClientSettings& settings_;
+    RestRequests& requests_;
+    EventFanout& fanout_;
+    /// Answers hold it weakly.
+    std::shared_ptr<Verification*> life_;
+};
+
+}  // namespace xel

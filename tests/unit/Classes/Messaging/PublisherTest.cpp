@@ -1,0 +1,227 @@
+#include <algorithm>
+#include <limits>
+
+#include "XelPushClient/Classes/Core/PushClientConstants.h"
+#include "tests/unit/Classes/Support/RoomsTest.h"
+
+namespace xel {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+const Dictionary kUnserialisable{{"x", std::numeric_limits<double>::quiet_NaN()}};
+
+class PublisherTest : public RoomsTest {
+protected:
+    /// A client that knows who it is, without a session.
+    void identifyWithoutSession() {
+        registerApplication();
+        rooms_->settings.setUserId("alice01");
+        rooms_->settings.setDeviceId("D3V1CE");
+    }
+    [[nodiscard]] Dictionary read(const ScriptedSession::Publication& publication) const {
+        const auto document = machine_.json->JSONObjectWithData(publication.payload);
+        return document.isOk() && document.value().asDictionary() != nullptr ? *document.value().asDictionary()
+                                                                            : Dictionary();
+    }
+    void reconnect() {
+        rooms_->connection.setConnectionState(PushClientServerDisconnectedState);
+        rooms_->connection.setConnectionState(PushClientServerConnectedState);
+        machine_.runUntilIdle();
+    }
+    Publisher& publisher() { return rooms_->publisher; }
+};
+
+TEST_F(PublisherTest, ChoosesQualityOfServiceAndRetainFlag) {
+    auto& session = connect();
+    for (const bool live : {false, true}) {
+        for (const bool stateful : {false, true}) {
+            PushClientMessage message = PushClientMessage::withMessage("hi", "bob01", "news");
+            message.live = live;
+            message.stateful = stateful;
+            EXPECT_TRUE(publisher().publish(message));
+            EXPECT_TRUE(publisher().publishEvent("login", Dictionary(), {.live = live, .stateful = stateful}));
+            const auto publications = session.takePublications();
+            ASSERT_THAT(publications, SizeIs(2));
+            for (const auto& publication : publications) {
+                EXPECT_EQ(publication.qos, live ? 0 : 1);
+                EXPECT_EQ(publication.retain, stateful);
+            }
+        }
+    }
+}
+
+TEST_F(PublisherTest, SendsAllFieldsOfAMessage) {
+    auto& session = connect();
+    PushClientMessage message = PushClientMessage::withMessage("hi", "bob01", "");
+    message.id = "m1";
+    message.data = Dictionary{{"k", Array{Value(1)}}};
+    message.expireTime = dateFromMillisecondsSince1970(1772357400000.0);
+    EXPECT_TRUE(publisher().publish(message));
+    const auto publications = session.takePublications();
+    ASSERT_THAT(publications, SizeIs(1));
+    EXPECT_EQ(publications[0].topic, "app/a1b2c3/publish/bob01/default");
+    EXPECT_EQ(read(publications[0]), message.toDict());
+}
+
+TEST_F(PublisherTest, GivesAnEventTheTimeWithItsFractionAndAnId) {
+    auto& session = connect();
+    machine_.clock->setDate(dateFromMillisecondsSince1970(1514800000000.5));
+    EXPECT_TRUE(publisher().publishEvent("login", Dictionary{{"x", 1}}, {}));
+    machine_.clock->setDate(dateFromMillisecondsSince1970(1514800000000.0));
+    EXPECT_TRUE(publisher().publishEvent("login", Dictionary{{"x", 1}}, {}));
+    const auto publications = session.takePublications();
+    ASSERT_THAT(publications, SizeIs(2));
+    EXPECT_EQ(publications[0].topic, "app/a1b2c3/event/login/D3V1CE");
+    const Dictionary first = read(publications[0]);
+    const Dictionary second = read(publications[1]);
+    EXPECT_EQ(first.find("createdAt")->number(), 1514800000000.5);
+    EXPECT_NE(publications[1].payload.find("\"createdAt\" : 1514800000000,"), std::string::npos)
+        << publications[1].payload;
+    EXPECT_EQ(first.find("id")->asString()->size(), 36U);
+    EXPECT_NE(*first.find("id"), *second.find("id"));
+    EXPECT_EQ(*first.find("x"), Value(1));
+}
+
+TEST_F(PublisherTest, KeepsIdAndTimeOverEveryRetry) {
+    auto& session = connect();
+    session.isRefusingPublications = true;
+    EXPECT_TRUE(publisher().publishEvent("login", Dictionary{{"x", 1}}, {.stateful = true}));
+    const auto refused = session.takePublications();
+    machine_.runUntilIdle();
+    EXPECT_THAT(session.takePublications(), IsEmpty()) << "not before the next connect";
+    machine_.advanceBy(std::chrono::seconds(5));
+    reconnect();
+    const auto refusedAgain = session.takePublications();
+    session.isRefusingPublications = false;
+    reconnect();
+    const auto taken = session.takePublications();
+    ASSERT_THAT(refused, SizeIs(1));
+    ASSERT_THAT(refusedAgain, SizeIs(1));
+    ASSERT_THAT(taken, SizeIs(1));
+    EXPECT_EQ(refusedAgain[0].payload, refused[0].payload);
+    EXPECT_EQ(taken[0].payload, refused[0].payload);
+    EXPECT_TRUE(taken[0].retain);
+    reconnect();
+    EXPECT_THAT(session.takePublications(), IsEmpty()) << "and then no more";
+}
+
+TEST_F(PublisherTest, AnswersNoWhenTheSessionRefusesAndKeepsNothing) {
+    auto& session = connect();
+    addDelegate();
+    session.isRefusingPublications = true;
+    EXPECT_FALSE(publisher().publish(PushClientMessage::withMessage("hi", "bob01", "news")));
+    EXPECT_FALSE(publisher().publish("news", "hi"));
+    EXPECT_FALSE(publisher().publish("bob01", "news", "hi"));
+    EXPECT_FALSE(publisher().markAsRead("m1"));
+    EXPECT_FALSE(publisher().messageDismissed("m1"));
+    EXPECT_THAT(session.takePublications(), SizeIs(5));
+    EXPECT_THAT(takeHeard(), IsEmpty());
+    reconnect();
+    EXPECT_THAT(session.takePublications(), IsEmpty());
+}
+
+TEST_F(PublisherTest, SendsNothingThatJSONCannotCarry) {
+    auto& session = connect();
+    switchLogOn();
+    PushClientMessage message = PushClientMessage::withMessage("hi", "bob01", "news");
+    message.data = kUnserialisable;
+    EXPECT_FALSE(publisher().publish(message));
+    EXPECT_THAT(takeLog(), ElementsAre("#### Could not serialization dictionary to Data ####"));
+    EXPECT_FALSE(publisher().publish("news", "\xC3\x28"));
+    EXPECT_THAT(session.takePublications(), IsEmpty());
+}
+
+TEST_F(PublisherTest, LooksAtAnEventThatCanNeverBeSentOnceAConnect) {
+    auto& session = connect();
+    switchLogOn();
+    EXPECT_TRUE(publisher().publishEvent("login", kUnserialisable, {}));
+    EXPECT_TRUE(publisher().publishEvent("logout", Dictionary{{"id", "E2"}}, {}));
+    const auto complaints = [&] {
+        const auto log = takeLog();
+        return std::count(log.begin(), log.end(), "#### Could not serialization dictionary to Data ####");
+    };
+    EXPECT_EQ(complaints(), 1);
+    machine_.advanceBy(std::chrono::hours(1));
+    EXPECT_EQ(complaints(), 0) << "time alone brings no retry";
+    for (int connects = 0; connects < 5; ++connects) {
+        reconnect();
+        EXPECT_EQ(complaints(), 1);
+    }
+    const auto publications = session.takePublications();
+    ASSERT_THAT(publications, SizeIs(1)) << "the sound one, once";
+    EXPECT_EQ(publications[0].topic, "app/a1b2c3/event/logout/D3V1CE");
+}
+
+TEST_F(PublisherTest, QueuesEventsWithoutASessionInTheirOrder) {
+    identifyWithoutSession();
+    EXPECT_TRUE(publisher().publishEvent("first", Dictionary(), {}));
+    EXPECT_TRUE(publisher().publishEvent("second", Dictionary(), {.live = true}));
+    rooms_->connection.connectToServer();
+    auto& session = sessions_->latest();
+    EXPECT_THAT(session.takePublications(), IsEmpty());
+    session.connected();
+    machine_.runUntilIdle();
+    const auto publications = session.takePublications();
+    ASSERT_THAT(publications, SizeIs(2));
+    EXPECT_EQ(publications[0].topic, "app/a1b2c3/event/first/D3V1CE");
+    EXPECT_EQ(publications[1].topic, "app/a1b2c3/event/second/D3V1CE");
+    EXPECT_EQ(publications[1].qos, 0);
+}
+
+TEST_F(PublisherTest, DropsQueuedEventsWithTheClient) {
+    identifyWithoutSession();
+    EXPECT_TRUE(publisher().publishEvent("login", Dictionary(), {}));
+    const auto center = home_.notificationCenter;
+    rooms_.reset();
+    center->postNotification(
+        {std::string(PushClientDidChangeServerConnectionStateNotification), &manager_, {}});
+    machine_.runUntilIdle();
+    EXPECT_THAT(sessions_->made, IsEmpty());
+}
+
+TEST_F(PublisherTest, LogsTheTopicOfWhatItHandsOver) {
+    connect();
+    switchLogOn();
+    EXPECT_TRUE(publisher().markAsRead("m1"));
+    EXPECT_THAT(takeLog(), ElementsAre("Publishing on topic app/a1b2c3/event/seen/m1"));
+    identifyWithoutSession();
+    rooms_->connection.dropSession();
+    (void)takeLog();
+    EXPECT_FALSE(publisher().markAsRead("m1"));
+    EXPECT_THAT(takeLog(), IsEmpty()) << "nothing is said without a session";
+}
+
+TEST_F(PublisherTest, WritesReceiptsWithSixDecimals) {
+    auto& session = connect();
+    machine_.clock->setDate(dateFromSecondsSince1970(1514800000.0));
+    EXPECT_TRUE(publisher().markAsRead("m1"));
+    EXPECT_TRUE(publisher().messageDismissed("m1"));
+    EXPECT_TRUE(publisher().markAsRead(std::nullopt));
+    const auto publications = session.takePublications();
+    ASSERT_THAT(publications, SizeIs(3));
+    EXPECT_EQ(publications[0].topic, "app/a1b2c3/event/seen/m1");
+    EXPECT_EQ(publications[0].payload, "{\n  \"ts\" : \"1514800000000.000000\"\n}");
+    EXPECT_EQ(publications[0].qos, 1);
+    EXPECT_FALSE(publications[0].retain);
+    EXPECT_EQ(publications[1].topic, "app/a1b2c3/event/dismiss/m1");
+    EXPECT_EQ(publications[1].payload, publications[0].payload);
+    EXPECT_EQ(publications[2].topic, "app/a1b2c3/event/seen/(null)");
+}
+
+TEST_F(PublisherTest, ReportsARefusalOnce) {
+    auto& session = connect();
+    addDelegate();
+    EXPECT_FALSE(publisher().publishEvent("a/b", Dictionary(), {}));
+    EXPECT_THAT(takeHeard(), ElementsAre("delegate: FailInPublish -5002"));
+    EXPECT_FALSE(publisher().publish("bob01", "a/b", " "));
+    EXPECT_THAT(takeHeard(), ElementsAre("delegate: FailInPublish -5002"));
+    EXPECT_THAT(session.takePublications(), IsEmpty());
+    reconnect();
+    EXPECT_THAT(session.takePublications(), IsEmpty()) << "nothing invalid is queued";
+}
+
+}  // namespace
+}  // namespace xel
