@@ -201,10 +201,10 @@ public:
     /// Sends a message to the channel of one user, or, with the user id "*" or none, to the public channel; a
     /// blank channel is "default". A live message goes out at most once (QoS 0), every other at least once
     /// (QoS 1); the broker retains a stateful one. True when the session took it: what is at least once then
-    /// survives lost connections and the end of the process. False for an invalid channel or a blank body, and,
-    /// with nothing reported, when there is no session yet, when JSON cannot carry the message (a number that
-    /// is not finite, octets, a date, a text that is not UTF-8, more than 64 levels), and when the session
-    /// refuses it (over 1 MiB; a recipient that no topic may hold; 50,000 publications or 64 MiB
+    /// survives lost connections and the end of the process. False for an invalid channel or a blank body,
+    /// and, with nothing reported, when there is no session yet, when JSON cannot carry the message (a number
+    /// that is not finite, octets, a date, a text that is not UTF-8, more than 64 levels), and when the
+    /// session refuses it (over 1 MiB; a recipient that no topic may hold; 50,000 publications or 64 MiB
     /// unacknowledged; a failure to store it).
     bool publish(const PushClientMessage& message);
     /// Sends a text to a public channel ("news"). Answers as above.
@@ -222,8 +222,8 @@ public:
     /// Answers as `publish` does.
     bool markAsRead(const std::optional<std::string>& messageId);
     bool messageDismissed(const std::optional<std::string>& messageId);
-    /// A dictionary as publications carry it: JSON octets, or, for one that JSON cannot carry, nothing after a
-    /// log line.
+    /// A dictionary as publications carry it: JSON octets, or, for one that JSON cannot carry, nothing after
+    /// a log line.
     [[nodiscard]] std::optional<std::string> serializeToDict(
         const std::optional<Dictionary>& dictionary) const;
     /// The same as a text, which is empty for a dictionary that JSON cannot carry.
@@ -243,9 +243,9 @@ public:
     bool requestVerificationCode(const std::optional<std::string>& userId,
                                  const std::optional<std::string>& media,
                                  PushClientVerificationHandlerBlock completionBlock);
-    /// Checks the code that the user typed. True when the request was sent; its outcome goes to delegates, the
-    /// verify-code handler and a notification. False, with the error reported, for a blank user id or code
-    /// (5014), and before `registerApplication` (-5001).
+    /// Checks the code that the user typed. True when the request was sent; its outcome goes to delegates,
+    /// the verify-code handler and a notification. False, with the error reported, for a blank user id or
+    /// code (5014), and before `registerApplication` (-5001).
     bool verifyUserCode(const std::optional<std::string>& userId, const std::optional<std::string>& userCode);
     /// As above, keeping the block as the verify-code handler first.
     bool verifyUserCode(const std::optional<std::string>& userId, const std::optional<std::string>& userCode,

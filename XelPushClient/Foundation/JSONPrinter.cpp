@@ -87,10 +87,9 @@ private:
         // expect.
         const double size = std::fabs(number);
         const bool isPlain = size >= kSmallestPlainNumber && size < kLargestPlainNumber;
-        const auto written =
-            isPlain ? std::to_chars(digits.data(), digits.data() + digits.size(), number,
-                                    std::chars_format::fixed)
-                    : std::to_chars(digits.data(), digits.data() + digits.size(), number);
+        const auto written = isPlain ? std::to_chars(digits.data(), digits.data() + digits.size(), number,
+                                                     std::chars_format::fixed)
+                                     : std::to_chars(digits.data(), digits.data() + digits.size(), number);
         text_.append(digits.data(), written.ptr);
     }
 

@@ -23,7 +23,7 @@ void require(int code, const char* what) {
 std::string idOf(std::string_view payload) {
     const auto event = xel::sandbox::parseJsonObject(payload);
     return event && event->contains("id") && (*event)["id"].is_string() ? (*event)["id"].get<std::string>()
-                                                                         : "(no id)";
+                                                                        : "(no id)";
 }
 
 }  // namespace

@@ -9,9 +9,10 @@
 
 namespace xel::killtest {
 
-/// Publishes several events a millisecond for as long as the client has a session, connected or not, and notes
-/// each id that the client has answered YES for. The note comes after the YES: an id in the notes is a promise
-/// that the client made, while one that was promised and not yet noted when the process died is missing there.
+/// Publishes several events a millisecond for as long as the client has a session, connected or not, and
+/// notes each id that the client has answered YES for. The note comes after the YES: an id in the notes is a
+/// promise that the client made, while one that was promised and not yet noted when the process died is
+/// missing there.
 class EventPublisher {
 public:
     /// All three outlive the run loop's last turn.

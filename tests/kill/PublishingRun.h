@@ -12,7 +12,6 @@ namespace xel::killtest {
 /// that the client had promised reached a subscriber.
 [[nodiscard]] bool testPublishing(const std::string& hostProgram,
                                   std::chrono::steady_clock::duration duration,
-                                  const std::filesystem::path& folder,
-                                  const xel::sandbox::SandboxInfo& info);
+                                  const std::filesystem::path& folder, const xel::sandbox::SandboxInfo& info);
 
 }  // namespace xel::killtest

@@ -12,8 +12,8 @@ namespace xel::killtest {
 /// Written at the beginning of every life of the host.
 inline constexpr std::string_view kStartLine = "# start";
 
-/// The file in which the host notes every message it is handed, or every event it was promised, one line each. A line is one write(2): what
-/// is noted survives SIGKILL, and a line is there whole or not at all.
+/// The file in which the host notes every message it is handed, or every event it was promised, one line
+/// each. A line is one write(2): what is noted survives SIGKILL, and a line is there whole or not at all.
 class ReceivedLog {
 public:
     explicit ReceivedLog(const std::string& path)

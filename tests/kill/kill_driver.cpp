@@ -1,11 +1,11 @@
-// Kills a host with SIGKILL about twice a second while messages flow to it, or events from it, and looks whether
-// one is lost.
+// Kills a host with SIGKILL about twice a second while messages flow to it, or events from it, and looks
+// whether one is lost.
 //
 //   kill_driver <kill_host program> <seconds> <state folder> [way ...]
 //
 // The time is shared by the ways: the three in which a host may hear of messages (delegate, block,
-// notification), and publish, a host that publishes events; all four unless some are named. The broker is a real one with its own default of 20 messages in flight; the messages go
-// through the local push service.
+// notification), and publish, a host that publishes events; all four unless some are named. The broker is a
+// real one with its own default of 20 messages in flight; the messages go through the local push service.
 
 #include <algorithm>
 #include <chrono>
@@ -122,9 +122,9 @@ int main(int argc, char** argv) {
         const Clock::duration each = std::chrono::seconds(std::max(count, std::atoi(argv[2]))) / count;
         bool isGood = true;
         for (const auto& way : ways) {
-            const bool isWayGood =
-                way == "publish" ? xel::killtest::testPublishing(argv[1], each, folder, service.info())
-                                 : testReceiving(way, argv[1], each, folder, service.info());
+            const bool isWayGood = way == "publish"
+                                       ? xel::killtest::testPublishing(argv[1], each, folder, service.info())
+                                       : testReceiving(way, argv[1], each, folder, service.info());
             isGood = isWayGood && isGood;
         }
         service.stop();

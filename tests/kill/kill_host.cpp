@@ -103,7 +103,8 @@ int run(const std::string& way, const std::string& stateFolder, const std::strin
 
 int main(int argc, char** argv) {
     if (argc != 5) {
-        std::cerr << "usage: kill_host <delegate|block|notification|publish|drain> <state folder> <notes> <CA file>\n";
+        std::cerr << "usage: kill_host <delegate|block|notification|publish|drain> <state folder> <notes> "
+                     "<CA file>\n";
         return 2;
     }
     try {

@@ -111,13 +111,13 @@ void expectPublication(ScenarioWorld& world, Words& words) {
     while (!words.isAtEnd()) {
         const auto word = words.take("a field");
         if (word == "body") {
-            checks.emplace_back([wanted = world.readDocument(words.take("a document"))](const Dictionary& body) {
-                requireMembers(body, wanted);
-            });
+            checks.emplace_back([wanted = world.readDocument(words.take("a document"))](
+                                    const Dictionary& body) { requireMembers(body, wanted); });
         } else if (word == "exactly") {
-            checks.emplace_back([wanted = world.readDocument(words.take("a document"))](const Dictionary& body) {
-                require(Value(body) == wanted, "the body is " + printJSON(body, JSONLayout::OneLine));
-            });
+            checks.emplace_back(
+                [wanted = world.readDocument(words.take("a document"))](const Dictionary& body) {
+                    require(Value(body) == wanted, "the body is " + printJSON(body, JSONLayout::OneLine));
+                });
         } else if (word == "keeping") {
             const auto key = words.take("a key");
             words.take("as");

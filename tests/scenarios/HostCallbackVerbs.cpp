@@ -68,7 +68,7 @@ void setMessageBlock(ScenarioWorld& world, const std::string& name) {
 }
 
 std::function<void(bool, const std::optional<NSError>&)> hearingFlag(ScenarioWorld& world,
-                                                                    const std::string& name) {
+                                                                     const std::string& name) {
     return [&world, name](bool isTrue, const std::optional<NSError>& error) {
         Fields fields = error ? fieldsOf(*error) : Fields();
         fields.emplace_back("error", yesOrNo(error.has_value()));

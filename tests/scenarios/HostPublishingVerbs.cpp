@@ -34,8 +34,8 @@ void publishEvent(ScenarioWorld& world, Words& words) {
         data = *world.readDocument(*document).asDictionary();
     }
     const bool isLive = words.takeIf("live");
-    world.lastResult = world.manager().publishEvent(
-        name, data, {.live = isLive, .stateful = words.takeIf("stateful")});
+    world.lastResult =
+        world.manager().publishEvent(name, data, {.live = isLive, .stateful = words.takeIf("stateful")});
 }
 
 void markAsRead(ScenarioWorld& world, Words& words) {

@@ -8,8 +8,7 @@ namespace {
 void requestVerificationCode(ScenarioWorld& world, Words& words) {
     const auto userId = words.takeOptional("a user id");
     if (words.takeIf("media")) {
-        world.lastResult =
-            world.manager().requestVerificationCode(userId, words.takeOptional("the media"));
+        world.lastResult = world.manager().requestVerificationCode(userId, words.takeOptional("the media"));
     } else {
         world.lastResult = world.manager().requestVerificationCode(userId);
     }
@@ -27,9 +26,7 @@ std::function<void(std::int64_t)> hearingCount(ScenarioWorld& world) {
 }
 
 std::function<void(const NSError&)> hearingFailure(ScenarioWorld& world, const std::string& name) {
-    return [&world, name](const NSError& error) {
-        world.hearBlock({name, fieldsOf(error)});
-    };
+    return [&world, name](const NSError& error) { world.hearBlock({name, fieldsOf(error)}); };
 }
 
 /// "addTag <name> [with blocks]", "removeTag <name> [with blocks]".

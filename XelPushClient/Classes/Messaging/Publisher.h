@@ -48,8 +48,8 @@ public:
     bool markAsRead(const std::optional<std::string>& messageId);
     bool messageDismissed(const std::optional<std::string>& messageId);
 
-    /// True once the arguments are valid. An event that could not be handed over is tried again, with the same
-    /// "id" and "createdAt", each time the client connects.
+    /// True once the arguments are valid. An event that could not be handed over is tried again, with the
+    /// same "id" and "createdAt", each time the client connects.
     bool publishEvent(const std::string& eventName, const std::optional<Dictionary>& data,
                       PublishEventOptions options);
 

@@ -55,9 +55,9 @@ bool Verification::requestVerificationCode(const std::optional<std::string>& use
         handleVerifyUserCode(false, clientError(kPushClientNotInitializedErrorCode, kNotInitialized));
         return false;
     }
-    return ask(formatted("verification/requestCode/%@?access_token=%@", encodeUrlString(*userId),
-                         settings_.apiKey),
-               &Verification::handleSentVerificationCode);
+    return ask(
+        formatted("verification/requestCode/%@?access_token=%@", encodeUrlString(*userId), settings_.apiKey),
+        &Verification::handleSentVerificationCode);
 }
 
 bool Verification::verifyUserCode(const std::optional<std::string>& userId,
@@ -67,9 +67,8 @@ bool Verification::verifyUserCode(const std::optional<std::string>& userId,
         return false;
     }
     // As they were given, without percent-encoding: the backend compares them so.
-    return ask(
-        formatted("verification/verifyCode/%@/%@?access_token=%@", userId, userCode, settings_.apiKey),
-        &Verification::handleVerifyUserCode);
+    return ask(formatted("verification/verifyCode/%@/%@?access_token=%@", userId, userCode, settings_.apiKey),
+               &Verification::handleVerifyUserCode);
 }
 
 bool Verification::ask(const std::string& path, Outcome handle) {

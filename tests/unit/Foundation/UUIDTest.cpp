@@ -15,8 +15,7 @@ TEST(UUID, HasTheTextFormOfVersionFour) {
         ASSERT_EQ(text.size(), 36U);
         for (std::size_t at = 0; at < text.size(); ++at) {
             const bool isHyphen = at == 8 || at == 13 || at == 18 || at == 23;
-            const bool isDigit =
-                (text[at] >= '0' && text[at] <= '9') || (text[at] >= 'a' && text[at] <= 'f');
+            const bool isDigit = (text[at] >= '0' && text[at] <= '9') || (text[at] >= 'a' && text[at] <= 'f');
             ASSERT_TRUE(isHyphen ? text[at] == '-' : isDigit) << text;
         }
         ASSERT_EQ(text[14], '4') << text;

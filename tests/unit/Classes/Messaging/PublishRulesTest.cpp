@@ -18,14 +18,14 @@ TEST(ChannelToPublishOn, IsTheChannelOrTheDefaultOne) {
         Text channel;
         Text wanted;
     } kCases[] = {
-        {"news", "news"},     {"gr\xC3\xBC\xC3\x9F", "gr\xC3\xBC\xC3\x9F"},
-        {kMissing, "default"}, {"", "default"},
-        {" \t", "default"},    {"\n", "default"},
-        {"a/b", kMissing},     {"/", kMissing},
+        {"news", "news"},          {"gr\xC3\xBC\xC3\x9F", "gr\xC3\xBC\xC3\x9F"},
+        {kMissing, "default"},     {"", "default"},
+        {" \t", "default"},        {"\n", "default"},
+        {"a/b", kMissing},         {"/", kMissing},
         {"public/news", kMissing}, {"private/orders", kMissing},
-        {"a b", kMissing},     {"#", kMissing},
-        {"+", kMissing},       {"*", kMissing},
-        {"a\\b", kMissing},    {"a\xFF", kMissing},
+        {"a b", kMissing},         {"#", kMissing},
+        {"+", kMissing},           {"*", kMissing},
+        {"a\\b", kMissing},        {"a\xFF", kMissing},
     };
     for (const auto& test : kCases) {
         EXPECT_EQ(channelToPublishOn(test.channel), test.wanted) << test.channel.value_or("(missing)");
@@ -62,9 +62,9 @@ TEST(TextRefusal, LooksAtTheTextAndThenAtTheChannel) {
         Text text;
         Text wanted;
     } kCases[] = {
-        {"news", "hi", kMissing},   {"private/news", "hi", kMissing}, {"news", " ", kNoText},
-        {"news", kMissing, kNoText}, {"", "hi", kNoChannel},          {kMissing, "hi", kNoChannel},
-        {" ", "hi", kNoChannel},     {"a b", "hi", kNoChannel},       {"#", "", kNoChannel},
+        {"news", "hi", kMissing},    {"private/news", "hi", kMissing}, {"news", " ", kNoText},
+        {"news", kMissing, kNoText}, {"", "hi", kNoChannel},           {kMissing, "hi", kNoChannel},
+        {" ", "hi", kNoChannel},     {"a b", "hi", kNoChannel},        {"#", "", kNoChannel},
     };
     for (const auto& test : kCases) {
         EXPECT_EQ(textRefusal(test.channel, test.text), test.wanted) << test.channel.value_or("(missing)");

@@ -23,8 +23,9 @@ protected:
     }
     [[nodiscard]] Dictionary read(const ScriptedSession::Publication& publication) const {
         const auto document = machine_.json->JSONObjectWithData(publication.payload);
-        return document.isOk() && document.value().asDictionary() != nullptr ? *document.value().asDictionary()
-                                                                            : Dictionary();
+        return document.isOk() && document.value().asDictionary() != nullptr
+                   ? *document.value().asDictionary()
+                   : Dictionary();
     }
     void reconnect() {
         rooms_->connection.setConnectionState(PushClientServerDisconnectedState);
@@ -42,7 +43,8 @@ TEST_F(PublisherTest, ChoosesQualityOfServiceAndRetainFlag) {
             message.live = live;
             message.stateful = stateful;
             EXPECT_TRUE(publisher().publish(message));
-            EXPECT_TRUE(publisher().publishEvent("login", Dictionary(), {.live = live, .stateful = stateful}));
+            EXPECT_TRUE(
+                publisher().publishEvent("login", Dictionary(), {.live = live, .stateful = stateful}));
             const auto publications = session.takePublications();
             ASSERT_THAT(publications, SizeIs(2));
             for (const auto& publication : publications) {

@@ -138,8 +138,8 @@ TEST_F(RestRequestsTest, HandFailuresOnAsTheyAre) {
         machine_.http->fail("GET", "things", code, "no luck");
         ask("GET", "things");
         machine_.runUntilIdle();
-        EXPECT_THAT(takeHeard(), ElementsAre(formatted("failure NSURLErrorDomain %d",
-                                                       static_cast<std::int64_t>(code))));
+        EXPECT_THAT(takeHeard(),
+                    ElementsAre(formatted("failure NSURLErrorDomain %d", static_cast<std::int64_t>(code))));
         EXPECT_THAT(takeLog(), ElementsAre("Request reponse Error no luck"));
     }
 }

@@ -61,9 +61,14 @@ TEST_F(TagsTest, HandsTheCountOn) {
         const char* answer;
         std::vector<std::string> wanted;
     } kCases[] = {
-        {R"({"count":3})", {"count 3"}}, {R"({"count":2.9})", {"count 2"}}, {R"({"count":0})", {"count 0"}},
-        {R"({"count":-1})", {"count -1"}}, {R"({"count":null})", {}},      {R"({"counts":1})", {}},
-        {"[1]", {}},                       {"7", {}},
+        {R"({"count":3})", {"count 3"}},
+        {R"({"count":2.9})", {"count 2"}},
+        {R"({"count":0})", {"count 0"}},
+        {R"({"count":-1})", {"count -1"}},
+        {R"({"count":null})", {}},
+        {R"({"counts":1})", {}},
+        {"[1]", {}},
+        {"7", {}},
     };
     for (const auto& test : kCases) {
         machine_.http->answer("GET", "addTag/alice01/vip", 200, test.answer);
@@ -82,10 +87,16 @@ TEST_F(TagsTest, RefusesInItsOrderWithDomainsOfItsOwn) {
         std::vector<std::string> log;
     } kCases[] = {
         {" ", " ", " ", "NotInitialized 506 You are not initialized yet.", {"You are not initialized yet."}},
-        {"", "alice01", "vip", "NotInitialized 506 You are not initialized yet.",
+        {"",
+         "alice01",
+         "vip",
+         "NotInitialized 506 You are not initialized yet.",
          {"You are not initialized yet."}},
         {"key", " ", " ", "NotRegistered 505 You are not registered yet.", {"You are not registered yet."}},
-        {std::nullopt, "\t", "vip", "NotRegistered 505 You are not registered yet.",
+        {std::nullopt,
+         "\t",
+         "vip",
+         "NotRegistered 505 You are not registered yet.",
          {"You are not registered yet."}},
         {"key", "alice01", "  ", "Argument 500 name argument is null or empty", {}},
         {"key", std::nullopt, "", "Argument 500 name argument is null or empty", {}},

@@ -24,7 +24,8 @@ protected:
 
 TEST_F(VerificationTest, BuildsItsPathsFromWhatItWasGiven) {
     EXPECT_TRUE(rooms_->verification.requestVerificationCode("a/b c&"));
-    EXPECT_TRUE(lastURL().ends_with("/api/verification/requestCode/a%2Fb%20c%26?access_token=key")) << lastURL();
+    EXPECT_TRUE(lastURL().ends_with("/api/verification/requestCode/a%2Fb%20c%26?access_token=key"))
+        << lastURL();
     EXPECT_TRUE(rooms_->verification.verifyUserCode("a&b", "1%202"));
     EXPECT_TRUE(lastURL().ends_with("/api/verification/verifyCode/a&b/1%202?access_token=key")) << lastURL();
     EXPECT_EQ(machine_.http->requests().back().method, "GET");
@@ -36,10 +37,18 @@ TEST_F(VerificationTest, ReadsTheOutcomeFromTheAnswer) {
         const char* answer;
         bool wanted;
     } kCases[] = {
-        {R"({"result":true})", true},  {R"({"result":1})", true},   {R"({"result":0.5})", true},
-        {R"({"result":false})", false}, {R"({"result":0})", false},  {R"({"result":null})", false},
-        {R"({"result":{}})", false},    {R"({"results":1})", false}, {"{}", false},
-        {"[]", false},                  {"true", false},             {"null", false},
+        {R"({"result":true})", true},
+        {R"({"result":1})", true},
+        {R"({"result":0.5})", true},
+        {R"({"result":false})", false},
+        {R"({"result":0})", false},
+        {R"({"result":null})", false},
+        {R"({"result":{}})", false},
+        {R"({"results":1})", false},
+        {"{}", false},
+        {"[]", false},
+        {"true", false},
+        {"null", false},
     };
     for (const auto& test : kCases) {
         machine_.http->answer("GET", "requestCode/alice01", 200, test.answer);
@@ -47,10 +56,10 @@ TEST_F(VerificationTest, ReadsTheOutcomeFromTheAnswer) {
         EXPECT_TRUE(rooms_->verification.requestVerificationCode("alice01"));
         EXPECT_TRUE(rooms_->verification.verifyUserCode("alice01", "1"));
         machine_.runUntilIdle();
-        EXPECT_THAT(takeHeard(), ElementsAre("delegate: SentVerificationCode",
-                                             test.wanted ? "sent 1 0" : "sent 0 0",
-                                             test.wanted ? "delegate: VerifyUserCode 1" : "delegate: VerifyUserCode 0",
-                                             test.wanted ? "verified 1 0" : "verified 0 0"))
+        EXPECT_THAT(takeHeard(),
+                    ElementsAre("delegate: SentVerificationCode", test.wanted ? "sent 1 0" : "sent 0 0",
+                                test.wanted ? "delegate: VerifyUserCode 1" : "delegate: VerifyUserCode 0",
+                                test.wanted ? "verified 1 0" : "verified 0 0"))
             << test.answer;
     }
     EXPECT_EQ(rooms_->settings.failureError, std::nullopt);
