@@ -7,6 +7,7 @@
 #include <boost/asio/error.hpp>
 #include <boost/asio/ip/address.hpp>
 
+#include "XelPushClient/Linux/NameLookup.h"
 #include "XelPushClient/Linux/TLSErrors.h"
 
 namespace xel {
@@ -16,8 +17,7 @@ using asio::ip::tcp;
 
 namespace {
 
-std::vector<tcp::endpoint> alternatingFamilies(const tcp::resolver::results_type& found) {
-    std::vector<tcp::endpoint> all(found.begin(), found.end());
+std::vector<tcp::endpoint> alternatingFamilies(std::vector<tcp::endpoint> all) {
     if (all.empty()) {
         return all;
     }
@@ -49,7 +49,7 @@ std::string describeEndpoint(const tcp::endpoint& endpoint) {
 
 AsioConnector::AsioConnector(std::weak_ptr<AsioLoopCore> core, asio::io_context& context,
                              std::chrono::milliseconds timeForAddress)
-    : core_(std::move(core)), context_(context), timeForAddress_(timeForAddress), resolver_(context) {}
+    : core_(std::move(core)), context_(context), timeForAddress_(timeForAddress) {}
 
 void AsioConnector::inPass(const std::function<void()>& work) {
     if (const auto core = core_.lock()) {
@@ -73,17 +73,15 @@ void AsioConnector::start(const std::string& host, std::uint16_t port, Done done
         }
         return;
     }
-    resolver_.async_resolve(
-        host, std::to_string(port), tcp::resolver::numeric_service,
-        [self = shared_from_this()](const boost::system::error_code& error,
-                                    const tcp::resolver::results_type& found) {
-            self->inPass([&] { self->nameWasResolved(error, alternatingFamilies(found)); });
-        });
+    lookUpName(core_, host, port, [weak = weak_from_this()](const NameLookupAnswer& answer) {
+        if (const auto self = weak.lock()) {
+            self->nameWasResolved(answer.error, alternatingFamilies(answer.endpoints));
+        }
+    });
 }
 
 void AsioConnector::cancel() {
     done_ = nullptr;
-    resolver_.cancel();
     if (socket_) {
         boost::system::error_code ignored;
         socket_->close(ignored);

@@ -16,7 +16,7 @@
 
 namespace xel {
 
-/// Finds a host and connects to it: looks the name up on Asio's own thread, and tries the addresses in turn,
+/// Finds a host and connects to it: looks the name up on another thread, and tries the addresses in turn,
 /// the two address families alternating (as RFC 8305 section 4 orders them), each for a limited time. Thread:
 /// the loop's. Its owner keeps it alive until it answers or is cancelled.
 class AsioConnector final : public std::enable_shared_from_this<AsioConnector> {
@@ -45,7 +45,6 @@ private:
     std::weak_ptr<AsioLoopCore> core_;
     boost::asio::io_context& context_;
     std::chrono::milliseconds timeForAddress_;
-    boost::asio::ip::tcp::resolver resolver_;
     std::string hostAndPort_;
     Done done_;
     std::vector<Endpoint> endpoints_;

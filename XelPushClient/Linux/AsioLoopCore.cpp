@@ -51,6 +51,17 @@ void AsioLoopCore::postPass() {
         }
         core->runThenDrain([] {});
     });
+    if (wakeUp_) {
+        wakeUp_();
+    }
+}
+
+void AsioLoopCore::setWakeUp(std::function<void()> wakeUp) {
+    const std::lock_guard lock(mutex_);
+    wakeUp_ = std::move(wakeUp);
+    if (wakeUp_ && isPassPosted_) {
+        wakeUp_();
+    }
 }
 
 void AsioLoopCore::callAtEndOfPass(std::weak_ptr<PassEndObserver> observer) {

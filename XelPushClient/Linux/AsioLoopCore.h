@@ -70,6 +70,13 @@ public:
     void requestStop() { isStopRequested_.store(true); }
     [[nodiscard]] bool clearStop() { return isStopRequested_.exchange(false); }
 
+    /// When the next timer is due; none when none is scheduled. On the loop's thread.
+    [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> nextDeadline();
+
+    /// Has the block called, from any thread, whenever the context gets something to run that its own
+    /// descriptors do not tell of.
+    void setWakeUp(std::function<void()> wakeUp);
+
     /// Throws away everything posted and scheduled, and leaves the `io_context` alone from then on.
     void shutDown();
 
@@ -109,6 +116,7 @@ private:
     bool isPassPosted_ = false;                    // guarded by mutex_
     bool isShutDown_ = false;                      // guarded by mutex_
     bool isBusy_ = false;                          // guarded by mutex_; a pass is under way
+    std::function<void()> wakeUp_;                 // guarded by mutex_
 
     bool isInPass_ = false;
     std::size_t blocksLeftInPass_ = 0;

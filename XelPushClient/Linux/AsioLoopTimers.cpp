@@ -120,6 +120,15 @@ void AsioLoopCore::fireDueTimers() {
     }
 }
 
+std::optional<SteadyTime> AsioLoopCore::nextDeadline() {
+    while (!timers_.empty() && !timers_.front()->isValid()) {
+        std::pop_heap(timers_.begin(), timers_.end(), TimerOrder());
+        timers_.pop_back();
+        --invalidTimers_;
+    }
+    return timers_.empty() ? std::nullopt : std::optional(timers_.front()->deadline());
+}
+
 void AsioLoopCore::timerWasInvalidated() {
     ++invalidTimers_;
     if (invalidTimers_ > 64 && invalidTimers_ > timers_.size() / 2) {

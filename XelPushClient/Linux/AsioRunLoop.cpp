@@ -5,8 +5,16 @@
 #include <boost/asio/executor_work_guard.hpp>
 
 #include "XelPushClient/Linux/AsioLoopCore.h"
+#include "XelPushClient/Linux/LoopDescriptor.h"
 
 namespace xel {
+
+namespace {
+
+/// Handlers of one step at most: a host's own work gets its turn.
+constexpr int kMostHandlersInStep = 256;
+
+}  // namespace
 
 // One thread runs the context, which spares it waking others up.
 AsioRunLoop::AsioRunLoop()
@@ -18,6 +26,7 @@ AsioRunLoop::AsioRunLoop(boost::asio::io_context& hostContext)
     : core_(std::make_shared<AsioLoopCore>(hostContext)), context_(hostContext) {}
 
 AsioRunLoop::~AsioRunLoop() {
+    core_->setWakeUp(nullptr);
     core_->shutDown();
 }
 
@@ -57,6 +66,50 @@ void AsioRunLoop::run() {
 void AsioRunLoop::stop() {
     core_->requestStop();
     context_.stop();
+}
+
+int AsioRunLoop::fileDescriptor() {
+    if (!descriptor_) {
+        descriptor_ = std::make_unique<LoopDescriptor>(context_);
+        core_->setWakeUp([bell = descriptor_->bell()] { bell->ring(); });
+    }
+    return descriptor_->fileDescriptor();
+}
+
+std::optional<std::chrono::steady_clock::time_point> AsioRunLoop::nextDeadline() {
+    return core_->nextDeadline();
+}
+
+void AsioRunLoop::step() {
+    if (core_->isCurrent() && core_->isInPass()) {
+        throw std::logic_error("a run loop was stepped inside one of its own blocks");
+    }
+    core_->becomeOwner();
+    // What is left, also by an exception, is told by the bell: the descriptor knows of new things only.
+    class RingIfWorkIsLeft {
+    public:
+        explicit RingIfWorkIsLeft(AsioRunLoop& loop) : loop_(loop) {}
+        RingIfWorkIsLeft(const RingIfWorkIsLeft&) = delete;
+        RingIfWorkIsLeft& operator=(const RingIfWorkIsLeft&) = delete;
+        ~RingIfWorkIsLeft() {
+            if (!isDone && loop_.descriptor_) {
+                loop_.descriptor_->bell()->ring();
+            }
+        }
+        bool isDone = false;
+
+    private:
+        AsioRunLoop& loop_;
+    };
+    RingIfWorkIsLeft ring(*this);
+    (void)core_->clearStop();
+    context_.restart();
+    for (int handlers = 0; handlers < kMostHandlersInStep; ++handlers) {
+        if (context_.poll_one() == 0) {
+            ring.isDone = !context_.stopped();
+            return;
+        }
+    }
 }
 
 void AsioRunLoop::runThenDrain(const std::function<void()>& work) {

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include <boost/asio/io_context.hpp>
 
@@ -11,6 +12,7 @@
 namespace xel {
 
 class AsioLoopCore;
+class LoopDescriptor;
 
 /// A run loop on Boost.Asio: on an `io_context` of its own, or on the host's.
 ///
@@ -42,6 +44,21 @@ public:
     /// handler, so that what the work posts costs no further wait for events. On the loop's thread.
     void runThenDrain(const std::function<void()>& work);
 
+    // For a host whose own loop waits for descriptors (GLib, Qt, poll): instead of `run` it waits until the
+    // descriptor is readable or the deadline has come, and calls `step`. All on the loop's thread.
+
+    /// Readable whenever `step` has something to do; level-triggered, and the loop's own: it is neither read
+    /// nor closed. Made on first use. Throws `std::runtime_error` when the system does not show it, which
+    /// takes /proc.
+    [[nodiscard]] int fileDescriptor();
+    /// When the next timer is due; none when none is. The descriptor tells of timers too: this is for hosts
+    /// that sleep by a time of their own.
+    [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> nextDeadline();
+    /// Runs what is due, for a bounded time, and never waits. Throws what a block throws, and
+    /// `std::logic_error` when it is called inside one of the loop's blocks. `stop` ends the step under
+    /// way; the next one goes on.
+    void step();
+
     [[nodiscard]] boost::asio::io_context& ioContext() { return context_; }
     [[nodiscard]] const std::shared_ptr<AsioLoopCore>& core() { return core_; }
 
@@ -50,6 +67,7 @@ private:
     // Destroyed before the core: handlers that are never run may still hold things that post.
     std::unique_ptr<boost::asio::io_context> ownContext_;
     boost::asio::io_context& context_;
+    std::unique_ptr<LoopDescriptor> descriptor_;
 };
 
 }  // namespace xel
