@@ -13,4 +13,16 @@ function(xelpush_add_library target alias)
     xelpush_configure_target(${target})
     target_compile_features(${target} PUBLIC cxx_std_20)
     target_include_directories(${target} PUBLIC "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>")
+    get_target_property(type ${target} TYPE)
+    if(type STREQUAL "SHARED_LIBRARY")
+        set(exports "${PROJECT_SOURCE_DIR}/cmake/exports.map")
+        set_target_properties(
+            ${target}
+            PROPERTIES VERSION "${PROJECT_VERSION}"
+                       SOVERSION "${PROJECT_VERSION_MAJOR}"
+                       LINK_DEPENDS "${exports}")
+        target_link_options(${target} PRIVATE "LINKER:--version-script=${exports}")
+        # Nobody replaces our functions from outside, so they may be inlined as in an archive.
+        target_compile_options(${target} PRIVATE -fno-semantic-interposition)
+    endif()
 endfunction()

@@ -25,12 +25,12 @@ fs::path findBrokerPlugin(const fs::path& wanted) {
             plugin = named;
         }
     }
-#ifdef XELPUSH_BROKER_PLUGIN_PATH
     if (plugin.empty()) {
-        plugin = XELPUSH_BROKER_PLUGIN_PATH;
+        // The tree that it was built in is gone on other machines; there it is where it was installed.
+        plugin = ::access(XELPUSH_BROKER_PLUGIN_PATH, R_OK) == 0 ? XELPUSH_BROKER_PLUGIN_PATH
+                                                                 : XELPUSH_INSTALLED_PLUGIN;
     }
-#endif
-    if (plugin.empty() || ::access(plugin.c_str(), R_OK) != 0) {
+    if (::access(plugin.c_str(), R_OK) != 0) {
         throw SandboxError("there is no broker plugin '" + plugin.string() +
                            "'; build xelpush_broker_plugin, or name it in XELPUSH_BROKER_PLUGIN");
     }

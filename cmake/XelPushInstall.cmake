@@ -1,0 +1,78 @@
+# What `cmake --install` puts where, for find_package(XelPushClient), pkg-config and the packages.
+#
+# Three components: library (shared libraries), development (headers, archives, CMake and pkg-config files), tools
+# (the xelpush command and what it needs).
+
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(XELPUSH_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/XelPushClient")
+# Beside the libraries: the local push service's broker loads it, nothing links it.
+set(XELPUSH_PLUGIN_DIR "${CMAKE_INSTALL_LIBDIR}/xelpush")
+
+# Installs a library and what find_package needs to know of it. `name` is what follows "XelPushClient::".
+function(xelpush_install_library target name)
+    set_target_properties(${target} PROPERTIES EXPORT_NAME ${name})
+    target_include_directories(${target} INTERFACE "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
+    install(
+        TARGETS ${target}
+        EXPORT XelPushClient${name}
+        LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT library NAMELINK_COMPONENT development
+        ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
+    install(
+        EXPORT XelPushClient${name}
+        FILE XelPushClient${name}Targets.cmake
+        NAMESPACE XelPushClient::
+        DESTINATION "${XELPUSH_CMAKE_DIR}"
+        COMPONENT development)
+endfunction()
+
+# The headers of some folders below XelPushClient/, and the umbrella.
+function(xelpush_install_headers)
+    install(
+        FILES "${PROJECT_SOURCE_DIR}/XelPushClient/XelPushClient.h"
+        DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/XelPushClient"
+        COMPONENT development)
+    foreach(folder IN LISTS ARGN)
+        install(
+            DIRECTORY "${PROJECT_SOURCE_DIR}/XelPushClient/${folder}"
+            DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/XelPushClient"
+            COMPONENT development
+            FILES_MATCHING
+            PATTERN "*.h")
+    endforeach()
+endfunction()
+
+# A pkg-config file: its name, what it is, what it links, and the packages and libraries behind that.
+function(xelpush_install_pkgconfig name)
+    cmake_parse_arguments(PARSE_ARGV 1 pc "" "DESCRIPTION;LIBRARY" "REQUIRES;PRIVATE_PACKAGES;PRIVATE_LIBRARIES")
+    if(BUILD_SHARED_LIBS)
+        set(private "")
+        set(private_libraries "")
+        list(JOIN pc_REQUIRES ", " requires)
+    else()
+        # An archive does not know what it needs: whoever links it must.
+        list(JOIN pc_PRIVATE_LIBRARIES " " private_libraries)
+        list(APPEND pc_REQUIRES ${pc_PRIVATE_PACKAGES})
+        list(JOIN pc_REQUIRES ", " requires)
+    endif()
+    configure_file("${PROJECT_SOURCE_DIR}/cmake/xelpushclient.pc.in" "${PROJECT_BINARY_DIR}/${name}.pc" @ONLY)
+    install(
+        FILES "${PROJECT_BINARY_DIR}/${name}.pc"
+        DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
+        COMPONENT development)
+endfunction()
+
+function(xelpush_install_package_config)
+    configure_package_config_file(
+        "${PROJECT_SOURCE_DIR}/cmake/XelPushClientConfig.cmake.in" "${PROJECT_BINARY_DIR}/XelPushClientConfig.cmake"
+        INSTALL_DESTINATION "${XELPUSH_CMAKE_DIR}")
+    write_basic_package_version_file(
+        "${PROJECT_BINARY_DIR}/XelPushClientConfigVersion.cmake"
+        COMPATIBILITY SameMajorVersion)
+    install(
+        FILES "${PROJECT_BINARY_DIR}/XelPushClientConfig.cmake"
+              "${PROJECT_BINARY_DIR}/XelPushClientConfigVersion.cmake"
+        DESTINATION "${XELPUSH_CMAKE_DIR}"
+        COMPONENT development)
+endfunction()

@@ -1,0 +1,41 @@
+# Debian packages by `cpack -G DEB`: library, development, tools.
+
+set(CPACK_PACKAGE_NAME xelpushclient)
+set(CPACK_PACKAGE_VENDOR "XelPushClient maintainers")
+set(CPACK_PACKAGE_CONTACT "XelPushClient maintainers <maintainers@xelpushclient.invalid>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
+set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${PROJECT_BINARY_DIR}/XelPushClient")
+set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
+
+set(CPACK_COMPONENTS_ALL development tools)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libxelpushclient-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Headers, CMake and pkg-config files of the push client library.")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME xelpush)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION net)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "mosquitto, ca-certificates")
+set(CPACK_COMPONENT_TOOLS_DESCRIPTION "The xelpush command: a push client for the shell and a local push service.")
+
+# What a program that is built with the headers links as well.
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libboost-dev")
+if(BUILD_SHARED_LIBS)
+    list(PREPEND CPACK_COMPONENTS_ALL library)
+    set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libxelpushclient${PROJECT_VERSION_MAJOR})
+    set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+    set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "ca-certificates")
+    set(CPACK_DEBIAN_LIBRARY_PACKAGE_GENERATE_SHLIBS ON)
+    set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "The push client library.")
+    set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS library)
+    set(CPACK_COMPONENT_TOOLS_DEPENDS library)
+else()
+    string(APPEND CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+           ", libssl-dev, libsqlite3-dev, libcurl4-openssl-dev, libsimdjson-dev, libmnl-dev")
+endif()
+
+include(CPack)
