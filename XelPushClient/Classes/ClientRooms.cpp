@@ -30,9 +30,11 @@ ClientRooms::ClientRooms(NSObject& managerObject, Machine machineToUse, Home hom
       pipeline({settings, messageIds, *machine.json, *machine.clock, log, coordinator,
                 extensions.remoteConfiguration.get()}),
       tokens({machine, settings, log, fanout, token, coordinator}),
-      localNotifications(*machine.application, channels, extensions.richNotifications.get()),
+      richNotifications({machine, log}),
+      localNotifications(*machine.application, channels, richNotifications),
       record(settings, channels, device, token),
       registration({machine, settings, log, fanout, connection, lifecycle, channels, tokens, token, record,
-                    *operationQueue, coordinator}) {}
+                    *operationQueue, coordinator}),
+      crashReports({machine, home, settings, log, *operationQueue, registration}) {}
 
 }  // namespace xel

@@ -14,6 +14,8 @@
 #include "XelPushClient/Classes/Messaging/MessageIds.h"
 #include "XelPushClient/Classes/Notifications/LocalNotifications.h"
 #include "XelPushClient/Classes/Notifications/PushTokens.h"
+#include "XelPushClient/Classes/Notifications/RichNotifications.h"
+#include "XelPushClient/Classes/Registration/CrashReports.h"
 #include "XelPushClient/Classes/Registration/InstallationRecord.h"
 #include "XelPushClient/Classes/Registration/Registration.h"
 #include "XelPushClient/Classes/Topics/ChannelStore.h"
@@ -51,9 +53,11 @@ struct ClientRooms {
     MessageIds messageIds;
     InboundPipeline pipeline;
     PushTokens tokens;
+    RichNotifications richNotifications;
     LocalNotifications localNotifications;
     InstallationRecord record;
     Registration registration;
+    CrashReports crashReports;
 };
 
 }  // namespace xel
