@@ -35,7 +35,7 @@ if(BUILD_SHARED_LIBS)
     set(CPACK_COMPONENT_TOOLS_DEPENDS library)
 else()
     string(APPEND CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-           ", libssl-dev, libsqlite3-dev, libcurl4-openssl-dev, libsimdjson-dev, libmnl-dev")
+           ", libssl-dev, libsqlite3-dev, libcurl4-openssl-dev, libsimdjson-dev, libmnl-dev, libsdbus-c++-dev")
 endif()
 
 include(CPack)

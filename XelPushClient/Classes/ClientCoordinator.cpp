@@ -163,6 +163,7 @@ void ClientCoordinator::reset() {
         rooms_.home.defaults->removeObject(key);
     }
     (void)rooms_.home.defaults->synchronize();
+    rooms_.settings.publishIdentity();
 }
 
 }  // namespace xel

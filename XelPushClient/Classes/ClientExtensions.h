@@ -3,7 +3,6 @@
 #include <memory>
 
 #include "XelPushClient/Classes/Messaging/InboundPipeline.h"
-#include "XelPushClient/Classes/Notifications/LocalNotifications.h"
 
 namespace xel {
 
@@ -17,7 +16,6 @@ public:
 /// Parts of the client that a host may leave out; a null one is not there.
 struct ClientExtensions {
     std::shared_ptr<RemoteConfigurationHandler> remoteConfiguration;
-    std::shared_ptr<RichNotificationPresenter> richNotifications;
     std::shared_ptr<LocationOnLaunchReporter> locationOnLaunch;
 };
 

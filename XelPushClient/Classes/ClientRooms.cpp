@@ -31,12 +31,14 @@ ClientRooms::ClientRooms(NSObject& managerObject, Machine machineToUse, Home hom
                 extensions.remoteConfiguration.get()}),
       publisher({connection, deferred, settings, fanout, *machine.clock, log}),
       tokens({machine, settings, log, fanout, token, coordinator}),
-      localNotifications(*machine.application, channels, extensions.richNotifications.get()),
+      richNotifications({machine, log}),
+      localNotifications(*machine.application, channels, richNotifications),
       record(settings, channels, device, token),
       registration({machine, settings, log, fanout, connection, lifecycle, channels, tokens, token, record,
                     *operationQueue, coordinator}),
       requests(machine, settings, log),
       verification(settings, requests, fanout),
-      tags(settings, requests, log) {}
+      tags(settings, requests, log),
+      crashReports({machine, home, settings, log, *operationQueue, registration}) {}
 
 }  // namespace xel

@@ -15,6 +15,8 @@
 #include "XelPushClient/Classes/Messaging/Publisher.h"
 #include "XelPushClient/Classes/Notifications/LocalNotifications.h"
 #include "XelPushClient/Classes/Notifications/PushTokens.h"
+#include "XelPushClient/Classes/Notifications/RichNotifications.h"
+#include "XelPushClient/Classes/Registration/CrashReports.h"
 #include "XelPushClient/Classes/Registration/InstallationRecord.h"
 #include "XelPushClient/Classes/Registration/Registration.h"
 #include "XelPushClient/Classes/Registration/RestRequests.h"
@@ -56,12 +58,14 @@ struct ClientRooms {
     InboundPipeline pipeline;
     Publisher publisher;
     PushTokens tokens;
+    RichNotifications richNotifications;
     LocalNotifications localNotifications;
     InstallationRecord record;
     Registration registration;
     RestRequests requests;
     Verification verification;
     Tags tags;
+    CrashReports crashReports;
 };
 
 }  // namespace xel

@@ -3,6 +3,7 @@
 #include "XelPushClient/Classes/ClientRooms.h"
 #include "XelPushClient/Classes/Core/DictionarySerialization.h"
 #include "XelPushClient/Classes/Core/ServiceAddresses.h"
+#include "XelPushClient/Classes/Notifications/MediaTypes.h"
 
 namespace xel {
 
@@ -419,6 +420,51 @@ bool PushClientManager::isNotificationDenied() const {
 }
 void PushClientManager::resetBadge() {
     xel::resetBadge(*rooms_->machine.application);
+}
+
+// ---- Rich notifications.
+
+void PushClientManager::showLocalRichNotificationWithPayload(const Dictionary& payload) {
+    rooms_->richNotifications.showLocalRichNotificationWithPayload(payload);
+}
+void PushClientManager::createMutableLocalNotificationTitle(
+    const std::optional<std::string>& title, const std::optional<std::string>& body,
+    const std::optional<std::string>& subtitle, const std::optional<std::string>& sound, std::int64_t badge,
+    const std::optional<std::string>& category, const std::optional<Dictionary>& userInfo,
+    const std::optional<std::string>& filePath) {
+    rooms_->richNotifications.createMutableLocalNotificationTitle(title, body, subtitle, sound, badge,
+                                                                  category, userInfo, filePath);
+}
+void PushClientManager::createCategoryNotificationWithActions(const std::optional<Array>& actions,
+                                                              const std::optional<std::string>& identifier) {
+    rooms_->richNotifications.createCategoryNotificationWithActions(actions, identifier);
+}
+void PushClientManager::didReceiveNotificationRequest(const UNNotificationRequest& request,
+                                                      NotificationContentHandler contentHandler) {
+    rooms_->richNotifications.didReceiveNotificationRequest(request, std::move(contentHandler));
+}
+void PushClientManager::downloadDataForUrlString(const std::string& url, const std::string& mediaType,
+                                                 MediaFileHandler handler) {
+    rooms_->richNotifications.downloadDataForUrlString(url, mediaType, std::move(handler));
+}
+void PushClientManager::loadAttachmentForUrlString(const std::string& url, const std::string& mediaType,
+                                                   NotificationAttachmentHandler handler) {
+    rooms_->richNotifications.loadAttachmentForUrlString(url, mediaType, std::move(handler));
+}
+std::optional<UNNotificationAction> PushClientManager::createNotificationActionWithTitle(
+    const std::optional<std::string>& title, const std::optional<std::string>& identifier,
+    std::uint32_t options) {
+    return RichNotifications::createNotificationActionWithTitle(title, identifier, options);
+}
+std::string PushClientManager::fileExtensionForMediaType(std::string_view mediaType) {
+    return xel::fileExtensionForMediaType(mediaType);
+}
+
+// ---- Crash reports.
+
+void PushClientManager::applicationCrashedWithUserInfo(const Dictionary& userInfo,
+                                                       CrashReportOptions options) {
+    rooms_->crashReports.applicationCrashedWithUserInfo(userInfo, options);
 }
 
 // ---- The device.

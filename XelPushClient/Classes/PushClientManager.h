@@ -14,6 +14,8 @@
 #include "XelPushClient/Classes/Core/HandlerBlocks.h"
 #include "XelPushClient/Classes/Core/PushClientConstants.h"
 #include "XelPushClient/Classes/Messaging/Publisher.h"
+#include "XelPushClient/Classes/Notifications/RichNotificationHandlers.h"
+#include "XelPushClient/Classes/Registration/CrashReportOptions.h"
 #include "XelPushClient/Classes/Topics/Subscriptions.h"
 #include "XelPushClient/Platform/Home.h"
 #include "XelPushClient/Platform/Machine.h"
@@ -29,8 +31,9 @@ struct ClientRooms;
 /// home's notification centre. Operations that answer a boolean say whether the work was started.
 ///
 /// Thread: the run loop of its machine. Every operation is called there, and every delegate and block is
-/// called there, and may call any operation, also `reset`. Broadcasts arrive on the machine's main run loop.
-/// Errors are in the domain "PushClientErrorDomain" unless an operation says otherwise.
+/// called there, and may call any operation, also `reset`. Only a crash is reported from any thread.
+/// Broadcasts arrive on the machine's main run loop. Errors are in the domain "PushClientErrorDomain" unless
+/// an operation says otherwise.
 class PushClientManager : public NSObject {
 public:
     /// The process's shared client, on this machine's platform, made on first use, on the thread of the main
@@ -312,6 +315,60 @@ public:
     [[nodiscard]] bool isNotificationDenied() const;
     /// Clears the application's badge and every scheduled local notification.
     void resetBadge();
+
+    // ---- Rich notifications: title, body, subtitle, media and buttons.
+    //
+    // Media is fetched by http or https, bounded in size and time; it and the buttons come from a dictionary
+    // with the keys "mediaUrl", "mediaType" ("image", "video", "audio" or a file's extension) and "actions"
+    // (dictionaries with "title", "id" and "options"). Texts are looked up as keys of the host's
+    // translations. What fails is logged, and the notification is shown without media. Handlers run on the
+    // run loop, later.
+
+    /// Shows the notification that the "notification" dictionary of a message's payload describes, in place
+    /// of the one shown before. With media it is shown once that has arrived or failed; when a later
+    /// notification was shown meanwhile, not at all.
+    void showLocalRichNotificationWithPayload(const Dictionary& payload);
+    /// Shows a notification of these parts at once, in place of the one shown before. The sound is one that
+    /// the notification service knows by name; missing, the default one. The file is attached when it is
+    /// there.
+    void createMutableLocalNotificationTitle(const std::optional<std::string>& title,
+                                             const std::optional<std::string>& body,
+                                             const std::optional<std::string>& subtitle,
+                                             const std::optional<std::string>& sound, std::int64_t badge,
+                                             const std::optional<std::string>& category,
+                                             const std::optional<Dictionary>& userInfo,
+                                             const std::optional<std::string>& filePath);
+    /// Installs a category with these buttons, in place of every other category. Does nothing without a
+    /// single button that has both a title and an id.
+    void createCategoryNotificationWithActions(const std::optional<Array>& actions,
+                                               const std::optional<std::string>& identifier);
+    /// For a service extension: installs the category of a remote notification and attaches its media, then
+    /// hands the content to the handler. Without media the handler is never called.
+    void didReceiveNotificationRequest(const UNNotificationRequest& request,
+                                       NotificationContentHandler contentHandler);
+    /// Fetches a media file. The handler takes its path, or nothing when it could not be had; the file is the
+    /// caller's.
+    void downloadDataForUrlString(const std::string& url, const std::string& mediaType,
+                                  MediaFileHandler handler);
+    /// As above, as an attachment for a notification.
+    void loadAttachmentForUrlString(const std::string& url, const std::string& mediaType,
+                                    NotificationAttachmentHandler handler);
+    /// A button, or none when title or identifier is missing or empty.
+    [[nodiscard]] static std::optional<UNNotificationAction> createNotificationActionWithTitle(
+        const std::optional<std::string>& title, const std::optional<std::string>& identifier,
+        std::uint32_t options);
+    /// ".jpg", ".mp4" or ".mp3" for "image", "video" or "audio", and a dot with the media type for any other.
+    /// What does not belong in a file's name is replaced only in the file's name.
+    [[nodiscard]] static std::string fileExtensionForMediaType(std::string_view mediaType);
+
+    // ---- Crash reports.
+
+    /// Reports a crash to the backend: the host's data, the device's identity and the calling thread's stack.
+    /// With `saveOnDisk` the report is also written to a file of its own, "crash-<date>.log", mode 0600, in
+    /// the home's documents folder. From any thread, also when the run loop is blocked for good; not from a
+    /// signal handler, for it allocates. Before the application is registered and has an installation id,
+    /// nothing is written or sent, and error -5009 is reported as a failed registration, on the run loop.
+    void applicationCrashedWithUserInfo(const Dictionary& userInfo, CrashReportOptions options = {});
 
     // ---- The device, as the installation record describes it.
 

@@ -1,35 +1,14 @@
 #pragma once
 
-#include <chrono>
-#include <cstddef>
-#include <functional>
 #include <memory>
-#include <string>
-#include <thread>
 
+#include "XelPushClient/Linux/CurlHTTPOptions.h"
 #include "XelPushClient/Platform/HTTPTransport.h"
 
 namespace xel {
 
+class CurlWorker;
 class NSRunLoop;
-
-struct CurlHTTPOptions {
-    /// A file of PEM certificates to trust instead of the system's store; empty: the system's.
-    std::string caFile{};
-    std::chrono::milliseconds connectTimeout{std::chrono::seconds(15)};
-    /// For the whole request, redirects included.
-    std::chrono::milliseconds totalTimeout{std::chrono::seconds(60)};
-    /// A transfer slower than this for the whole period is given up.
-    long lowSpeedOctetsPerSecond = 1;
-    std::chrono::seconds lowSpeedPeriod{30};
-    /// Octets of an answer's body, counted after decompression.
-    std::size_t largestAnswer = 4UL * 1024 * 1024;
-    int mostRedirects = 5;
-    std::string userAgent{"XelPushClient"};
-    /// Whether the machine has a network, asked after a failure to tell "offline" from "not found". Called on
-    /// the transport's thread; empty: taken as online.
-    std::function<bool()> isOnline{};
-};
 
 /// HTTP by libcurl, every request on one thread of the transport's own.
 ///
@@ -48,10 +27,7 @@ public:
     void send(HTTPRequest request, Completion completion) override;
 
 private:
-    class Worker;
-
-    std::shared_ptr<Worker> worker_;
-    std::thread thread_;
+    std::unique_ptr<CurlWorker> worker_;
 };
 
 }  // namespace xel

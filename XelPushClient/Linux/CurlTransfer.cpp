@@ -18,6 +18,10 @@ bool sendsBody(const HTTPRequest& request) {
            request.method == "PATCH";
 }
 
+bool isSuccess(long status) {
+    return status >= 200 && status <= 299;
+}
+
 bool isRedirect(long status) {
     return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
 }
@@ -25,10 +29,11 @@ bool isRedirect(long status) {
 }  // namespace
 
 CurlTransfer::CurlTransfer(HTTPRequest request, HTTPTransport::Completion completion,
-                           const CurlHTTPOptions& options)
+                           const CurlHTTPOptions& options, std::shared_ptr<CurlBodySink> sink)
     : request_(std::move(request)),
       completion_(std::move(completion)),
       options_(options),
+      sink_(std::move(sink)),
       easy_(curl_easy_init()),
       deadline_(std::chrono::steady_clock::now() + options.totalTimeout) {}
 
@@ -64,10 +69,7 @@ std::optional<NSError> CurlTransfer::prepare() {
     curl_easy_setopt(handle(), CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     curl_easy_setopt(handle(), CURLOPT_WRITEFUNCTION, &CurlTransfer::onBody);
     curl_easy_setopt(handle(), CURLOPT_WRITEDATA, this);
-    if (origin_.isLoopback()) {
-        // A proxy of the environment cannot reach this machine's own service.
-        curl_easy_setopt(handle(), CURLOPT_PROXY, "");
-    }
+    applyProxy();
     applyTrust();
     applyLimits();
     applyMethod();
@@ -102,6 +104,11 @@ std::optional<NSError> CurlTransfer::applyHeaders() {
     }
     curl_easy_setopt(handle(), CURLOPT_HTTPHEADER, headerList_.get());
     return std::nullopt;
+}
+
+void CurlTransfer::applyProxy() {
+    // A proxy of the environment cannot reach this machine's own service.
+    curl_easy_setopt(handle(), CURLOPT_PROXY, origin_.isLoopback() ? "" : nullptr);
 }
 
 void CurlTransfer::applyTrust() {
@@ -149,9 +156,7 @@ std::optional<Result<HTTPResponse>> CurlTransfer::conclude(CURLcode code) {
     if (code != CURLE_OK) {
         return errorOf(code);
     }
-    long status = 0;
-    curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
-    if (isRedirect(status)) {
+    if (isRedirect(status())) {
         const Result<bool> followed = followRedirect();
         if (!followed) {
             return followed.error();
@@ -160,12 +165,22 @@ std::optional<Result<HTTPResponse>> CurlTransfer::conclude(CURLcode code) {
             return std::nullopt;
         }
     }
-    response_.status = static_cast<int>(status);
+    response_.status = static_cast<int>(status());
+    if (sink_ != nullptr && isSuccess(status()) && !sink_->finish()) {
+        return errorOf(CURLE_WRITE_ERROR);
+    }
     return std::move(response_);
 }
 
-/// True when the request goes out again. A redirect to another origin is not followed, so that neither the
-/// access token nor the body leaves the host that was asked; the redirect itself is then the answer.
+long CurlTransfer::status() const {
+    long status = 0;
+    curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
+    return status;
+}
+
+/// True when the request goes out again. A redirect to another origin is not followed unless the options say
+/// so, so that neither the access token nor the body leaves the host that was asked; the redirect itself is
+/// then the answer.
 Result<bool> CurlTransfer::followRedirect() {
     const char* location = nullptr;
     curl_easy_getinfo(handle(), CURLINFO_REDIRECT_URL, &location);
@@ -173,26 +188,49 @@ Result<bool> CurlTransfer::followRedirect() {
         return false;
     }
     const std::string target(location);
-    if (originOfURL(target) != origin_) {
-        return false;
+    const auto origin = originOfURL(target);
+    if (origin != origin_) {
+        if (!options_.followsToOtherOrigins) {
+            return false;
+        }
+        if (auto refusal = refusalOfOrigin(origin)) {
+            return std::move(*refusal);
+        }
     }
     if (++redirects_ > options_.mostRedirects) {
         return makeURLError(
             NSURLErrorCode::HTTPTooManyRedirects,
             formatted("%@ redirected more than %d times", origin_.text(), options_.mostRedirects));
     }
-    long status = 0;
-    curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
     const bool turnsIntoGet =
-        status == 303 || ((status == 301 || status == 302) && request_.method == "POST");
+        status() == 303 || ((status() == 301 || status() == 302) && request_.method == "POST");
     if (turnsIntoGet && request_.method != "HEAD") {
         becomeGet();
     }
     request_.url = target;
+    origin_ = *origin;
     curl_easy_setopt(handle(), CURLOPT_URL, request_.url.c_str());
+    applyProxy();
     applyTimeLeft();
     forgetAnswer();
     return true;
+}
+
+std::optional<NSError> CurlTransfer::refusalOfOrigin(const std::optional<URLOrigin>& origin) const {
+    if (!origin) {
+        return makeURLError(NSURLErrorCode::BadServerResponse,
+                            formatted("%@ redirected to what is no valid URL", origin_.text()));
+    }
+    if (!origin->hasHTTPScheme()) {
+        return makeURLError(NSURLErrorCode::UnsupportedURL,
+                            formatted("Only http and https can be asked, and %@ redirected to %@",
+                                      origin_.text(), origin->scheme));
+    }
+    if (origin_.scheme == "https" && origin->scheme != "https") {
+        return makeURLError(NSURLErrorCode::SecureConnectionFailed,
+                            formatted("%@ redirected to a connection without TLS", origin_.text()));
+    }
+    return std::nullopt;
 }
 
 void CurlTransfer::becomeGet() {
@@ -208,10 +246,14 @@ void CurlTransfer::becomeGet() {
 void CurlTransfer::forgetAnswer() {
     response_ = HTTPResponse();
     headerOctets_ = 0;
+    bodyOctets_ = 0;
     errorText_.fill('\0');
 }
 
 NSError CurlTransfer::errorOf(CURLcode code) const {
+    if (auto failure = sink_ != nullptr ? sink_->failure() : std::nullopt) {
+        return std::move(*failure);
+    }
     CurlFailureFacts facts;
     curl_easy_getinfo(handle(), CURLINFO_OS_ERRNO, &facts.connectErrno);
     facts.answerTooLarge = answerTooLarge_;
@@ -236,11 +278,16 @@ std::size_t CurlTransfer::takeHeaderLine(std::string_view line) {
 
 std::size_t CurlTransfer::takeBody(std::string_view octets) {
     // libcurl hands out decoded octets piece by piece, so a compressed answer is cut at the same size.
-    if (octets.size() > options_.largestAnswer - response_.body.size()) {
+    if (octets.size() > options_.largestAnswer - bodyOctets_) {
         answerTooLarge_ = true;
         return 0;
     }
-    response_.body.append(octets);
+    bodyOctets_ += octets.size();
+    if (sink_ == nullptr) {
+        response_.body.append(octets);
+    } else if (isSuccess(status()) && !sink_->take(octets)) {
+        return 0;
+    }
     return octets.size();
 }
 

@@ -9,7 +9,8 @@
 
 #include <curl/curl.h>
 
-#include "XelPushClient/Linux/CurlHTTPTransport.h"
+#include "XelPushClient/Linux/CurlBodySink.h"
+#include "XelPushClient/Linux/CurlHTTPOptions.h"
 #include "XelPushClient/Linux/CurlURL.h"
 #include "XelPushClient/Platform/HTTPTransport.h"
 
@@ -20,7 +21,9 @@ namespace xel {
 /// Owner: the transport's thread; everything runs there.
 class CurlTransfer {
 public:
-    CurlTransfer(HTTPRequest request, HTTPTransport::Completion completion, const CurlHTTPOptions& options);
+    /// A null sink: the body is kept in memory.
+    CurlTransfer(HTTPRequest request, HTTPTransport::Completion completion, const CurlHTTPOptions& options,
+                 std::shared_ptr<CurlBodySink> sink);
     CurlTransfer(const CurlTransfer&) = delete;
     CurlTransfer& operator=(const CurlTransfer&) = delete;
 
@@ -42,11 +45,14 @@ private:
     };
 
     [[nodiscard]] std::optional<NSError> applyHeaders();
+    void applyProxy();
     void applyTrust();
     void applyLimits();
     void applyMethod();
     void applyTimeLeft();
+    [[nodiscard]] long status() const;
     [[nodiscard]] Result<bool> followRedirect();
+    [[nodiscard]] std::optional<NSError> refusalOfOrigin(const std::optional<URLOrigin>& origin) const;
     void becomeGet();
     void forgetAnswer();
     [[nodiscard]] NSError errorOf(CURLcode code) const;
@@ -59,6 +65,7 @@ private:
     HTTPRequest request_;
     HTTPTransport::Completion completion_;
     const CurlHTTPOptions& options_;
+    std::shared_ptr<CurlBodySink> sink_;
     std::unique_ptr<curl_slist, ListCleanup> headerList_;
     std::unique_ptr<CURL, EasyCleanup> easy_;
     std::array<char, CURL_ERROR_SIZE> errorText_{};
@@ -67,6 +74,7 @@ private:
     int redirects_ = 0;
     HTTPResponse response_;
     std::size_t headerOctets_ = 0;
+    std::size_t bodyOctets_ = 0;
     bool answerTooLarge_ = false;
 };
 

@@ -58,6 +58,10 @@ std::optional<std::string> defaultDocumentsFolder(const std::string& name) {
     return folderBelow("XDG_DATA_HOME", ".local/share", name);
 }
 
+std::optional<std::string> defaultCacheFolder(const std::string& name) {
+    return folderBelow("XDG_CACHE_HOME", ".cache", name);
+}
+
 std::string programName() {
     std::string name(program_invocation_short_name);
     name.erase(std::remove(name.begin(), name.end(), '/'), name.end());

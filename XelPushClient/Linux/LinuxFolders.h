@@ -7,10 +7,12 @@ namespace xel {
 
 /// Where a program's files go by the XDG base directory rules: "$XDG_STATE_HOME/xelpush/<name>" for its
 /// state,
-/// "$XDG_DATA_HOME/xelpush/<name>" for its documents, or below ~/.local/state and ~/.local/share. A variable
-/// that holds a relative path does not count. None when the user has no home folder.
+/// "$XDG_DATA_HOME/xelpush/<name>" for its documents, "$XDG_CACHE_HOME/xelpush/<name>" for what it could
+/// fetch again, or below ~/.local/state, ~/.local/share and ~/.cache. A variable that holds a relative path
+/// does not count. None when the user has no home folder.
 [[nodiscard]] std::optional<std::string> defaultStateFolder(const std::string& name);
 [[nodiscard]] std::optional<std::string> defaultDocumentsFolder(const std::string& name);
+[[nodiscard]] std::optional<std::string> defaultCacheFolder(const std::string& name);
 
 /// The running program's name, fit to name a folder.
 [[nodiscard]] std::string programName();

@@ -8,8 +8,11 @@
 #include "XelPushClient/Linux/AsioByteStream.h"
 #include "XelPushClient/Linux/AsioOperationQueue.h"
 #include "XelPushClient/Linux/AsioRunLoop.h"
+#include "XelPushClient/Linux/BoostCallStack.h"
 #include "XelPushClient/Linux/CurlHTTPTransport.h"
+#include "XelPushClient/Linux/CurlURLSession.h"
 #include "XelPushClient/Linux/EnvironmentSettings.h"
+#include "XelPushClient/Linux/GettextStrings.h"
 #include "XelPushClient/Linux/HostBundle.h"
 #include "XelPushClient/Linux/LinuxApplication.h"
 #include "XelPushClient/Linux/LinuxDevice.h"
@@ -17,6 +20,7 @@
 #include "XelPushClient/Linux/LinuxNotificationCenter.h"
 #include "XelPushClient/Linux/NetlinkReachability.h"
 #include "XelPushClient/Linux/NetworkState.h"
+#include "XelPushClient/Linux/PosixFileManager.h"
 #include "XelPushClient/Linux/SimdjsonSerialization.h"
 #include "XelPushClient/Linux/SqliteSessionMemory.h"
 #include "XelPushClient/Linux/SqliteUserDefaults.h"
@@ -55,12 +59,22 @@ BrokerHostQuery brokerHostOf(const Endpoints& endpoints) {
     };
 }
 
-std::shared_ptr<HTTPTransport> makeTransport(const std::shared_ptr<AsioRunLoop>& runLoop,
-                                             const std::string& caFile) {
-    CurlHTTPOptions options;
+CurlHTTPOptions withSurroundings(CurlHTTPOptions options, const std::string& caFile) {
     options.caFile = caFile;
     options.isOnline = [] { return readDefaultRoute().has_value(); };
-    return std::make_shared<CurlHTTPTransport>(runLoop, std::move(options));
+    return options;
+}
+
+std::string nameOf(const LinuxOptions& options) {
+    return options.name.empty() ? programName() : options.name;
+}
+
+/// Without a folder every download fails, and nothing else does.
+std::string mediaFolderOf(const LinuxOptions& options) {
+    const std::string cache = !options.cacheFolder.empty()
+                                  ? options.cacheFolder
+                                  : defaultCacheFolder(nameOf(options)).value_or("/nonexistent");
+    return cache + "/media";
 }
 
 Result<std::string> folderOr(const std::string& wanted, std::optional<std::string> byRule) {
@@ -108,20 +122,25 @@ Machine makeLinuxMachine(const LinuxOptions& options) {
     machine.sessions = std::make_shared<MQTTClientSessionFactory>(
         std::make_shared<AsioByteStreamFactory>(std::move(tls)), machine.clock,
         mainRunLoop == runLoop ? nullptr : mainRunLoop.get());
-    machine.http = makeTransport(runLoop, caFile);
+    machine.http = std::make_shared<CurlHTTPTransport>(runLoop, withSurroundings({}, caFile));
+    machine.urlSession = std::make_shared<CurlURLSession>(runLoop, mediaFolderOf(options),
+                                                          withSurroundings(downloadOptions(), caFile));
+    machine.files = std::make_shared<PosixFileManager>();
+    machine.strings = std::make_shared<GettextStrings>(options.textDomain);
+    machine.threads = std::make_shared<BoostCallStack>();
     machine.json = std::make_shared<SimdjsonSerialization>();
     machine.reachability =
         std::make_shared<NetlinkReachabilityFactory>(runLoop, brokerHostOf(machine.endpoints));
     machine.application = std::make_shared<LinuxApplication>(
         LinuxApplication::Surroundings{runLoop, machine.clock, machine.logSink});
-    machine.notificationCenter = std::make_shared<LinuxNotificationCenter>(runLoop);
+    machine.notificationCenter = std::make_shared<LinuxNotificationCenter>(runLoop, machine.logSink);
     machine.device = std::make_shared<LinuxDevice>();
     machine.bundle = std::make_shared<HostBundle>(options.shortVersion, options.bundleVersion);
     return machine;
 }
 
 Result<Home> openLinuxHome(const LinuxOptions& options, const Machine& machine) {
-    const std::string name = options.name.empty() ? programName() : options.name;
+    const std::string name = nameOf(options);
     const auto stateFolder = folderOr(options.stateFolder, defaultStateFolder(name));
     if (!stateFolder) {
         return stateFolder.error();

@@ -30,6 +30,13 @@ struct LinuxOptions {
     /// Where crash reports go. Empty: "$XDG_DATA_HOME/xelpush/<name>", or "~/.local/share/xelpush/<name>".
     std::string documentsFolder{};
 
+    /// Where downloaded media goes. Empty: "$XDG_CACHE_HOME/xelpush/<name>", or "~/.cache/xelpush/<name>".
+    std::string cacheFolder{};
+
+    /// The host's text domain, where the texts of rich notifications are looked up (gettext). Empty: the one
+    /// that textdomain(3) has set.
+    std::string textDomain{};
+
     /// A file of PEM certificates to trust instead of the system's store. Empty: the one that the environment
     /// variable XELPUSH_CA_FILE names, if any.
     std::string caFile{};
@@ -61,7 +68,8 @@ struct LinuxOptions {
     std::shared_ptr<AsioRunLoop> mainRunLoop{};
 };
 
-/// A machine for any number of clients. Starts one thread, for HTTP. Throws `std::runtime_error` when the
+/// A machine for any number of clients. Starts one thread, for HTTP, and a second one with
+/// the first download. Throws `std::runtime_error` when the
 /// environment's settings are wrong, with a text that names the variable, or when a library cannot be
 /// started.
 [[nodiscard]] Machine makeLinuxMachine(const LinuxOptions& options = {});

@@ -6,11 +6,15 @@
 #include "XelPushClient/Platform/Device.h"
 #include "XelPushClient/Platform/Endpoints.h"
 #include "XelPushClient/Platform/HTTPTransport.h"
+#include "XelPushClient/Platform/LocalizedStrings.h"
 #include "XelPushClient/Platform/LogSink.h"
 #include "XelPushClient/Platform/MQTTSession.h"
+#include "XelPushClient/Platform/NSFileManager.h"
 #include "XelPushClient/Platform/NSJSONSerialization.h"
 #include "XelPushClient/Platform/NSOperationQueue.h"
 #include "XelPushClient/Platform/NSRunLoop.h"
+#include "XelPushClient/Platform/NSThread.h"
+#include "XelPushClient/Platform/NSURLSession.h"
 #include "XelPushClient/Platform/PushClientServerReachability.h"
 #include "XelPushClient/Platform/UIApplication.h"
 #include "XelPushClient/Platform/UNUserNotificationCenter.h"
@@ -28,7 +32,11 @@ struct Machine {
     std::shared_ptr<NSOperationQueueFactory> operationQueues;
     std::shared_ptr<MQTTSessionFactory> sessions;
     std::shared_ptr<HTTPTransport> http;
+    std::shared_ptr<NSURLSession> urlSession;
     std::shared_ptr<NSJSONSerialization> json;
+    std::shared_ptr<NSFileManager> files;
+    std::shared_ptr<LocalizedStrings> strings;
+    std::shared_ptr<NSThread> threads;
     std::shared_ptr<ReachabilityFactory> reachability;
     std::shared_ptr<UIApplication> application;
     std::shared_ptr<UNUserNotificationCenter> notificationCenter;

@@ -5,9 +5,12 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
-#include "XelPushClient/Foundation/NSError.h"
+#include "XelPushClient/Foundation/Result.h"
 #include "XelPushClient/Foundation/Value.h"
+#include "XelPushClient/Platform/UNNotificationCategory.h"
+#include "XelPushClient/Platform/UNNotificationRequest.h"
 
 namespace xel {
 
@@ -60,6 +63,21 @@ public:
     virtual void requestAuthorizationWithOptions(
         std::uint32_t options,
         std::function<void(bool granted, const std::optional<NSError>& error)> completion) = 0;
+
+    /// The categories from now on, in place of all before: a notification shown later has the buttons that
+    /// its category has then.
+    virtual void setNotificationCategories(std::vector<UNNotificationCategory> categories) = 0;
+
+    /// An attachment of a file that is there and can be read; otherwise an error of `UNErrorDomain`, also for
+    /// a missing path. Looks at the file's entry and reads nothing of it.
+    [[nodiscard]] virtual Result<UNNotificationAttachment> attachmentWithIdentifier(
+        std::string identifier, const std::optional<std::string>& file) = 0;
+
+    /// Shows a notification, in place of the one of the same identifier that is on screen. The completion,
+    /// which may be empty, is called later: without an error once the notification service has taken it.
+    virtual void addNotificationRequest(
+        UNNotificationRequest request,
+        std::function<void(const std::optional<NSError>& error)> completion) = 0;
 };
 
 }  // namespace xel

@@ -19,11 +19,15 @@ FakeMachine::FakeMachine(FakeMachineLoops loops)
       disk(std::make_shared<FakeDisk>()),
       sessions(std::make_shared<MQTTClientSessionFactory>(network, clock, mainRunLoop.get())),
       http(std::make_shared<FakeHTTPTransport>(runLoop)),
+      files(std::make_shared<FakeFileManager>()),
+      urlSession(std::make_shared<FakeURLSession>(runLoop, files)),
+      strings(std::make_shared<FakeLocalizedStrings>()),
+      threads(std::make_shared<FakeThread>()),
       operationQueues(std::make_shared<FakeOperationQueueFactory>(runLoop)),
       json(std::make_shared<SimpleJSONSerialization>()),
       reachability(std::make_shared<FakeReachabilityFactory>(runLoop)),
       application(std::make_shared<FakeApplication>(runLoop)),
-      notificationCenter(std::make_shared<FakeNotificationCenter>(runLoop)),
+      notificationCenter(std::make_shared<FakeNotificationCenter>(runLoop, files)),
       device(std::make_shared<FakeDevice>()),
       bundle(std::make_shared<FakeBundle>()) {}
 
@@ -40,6 +44,10 @@ Machine FakeMachine::machine() const {
     machine.operationQueues = operationQueues;
     machine.sessions = sessions;
     machine.http = http;
+    machine.files = files;
+    machine.urlSession = urlSession;
+    machine.strings = strings;
+    machine.threads = threads;
     machine.json = json;
     machine.reachability = reachability;
     machine.application = application;
@@ -95,6 +103,7 @@ void FakeMachine::discardPostedWork() {
     runLoop->discardEverything();
     mainRunLoop->discardEverything();
     http->discardWaiting();  // a waiting completion holds its transport
+    urlSession->discardWaiting();
 }
 
 }  // namespace xel

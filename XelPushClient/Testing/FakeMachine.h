@@ -10,12 +10,16 @@
 #include "XelPushClient/Testing/FakeClock.h"
 #include "XelPushClient/Testing/FakeDevice.h"
 #include "XelPushClient/Testing/FakeDisk.h"
+#include "XelPushClient/Testing/FakeFileManager.h"
 #include "XelPushClient/Testing/FakeHTTPTransport.h"
+#include "XelPushClient/Testing/FakeLocalizedStrings.h"
 #include "XelPushClient/Testing/FakeNetwork.h"
 #include "XelPushClient/Testing/FakeNotificationCenter.h"
 #include "XelPushClient/Testing/FakeOperationQueue.h"
 #include "XelPushClient/Testing/FakeReachability.h"
 #include "XelPushClient/Testing/FakeRunLoop.h"
+#include "XelPushClient/Testing/FakeThread.h"
+#include "XelPushClient/Testing/FakeURLSession.h"
 #include "XelPushClient/Testing/RecordingLogSink.h"
 #include "XelPushClient/Testing/SimpleJSONSerialization.h"
 
@@ -63,6 +67,10 @@ public:
     const std::shared_ptr<FakeDisk> disk;
     const std::shared_ptr<MQTTSessionFactory> sessions;
     const std::shared_ptr<FakeHTTPTransport> http;
+    const std::shared_ptr<FakeFileManager> files;
+    const std::shared_ptr<FakeURLSession> urlSession;
+    const std::shared_ptr<FakeLocalizedStrings> strings;
+    const std::shared_ptr<FakeThread> threads;
     const std::shared_ptr<FakeOperationQueueFactory> operationQueues;
     const std::shared_ptr<SimpleJSONSerialization> json;
     const std::shared_ptr<FakeReachabilityFactory> reachability;

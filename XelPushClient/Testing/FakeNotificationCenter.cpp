@@ -13,6 +13,27 @@ void FakeNotificationCenter::requestAuthorizationWithOptions(
     });
 }
 
+Result<UNNotificationAttachment> FakeNotificationCenter::attachmentWithIdentifier(
+    std::string identifier, const std::optional<std::string>& file) {
+    if (!file || !files_->exists(*file)) {
+        return makeError(UNErrorDomain, static_cast<std::int64_t>(UNErrorCode::AttachmentInvalidURL),
+                         "Invalid attachment file URL");
+    }
+    return UNNotificationAttachment{std::move(identifier), *file};
+}
+
+void FakeNotificationCenter::addNotificationRequest(
+    UNNotificationRequest request, std::function<void(const std::optional<NSError>& error)> completion) {
+    if (!requestError_) {
+        ++requestCount_;
+        std::erase_if(onScreen_, [&](const auto& shown) { return shown.identifier == request.identifier; });
+        onScreen_.push_back(std::move(request));
+    }
+    if (completion) {
+        runLoop_->post([completion = std::move(completion), error = requestError_] { completion(error); });
+    }
+}
+
 std::optional<std::uint32_t> FakeNotificationCenter::present(const UNNotification& notification) {
     const auto delegate = delegate_.lock();
     if (!delegate) {

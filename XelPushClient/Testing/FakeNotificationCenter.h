@@ -1,11 +1,16 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "XelPushClient/Platform/NSRunLoop.h"
 #include "XelPushClient/Platform/UNUserNotificationCenter.h"
+#include "XelPushClient/Testing/FakeFileManager.h"
 
 namespace xel {
 
@@ -13,7 +18,9 @@ namespace xel {
 /// Thread: the run loop.
 class FakeNotificationCenter final : public UNUserNotificationCenter {
 public:
-    explicit FakeNotificationCenter(std::shared_ptr<NSRunLoop> runLoop) : runLoop_(std::move(runLoop)) {}
+    /// Attachments are looked for in the files.
+    FakeNotificationCenter(std::shared_ptr<NSRunLoop> runLoop, std::shared_ptr<FakeFileManager> files)
+        : runLoop_(std::move(runLoop)), files_(std::move(files)) {}
 
     void setDelegate(std::weak_ptr<UNUserNotificationCenterDelegate> delegate) override {
         delegate_ = std::move(delegate);
@@ -21,6 +28,22 @@ public:
     void requestAuthorizationWithOptions(
         std::uint32_t options,
         std::function<void(bool granted, const std::optional<NSError>& error)> completion) override;
+    void setNotificationCategories(std::vector<UNNotificationCategory> categories) override {
+        categories_ = std::move(categories);
+    }
+    [[nodiscard]] Result<UNNotificationAttachment> attachmentWithIdentifier(
+        std::string identifier, const std::optional<std::string>& file) override;
+    void addNotificationRequest(UNNotificationRequest request,
+                                std::function<void(const std::optional<NSError>& error)> completion) override;
+
+    /// Requests fail with the error from now on, or are taken again.
+    void setRequestError(std::optional<NSError> error) { requestError_ = std::move(error); }
+
+    /// What is on screen, in the order in which it appeared: one notification for each identifier.
+    [[nodiscard]] const std::vector<UNNotificationRequest>& onScreen() const { return onScreen_; }
+    /// How many requests were ever taken.
+    [[nodiscard]] std::size_t requestCount() const { return requestCount_; }
+    [[nodiscard]] const std::vector<UNNotificationCategory>& categories() const { return categories_; }
 
     /// How the user answers requests for permission. Granted at first; an error refuses too.
     void setAuthorizationAnswer(bool isGranted, std::optional<NSError> error = std::nullopt) {
@@ -42,10 +65,15 @@ public:
 
 private:
     std::shared_ptr<NSRunLoop> runLoop_;
+    std::shared_ptr<FakeFileManager> files_;
     std::weak_ptr<UNUserNotificationCenterDelegate> delegate_;
     bool isGranted_ = true;
     std::optional<NSError> error_;
     std::vector<std::uint32_t> requests_;
+    std::vector<UNNotificationCategory> categories_;
+    std::vector<UNNotificationRequest> onScreen_;
+    std::size_t requestCount_ = 0;
+    std::optional<NSError> requestError_;
 };
 
 }  // namespace xel

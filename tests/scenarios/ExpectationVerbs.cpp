@@ -216,7 +216,7 @@ void performExpect(ScenarioWorld& world, Words& words) {
         {"no", expectNo},
     };
     const auto word = words.take("something to expect");
-    for (const auto* table : {&verbs, &stateExpectations()}) {
+    for (const auto* table : {&verbs, &stateExpectations(), &notificationExpectations()}) {
         if (const auto verb = table->find(word); verb != table->end()) {
             verb->second(world, words);
             return;

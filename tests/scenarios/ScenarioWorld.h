@@ -118,6 +118,7 @@ void performBroker(ScenarioWorld& world, Words& words);
 void performRest(ScenarioWorld& world, Words& words);
 void performApplication(ScenarioWorld& world, Words& words);
 void performUser(ScenarioWorld& world, Words& words);
+void performMedia(ScenarioWorld& world, Words& words);
 void performNetwork(ScenarioWorld& world, Words& words);
 void performDisk(ScenarioWorld& world, Words& words);
 void performTime(ScenarioWorld& world, Words& words);

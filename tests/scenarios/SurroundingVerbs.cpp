@@ -3,7 +3,6 @@
 #include "tests/scenarios/VerbTable.h"
 
 namespace xel::scenario {
-namespace {
 
 NSURLErrorCode errorCodeNamed(const std::string& name) {
     static const std::map<std::string, NSURLErrorCode, std::less<>> codes{
@@ -21,6 +20,8 @@ NSURLErrorCode errorCodeNamed(const std::string& name) {
     }
     return code->second;
 }
+
+namespace {
 
 /// "answers <method> <path> <status> [body]".
 void answers(ScenarioWorld& world, Words& words) {

@@ -19,8 +19,13 @@ void performFrom(const VerbTable& table, ScenarioWorld& world, Words& words, std
 [[nodiscard]] const VerbTable& hostCallbackVerbs();
 [[nodiscard]] const VerbTable& hostPublishingVerbs();
 [[nodiscard]] const VerbTable& hostRequestVerbs();
+[[nodiscard]] const VerbTable& hostNotificationVerbs();
 
 /// What "expect" knows beside the journals.
 [[nodiscard]] const VerbTable& stateExpectations();
+[[nodiscard]] const VerbTable& notificationExpectations();
+
+/// The error that a step file calls by that word, such as "timed-out".
+[[nodiscard]] NSURLErrorCode errorCodeNamed(const std::string& name);
 
 }  // namespace xel::scenario

@@ -20,7 +20,9 @@ void storeOrRemove(NSUserDefaults& defaults, std::string_view key, const std::op
 }  // namespace
 
 ClientSettings::ClientSettings(const Machine& machine, const Home& home)
-    : machine_(machine), defaults_(*home.defaults) {}
+    : machine_(machine), defaults_(*home.defaults) {
+    publishIdentity();
+}
 
 const std::optional<std::string>& ClientSettings::userId() {
     if (!userId_) {
@@ -54,6 +56,7 @@ void ClientSettings::setDeviceId(const std::optional<std::string>& deviceId) {
     if (defaults_.synchronize()) {
         deviceId_ = deviceId;
     }
+    publishIdentity();
 }
 
 void ClientSettings::setUserInfo(const std::optional<Dictionary>& userInfo) {
@@ -131,6 +134,7 @@ void ClientSettings::setLaunchStats() {
     const double milliseconds = secondsSince1970(machine_.clock->now()) * 1000.0;
     defaults_.setObject(kLaunchTimeKey, formatted("%f", milliseconds));
     (void)defaults_.synchronize();
+    publishIdentity();
 }
 
 std::optional<std::int64_t> ClientSettings::getLaunchCount() const {
@@ -143,6 +147,11 @@ std::int64_t ClientSettings::getLaunchTime() const {
     std::int64_t milliseconds = 0;
     std::from_chars(text.data(), text.data() + text.size(), milliseconds);
     return milliseconds;
+}
+
+void ClientSettings::publishIdentity() {
+    const auto deviceId = deviceId_ ? deviceId_ : defaults_.stringForKey(kDeviceIdKey);
+    sharedIdentity_.publish({appId, apiKey, appVersion, deviceId, getLaunchTime()});
 }
 
 }  // namespace xel

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "XelPushClient/Classes/Core/IdentitySnapshot.h"
 #include "XelPushClient/Foundation/NSError.h"
 #include "XelPushClient/LoopBack/LBRESTAdapter.h"
 #include "XelPushClient/Platform/Home.h"
@@ -14,7 +15,8 @@ namespace xel {
 /// Who the client is towards the service, and what it was told to do: credentials, user id, device id,
 /// settings.
 ///
-/// Owner: the manager. Thread: the manager's run loop. Tells nobody about changes.
+/// Owner: the manager. Thread: the manager's run loop, but for `identitySnapshot`. Tells nobody about
+/// changes.
 class ClientSettings {
 public:
     ClientSettings(const Machine& machine, const Home& home);
@@ -75,6 +77,12 @@ public:
     /// Milliseconds since 1970, the fraction dropped; 0 when no launch was counted.
     [[nodiscard]] std::int64_t getLaunchTime() const;
 
+    /// What another thread sees of the identity from now on. Every change of this class's own publishes it;
+    /// whoever sets the fields above does so afterwards.
+    void publishIdentity();
+    /// The identity as it was last published. From any thread.
+    [[nodiscard]] IdentitySnapshot identitySnapshot() const { return sharedIdentity_.copy(); }
+
 private:
     const Machine& machine_;
     NSUserDefaults& defaults_;
@@ -83,6 +91,7 @@ private:
     Dictionary userInfo_;
     bool deliveryChannelEnabeled_ = false;
     std::shared_ptr<LBRESTAdapter> adaptor_;
+    SharedIdentity sharedIdentity_;
 };
 
 }  // namespace xel

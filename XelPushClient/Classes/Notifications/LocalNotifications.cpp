@@ -11,15 +11,15 @@ std::optional<std::string> textUnder(const Dictionary& dictionary, std::string_v
 }  // namespace
 
 LocalNotifications::LocalNotifications(UIApplication& application, const ChannelStore& channels,
-                                       RichNotificationPresenter* rich)
+                                       RichNotificationPresenter& rich)
     : application_(application), channels_(channels), rich_(rich) {}
 
 void LocalNotifications::showNotificationFor(const PushClientMessage& message) {
     if (message.silent) {
         return;
     }
-    if (rich_ != nullptr && message.notification && message.notification->contains("mutableContent")) {
-        rich_->showLocalRichNotificationWithPayload(message.toDict());
+    if (message.notification && message.notification->contains("mutableContent")) {
+        rich_.showLocalRichNotificationWithPayload(message.toDict());
         return;
     }
     if (!isChannelMuted(message)) {

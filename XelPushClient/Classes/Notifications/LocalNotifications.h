@@ -20,9 +20,8 @@ public:
 /// `inApp` do not matter.
 class LocalNotifications {
 public:
-    /// A null presenter: this client has no rich notifications, and such a message is shown plainly.
     LocalNotifications(UIApplication& application, const ChannelStore& channels,
-                       RichNotificationPresenter* rich);
+                       RichNotificationPresenter& rich);
 
     void showNotificationFor(const PushClientMessage& message);
 
@@ -32,7 +31,7 @@ private:
 
     UIApplication& application_;
     const ChannelStore& channels_;
-    RichNotificationPresenter* rich_;
+    RichNotificationPresenter& rich_;
 };
 
 }  // namespace xel

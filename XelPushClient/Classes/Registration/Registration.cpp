@@ -61,6 +61,7 @@ bool Registration::registerApplication(const std::optional<std::string>& appId,
     settings.username = userName;
     settings.password = password;
     settings.usingSSLConnection = true;
+    settings.publishIdentity();
     surroundings_.connection.createSession();
     return true;
 }

@@ -173,7 +173,7 @@ TEST_F(PushClientManagerTest, ManagesDelegatesByTheirOwnType) {
 
 TEST_F(PushClientManagerTest, ReportsTheLocationOnceItIsSwitchedOn) {
     const auto reporter = std::make_shared<CountingReporter>();
-    makeManager({nullptr, nullptr, reporter});
+    makeManager({nullptr, reporter});
     manager_->setEnableLocationOnLaunch(false);
     EXPECT_EQ(reporter->checks, 0);
     manager_->setEnableLocationOnLaunch(true);

@@ -11,7 +11,9 @@ TEST(LinuxFolders, FollowTheXDGVariables) {
     environment.set("XDG_STATE_HOME", "/state");
     environment.set("XDG_DATA_HOME", "/data");
     EXPECT_EQ(defaultStateFolder("host"), "/state/xelpush/host");
+    environment.set("XDG_CACHE_HOME", "/cache");
     EXPECT_EQ(defaultDocumentsFolder("host"), "/data/xelpush/host");
+    EXPECT_EQ(defaultCacheFolder("host"), "/cache/xelpush/host");
 }
 
 TEST(LinuxFolders, AreBelowTheHomeFolderOtherwise) {
@@ -21,8 +23,10 @@ TEST(LinuxFolders, AreBelowTheHomeFolderOtherwise) {
                               std::optional<std::string>("relative/path")}) {
         environment.set("XDG_STATE_HOME", value);
         environment.set("XDG_DATA_HOME", value);
+        environment.set("XDG_CACHE_HOME", value);
         EXPECT_EQ(defaultStateFolder("host"), "/home/alice/.local/state/xelpush/host");
         EXPECT_EQ(defaultDocumentsFolder("host"), "/home/alice/.local/share/xelpush/host");
+        EXPECT_EQ(defaultCacheFolder("host"), "/home/alice/.cache/xelpush/host");
     }
 }
 

@@ -5,13 +5,14 @@
 
 #include "XelPushClient/Linux/LinuxNotificationCenter.h"
 #include "XelPushClient/Testing/FakeRunLoop.h"
+#include "XelPushClient/Testing/RecordingLogSink.h"
 
 namespace xel {
 namespace {
 
 TEST(LinuxNotificationCenter, GrantsEveryAuthorizationLater) {
     const auto runLoop = std::make_shared<FakeRunLoop>();
-    LinuxNotificationCenter center(runLoop);
+    LinuxNotificationCenter center(runLoop, std::make_shared<RecordingLogSink>());
     std::optional<bool> granted;
     std::optional<NSError> error = makeError("x", 1, "x");
     center.requestAuthorizationWithOptions(7, [&](bool isGranted, const std::optional<NSError>& failure) {
@@ -26,7 +27,7 @@ TEST(LinuxNotificationCenter, GrantsEveryAuthorizationLater) {
 
 TEST(LinuxNotificationCenter, NeedsNoCompletion) {
     const auto runLoop = std::make_shared<FakeRunLoop>();
-    LinuxNotificationCenter center(runLoop);
+    LinuxNotificationCenter center(runLoop, std::make_shared<RecordingLogSink>());
     center.requestAuthorizationWithOptions(7, nullptr);
     EXPECT_NO_THROW(runLoop->runUntilIdle());
 }
@@ -43,7 +44,7 @@ public:
 };
 
 TEST(LinuxNotificationCenter, KeepsTheNewestDelegateWeakly) {
-    LinuxNotificationCenter center(std::make_shared<FakeRunLoop>());
+    LinuxNotificationCenter center(std::make_shared<FakeRunLoop>(), std::make_shared<RecordingLogSink>());
     const auto first = std::make_shared<SilentDelegate>();
     auto second = std::make_shared<SilentDelegate>();
     center.setDelegate(first);

@@ -36,7 +36,7 @@ protected:
 
 private:
     explicit InboundPipelineTest(const std::shared_ptr<Heard>& configured)
-        : RoomsTest({std::make_shared<RecordingConfiguration>(configured), nullptr, nullptr}) {
+        : RoomsTest({std::make_shared<RecordingConfiguration>(configured), nullptr}) {
         heard_ = configured;
         registerApplication();
         addDelegate();

@@ -122,7 +122,7 @@ TEST_F(LocalNotificationsTest, IgnoreTheApplicationsStateAndOtherFlags) {
 
 TEST_F(LocalNotificationsTest, HandARichMessageOverWhole) {
     RecordingPresenter presenter;
-    LocalNotifications room(*machine_.application, rooms_->channels, &presenter);
+    LocalNotifications room(*machine_.application, rooms_->channels, presenter);
     rooms_->channels.notificationSettings = Dictionary{{"news", Dictionary{{"alert", false}}}};
     for (const Value& content : {Value(true), Value(false), Value(nullptr), Value("x")}) {
         message_.notification = Dictionary{{"mutableContent", content}};

@@ -1,0 +1,117 @@
+#include "XelPushClient/Classes/Registration/CrashReports.h"
+
+#include <utility>
+
+#include "XelPushClient/Classes/Core/ServiceAddresses.h"
+#include "XelPushClient/Classes/Registration/CrashReport.h"
+#include "XelPushClient/Classes/Registration/RegistrationErrors.h"
+#include "XelPushClient/Foundation/StringUtilities.h"
+
+namespace xel {
+namespace {
+
+/// Crashes of one second that are told apart; more are not kept.
+constexpr int kMostFilesOfOneSecond = 100;
+
+/// What the report's way needs, all of it usable on the queue's thread, also when the client is gone.
+struct Outlet {
+    std::shared_ptr<Clock> clock;
+    std::shared_ptr<UIDevice> device;
+    std::shared_ptr<NSFileManager> files;
+    std::shared_ptr<HTTPTransport> http;
+    Endpoints endpoints;
+    std::string documentsDirectory;
+};
+
+/// No report is lost to another of the same second. A failure is not reported: there is nobody left to tell.
+void save(const Outlet& outlet, const std::string& text, Date created) {
+    const std::string date = describeDate(created);
+    for (int number = 1; number <= kMostFilesOfOneSecond; ++number) {
+        const std::string name = number == 1 ? date : formatted("%@-%d", date, number);
+        const auto written =
+            outlet.files->writeNewFile(text, formatted("%@/crash-%@.log", outlet.documentsDirectory, name));
+        if (written || written.error().code != static_cast<std::int64_t>(NSFileErrorCode::WriteFileExists)) {
+            return;
+        }
+    }
+}
+
+std::shared_ptr<SLAFHTTPRequestOperation> operationFor(const Outlet& outlet, const IdentitySnapshot& identity,
+                                                       std::string text) {
+    constexpr bool kUsingSSL = true;
+    const auto client = SLAFHTTPClient::clientWithBaseURL(
+        restBaseURL(outlet.endpoints, identity.appId, kUsingSSL), outlet.http);
+    const std::string token = encodeUrlString(textOrNull(identity.apiKey));
+    auto request =
+        client.requestWithMethod("POST", formatted("crashReports?access_token=%@", token), std::nullopt);
+    setHTTPHeaderField(request.headers, "Content-Lenght", std::to_string(text.size()));
+    setHTTPHeaderField(request.headers, "Content-Type", "application/json");
+    request.body = std::move(text);
+    return client.operationWithRequest(std::move(request));
+}
+
+}  // namespace
+
+CrashReports::CrashReports(Surroundings surroundings)
+    : surroundings_(surroundings), life_(std::make_shared<CrashReports*>(this)) {}
+
+void CrashReports::applicationCrashedWithUserInfo(const Dictionary& userInfo, CrashReportOptions options) {
+    const auto& machine = surroundings_.machine;
+    if (machine.runLoop->isCurrent()) {
+        surroundings_.settings.publishIdentity();
+    }
+    CrashReport report;
+    report.identity = surroundings_.settings.identitySnapshot();
+    if (!report.identity.deviceId || !report.identity.appId || !report.identity.appVersion) {
+        refuse();
+        return;
+    }
+    report.callStack = machine.threads->callStackSymbols();
+    report.userInfo = userInfo;
+    Outlet outlet{machine.clock, machine.device,    machine.files,
+                  machine.http,  machine.endpoints, surroundings_.home.documentsDirectory};
+
+    surroundings_.operationQueue.addOperationWithBlock([report = std::move(report), options,
+                                                        outlet = std::move(outlet),
+                                                        weak = std::weak_ptr(life_)]() mutable {
+        report.created = outlet.clock->now();
+        report.osVersion = outlet.device->systemVersion();
+        std::string text = crashReportText(report);
+        if (options.saveOnDisk) {
+            save(outlet, text, report.created);
+        }
+        const auto operation = operationFor(outlet, report.identity, std::move(text));
+        operation->setCompletionBlock(
+            [weak](const HTTPResponse& response) {
+                if (const auto life = weak.lock()) {
+                    TVRLog((*life)->surroundings_.log, "CrashReport response %@", response.body);
+                }
+            },
+            [weak](const NSError& error) {
+                if (const auto life = weak.lock()) {
+                    TVRLog((*life)->surroundings_.log, "CrashReport Error %@", error.localizedDescription());
+                }
+            });
+        if (!operation->isExecuting()) {
+            operation->start();
+        }
+    });
+}
+
+void CrashReports::refuse() {
+    const auto report = [weak = std::weak_ptr(life_)] {
+        if (const auto life = weak.lock()) {
+            (*life)->surroundings_.registration.handleRegistrationFailWithError(makeRegistrationError(
+                kPushClientFailRegisterApplicationErrorCode, "Framework Not Initialized Yet.", "",
+                "First Register Application and Use applicationCrashedWithUserInfo"));
+        }
+    };
+    const auto& runLoop = surroundings_.machine.runLoop;
+    if (runLoop->isCurrent()) {
+        report();
+    } else {
+        runLoop->post(report);  // the host's callbacks run on the loop only
+    }
+}
+
+}  // namespace xel

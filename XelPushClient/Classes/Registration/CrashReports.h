@@ -1,0 +1,41 @@
+#pragma once
+
+#include <memory>
+
+#include "XelPushClient/Classes/Core/ClientSettings.h"
+#include "XelPushClient/Classes/Core/TVRLog.h"
+#include "XelPushClient/Classes/Registration/CrashReportOptions.h"
+#include "XelPushClient/Classes/Registration/Registration.h"
+#include "XelPushClient/Platform/NSOperationQueue.h"
+
+namespace xel {
+
+/// Reports crashes to the backend.
+///
+/// A crashing host's run loop may never run again: identity and stack are copied on the caller's thread, and
+/// the report is written and sent from the operation queue's own. Only what is left to tell afterwards, a log
+/// line or a refusal, needs the loop. Owner: the manager. Thread: any; the manager must outlive the call.
+class CrashReports {
+public:
+    struct Surroundings {
+        const Machine& machine;
+        const Home& home;
+        ClientSettings& settings;
+        const LogOutput& log;
+        NSOperationQueue& operationQueue;
+        Registration& registration;
+    };
+
+    explicit CrashReports(Surroundings surroundings);
+
+    void applicationCrashedWithUserInfo(const Dictionary& userInfo, CrashReportOptions options);
+
+private:
+    void refuse();
+
+    Surroundings surroundings_;
+    /// Answers and refusals that wait for the loop hold it weakly.
+    std::shared_ptr<CrashReports*> life_;
+};
+
+}  // namespace xel

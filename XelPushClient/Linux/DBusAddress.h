@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+namespace xel {
+
+/// Where the user's session bus listens, as the environment says it: DBUS_SESSION_BUS_ADDRESS, or else the
+/// socket "bus" in XDG_RUNTIME_DIR. Empty when neither is set: the process has no session. Reads the
+/// environment, so not while another thread changes it.
+[[nodiscard]] std::string sessionBusAddress();
+
+/// Where the machine's system bus listens: DBUS_SYSTEM_BUS_ADDRESS, or else the well-known socket.
+[[nodiscard]] std::string systemBusAddress();
+
+}  // namespace xel

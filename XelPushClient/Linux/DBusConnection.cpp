@@ -1,0 +1,192 @@
+#include "XelPushClient/Linux/DBusConnection.h"
+
+#include <array>
+#include <cerrno>
+#include <deque>
+#include <mutex>
+#include <stdexcept>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <poll.h>
+#include <sdbus-c++/sdbus-c++.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include "XelPushClient/Linux/BackgroundThread.h"
+#include "XelPushClient/Linux/StoreFolder.h"
+
+namespace xel {
+
+/// What the thread works on. Shared with it, so that it may outlive a connection that is dropped on that
+/// thread.
+class DBusConnection::Worker {
+public:
+    Worker(std::string address, std::string threadName)
+        : address_(std::move(address)),
+          threadName_(std::move(threadName)),
+          wakeup_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+        if (!wakeup_.isOpen()) {
+            throw std::runtime_error("a D-Bus connection cannot be made: no file descriptor is left");
+        }
+    }
+
+    static void add(const std::shared_ptr<Worker>& self, Work work, Failure failure) {
+        const std::lock_guard lock(self->mutex_);
+        if (self->isStopping_) {
+            return;
+        }
+        self->waiting_.push_back({std::move(work), std::move(failure)});
+        if (!self->thread_.joinable()) {
+            self->thread_ = startBackgroundThread(self->threadName_, [self] { self->run(); });
+        }
+        self->wake();
+    }
+
+    void stop() {
+        std::thread thread;
+        {
+            const std::lock_guard lock(mutex_);
+            isStopping_ = true;
+            thread.swap(thread_);
+            wake();
+        }
+        if (thread.get_id() == std::this_thread::get_id()) {
+            thread.detach();
+        } else if (thread.joinable()) {
+            thread.join();
+        }
+    }
+
+    void atClosing(std::function<void()> block) { closing_.push_back(std::move(block)); }
+
+private:
+    struct Job {
+        Work work;
+        Failure failure;
+    };
+
+    void wake() const {
+        const eventfd_t one = 1;
+        (void)eventfd_write(wakeup_.number(), one);
+    }
+
+    void run() {
+        std::deque<Job> jobs;
+        while (takeWaiting(jobs)) {
+            for (; !jobs.empty() && !isStopping(); jobs.pop_front()) {
+                perform(jobs.front());
+            }
+            serve();
+            waitForSomething();
+        }
+        jobs.clear();
+        close();
+    }
+
+    /// False when the connection is being dropped.
+    bool takeWaiting(std::deque<Job>& jobs) {
+        const std::lock_guard lock(mutex_);
+        eventfd_t ignored = 0;
+        (void)eventfd_read(wakeup_.number(), &ignored);
+        jobs.swap(waiting_);
+        return !isStopping_;
+    }
+
+    bool isStopping() {
+        const std::lock_guard lock(mutex_);
+        return isStopping_;
+    }
+
+    void perform(const Job& job) {
+        try {
+            open();
+            job.work(*connection_);
+        } catch (const sdbus::Error& error) {
+            if (job.failure) {
+                const auto code = connection_ == nullptr ? DBusErrorCode::NoBus : DBusErrorCode::Failed;
+                job.failure(makeDBusError(code, error.getName(), error.getMessage()));
+            }
+        }
+    }
+
+    void open() {
+        if (connection_ != nullptr) {
+            return;
+        }
+        if (address_.empty()) {
+            throw sdbus::Error("org.freedesktop.DBus.Error.NoServer", "The process has no such bus");
+        }
+        connection_ = sdbus::createSessionBusConnectionWithAddress(address_);
+    }
+
+    /// Dispatches what has arrived.
+    void serve() {
+        if (connection_ == nullptr) {
+            return;
+        }
+        try {
+            while (!isStopping() && connection_->processPendingRequest()) {}
+        } catch (const sdbus::Error&) {
+            close();  // the daemon has gone
+        }
+    }
+
+    void waitForSomething() {
+        std::array<pollfd, 2> watched{{{wakeup_.number(), POLLIN, 0}, {-1, 0, 0}}};
+        int timeout = -1;
+        if (connection_ != nullptr) {
+            const auto wanted = connection_->getEventLoopPollData();
+            watched[1] = {wanted.fd, wanted.events, 0};
+            timeout = wanted.getPollTimeout();
+        }
+        (void)poll(watched.data(), watched.size(), timeout);
+    }
+
+    void close() {
+        // A block may hold the last reference to what adds another.
+        for (auto blocks = std::exchange(closing_, {}); !blocks.empty();
+             blocks = std::exchange(closing_, {})) {
+            for (const auto& block : blocks) {
+                block();
+            }
+        }
+        connection_.reset();
+    }
+
+    const std::string address_;
+    const std::string threadName_;
+    const FileDescriptor wakeup_;
+    std::mutex mutex_;
+    std::deque<Job> waiting_;
+    bool isStopping_ = false;
+    std::thread thread_;
+
+    // The thread's own.
+    std::unique_ptr<sdbus::IConnection> connection_;
+    std::vector<std::function<void()>> closing_;
+};
+
+DBusConnection::DBusConnection(std::string address, std::string threadName)
+    : worker_(std::make_shared<Worker>(std::move(address), std::move(threadName))) {}
+
+DBusConnection::~DBusConnection() {
+    worker_->stop();
+}
+
+void DBusConnection::perform(Work work, Failure failure) {
+    Worker::add(worker_, std::move(work), std::move(failure));
+}
+
+void DBusConnection::atClosing(std::function<void()> block) {
+    worker_->atClosing(std::move(block));
+}
+
+NSError makeDBusError(DBusErrorCode code, const std::string& reason, const std::string& description) {
+    NSError error = makeError(kDBusErrorDomain, static_cast<std::int64_t>(code), description);
+    error.userInfo.set(std::string(NSLocalizedFailureReasonErrorKey), reason);
+    return error;
+}
+
+}  // namespace xel

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "XelPushClient/Foundation/Result.h"
+#include "XelPushClient/Linux/StoreFolder.h"
+
+namespace xel {
+
+/// A folder of downloaded media, for the user alone (mode 0700), made with its first file. Notifications on
+/// screen still show their files, so it keeps the newest; the rest goes when another file is made.
+/// Thread: any.
+class MediaFolder {
+public:
+    static constexpr std::size_t kMostFiles = 16;
+
+    explicit MediaFolder(std::string path) : path_(std::move(path)) {}
+
+    struct NewFile {
+        std::string path;
+        FileDescriptor descriptor;
+    };
+    /// A new file under a name that nobody else has, mode 0600. The error is one of `NSCocoaErrorDomain`.
+    [[nodiscard]] Result<NewFile> makeFile() const;
+
+private:
+    void removeOldFiles() const;
+
+    std::string path_;
+};
+
+}  // namespace xel

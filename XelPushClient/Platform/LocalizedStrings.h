@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+namespace xel {
+
+/// The host's translated texts, in the language that the host has chosen. Thread: the machine's run loop.
+class LocalizedStrings {
+public:
+    virtual ~LocalizedStrings() = default;
+
+    /// The translation of the text that is its own key, UTF-8; the key itself when there is none.
+    [[nodiscard]] virtual std::string localizedUserNotificationStringForKey(const std::string& key) = 0;
+};
+
+}  // namespace xel

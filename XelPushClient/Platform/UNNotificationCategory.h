@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "XelPushClient/Platform/UNNotificationAction.h"
+
+namespace xel {
+
+/// A kind of notification and the buttons that its notifications have, in order.
+struct UNNotificationCategory {
+    std::string identifier;
+    std::vector<UNNotificationAction> actions;
+
+    friend bool operator==(const UNNotificationCategory&, const UNNotificationCategory&) = default;
+};
+
+}  // namespace xel

@@ -1,0 +1,21 @@
+#include "XelPushClient/Testing/FakeFileManager.h"
+#include "tests/contract/NSFileManagerContract.h"
+
+namespace xel::contract {
+namespace {
+
+class FakeSubject {
+public:
+    NSFileManager& files() { return files_; }
+    static std::string folder() { return "/folder"; }
+    std::optional<std::string> contents(const std::string& path) { return files_.contents(path); }
+
+private:
+    FakeFileManager files_;
+};
+
+}  // namespace
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Fake, NSFileManagerContract, FakeSubject);
+
+}  // namespace xel::contract

@@ -1,0 +1,161 @@
+#include <atomic>
+#include <future>
+
+#include <gtest/gtest.h>
+#include <sdbus-c++/sdbus-c++.h>
+
+#include "XelPushClient/Linux/DBusConnection.h"
+#include "tests/integration/desktop/PrivateBus.h"
+
+namespace xel {
+namespace {
+
+using test::PrivateBus;
+
+class DBusConnectionTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (const auto reason = PrivateBus::whyMissing(); !reason.empty()) {
+            GTEST_SKIP() << reason;
+        }
+    }
+
+    /// What the work answers, or the failure's description.
+    template <class Work>
+    static std::string answerOf(DBusConnection& connection, Work work) {
+        const auto answer = std::make_shared<std::promise<std::string>>();
+        connection.perform([answer, work](sdbus::IConnection& bus) { answer->set_value(work(bus)); },
+                           [answer](const NSError& error) {
+                               answer->set_value("failed " + std::to_string(error.code) + " " +
+                                                 error.localizedFailureReason().value_or(""));
+                           });
+        auto future = answer->get_future();
+        return future.wait_for(test::kPatience) == std::future_status::ready ? future.get() : "no answer";
+    }
+
+    static std::string uniqueName(DBusConnection& connection) {
+        return answerOf(connection, [](sdbus::IConnection& bus) { return bus.getUniqueName(); });
+    }
+};
+
+TEST_F(DBusConnectionTest, WorkHasTheOpenBusOnAThreadOfItsOwn) {
+    const PrivateBus bus;
+    DBusConnection connection(bus.address(), "test-bus");
+    const auto here = std::this_thread::get_id();
+    EXPECT_EQ(answerOf(connection,
+                       [here](sdbus::IConnection& open) {
+                           return here == std::this_thread::get_id() ? "here" : open.getUniqueName();
+                       })
+                  .substr(0, 1),
+              ":");
+    EXPECT_EQ(uniqueName(connection), uniqueName(connection)) << "one connection for all work";
+}
+
+TEST_F(DBusConnectionTest, AMissingBusIsReportedToEachWork) {
+    for (const std::string address : {"", "unix:path=/nonexistent/bus", "no address at all"}) {
+        DBusConnection connection(address, "test-bus");
+        EXPECT_EQ(uniqueName(connection).substr(0, 9), "failed 1 ") << address;
+        EXPECT_EQ(uniqueName(connection).substr(0, 9), "failed 1 ") << address;
+    }
+}
+
+TEST_F(DBusConnectionTest, AnErrorThatWorkThrowsKeepsItsName) {
+    const PrivateBus bus;
+    DBusConnection connection(bus.address(), "test-bus");
+    EXPECT_EQ(answerOf(connection,
+                       [](sdbus::IConnection&) -> std::string {
+                           throw sdbus::Error("org.example.Refused", "not today");
+                       }),
+              "failed 2 org.example.Refused");
+}
+
+TEST_F(DBusConnectionTest, SignalsArriveWithoutFurtherWork) {
+    const PrivateBus bus;
+    DBusConnection listener(bus.address(), "test-listener");
+    DBusConnection speaker(bus.address(), "test-speaker");
+    auto heard = std::make_shared<std::promise<std::string>>();
+    ASSERT_EQ(answerOf(listener,
+                       [heard, &listener](sdbus::IConnection& open) {
+                           auto match = std::make_shared<sdbus::Slot>(open.addMatch(
+                               "interface='org.example.Bell'", [heard](sdbus::Message& message) {
+                                   std::string text;
+                                   message >> text;
+                                   heard->set_value(text);
+                               }));
+                           listener.atClosing([match] { match->reset(); });
+                           return std::string("listening");
+                       }),
+              "listening");
+    (void)answerOf(speaker, [](sdbus::IConnection& open) {
+        const auto object = sdbus::createObject(open, "/bell");
+        auto signal = object->createSignal("org.example.Bell", "Rang");
+        signal << "ding";
+        object->emitSignal(signal);
+        return std::string();
+    });
+    auto future = heard->get_future();
+    ASSERT_EQ(future.wait_for(test::kPatience), std::future_status::ready);
+    EXPECT_EQ(future.get(), "ding");
+}
+
+TEST_F(DBusConnectionTest, ALostBusClosesAndTheNextWorkOpensTheNewOne) {
+    PrivateBus bus;
+    DBusConnection connection(bus.address(), "test-bus");
+    std::atomic<int> closings = 0;
+    ASSERT_EQ(answerOf(connection,
+                       [&](sdbus::IConnection&) {
+                           connection.atClosing([&] { ++closings; });
+                           return std::string("open");
+                       }),
+              "open");
+    bus.stop();
+    EXPECT_TRUE(test::eventually([&] { return closings == 1; })) << "noticed without any work";
+    EXPECT_EQ(uniqueName(connection).substr(0, 9), "failed 1 ");
+    bus.start();
+    EXPECT_EQ(uniqueName(connection).substr(0, 1), ":");
+    EXPECT_EQ(closings, 1);
+}
+
+TEST_F(DBusConnectionTest, DroppingItClosesTheBusBeforeItReturns) {
+    const PrivateBus bus;
+    bool isClosed = false;
+    {
+        DBusConnection connection(bus.address(), "test-bus");
+        (void)answerOf(connection, [&](sdbus::IConnection&) {
+            connection.atClosing([&] { isClosed = true; });
+            return std::string();
+        });
+        EXPECT_FALSE(isClosed);
+    }
+    EXPECT_TRUE(isClosed);
+}
+
+TEST_F(DBusConnectionTest, WhatWorkHoldsIsReleasedWithTheConnection) {
+    const PrivateBus bus;
+    auto held = std::make_shared<int>(0);
+    const std::weak_ptr<int> weak = held;
+    std::promise<void> mayEnd;
+    auto connection = std::make_unique<DBusConnection>(bus.address(), "test-bus");
+    connection->perform([waiting = mayEnd.get_future().share()](sdbus::IConnection&) { waiting.wait(); });
+    connection->perform([held](sdbus::IConnection&) { *held = 1; });
+    std::thread dropping([&] { connection.reset(); });
+    held.reset();
+    mayEnd.set_value();
+    dropping.join();
+    EXPECT_TRUE(weak.expired());
+}
+
+TEST_F(DBusConnectionTest, MayBeDroppedOnItsOwnThread) {
+    const PrivateBus bus;
+    auto connection = std::make_shared<DBusConnection>(bus.address(), "test-bus");
+    std::promise<void> isClosed;
+    auto* raw = connection.get();
+    raw->perform([kept = std::move(connection), &isClosed](sdbus::IConnection&) mutable {
+        kept->atClosing([&isClosed] { isClosed.set_value(); });
+        kept.reset();
+    });
+    EXPECT_EQ(isClosed.get_future().wait_for(test::kPatience), std::future_status::ready);
+}
+
+}  // namespace
+}  // namespace xel

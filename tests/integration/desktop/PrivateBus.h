@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "tests/contract/TemporaryFolder.h"
+#include "tests/integration/desktop/TestProgram.h"
+
+namespace xel::test {
+
+/// A message bus of the test's own: anybody may own any name on it, and nothing is started by it.
+class PrivateBus {
+public:
+    /// Throws when the daemon does not come up.
+    PrivateBus();
+    PrivateBus(const PrivateBus&) = delete;
+    PrivateBus& operator=(const PrivateBus&) = delete;
+    ~PrivateBus() = default;
+
+    /// Empty, or why there can be no bus here: what a test skips with.
+    [[nodiscard]] static std::string whyMissing();
+
+    [[nodiscard]] std::string address() const { return "unix:path=" + folder_.path() + "/bus"; }
+
+    void stop();
+    void start();
+
+private:
+    contract::TemporaryFolder folder_;
+    std::unique_ptr<TestProgram> daemon_;
+};
+
+}  // namespace xel::test
