@@ -5,12 +5,13 @@ namespace {
 
 /// "publish {message}": keys as in the record, "channel" too.
 void publish(ScenarioWorld& world, Words& words) {
-    auto document = world.readDocument(words.take("a message"));
+    const auto text = world.filled(words.take("a message"));
+    const auto document = world.readDocument(text);
     const Value* channel = document.asDictionary()->find("channel");
     const auto named = channel != nullptr ? std::optional(*channel->asString()) : std::nullopt;
-    auto message = PushClientMessage::fromPayload(std::move(document), named, Date()).value();
-    message.receivedTime.reset();
-    world.lastResult = world.manager().publish(message);
+    const auto message = PushClientMessage::fromPayload(text, *world.machine->json, named, Date());
+    message->receivedTime.reset();
+    world.lastResult = world.manager().publish(*message);
 }
 
 /// "publishText <channel> <text>", "publishText to <user> <channel> <text>".
