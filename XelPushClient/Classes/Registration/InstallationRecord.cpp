@@ -31,9 +31,9 @@ LBInstallationFields InstallationRecord::fields() {
     return fields;
 }
 
-void InstallationRecord::save(LBInstallation::Saved success, LBInstallation::Failure failure) {
+void InstallationRecord::save(LBInstallation::Saved success, const LBInstallation::Failure& failure) {
     const auto adaptor = settings_.loopBackAdaptor();
-    LBInstallation::registerDevice(*adaptor, fields(), std::move(success), std::move(failure));
+    LBInstallation::registerDevice(*adaptor, fields(), std::move(success), failure);
 }
 
 void InstallationRecord::updateQuietly() {
@@ -43,9 +43,9 @@ void InstallationRecord::updateQuietly() {
 }
 
 void InstallationRecord::remove(const std::string& deviceId, LBInstallation::Removed success,
-                                LBInstallation::Failure failure) {
+                                const LBInstallation::Failure& failure) {
     const auto adaptor = settings_.loopBackAdaptor();
-    LBInstallation::unregisterDevice(*adaptor, deviceId, std::move(success), std::move(failure));
+    LBInstallation::unregisterDevice(*adaptor, deviceId, std::move(success), failure);
 }
 
 }  // namespace xel

@@ -17,14 +17,14 @@ public:
                        const PushTokenState& token);
 
     /// Saves the record: a new one when no device id is known, else an update.
-    void save(LBInstallation::Saved success, LBInstallation::Failure failure);
+    void save(LBInstallation::Saved success, const LBInstallation::Failure& failure);
 
     /// Saves the record when a push token is there; nobody hears of the outcome.
     void updateQuietly();
 
     /// Removes the record of a device id.
     void remove(const std::string& deviceId, LBInstallation::Removed success,
-                LBInstallation::Failure failure);
+                const LBInstallation::Failure& failure);
 
 private:
     [[nodiscard]] LBInstallationFields fields();
