@@ -17,6 +17,7 @@
 #include "XelPushClient/Linux/LinuxNotificationCenter.h"
 #include "XelPushClient/Linux/NetlinkReachability.h"
 #include "XelPushClient/Linux/NetworkState.h"
+#include "XelPushClient/Linux/NoLocationSource.h"
 #include "XelPushClient/Linux/SimdjsonSerialization.h"
 #include "XelPushClient/Linux/SqliteSessionMemory.h"
 #include "XelPushClient/Linux/SqliteUserDefaults.h"
@@ -115,6 +116,7 @@ Machine makeLinuxMachine(const LinuxOptions& options) {
     machine.application = std::make_shared<LinuxApplication>(
         LinuxApplication::Surroundings{runLoop, machine.clock, machine.logSink});
     machine.notificationCenter = std::make_shared<LinuxNotificationCenter>(runLoop);
+    machine.locationSource = std::make_shared<NoLocationSource>(runLoop);
     machine.device = std::make_shared<LinuxDevice>();
     machine.bundle = std::make_shared<HostBundle>(options.shortVersion, options.bundleVersion);
     return machine;

@@ -11,6 +11,7 @@
 #include "XelPushClient/Testing/FakeDevice.h"
 #include "XelPushClient/Testing/FakeDisk.h"
 #include "XelPushClient/Testing/FakeHTTPTransport.h"
+#include "XelPushClient/Testing/FakeLocationSource.h"
 #include "XelPushClient/Testing/FakeNetwork.h"
 #include "XelPushClient/Testing/FakeNotificationCenter.h"
 #include "XelPushClient/Testing/FakeOperationQueue.h"
@@ -68,6 +69,7 @@ public:
     const std::shared_ptr<FakeReachabilityFactory> reachability;
     const std::shared_ptr<FakeApplication> application;
     const std::shared_ptr<FakeNotificationCenter> notificationCenter;
+    const std::shared_ptr<FakeLocationSource> locationSource;
     const std::shared_ptr<FakeDevice> device;
     const std::shared_ptr<FakeBundle> bundle;
 
