@@ -10,9 +10,12 @@
 #include "XelPushClient/Classes/Core/ClientSettings.h"
 #include "XelPushClient/Classes/Core/EventFanout.h"
 #include "XelPushClient/Classes/Device/DeviceDescription.h"
+#include "XelPushClient/Classes/GeoLocation/CoreGeoLocation.h"
 #include "XelPushClient/Classes/Messaging/InboundPipeline.h"
+#include "XelPushClient/Classes/Messaging/LocationReports.h"
 #include "XelPushClient/Classes/Messaging/MessageIds.h"
 #include "XelPushClient/Classes/Messaging/Publisher.h"
+#include "XelPushClient/Classes/Messaging/RemoteConfiguration.h"
 #include "XelPushClient/Classes/Notifications/LocalNotifications.h"
 #include "XelPushClient/Classes/Notifications/PushTokens.h"
 #include "XelPushClient/Classes/Registration/InstallationRecord.h"
@@ -53,8 +56,11 @@ struct ClientRooms {
     ChannelStore channels;
     Subscriptions subscriptions;
     MessageIds messageIds;
+    CoreGeoLocation location;
+    RemoteConfiguration remoteConfiguration;
     InboundPipeline pipeline;
     Publisher publisher;
+    LocationReports locationReports;
     PushTokens tokens;
     LocalNotifications localNotifications;
     InstallationRecord record;

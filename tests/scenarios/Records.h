@@ -11,15 +11,9 @@
 namespace xel::scenario {
 
 /// Notes what the client hands to the parts that a host may leave out.
-class RecordingExtensions final : public RemoteConfigurationHandler, public RichNotificationPresenter {
+class RecordingExtensions final : public RichNotificationPresenter {
 public:
     explicit RecordingExtensions(Journal& done) : done_(done) {}
-
-    void backdoorConfigs(const Dictionary& data, const std::optional<std::string>& channel) override {
-        done_.record(
-            {"configured",
-             {{"data", printJSON(data, JSONLayout::OneLine)}, {"channel", channel.value_or("(null)")}}});
-    }
 
     void showLocalRichNotificationWithPayload(const Dictionary& payload) override {
         done_.record({"shown-richly", {{"payload", printJSON(payload, JSONLayout::OneLine)}}});

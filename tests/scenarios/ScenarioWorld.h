@@ -119,6 +119,7 @@ void performRest(ScenarioWorld& world, Words& words);
 void performApplication(ScenarioWorld& world, Words& words);
 void performUser(ScenarioWorld& world, Words& words);
 void performNetwork(ScenarioWorld& world, Words& words);
+void performDevice(ScenarioWorld& world, Words& words);
 void performDisk(ScenarioWorld& world, Words& words);
 void performTime(ScenarioWorld& world, Words& words);
 void performExpect(ScenarioWorld& world, Words& words);

@@ -20,6 +20,8 @@ void performFrom(const VerbTable& table, ScenarioWorld& world, Words& words, std
 [[nodiscard]] const VerbTable& hostPublishingVerbs();
 [[nodiscard]] const VerbTable& hostRequestVerbs();
 
+[[nodiscard]] const VerbTable& hostLocationVerbs();
+
 /// What "expect" knows beside the journals.
 [[nodiscard]] const VerbTable& stateExpectations();
 
