@@ -7,3 +7,4 @@
 #include "XelPushClient/Classes/Models/PushClientMessage.h"
 #include "XelPushClient/Classes/PushClientManager.h"
 #include "XelPushClient/Platform/NSRunLoop.h"
+#include "XelPushClient/Platform/UIApplicationLaunchOptions.h"

@@ -5,6 +5,7 @@
 #include "XelPushClient/Classes/ClientRooms.h"
 #include "XelPushClient/Classes/Core/PersistedKeys.h"
 #include "XelPushClient/Classes/Core/PushClientConstants.h"
+#include "XelPushClient/Classes/Notifications/RegionNotification.h"
 
 namespace xel {
 
@@ -84,6 +85,26 @@ void ClientCoordinator::deliveryArrived(const DeliveryMessage& delivery) {
 
 void ClientCoordinator::eventArrived(const EventMessage& event) {
     rooms_.fanout.callBackNewEventMessageReceived(event);
+}
+
+// ---- The location.
+
+void ClientCoordinator::regionWasCrossed(const CLCircularRegion& region, RegionCrossing crossing,
+                                         const Value& message) {
+    const auto* name = crossing == RegionCrossing::Entered ? "enter" : "exit";
+    if (auto notification = regionNotification(message, region.identifier, name)) {
+        auto& application = *rooms_.machine.application;
+        notification->applicationIconBadgeNumber = application.applicationIconBadgeNumber();
+        application.presentLocalNotificationNow(*notification);
+    }
+}
+
+void ClientCoordinator::positionWasTracked(const CLLocation& location) {
+    rooms_.locationReports.publishLocation(location);
+}
+
+void ClientCoordinator::launchWasNotByUser() {
+    rooms_.record.setApplicationLaunch(false);
 }
 
 // ---- Registration.

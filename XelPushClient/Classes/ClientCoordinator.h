@@ -2,7 +2,9 @@
 
 #include "XelPushClient/Classes/Broker/BrokerObservers.h"
 #include "XelPushClient/Classes/Broker/LifecycleMonitor.h"
+#include "XelPushClient/Classes/GeoLocation/CoreGeoLocation.h"
 #include "XelPushClient/Classes/Messaging/InboundPipeline.h"
+#include "XelPushClient/Classes/Messaging/LocationReports.h"
 #include "XelPushClient/Classes/Notifications/PushTokens.h"
 #include "XelPushClient/Classes/Registration/Registration.h"
 #include "XelPushClient/Classes/Topics/ChannelStore.h"
@@ -19,6 +21,8 @@ class ClientCoordinator final : public BrokerConnectionObserver,
                                 public PendingWorkObserver,
                                 public InstallationUpdateObserver,
                                 public InboundObserver,
+                                public GeoLocationObserver,
+                                public LaunchObserver,
                                 public PushTokenObserver,
                                 public RegistrationObserver {
 public:
@@ -53,6 +57,12 @@ public:
     void messageArrived(const std::shared_ptr<const PushClientMessage>& message) override;
     void deliveryArrived(const DeliveryMessage& delivery) override;
     void eventArrived(const EventMessage& event) override;
+
+    // The location.
+    void regionWasCrossed(const CLCircularRegion& region, RegionCrossing crossing,
+                          const Value& message) override;
+    void positionWasTracked(const CLLocation& location) override;
+    void launchWasNotByUser() override;
 
     // Registration.
     void pushTokenArrived() override;

@@ -7,12 +7,10 @@ constexpr int kSerial = 1;
 
 }  // namespace
 
-ClientRooms::ClientRooms(NSObject& managerObject, Machine machineToUse, Home homeToUse,
-                         ClientExtensions extensionsToUse)
+ClientRooms::ClientRooms(NSObject& managerObject, Machine machineToUse, Home homeToUse)
     : manager(managerObject),
       machine(std::move(machineToUse)),
       home(std::move(homeToUse)),
-      extensions(std::move(extensionsToUse)),
       operationQueue(machine.operationQueues->makeOperationQueue(
           "com.xel.pushClientQueue", NSOperationQueue::kDefaultMaxConcurrentOperationCount)),
       connectionQueue(machine.operationQueues->makeOperationQueue("XelPushConnectionQueue", kSerial)),
@@ -27,9 +25,11 @@ ClientRooms::ClientRooms(NSObject& managerObject, Machine machineToUse, Home hom
       channels(settings, *home.defaults, token, log, coordinator),
       subscriptions({connection, deferred, channels, fanout, settings, *home.defaults, log, coordinator}),
       messageIds(*home.defaults, settings, log),
-      pipeline({settings, messageIds, *machine.json, *machine.clock, log, coordinator,
-                extensions.remoteConfiguration.get()}),
+      location({machine, *home.defaults, log, coordinator}),
+      remoteConfiguration(location, log),
+      pipeline({settings, messageIds, *machine.json, *machine.clock, log, coordinator, remoteConfiguration}),
       publisher({connection, deferred, settings, fanout, *machine.clock, log}),
+      locationReports({settings, *home.defaults, *machine.clock, log, location, publisher, coordinator}),
       tokens({machine, settings, log, fanout, token, coordinator}),
       richNotifications({machine, log}),
       localNotifications(*machine.application, channels, richNotifications),

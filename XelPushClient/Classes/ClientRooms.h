@@ -6,13 +6,15 @@
 #include "XelPushClient/Classes/Broker/DeferredWork.h"
 #include "XelPushClient/Classes/Broker/LifecycleMonitor.h"
 #include "XelPushClient/Classes/ClientCoordinator.h"
-#include "XelPushClient/Classes/ClientExtensions.h"
 #include "XelPushClient/Classes/Core/ClientSettings.h"
 #include "XelPushClient/Classes/Core/EventFanout.h"
 #include "XelPushClient/Classes/Device/DeviceDescription.h"
+#include "XelPushClient/Classes/GeoLocation/CoreGeoLocation.h"
 #include "XelPushClient/Classes/Messaging/InboundPipeline.h"
+#include "XelPushClient/Classes/Messaging/LocationReports.h"
 #include "XelPushClient/Classes/Messaging/MessageIds.h"
 #include "XelPushClient/Classes/Messaging/Publisher.h"
+#include "XelPushClient/Classes/Messaging/RemoteConfiguration.h"
 #include "XelPushClient/Classes/Notifications/LocalNotifications.h"
 #include "XelPushClient/Classes/Notifications/PushTokens.h"
 #include "XelPushClient/Classes/Notifications/RichNotifications.h"
@@ -31,7 +33,7 @@ namespace xel {
 
 /// Every room of one client, in the order in which they depend on each other: the place where they are wired.
 struct ClientRooms {
-    ClientRooms(NSObject& manager, Machine machineToUse, Home homeToUse, ClientExtensions extensionsToUse);
+    ClientRooms(NSObject& manager, Machine machineToUse, Home homeToUse);
     ClientRooms(const ClientRooms&) = delete;
     ClientRooms& operator=(const ClientRooms&) = delete;
     ~ClientRooms() = default;
@@ -39,7 +41,6 @@ struct ClientRooms {
     NSObject& manager;
     const Machine machine;
     const Home home;
-    const ClientExtensions extensions;
     const std::shared_ptr<NSOperationQueue> operationQueue;
     /// Made with the client and kept for it; nothing runs on it.
     const std::shared_ptr<NSOperationQueue> connectionQueue;
@@ -55,8 +56,11 @@ struct ClientRooms {
     ChannelStore channels;
     Subscriptions subscriptions;
     MessageIds messageIds;
+    CoreGeoLocation location;
+    RemoteConfiguration remoteConfiguration;
     InboundPipeline pipeline;
     Publisher publisher;
+    LocationReports locationReports;
     PushTokens tokens;
     RichNotifications richNotifications;
     LocalNotifications localNotifications;

@@ -7,13 +7,13 @@
 
 namespace xel {
 
-PushClientManager::PushClientManager(Machine machine, Home home, ClientExtensions extensions)
-    : rooms_(
-          std::make_unique<ClientRooms>(*this, std::move(machine), std::move(home), std::move(extensions))) {
+PushClientManager::PushClientManager(Machine machine, Home home)
+    : rooms_(std::make_unique<ClientRooms>(*this, std::move(machine), std::move(home))) {
     rooms_->lifecycle.observeApplication();
     rooms_->coordinator.observeInstallationId();
     rooms_->lifecycle.observeReachability();
     rooms_->connection.setConnectionState(PushClientServerDisconnectedState);
+    rooms_->location.resumeMonitoring();
 }
 
 PushClientManager::~PushClientManager() = default;
@@ -79,10 +79,7 @@ bool PushClientManager::enableLocationOnLaunch() const {
     return rooms_->settings.enableLocationOnLaunch();
 }
 void PushClientManager::setEnableLocationOnLaunch(bool enable) {
-    const bool wasSwitchedOn = rooms_->settings.setEnableLocationOnLaunch(enable);
-    if (wasSwitchedOn && rooms_->extensions.locationOnLaunch) {
-        rooms_->extensions.locationOnLaunch->checkLocationOnLaunch();
-    }
+    rooms_->locationReports.setEnableLocationOnLaunch(enable);
 }
 std::optional<Dictionary> PushClientManager::locationOnLaunchWithDictionary() const {
     return rooms_->settings.locationOnLaunchWithDictionary();
@@ -354,8 +351,28 @@ std::optional<std::string> PushClientManager::liveTopic() const {
     return xel::liveTopic(rooms_->channels.identity());
 }
 
+// ---- The location.
+
+CoreGeoLocation& PushClientManager::instanceCoreGeoLocation() const {
+    return rooms_->location;
+}
+void PushClientManager::publishLocation(const std::optional<CLLocation>& location,
+                                        const PublishLocationOptions& options) {
+    rooms_->locationReports.publishLocation(location, options);
+}
+void PushClientManager::checkLocationOnLaunch() {
+    rooms_->locationReports.checkLocationOnLaunch();
+}
+void PushClientManager::startLocationIfTrackingMe() {
+    rooms_->locationReports.startLocationIfTrackingMe();
+}
+
 // ---- Calls of the operating system.
 
+bool PushClientManager::applicationDidFinishLaunchingWithOptions(UIApplication& application,
+                                                                 const Dictionary& launchOptions) {
+    return rooms_->locationReports.applicationDidFinishLaunchingWithOptions(application, launchOptions);
+}
 void PushClientManager::applicationDidBecomeActive(UIApplication& application) {
     rooms_->lifecycle.applicationDidBecomeActive(application);
 }

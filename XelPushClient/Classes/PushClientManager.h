@@ -8,11 +8,12 @@
 #include <string_view>
 #include <vector>
 
-#include "XelPushClient/Classes/ClientExtensions.h"
 #include "XelPushClient/Classes/Core/ConnectionState.h"
 #include "XelPushClient/Classes/Core/DelegateList.h"
 #include "XelPushClient/Classes/Core/HandlerBlocks.h"
 #include "XelPushClient/Classes/Core/PushClientConstants.h"
+#include "XelPushClient/Classes/GeoLocation/CoreGeoLocation.h"
+#include "XelPushClient/Classes/Messaging/LocationReports.h"
 #include "XelPushClient/Classes/Messaging/Publisher.h"
 #include "XelPushClient/Classes/Notifications/RichNotificationHandlers.h"
 #include "XelPushClient/Classes/Registration/CrashReportOptions.h"
@@ -45,7 +46,7 @@ public:
     static void setDevelopment(bool development);
 
     /// A client on a machine and in a home of its own: for gateways, tests and other platforms.
-    PushClientManager(Machine machine, Home home, ClientExtensions extensions = {});
+    PushClientManager(Machine machine, Home home);
     ~PushClientManager() override;
 
     // ---- Identity and settings.
@@ -76,7 +77,8 @@ public:
     /// the registration callback, which runs before the connect, to use a plain connection.
     [[nodiscard]] bool usingSSLConnection() const;
     void setUsingSSLConnection(bool usingSSL);
-    /// Whether one location is reported at every launch, and the data that goes with it; persisted.
+    /// Whether one location is reported at every launch, and the data that goes with it; persisted. Switching
+    /// it on reports one at once.
     [[nodiscard]] bool enableLocationOnLaunch() const;
     void setEnableLocationOnLaunch(bool enable);
     [[nodiscard]] std::optional<Dictionary> locationOnLaunchWithDictionary() const;
@@ -284,8 +286,29 @@ public:
     /// Kept for hosts of earlier versions; does nothing.
     void removeDefaultPublicTopic() {}
 
+    // ---- The location: the event "geo", and regions that messages of the service set up.
+
+    /// The client's location service: one fix, tracking, and regions. Lives as long as the client.
+    [[nodiscard]] CoreGeoLocation& instanceCoreGeoLocation() const;
+    /// Publishes a location as the event "geo": {"lat", "lng", "ts"[, "data"]}, degrees and milliseconds
+    /// since 1970. What is wrong is reported as `publishEvent` does; a missing location is only logged.
+    void publishLocation(const std::optional<CLLocation>& location,
+                         const PublishLocationOptions& options = {});
+    /// Publishes the device's location once, with the launch dictionary, if `enableLocationOnLaunch` is on
+    /// and no tracking session runs. A position that cannot be had within 30 s is only logged.
+    void checkLocationOnLaunch();
+    /// Goes on with the tracking session of an earlier launch for the rest of its time, and publishes its
+    /// positions; ends it when the time is over.
+    void startLocationIfTrackingMe();
+
     // ---- Calls of the operating system that a host forwards.
 
+    /// The host's own launch, with options under the keys of `UIApplicationLaunchOptions.h`: resumes
+    /// tracking, counts the launch and reports the launch location. A launch by the system for a location
+    /// event is not counted, reports none, and the next installation save says that it is not the user's.
+    /// True when a notification launched the application.
+    bool applicationDidFinishLaunchingWithOptions(UIApplication& application,
+                                                  const Dictionary& launchOptions);
     void applicationDidBecomeActive(UIApplication& application);
     void applicationWillResignActive(UIApplication& application);
     void applicationWillEnterForeground(UIApplication& application);

@@ -6,6 +6,11 @@
 #include <ctime>
 
 namespace xel {
+namespace {
+
+constexpr double kReferenceDate = 978307200.0;  // 1 January 2001, in seconds since 1970
+
+}  // namespace
 
 Date dateFromSecondsSince1970(double seconds) {
     return Date(std::chrono::duration<double>(seconds));
@@ -21,6 +26,14 @@ double secondsSince1970(Date date) {
 
 double millisecondsSince1970(Date date) {
     return secondsSince1970(date) * 1000.0;
+}
+
+Date dateFromSecondsSinceReferenceDate(double seconds) {
+    return dateFromSecondsSince1970(seconds + kReferenceDate);
+}
+
+double secondsSinceReferenceDate(Date date) {
+    return secondsSince1970(date) - kReferenceDate;
 }
 
 std::string describeDate(Date date) {

@@ -17,6 +17,10 @@ using Date = std::chrono::time_point<std::chrono::system_clock, std::chrono::dur
 [[nodiscard]] double secondsSince1970(Date date);
 [[nodiscard]] double millisecondsSince1970(Date date);
 
+/// Seconds since 1 January 2001 UTC, the reference date of some stored settings.
+[[nodiscard]] Date dateFromSecondsSinceReferenceDate(double seconds);
+[[nodiscard]] double secondsSinceReferenceDate(Date date);
+
 /// "2026-03-01 09:30:05 +0000": how a date reads in a log line, always UTC. Seconds outside the years
 /// 0 to 9999 are written as a plain number, because a calendar text would mislead.
 [[nodiscard]] std::string describeDate(Date date);

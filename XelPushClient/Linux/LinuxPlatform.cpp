@@ -20,6 +20,7 @@
 #include "XelPushClient/Linux/LinuxNotificationCenter.h"
 #include "XelPushClient/Linux/NetlinkReachability.h"
 #include "XelPushClient/Linux/NetworkState.h"
+#include "XelPushClient/Linux/NoLocationSource.h"
 #include "XelPushClient/Linux/PosixFileManager.h"
 #include "XelPushClient/Linux/SimdjsonSerialization.h"
 #include "XelPushClient/Linux/SqliteSessionMemory.h"
@@ -134,6 +135,7 @@ Machine makeLinuxMachine(const LinuxOptions& options) {
     machine.application = std::make_shared<LinuxApplication>(
         LinuxApplication::Surroundings{runLoop, machine.clock, machine.logSink});
     machine.notificationCenter = std::make_shared<LinuxNotificationCenter>(runLoop, machine.logSink);
+    machine.locationSource = std::make_shared<NoLocationSource>(runLoop);
     machine.device = std::make_shared<LinuxDevice>();
     machine.bundle = std::make_shared<HostBundle>(options.shortVersion, options.bundleVersion);
     return machine;

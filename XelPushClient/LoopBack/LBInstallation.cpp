@@ -45,6 +45,9 @@ Dictionary recordOfFields(const LBInstallationFields& fields) {
     }
     record.set("clientVersion", fields.clientVersion);
     setWhenPresent(record, "tokenStatus", fields.tokenStatus);
+    if (fields.applicationLaunch) {
+        record.set("applicationLaunch", *fields.applicationLaunch);
+    }
     return record;
 }
 

@@ -31,6 +31,9 @@ struct LBInstallationFields {
     std::optional<Dictionary> notificationSettings;
     std::string clientVersion;
     std::optional<std::string> tokenStatus;
+    /// False: this save does not come of a launch by the user. Missing, which is usual: nothing is said of
+    /// it.
+    std::optional<bool> applicationLaunch;
 };
 
 /// A saved installation, and the two requests on it.

@@ -20,6 +20,10 @@ public:
     [[nodiscard]] static std::optional<LBPushNotification> applicationDidReceiveRemoteNotification(
         UIApplication& application, const Dictionary& payload);
 
+    /// The notification that launched the application; none when the options hold none.
+    [[nodiscard]] static std::optional<LBPushNotification> applicationDidFinishLaunchingWithOptions(
+        UIApplication& application, const Dictionary& launchOptions);
+
     /// Sets the application's badge.
     static void resetBadge(UIApplication& application, std::int64_t number);
 

@@ -7,6 +7,7 @@
 #include "XelPushClient/Platform/Endpoints.h"
 #include "XelPushClient/Platform/HTTPTransport.h"
 #include "XelPushClient/Platform/LocalizedStrings.h"
+#include "XelPushClient/Platform/LocationSource.h"
 #include "XelPushClient/Platform/LogSink.h"
 #include "XelPushClient/Platform/MQTTSession.h"
 #include "XelPushClient/Platform/NSFileManager.h"
@@ -40,6 +41,7 @@ struct Machine {
     std::shared_ptr<ReachabilityFactory> reachability;
     std::shared_ptr<UIApplication> application;
     std::shared_ptr<UNUserNotificationCenter> notificationCenter;
+    std::shared_ptr<LocationSource> locationSource;
     std::shared_ptr<UIDevice> device;
     std::shared_ptr<NSBundle> bundle;
     Endpoints endpoints;

@@ -28,6 +28,7 @@ FakeMachine::FakeMachine(FakeMachineLoops loops)
       reachability(std::make_shared<FakeReachabilityFactory>(runLoop)),
       application(std::make_shared<FakeApplication>(runLoop)),
       notificationCenter(std::make_shared<FakeNotificationCenter>(runLoop, files)),
+      locationSource(std::make_shared<FakeLocationSource>(runLoop, clock)),
       device(std::make_shared<FakeDevice>()),
       bundle(std::make_shared<FakeBundle>()) {}
 
@@ -52,6 +53,7 @@ Machine FakeMachine::machine() const {
     machine.reachability = reachability;
     machine.application = application;
     machine.notificationCenter = notificationCenter;
+    machine.locationSource = locationSource;
     machine.device = device;
     machine.bundle = bundle;
     machine.endpoints = endpoints;

@@ -13,6 +13,7 @@
 #include "XelPushClient/Testing/FakeFileManager.h"
 #include "XelPushClient/Testing/FakeHTTPTransport.h"
 #include "XelPushClient/Testing/FakeLocalizedStrings.h"
+#include "XelPushClient/Testing/FakeLocationSource.h"
 #include "XelPushClient/Testing/FakeNetwork.h"
 #include "XelPushClient/Testing/FakeNotificationCenter.h"
 #include "XelPushClient/Testing/FakeOperationQueue.h"
@@ -76,6 +77,7 @@ public:
     const std::shared_ptr<FakeReachabilityFactory> reachability;
     const std::shared_ptr<FakeApplication> application;
     const std::shared_ptr<FakeNotificationCenter> notificationCenter;
+    const std::shared_ptr<FakeLocationSource> locationSource;
     const std::shared_ptr<FakeDevice> device;
     const std::shared_ptr<FakeBundle> bundle;
 

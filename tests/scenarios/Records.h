@@ -3,27 +3,10 @@
 #include <optional>
 #include <string>
 
-#include "XelPushClient/Classes/ClientExtensions.h"
-#include "XelPushClient/Foundation/JSONPrinter.h"
 #include "XelPushClient/Testing/FakeBroker.h"
 #include "tests/scenarios/Journal.h"
 
 namespace xel::scenario {
-
-/// Notes what the client hands to the parts that a host may leave out.
-class RecordingExtensions final : public RemoteConfigurationHandler {
-public:
-    explicit RecordingExtensions(Journal& done) : done_(done) {}
-
-    void backdoorConfigs(const Dictionary& data, const std::optional<std::string>& channel) override {
-        done_.record(
-            {"configured",
-             {{"data", printJSON(data, JSONLayout::OneLine)}, {"channel", channel.value_or("(null)")}}});
-    }
-
-private:
-    Journal& done_;
-};
 
 /// How a packet that the broker received reads in a journal.
 [[nodiscard]] JournalEntry entryOf(const FakeBrokerRecord& record);

@@ -41,9 +41,7 @@ PushClientManager& ScenarioWorld::manager() {
 void ScenarioWorld::makeClient() {
     home_ = machine->makeHome();
     observeNotifications();
-    const auto extensions = std::make_shared<RecordingExtensions>(done);
-    manager_ =
-        std::make_unique<PushClientManager>(machine->machine(), home_, ClientExtensions{extensions, nullptr});
+    manager_ = std::make_unique<PushClientManager>(machine->machine(), home_);
     const auto host = std::make_shared<RecordingDelegate>(
         [this](JournalEntry entry) { hearFromDelegate(std::move(entry)); },
         [this] { return std::string(manager_->connectionStateString()); });

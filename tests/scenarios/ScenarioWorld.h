@@ -120,6 +120,7 @@ void performApplication(ScenarioWorld& world, Words& words);
 void performUser(ScenarioWorld& world, Words& words);
 void performMedia(ScenarioWorld& world, Words& words);
 void performNetwork(ScenarioWorld& world, Words& words);
+void performDevice(ScenarioWorld& world, Words& words);
 void performDisk(ScenarioWorld& world, Words& words);
 void performTime(ScenarioWorld& world, Words& words);
 void performExpect(ScenarioWorld& world, Words& words);

@@ -30,6 +30,24 @@ std::string deviceSubscriptionsOf(PushClientManager& manager) {
     return list.empty() ? "none" : list;
 }
 
+std::string trackingOf(PushClientManager& manager) {
+    switch (manager.instanceCoreGeoLocation().trackingMeState()) {
+        case TrackingMeState::kStopped: return "stopped";
+        case TrackingMeState::kExpired: return "expired";
+        case TrackingMeState::kTracking: return "tracking";
+    }
+    return "(unknown)";
+}
+
+/// "g1=200,g2=50": identifiers and radii, oldest first.
+std::string regionsOf(PushClientManager& manager) {
+    std::string list;
+    for (const auto& region : manager.instanceCoreGeoLocation().monitoredRegions()) {
+        list += (list.empty() ? "" : ",") + formatted("%@=%.0f", region.identifier, region.radius);
+    }
+    return list.empty() ? "none" : list;
+}
+
 using Reading = std::string (*)(PushClientManager& manager);
 using Client = PushClientManager;
 
@@ -56,6 +74,8 @@ const std::map<std::string, Reading, std::less<>>& readings() {
         {"launchTime", [](Client& client) { return std::to_string(client.getLaunchTime()); }},
         {"deviceToken", deviceTokenOf},
         {"deviceSubscriptions", deviceSubscriptionsOf},
+        {"trackingMeState", trackingOf},
+        {"monitoredRegions", regionsOf},
         {"delegates", [](Client& client) { return std::to_string(client.delegates().size()); }},
     };
     return all;
@@ -184,6 +204,12 @@ void expectCancelled(ScenarioWorld& world, Words& words) {
                  "how often all notifications were cancelled");
 }
 
+/// "location-updates <n>": how many run.
+void expectLocationUpdates(ScenarioWorld& world, Words& words) {
+    requireEqual(std::to_string(world.machine->locationSource->runningCount()), words.take("a count"),
+                 "the count of location updates");
+}
+
 void expectPermissionRequests(ScenarioWorld& world, Words& words) {
     std::string list;
     for (const auto options : world.machine->notificationCenter->authorizationRequests()) {
@@ -217,6 +243,7 @@ const VerbTable& stateExpectations() {
         {"cancelled", expectCancelled},
         {"permission-requests", expectPermissionRequests},
         {"token-requests", expectTokenRequests},
+        {"location-updates", expectLocationUpdates},
         {"log", expectLog},
     };
     return verbs;

@@ -58,12 +58,12 @@ Verb verbNamed(const std::string& name) {
         {"host", performHost},     {"broker", performBroker},
         {"rest", performRest},     {"application", performApplication},
         {"user", performUser},     {"network", performNetwork},
-        {"disk", performDisk},     {"time", performTime},
-        {"media", performMedia},   {"expect", performExpect},
-        {"forget", performForget}, {"inside", performInside},
-        {"kill", performKill},     {"quit", performQuit},
-        {"pause", performPause},   {"go", performGo},
-        {"given", performGiven},
+        {"device", performDevice}, {"disk", performDisk},
+        {"time", performTime},     {"media", performMedia},
+        {"expect", performExpect}, {"forget", performForget},
+        {"inside", performInside}, {"kill", performKill},
+        {"quit", performQuit},     {"pause", performPause},
+        {"go", performGo},         {"given", performGiven},
     };
     const auto verb = verbs.find(name);
     if (verb == verbs.end()) {
@@ -74,8 +74,9 @@ Verb verbNamed(const std::string& name) {
 
 void performHost(ScenarioWorld& world, Words& words) {
     const auto operation = words.take("an operation of the host's");
-    for (const auto* table : {&hostIdentityVerbs(), &hostConnectionVerbs(), &hostCallbackVerbs(),
-                              &hostPublishingVerbs(), &hostRequestVerbs(), &hostNotificationVerbs()}) {
+    for (const auto* table :
+         {&hostIdentityVerbs(), &hostConnectionVerbs(), &hostCallbackVerbs(), &hostPublishingVerbs(),
+          &hostRequestVerbs(), &hostNotificationVerbs(), &hostLocationVerbs()}) {
         if (const auto verb = table->find(operation); verb != table->end()) {
             verb->second(world, words);
             return;

@@ -21,6 +21,8 @@ void performFrom(const VerbTable& table, ScenarioWorld& world, Words& words, std
 [[nodiscard]] const VerbTable& hostRequestVerbs();
 [[nodiscard]] const VerbTable& hostNotificationVerbs();
 
+[[nodiscard]] const VerbTable& hostLocationVerbs();
+
 /// What "expect" knows beside the journals.
 [[nodiscard]] const VerbTable& stateExpectations();
 [[nodiscard]] const VerbTable& notificationExpectations();

@@ -10,6 +10,10 @@ inline constexpr std::string_view kUserIdKey = "userId";
 inline constexpr std::string_view kClientVersionKey = "clientVersion";
 inline constexpr std::string_view kEnableLocationOnLaunchKey = "enableLocationOnLanuch";
 inline constexpr std::string_view kLocationOnLaunchDictionaryKey = "onLaunchDic";
+/// Seconds since 1 January 2001, and metres: the tracking session.
+inline constexpr std::string_view kTrackUserUntilKey = "trackUserUntil";
+inline constexpr std::string_view kTrackUserMeterKey = "trackUserMeter";
+inline constexpr std::string_view kMonitoredRegionsKey = "monitoredRegions";
 inline constexpr std::string_view kEnableLogKey = "enableTavrinLogInDebuggingKEY";
 inline constexpr std::string_view kLaunchCountKey = "AppLaunchCount";
 inline constexpr std::string_view kLaunchTimeKey = "AppLaunchTime";

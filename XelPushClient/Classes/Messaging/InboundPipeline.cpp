@@ -77,8 +77,8 @@ void InboundPipeline::handlePushMessage(std::string_view payload, std::string_vi
         TVRLog(surroundings_.log, "Ignore special backdoor message");
         return;
     }
-    if (surroundings_.remoteConfiguration != nullptr && message->data) {
-        surroundings_.remoteConfiguration->backdoorConfigs(*message->data, message->channel);
+    if (message->data) {
+        surroundings_.remoteConfiguration.backdoorConfigs(*message->data, message->channel);
     }
     surroundings_.observer.messageArrived(message);
 }

@@ -6,18 +6,12 @@
 #include "XelPushClient/Classes/Core/ClientSettings.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
 #include "XelPushClient/Classes/Messaging/MessageIds.h"
+#include "XelPushClient/Classes/Messaging/RemoteConfiguration.h"
 #include "XelPushClient/Classes/Models/DeliveryMessage.h"
 #include "XelPushClient/Classes/Models/EventMessage.h"
 #include "XelPushClient/Classes/Models/PushClientMessage.h"
 
 namespace xel {
-
-/// Applies configuration that the service sends inside ordinary messages, before the message is reported.
-class RemoteConfigurationHandler {
-public:
-    virtual ~RemoteConfigurationHandler() = default;
-    virtual void backdoorConfigs(const Dictionary& data, const std::optional<std::string>& channel) = 0;
-};
 
 /// Hears what the publications turned out to be. On the manager's run loop; calling back in is allowed.
 class InboundObserver {
@@ -42,8 +36,8 @@ public:
         const Clock& clock;
         const LogOutput& log;
         InboundObserver& observer;
-        /// Null: messages carry no configuration for this client.
-        RemoteConfigurationHandler* remoteConfiguration;
+        /// Applies what a message carries, before the message is reported.
+        RemoteConfiguration& remoteConfiguration;
     };
 
     explicit InboundPipeline(Surroundings surroundings);

@@ -1,5 +1,7 @@
 #include "XelPushClient/Classes/Registration/InstallationRecord.h"
 
+#include <utility>
+
 #include "XelPushClient/Foundation/StringUtilities.h"
 
 namespace xel {
@@ -28,6 +30,9 @@ LBInstallationFields InstallationRecord::fields() {
     fields.notificationSettings = channels_.notificationSettings;
     fields.clientVersion = settings_.clientVersion();
     fields.tokenStatus = token_.tokenStatus;
+    if (!std::exchange(isLaunchByUser_, true)) {
+        fields.applicationLaunch = false;
+    }
     return fields;
 }
 

@@ -10,7 +10,8 @@ namespace xel {
 
 /// Describes this installation to the backend as it stands at the moment of the call.
 ///
-/// Owner: the manager. Thread: the manager's run loop. Keeps nothing.
+/// Owner: the manager. Thread: the manager's run loop. Keeps nothing but what the next save says of its
+/// launch.
 class InstallationRecord {
 public:
     InstallationRecord(ClientSettings& settings, ChannelStore& channels, const DeviceDescription& device,
@@ -21,6 +22,11 @@ public:
 
     /// Saves the record when a push token is there; nobody hears of the outcome.
     void updateQuietly();
+
+    /// With NO, the next save tells the backend ("applicationLaunch": false) that the process runs without a
+    /// launch by the user, so that the backend does not count one. With YES, the next save says nothing of
+    /// it, as every save does that follows.
+    void setApplicationLaunch(bool isByUser) { isLaunchByUser_ = isByUser; }
 
     /// Removes the record of a device id.
     void remove(const std::string& deviceId, LBInstallation::Removed success,
@@ -33,6 +39,7 @@ private:
     ChannelStore& channels_;
     const DeviceDescription& device_;
     const PushTokenState& token_;
+    bool isLaunchByUser_ = true;
 };
 
 }  // namespace xel

@@ -21,21 +21,15 @@ private:
     std::shared_ptr<NSOperationQueueFactory> queues_;
 };
 
-class CountingReporter final : public LocationOnLaunchReporter {
-public:
-    void checkLocationOnLaunch() override { ++checks; }
-    int checks = 0;
-};
-
 /// The face, as a host sees it.
 class PushClientManagerTest : public testing::Test {
 protected:
     ~PushClientManagerTest() override { PushClientManager::setDevelopment(false); }
 
-    void makeManager(ClientExtensions extensions = {}) {
+    void makeManager() {
         Machine ports = machine_.machine();
         ports.operationQueues = queues_;
-        manager_ = std::make_unique<PushClientManager>(std::move(ports), home_, std::move(extensions));
+        manager_ = std::make_unique<PushClientManager>(std::move(ports), home_);
     }
 
     FakeMachine machine_;
@@ -172,13 +166,23 @@ TEST_F(PushClientManagerTest, ManagesDelegatesByTheirOwnType) {
 }
 
 TEST_F(PushClientManagerTest, ReportsTheLocationOnceItIsSwitchedOn) {
-    const auto reporter = std::make_shared<CountingReporter>();
-    makeManager({nullptr, reporter});
+    makeManager();
     manager_->setEnableLocationOnLaunch(false);
-    EXPECT_EQ(reporter->checks, 0);
+    EXPECT_THAT(machine_.locationSource->startedFilters(), IsEmpty());
     manager_->setEnableLocationOnLaunch(true);
     manager_->setEnableLocationOnLaunch(true);
-    EXPECT_EQ(reporter->checks, 1);
+    EXPECT_THAT(machine_.locationSource->startedFilters(), ElementsAre(0.0));
+}
+
+TEST_F(PushClientManagerTest, WatchesTheRegionsOfItsLastLaunch) {
+    makeManager();
+    EXPECT_TRUE(manager_->instanceCoreGeoLocation().startMonitoringRegion({{35.7, 51.4}, 200.0, "g1"}, 0, 0.0,
+                                                                          "in", "out"));
+    manager_.reset();
+    EXPECT_EQ(machine_.locationSource->runningCount(), 0U) << "nothing runs for a client that is gone";
+    makeManager();
+    EXPECT_EQ(machine_.locationSource->runningCount(), 1U);
+    EXPECT_TRUE(manager_->instanceCoreGeoLocation().getRegionWithIdentifier("g1"));
 }
 
 TEST_F(PushClientManagerTest, KeepsTwoClientsOfOneProcessApart) {

@@ -72,6 +72,8 @@ TEST_F(ResetTest, KeepsWhatBelongsToTheHost) {
     auto& settings = rooms_->settings;
     settings.setEnableLocationOnLaunch(true);
     settings.setLocationOnLaunchWithDictionary(Dictionary{{"accuracy", 10}});
+    EXPECT_TRUE(rooms_->location.startMonitoringRegion({{35.7, 51.4}, 200.0, "g1"}, 0, 0.0, {}, {}));
+    EXPECT_TRUE(rooms_->location.trackMeUntil(3600.0, 10.0));
     settings.setClientVersion("9.9");
     settings.setDeliveryChannelEnabeled(true);
     rooms_->fanout.blocks.messageHandler = [](const auto&) {};
@@ -82,6 +84,9 @@ TEST_F(ResetTest, KeepsWhatBelongsToTheHost) {
     EXPECT_EQ(settings.password, "broker-password");
     EXPECT_TRUE(settings.enableLog() && settings.enableLocationOnLaunch());
     EXPECT_TRUE(settings.locationOnLaunchWithDictionary());
+    EXPECT_TRUE(rooms_->location.getRegionWithIdentifier("g1"));
+    EXPECT_EQ(rooms_->location.trackingMeState(), TrackingMeState::kTracking);
+    EXPECT_TRUE(onDisk("monitoredRegions") && onDisk("trackUserUntil"));
     EXPECT_EQ(settings.clientVersion(), "9.9");
     EXPECT_TRUE(settings.deliveryChannelEnabeled());
     EXPECT_EQ(rooms_->fanout.delegates.delegates().size(), 1U);

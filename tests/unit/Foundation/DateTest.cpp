@@ -15,6 +15,12 @@ TEST(Date, CountsFrom1970InSecondsAndMilliseconds) {
     EXPECT_LT(dateFromMillisecondsSince1970(999), dateFromSecondsSince1970(1));
 }
 
+TEST(Date, CountsFromTheReferenceDate) {
+    EXPECT_EQ(describeDate(dateFromSecondsSinceReferenceDate(0)), "2001-01-01 00:00:00 +0000");
+    EXPECT_EQ(secondsSinceReferenceDate(dateFromSecondsSince1970(978307200.5)), 0.5);
+    EXPECT_EQ(secondsSinceReferenceDate(dateFromSecondsSinceReferenceDate(793964600.0)), 793964600.0);
+}
+
 TEST(Date, KeepsMillisecondsOfOurTimeExactly) {
     for (const double milliseconds : {1772357400123.0, 1772357400124.0, 1772357400125.0}) {
         EXPECT_EQ(std::llround(millisecondsSince1970(dateFromMillisecondsSince1970(milliseconds))),

@@ -44,6 +44,7 @@ TEST_F(LinuxPlatformTest, SetsEveryPort) {
     EXPECT_NE(machine.json, nullptr);
     EXPECT_NE(machine.reachability, nullptr);
     EXPECT_NE(machine.notificationCenter, nullptr);
+    EXPECT_NE(machine.locationSource, nullptr);
     EXPECT_NE(machine.device, nullptr);
     ASSERT_NE(machine.bundle, nullptr);
     EXPECT_EQ(machine.bundle->shortVersionString(), "1.0");

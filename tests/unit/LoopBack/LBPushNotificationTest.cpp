@@ -27,6 +27,28 @@ TEST_F(LBPushNotificationTest, IsMissingForAnEmptyPayload) {
     EXPECT_FALSE(LBPushNotification::applicationDidReceiveRemoteNotification(application_, {}).has_value());
 }
 
+TEST_F(LBPushNotificationTest, IsFoundInLaunchOptions) {
+    const Dictionary payload{{"aps", Dictionary{{"alert", "hello"}}}};
+    struct Case {
+        const char* what;
+        Dictionary options;
+        bool isThere;
+    };
+    const Case cases[] = {
+        {"nothing", {}, false},
+        {"a location event", {{"UIApplicationLaunchOptionsLocationKey", true}}, false},
+        {"a notification", {{"UIApplicationLaunchOptionsRemoteNotificationKey", payload}}, true},
+        {"an empty one", {{"UIApplicationLaunchOptionsRemoteNotificationKey", Dictionary()}}, false},
+        {"no dictionary", {{"UIApplicationLaunchOptionsRemoteNotificationKey", "hello"}}, false},
+    };
+    for (const auto& [what, options, isThere] : cases) {
+        const auto notification =
+            LBPushNotification::applicationDidFinishLaunchingWithOptions(application_, options);
+        ASSERT_EQ(notification.has_value(), isThere) << what;
+        EXPECT_TRUE(!isThere || notification->userInfo() == payload) << what;
+    }
+}
+
 TEST_F(LBPushNotificationTest, ResetsTheBadge) {
     application_.setApplicationIconBadgeNumber(7);
     LBPushNotification::resetBadge(application_, 0);

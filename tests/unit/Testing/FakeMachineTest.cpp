@@ -21,6 +21,7 @@ TEST(FakeMachine, SetsEveryPort) {
     EXPECT_NE(machine.reachability, nullptr);
     EXPECT_NE(machine.application, nullptr);
     EXPECT_NE(machine.notificationCenter, nullptr);
+    EXPECT_NE(machine.locationSource, nullptr);
     EXPECT_NE(machine.device, nullptr);
     EXPECT_NE(machine.bundle, nullptr);
 }

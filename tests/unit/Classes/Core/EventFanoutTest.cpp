@@ -312,7 +312,7 @@ TEST_F(EventFanoutTest, PostsOnTheMainLoopWhereThatIsAnother) {
     FakeMachine machine(FakeMachineLoops::MainLoopApart);
     NSObject manager;
     const Home home = machine.makeHome();
-    ClientRooms rooms(manager, machine.machine(), home, {});
+    ClientRooms rooms(manager, machine.machine(), home);
     bool wasOnMainLoop = false;
     home.notificationCenter->addObserver(std::string(PushClientDidChangeServerConnectionStateNotification),
                                          nullptr, [&](const NSNotification&) { wasOnMainLoop = true; });

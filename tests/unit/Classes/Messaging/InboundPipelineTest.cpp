@@ -10,21 +10,14 @@ constexpr std::string_view kNews = "app/a1b2c3/user/public/news";
 constexpr std::string_view kDelivery = "app/a1b2c3/delivery/alice01/m1";
 constexpr std::string_view kLogin = "app/a1b2c3/event/login/X9";
 
-/// Writes down the configuration it is handed.
-class RecordingConfiguration final : public RemoteConfigurationHandler {
-public:
-    explicit RecordingConfiguration(std::shared_ptr<Heard> heard) : heard_(std::move(heard)) {}
-    void backdoorConfigs(const Dictionary& data, const std::optional<std::string>& channel) override {
-        heard_->push_back(formatted("configuration %@ of %@", data, channel));
-    }
-
-private:
-    std::shared_ptr<Heard> heard_;
-};
-
 class InboundPipelineTest : public RoomsTest {
 protected:
-    InboundPipelineTest() : InboundPipelineTest(std::make_shared<Heard>()) {}
+    InboundPipelineTest() {
+        registerApplication();
+        addDelegate();
+        switchLogOn();
+        (void)takeLog();
+    }
 
     void handle(std::string_view payload, std::string_view topic) {
         rooms_->pipeline.handleNewMessage(payload, topic);
@@ -33,15 +26,8 @@ protected:
         const double instant = millisecondsSince1970(machine_.clock->now()) + secondsFromNow * 1000;
         return formatted(R"({"id":"%@","expireTime":%.0f})", id, instant);
     }
-
-private:
-    explicit InboundPipelineTest(const std::shared_ptr<Heard>& configured)
-        : RoomsTest({std::make_shared<RecordingConfiguration>(configured), nullptr}) {
-        heard_ = configured;
-        registerApplication();
-        addDelegate();
-        switchLogOn();
-        (void)takeLog();
+    bool isWatched(std::string_view region) {
+        return rooms_->location.getRegionWithIdentifier(region).has_value();
     }
 };
 
@@ -158,13 +144,25 @@ TEST_F(InboundPipelineTest, TestsExpiryBeforeTheReservedPrefix) {
 }
 
 TEST_F(InboundPipelineTest, AppliesConfigurationBeforeTheMessageIsReported) {
-    handle(R"({"id":"m1","data":{"geofence":1}})", "app/a1b2c3/user/alice01/orders");
-    EXPECT_THAT(takeHeard(),
-                ElementsAre(R"(configuration {"geofence":1} of private/orders)", "delegate: Message m1"));
+    std::vector<bool> wasWatched;
+    rooms_->fanout.blocks.messageHandler = [&](const PushClientMessage&) {
+        wasWatched.push_back(isWatched("g1"));
+    };
+    handle(R"({"id":"m1","data":{"geofence":{"id":"g1","center":[35.7,51.4],"r":200}}})",
+           "app/a1b2c3/user/alice01/orders");
+    EXPECT_THAT(wasWatched, ElementsAre(true));
     handle(R"({"id":"m2"})", kNews);
-    handle(R"({"id":"m1","data":{"geofence":1}})", kNews);
-    handle(R"({"id":"m3","expireTime":1,"data":{"geofence":1}})", kNews);
-    EXPECT_THAT(takeHeard(), ElementsAre("delegate: Message m2"));
+    EXPECT_TRUE(isWatched("g1"));
+}
+
+TEST_F(InboundPipelineTest, AppliesNoConfigurationOfAMessageThatIsDropped) {
+    constexpr std::string_view kData = R"("data":{"geofence":{"id":"g1","center":[35.7,51.4],"r":200}}})";
+    handle(R"({"id":"m1"})", kNews);
+    for (const auto* front :
+         {R"({"id":"m1",)", R"({"id":"m2","expireTime":1,)", R"({"id":"m3","messageBody":"BIBB",)"}) {
+        handle(std::string(front) + std::string(kData), kNews);
+        EXPECT_FALSE(isWatched("g1")) << front;
+    }
 }
 
 TEST_F(InboundPipelineTest, NamesTheChannelAsTheApplicationDoes) {

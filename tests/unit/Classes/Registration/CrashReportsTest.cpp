@@ -185,7 +185,7 @@ TEST_F(CrashReportsTest, KnowTheIdentityOfAnEarlierStart) {
     rooms_->settings.setLaunchStats();
     const auto launchTime = rooms_->settings.getLaunchTime();
     rooms_.reset();
-    rooms_ = std::make_unique<ClientRooms>(manager_, machine_.machine(), home_, ClientExtensions());
+    rooms_ = std::make_unique<ClientRooms>(manager_, machine_.machine(), home_);
     rooms_->registration.registerApplication("a1b2c3", "key", "broker-user", "broker-password");
     const auto snapshot = rooms_->settings.identitySnapshot();
     EXPECT_EQ(snapshot.deviceId, "D3V1CE");

@@ -66,6 +66,16 @@ TEST_F(InstallationRecordTest, IsNewForABlankDeviceId) {
     EXPECT_EQ(machine_.http->requests().back().method, "POST");
 }
 
+TEST_F(InstallationRecordTest, SaysOnceThatALaunchWasNotTheUsers) {
+    EXPECT_FALSE(savedRecord().contains("applicationLaunch"));
+    rooms_->record.setApplicationLaunch(false);
+    EXPECT_EQ(under(savedRecord(), "applicationLaunch"), Value(false));
+    EXPECT_FALSE(savedRecord().contains("applicationLaunch")) << "the next save only";
+    rooms_->record.setApplicationLaunch(false);
+    rooms_->record.setApplicationLaunch(true);
+    EXPECT_FALSE(savedRecord().contains("applicationLaunch"));
+}
+
 TEST_F(InstallationRecordTest, SendsTheBadgeAsZeroAlways) {
     machine_.application->setApplicationIconBadgeNumber(9);
     EXPECT_EQ(under(savedRecord(), "badge"), Value(0));

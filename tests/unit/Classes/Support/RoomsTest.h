@@ -26,11 +26,11 @@ protected:
     static constexpr std::string_view kFrameBegin = "\nTAVRINPUSH LOG : ----------------------\n\n ";
     static constexpr std::string_view kFrameEnd = " \n\n----------------------";
 
-    explicit RoomsTest(ClientExtensions extensions = {}) {
+    RoomsTest() {
         Machine ports = machine_.machine();
         ports.sessions = sessions_;
         home_ = machine_.makeHome();
-        rooms_ = std::make_unique<ClientRooms>(manager_, std::move(ports), home_, std::move(extensions));
+        rooms_ = std::make_unique<ClientRooms>(manager_, std::move(ports), home_);
     }
     ~RoomsTest() override { setDevelopmentEnvironment(false); }
 

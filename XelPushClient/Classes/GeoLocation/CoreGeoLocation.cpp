@@ -1,0 +1,264 @@
+#include "XelPushClient/Classes/GeoLocation/CoreGeoLocation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "XelPushClient/Classes/GeoLocation/UsableFix.h"
+
+namespace xel {
+namespace {
+
+constexpr std::chrono::minutes kPauseAfterFailure{5};
+/// The machine's date may be set while a timer runs, so that far ends are looked at once a day.
+constexpr double kLongestWait = 24.0 * 3600;  // seconds
+
+void cancel(std::shared_ptr<NSTimer>& timer) {
+    if (timer) {
+        std::exchange(timer, nullptr)->invalidate();
+    }
+}
+
+CoreGeoLocation* roomOf(const std::weak_ptr<CoreGeoLocation*>& life) {
+    const auto held = life.lock();
+    return held ? *held : nullptr;
+}
+
+}  // namespace
+
+CoreGeoLocation::CoreGeoLocation(Surroundings surroundings)
+    : surroundings_(surroundings),
+      regions_(surroundings_.defaults),
+      tracking_(surroundings_.defaults, *surroundings_.machine.clock),
+      singles_(*surroundings_.machine.runLoop,
+               [this](const SingleLocationRequests::Answers& answers) {
+                   adjustUpdates(Demand::AsBefore);
+                   report({}, std::nullopt, answers);
+               }),
+      life_(std::make_shared<CoreGeoLocation*>(this)) {}
+
+CoreGeoLocation::~CoreGeoLocation() {
+    cancel(nextTry_);
+    cancel(nextLook_);
+}
+
+// ---- Regions.
+
+std::optional<CLCircularRegion> CoreGeoLocation::getRegionWithIdentifier(std::string_view identifier) const {
+    const MonitoredRegion* monitored = regions_.find(identifier);
+    return monitored != nullptr ? std::optional(monitored->region) : std::nullopt;
+}
+
+std::vector<CLCircularRegion> CoreGeoLocation::monitoredRegions() const {
+    return regions_.all();
+}
+
+Result<void> CoreGeoLocation::startMonitoringRegion(const CLCircularRegion& region, std::int64_t expireCount,
+                                                    double expireTs, Value enterMessage, Value exitMessage) {
+    MonitoredRegion monitored;
+    monitored.region = region;
+    monitored.expireCount = expireCount;
+    monitored.expireTs = expireTs;
+    monitored.enterMessage = std::move(enterMessage);
+    monitored.exitMessage = std::move(exitMessage);
+    if (auto checked = monitored.check(); !checked) {
+        return checked;
+    }
+    if (const auto givenUp = regions_.add(std::move(monitored))) {
+        TVRLog(surroundings_.log, "'%@' region monitoring was given up: there are %d newer ones", *givenUp,
+               MonitoredRegions::kMost);
+    }
+    scheduleNextLook();
+    adjustUpdates(Demand::SomethingNew);
+    return {};
+}
+
+void CoreGeoLocation::stopMonitoringRegion(const CLCircularRegion& region) {
+    if (regions_.remove(region.identifier)) {
+        scheduleNextLook();
+        adjustUpdates(Demand::AsBefore);
+    }
+}
+
+void CoreGeoLocation::resumeMonitoring() {
+    scheduleNextLook();
+    adjustUpdates(Demand::AsBefore);
+}
+
+// ---- One fix.
+
+void CoreGeoLocation::requestSingleLocation(SingleLocationCompletion completion) {
+    singles_.add(std::move(completion));
+    adjustUpdates(Demand::SomethingNew);
+}
+
+// ---- Tracking.
+
+TrackingMeState CoreGeoLocation::trackingMeState() const {
+    return tracking_.state();
+}
+
+Result<void> CoreGeoLocation::trackMeUntil(double seconds, double byMeter) {
+    if (auto begun = tracking_.begin(seconds, byMeter); !begun) {
+        return begun;
+    }
+    scheduleNextLook();
+    adjustUpdates(Demand::SomethingNew);
+    return {};
+}
+
+void CoreGeoLocation::stopTracking() {
+    tracking_.stop();
+    scheduleNextLook();
+    adjustUpdates(Demand::AsBefore);
+}
+
+// ---- What the source tells.
+
+void CoreGeoLocation::updatesReported(const Result<CLLocation>& location) {
+    if (location) {
+        positionArrived(location.value());
+    } else {
+        updatesFailed(location.error());
+    }
+}
+
+void CoreGeoLocation::positionArrived(const CLLocation& fix) {
+    if (!isUsableFix(fix, surroundings_.machine.clock->now())) {
+        TVRLog(surroundings_.log, "Ignore location %f, %f of %@", fix.coordinate.latitude,
+               fix.coordinate.longitude, fix.timestamp);
+        return;
+    }
+    const auto tracked = tracking_.accept(fix) ? std::optional(fix) : std::nullopt;
+    // A timer may come late, and a region whose time is over is not crossed any more.
+    endWhatIsOver();
+    const auto crossed = regions_.moveTo(fix);
+    const auto answers = singles_.offer(fix);
+    for (const auto& one : crossed) {
+        if (one.isOver) {
+            TVRLog(surroundings_.log, "'%@' region monitoring has expired", one.region.identifier);
+            scheduleNextLook();
+        }
+    }
+    adjustUpdates(Demand::AsBefore);
+    report(crossed, tracked, answers);
+}
+
+void CoreGeoLocation::updatesFailed(const NSError& error) {
+    TVRLog(surroundings_.log, "location updates failed: %@", error);
+    const NSError failure = error;
+    updates_.reset();
+    const auto answers = singles_.failAll(failure);
+    if (wantedDistanceFilter()) {
+        tryAgainLater();
+    }
+    report({}, std::nullopt, answers);
+}
+
+void CoreGeoLocation::report(const std::vector<MonitoredRegions::Crossed>& crossed,
+                             const std::optional<CLLocation>& tracked,
+                             const SingleLocationRequests::Answers& answers) {
+    // Whoever hears of it may end this object.
+    const std::weak_ptr life = life_;
+    for (const auto& one : crossed) {
+        if (life.expired()) {
+            return;
+        }
+        surroundings_.observer.regionWasCrossed(one.region, one.crossing, one.message);
+    }
+    if (tracked && !life.expired()) {
+        surroundings_.observer.positionWasTracked(*tracked);
+    }
+    for (const auto& answer : answers) {
+        if (life.expired()) {
+            return;
+        }
+        answer();
+    }
+}
+
+// ---- When the source runs.
+
+std::optional<double> CoreGeoLocation::wantedDistanceFilter() const {
+    if (!singles_.empty()) {
+        return 0.0;
+    }
+    const auto forRegions = regions_.distanceFilter();
+    const auto forTracking = tracking_.distanceFilter();
+    if (forRegions && forTracking) {
+        return std::min(*forRegions, *forTracking);
+    }
+    return forRegions ? forRegions : forTracking;
+}
+
+void CoreGeoLocation::adjustUpdates(Demand demand) {
+    const auto wanted = wantedDistanceFilter();
+    if (!wanted) {
+        updates_.reset();
+        cancel(nextTry_);
+        return;
+    }
+    const bool goesOn = updates_ ? *wanted == runningFilter_ : nextTry_ != nullptr;
+    // What is new needs a first fix, also on a device that stands still: only a start brings one.
+    if (!goesOn || demand == Demand::SomethingNew) {
+        startUpdates(*wanted);
+    }
+}
+
+void CoreGeoLocation::startUpdates(double distanceFilter) {
+    cancel(nextTry_);
+    runningFilter_ = distanceFilter;
+    updates_ = surroundings_.machine.locationSource->startUpdates(
+        distanceFilter, [weak = std::weak_ptr(life_)](const Result<CLLocation>& location) {
+            // Not held meanwhile: whoever hears of the position may end the room.
+            if (auto* self = roomOf(weak)) {
+                self->updatesReported(location);
+            }
+        });
+}
+
+void CoreGeoLocation::tryAgainLater() {
+    cancel(nextTry_);
+    nextTry_ = later(kPauseAfterFailure, [](CoreGeoLocation& self) {
+        cancel(self.nextTry_);
+        self.adjustUpdates(Demand::AsBefore);
+    });
+}
+
+// ---- Ends.
+
+void CoreGeoLocation::scheduleNextLook() {
+    cancel(nextLook_);
+    auto next = regions_.nextExpiry();
+    if (const auto end = tracking_.end()) {
+        next = next ? std::min(*next, *end) : *end;
+    }
+    if (!next) {
+        return;
+    }
+    const double wait = std::clamp((*next - surroundings_.machine.clock->now()).count(), 0.0, kLongestWait);
+    nextLook_ = later(std::chrono::milliseconds(static_cast<std::int64_t>(std::ceil(wait * 1000.0))),
+                      [](CoreGeoLocation& self) {
+                          cancel(self.nextLook_);
+                          self.endWhatIsOver();
+                          self.scheduleNextLook();
+                          self.adjustUpdates(Demand::AsBefore);
+                      });
+}
+
+void CoreGeoLocation::endWhatIsOver() {
+    for (const auto& identifier : regions_.removeExpired(surroundings_.machine.clock->now())) {
+        TVRLog(surroundings_.log, "'%@' region monitoring has expired", identifier);
+    }
+}
+
+std::shared_ptr<NSTimer> CoreGeoLocation::later(std::chrono::milliseconds delay,
+                                                void (*operation)(CoreGeoLocation&)) {
+    return surroundings_.machine.runLoop->scheduleTimer(delay, [weak = std::weak_ptr(life_), operation] {
+        if (auto* self = roomOf(weak)) {
+            operation(*self);
+        }
+    });
+}
+
+}  // namespace xel

@@ -1,0 +1,44 @@
+#include <chrono>
+
+#include "XelPushClient/Linux/AsioRunLoop.h"
+#include "XelPushClient/Linux/NoLocationSource.h"
+#include "XelPushClient/Linux/SystemClock.h"
+#include "tests/contract/LocationSourceContract.h"
+
+namespace xel::contract {
+namespace {
+
+using namespace std::chrono_literals;
+
+class NoServiceSubject {
+public:
+    static const char* whyNot() { return nullptr; }
+    LocationSource& source() { return source_; }
+    NSRunLoop& runLoop() { return *loop_; }
+    const Clock& clock() { return clock_; }
+    bool runUntil(const std::function<bool()>& condition) {
+        const auto deadline = std::chrono::steady_clock::now() + 5s;
+        while (!condition() && std::chrono::steady_clock::now() < deadline) {
+            loop_->scheduleTimer(5ms, [this] { loop_->stop(); });
+            loop_->run();
+        }
+        return condition();
+    }
+    void runForAWhile() {
+        loop_->scheduleTimer(50ms, [this] { loop_->stop(); });
+        loop_->run();
+    }
+    static bool moveTo(double /*latitude*/, double /*longitude*/) { return false; }
+    static bool endService() { return true; }
+
+private:
+    std::shared_ptr<AsioRunLoop> loop_ = std::make_shared<AsioRunLoop>();
+    SystemClock clock_;
+    NoLocationSource source_{loop_};
+};
+
+}  // namespace
+
+INSTANTIATE_TYPED_TEST_SUITE_P(NoService, LocationSourceContract, NoServiceSubject);
+
+}  // namespace xel::contract
