@@ -329,8 +329,8 @@ void PushClientManager::removeTag(const std::optional<std::string>& name,
 void PushClientManager::requestMethod(const std::optional<std::string>& method, const std::string& path,
                                       const std::optional<Dictionary>& parameters,
                                       std::function<void(const Value& response)> success,
-                                      std::function<void(const NSError& error)> failure) {
-    rooms_->requests.requestMethod(method, path, parameters, std::move(success), std::move(failure));
+                                      const std::function<void(const NSError& error)>& failure) {
+    rooms_->requests.requestMethod(method, path, parameters, std::move(success), failure);
 }
 
 // ---- Topics.

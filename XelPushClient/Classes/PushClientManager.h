@@ -274,7 +274,7 @@ public:
     void requestMethod(const std::optional<std::string>& method, const std::string& path,
                        const std::optional<Dictionary>& parameters = std::nullopt,
                        std::function<void(const Value& response)> success = {},
-                       std::function<void(const NSError& error)> failure = {});
+                       const std::function<void(const NSError& error)>& failure = {});
 
     // ---- Topics (MQTT 3.1.1 section 4.7) of this client; missing until application and user are known.
 

@@ -46,7 +46,7 @@ RestRequests::RestRequests(const Machine& machine, const ClientSettings& setting
 
 void RestRequests::requestMethod(const std::optional<std::string>& method, const std::string& path,
                                  const std::optional<Dictionary>& parameters, Success success,
-                                 Failure failure) {
+                                 const Failure& failure) {
     if (!method || method->empty()) {
         TVRLog(log_, "Method name should have value.");
         return;

@@ -29,7 +29,7 @@ public:
     /// with nothing sent, "InvalidParameter" for parameters that JSON cannot carry. Without a method nothing
     /// is sent and neither is called.
     void requestMethod(const std::optional<std::string>& method, const std::string& path,
-                       const std::optional<Dictionary>& parameters, Success success, Failure failure);
+                       const std::optional<Dictionary>& parameters, Success success, const Failure& failure);
 
 private:
     const Machine& machine_;
