@@ -1,46 +1,82 @@
 #include "XelPushClient/Classes/Broker/DeferredWork.h"
 
+#include <deque>
+
 #include "XelPushClient/Classes/Core/PushClientConstants.h"
 
 namespace xel {
-namespace {
 
-/// One piece of work and its observation, ended when the piece runs.
-struct WaitingPiece {
-    std::function<void()> block;
+struct DeferredWork::Waiting {
+    struct Piece {
+        std::uint64_t number;
+        std::function<void()> block;
+    };
+
+    explicit Waiting(const BrokerConnection& connectionToAsk) : connection(connectionToAsk) {}
+
+    /// Whether work may run that was handed over before that number was given.
+    [[nodiscard]] bool isDue(std::uint64_t before) const {
+        return !pieces.empty() && pieces.front().number < before && connection.isConnected();
+    }
+
+    const BrokerConnection& connection;
+    std::deque<Piece> pieces;
     NSNotificationCenter::Token observation;
 };
-
-}  // namespace
 
 DeferredWork::DeferredWork(const Machine& machine, const Home& home, const LogOutput& log,
                            const BrokerConnection& connection)
     : machine_(machine),
       home_(home),
       log_(log),
-      connection_(std::make_shared<const BrokerConnection*>(&connection)) {}
+      waiting_(std::make_shared<Waiting>(connection)),
+      nextNumber_(std::make_shared<std::atomic<std::uint64_t>>(0)) {}
+
+DeferredWork::~DeferredWork() {
+    home_.notificationCenter->removeObserver(waiting_->observation);
+}
 
 void DeferredWork::enqueueWhenSessionIsConnected(std::function<void()> block) {
     TVRLog(log_, "enqueue subscribe for later when session is ready");
-    const auto piece = std::make_shared<WaitingPiece>(WaitingPiece{std::move(block), {}});
-    const std::weak_ptr<NSNotificationCenter> center = home_.notificationCenter;
-    auto runIfConnected = [piece, center, connection = std::weak_ptr(connection_)](const NSNotification&) {
-        const auto alive = connection.lock();
-        if (!alive || !(*alive)->isConnected()) {
+    if (waiting_->pieces.empty()) {
+        observe();
+    }
+    waiting_->pieces.push_back({(*nextNumber_)++, std::move(block)});
+}
+
+void DeferredWork::observe() {
+    const std::weak_ptr<Waiting> weak = waiting_;
+    const auto runLoop = machine_.runLoop;
+    // One piece to a block: one that throws must not take the others with it.
+    auto runOne = [weak, center = std::weak_ptr(home_.notificationCenter)](std::uint64_t before) {
+        const auto waiting = weak.lock();
+        if (!waiting || !waiting->isDue(before)) {
             return;
         }
-        if (const auto observed = center.lock()) {
-            observed->removeObserver(piece->observation);
+        const auto block = std::move(waiting->pieces.front().block);
+        waiting->pieces.pop_front();
+        if (const auto observed = center.lock(); observed && waiting->pieces.empty()) {
+            observed->removeObserver(waiting->observation);
         }
-        const auto work = std::move(piece->block);
-        work();
+        block();
     };
-    auto onManagersRunLoop = [runLoop = machine_.runLoop](std::function<void()> call) {
-        runLoop->post(std::move(call));
+    auto postDuePieces = [weak, runLoop, runOne = std::move(runOne)](std::uint64_t before) {
+        const auto waiting = weak.lock();
+        if (!waiting || !waiting->isDue(before)) {
+            return;
+        }
+        for (const auto& piece : waiting->pieces) {
+            if (piece.number < before) {
+                runLoop->post([runOne, before] { runOne(before); });
+            }
+        }
     };
-    piece->observation = home_.notificationCenter->addObserver(
-        std::string(PushClientDidChangeServerConnectionStateNotification), nullptr, std::move(runIfConnected),
-        std::move(onManagersRunLoop));
+    // On the broadcast's own thread: a report is for what waited when it was made, and touches nothing else.
+    waiting_->observation = home_.notificationCenter->addObserver(
+        std::string(PushClientDidChangeServerConnectionStateNotification), nullptr,
+        [runLoop, nextNumber = nextNumber_, postDuePieces = std::move(postDuePieces)](const NSNotification&) {
+            runLoop->post([postDuePieces, before = nextNumber->load()] { postDuePieces(before); });
+        });
 }
 
 }  // namespace xel

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 
@@ -9,22 +11,32 @@ namespace xel {
 
 /// Work that waits until the session is connected.
 ///
-/// Each piece observes the broadcast about the connection state and runs once, as a posted block on the
-/// manager's run loop behind the first such broadcast that finds the client connected. Also when the client
-/// is connected already it waits for the next broadcast. Pieces run in the order in which they were handed
-/// over. Owner: the manager. Thread: the manager's run loop.
+/// Observes the broadcast about the connection state for as long as work waits. Each piece runs once, as a
+/// posted block on the manager's run loop behind the first such broadcast that finds the client connected.
+/// Also when the client is connected already it waits for the next broadcast. Pieces run in the order in
+/// which they were handed over. Owner: the manager. Thread: the manager's run loop.
 class DeferredWork {
 public:
     DeferredWork(const Machine& machine, const Home& home, const LogOutput& log,
                  const BrokerConnection& connection);
+    DeferredWork(const DeferredWork&) = delete;
+    DeferredWork& operator=(const DeferredWork&) = delete;
+    ~DeferredWork();
 
     void enqueueWhenSessionIsConnected(std::function<void()> block);
 
 private:
+    struct Waiting;
+
+    void observe();
+
     const Machine& machine_;
     const Home& home_;
     const LogOutput& log_;
-    std::shared_ptr<const BrokerConnection*> connection_;
+    /// Posted blocks hold it weakly.
+    std::shared_ptr<Waiting> waiting_;
+    /// Numbers the pieces; read by the thread that broadcasts.
+    std::shared_ptr<std::atomic<std::uint64_t>> nextNumber_;
 };
 
 }  // namespace xel

@@ -83,6 +83,37 @@ TEST_F(DeferredWorkTest, MayQueueMoreWorkWhileItRuns) {
     EXPECT_THAT(takeHeard(), ElementsAre("later"));
 }
 
+TEST_F(DeferredWorkTest, RunsTheOthersAlthoughOneThrows) {
+    enqueue("first");
+    rooms_->deferred.enqueueWhenSessionIsConnected([] { throw std::runtime_error("host"); });
+    enqueue("third");
+    EXPECT_THROW(report(PushClientServerConnectedState), std::runtime_error);
+    machine_.runUntilIdle();
+    EXPECT_THAT(takeHeard(), ElementsAre("first", "third"));
+}
+
+TEST_F(DeferredWorkTest, KeepsTheRestWhenOnePieceEndsTheConnection) {
+    rooms_->deferred.enqueueWhenSessionIsConnected(
+        [this] { rooms_->connection.setConnectionState(PushClientServerDisconnectedState); });
+    enqueue("second");
+    report(PushClientServerConnectedState);
+    EXPECT_THAT(takeHeard(), IsEmpty());
+    report(PushClientServerConnectedState);
+    EXPECT_THAT(takeHeard(), ElementsAre("second"));
+}
+
+TEST_F(DeferredWorkTest, ObservesOnlyWhileSomethingWaits) {
+    const auto isObserving = [this] {
+        return home_.notificationCenter->hasObserverFor(
+            "PushClientDidChangeServerConnectionStateNotification");
+    };
+    EXPECT_FALSE(isObserving());
+    enqueue("work");
+    EXPECT_TRUE(isObserving());
+    report(PushClientServerConnectedState);
+    EXPECT_FALSE(isObserving());
+}
+
 TEST_F(DeferredWorkTest, NeverRunsForAClientThatIsGone) {
     enqueue("work");
     rooms_->connection.setConnectionState(PushClientServerConnectedState);
