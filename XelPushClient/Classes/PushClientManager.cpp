@@ -27,6 +27,15 @@ void PushClientManager::setDevelopment(bool development) {
 const std::optional<std::string>& PushClientManager::appId() const {
     return rooms_->settings.appId;
 }
+const std::optional<std::string>& PushClientManager::apiKey() const {
+    return rooms_->settings.apiKey;
+}
+const std::optional<std::string>& PushClientManager::username() const {
+    return rooms_->settings.username;
+}
+const std::optional<std::string>& PushClientManager::password() const {
+    return rooms_->settings.password;
+}
 const std::optional<std::string>& PushClientManager::appVersion() const {
     return rooms_->settings.appVersion;
 }
@@ -482,6 +491,39 @@ std::string PushClientManager::fileExtensionForMediaType(std::string_view mediaT
 void PushClientManager::applicationCrashedWithUserInfo(const Dictionary& userInfo,
                                                        CrashReportOptions options) {
     rooms_->crashReports.applicationCrashedWithUserInfo(userInfo, options);
+}
+
+// ---- What the client holds.
+
+std::shared_ptr<const MQTTSession> PushClientManager::brokerSession() const {
+    return rooms_->connection.brokerSession();
+}
+bool PushClientManager::forceClose() const {
+    return rooms_->connection.forceClose();
+}
+double PushClientManager::reconnectTime() const {
+    return rooms_->connection.reconnectTime();
+}
+UIBackgroundTaskIdentifier PushClientManager::backgroundTask() const {
+    return rooms_->lifecycle.backgroundTask();
+}
+const std::optional<TopicTable>& PushClientManager::topics() const {
+    return rooms_->channels.topics;
+}
+std::shared_ptr<const TopicTable> PushClientManager::goingToTopics() const {
+    return rooms_->subscriptions.goingToTopics();
+}
+const std::map<std::uint16_t, std::string>& PushClientManager::subscribeMsgIds() const {
+    return rooms_->subscriptions.subscribeMsgIds();
+}
+const std::map<std::uint16_t, std::string>& PushClientManager::unSubscribeMsgIds() const {
+    return rooms_->subscriptions.unSubscribeMsgIds();
+}
+const std::optional<Dictionary>& PushClientManager::notificationSettings() const {
+    return rooms_->channels.notificationSettings;
+}
+std::shared_ptr<LBRESTAdapter> PushClientManager::loopBackAdaptor() {
+    return rooms_->settings.loopBackAdaptor();
 }
 
 // ---- The device.

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -51,7 +52,11 @@ public:
 
     // ---- Identity and settings.
 
+    /// The credentials that `registerApplication` was given. The password never reaches a log line.
     [[nodiscard]] const std::optional<std::string>& appId() const;
+    [[nodiscard]] const std::optional<std::string>& apiKey() const;
+    [[nodiscard]] const std::optional<std::string>& username() const;
+    [[nodiscard]] const std::optional<std::string>& password() const;
     [[nodiscard]] const std::optional<std::string>& appVersion() const;
     [[nodiscard]] const std::optional<std::string>& userId() const;
     /// The installation id that the service gave; `getInstallationId` is its other name.
@@ -392,6 +397,26 @@ public:
     /// signal handler, for it allocates. Before the application is registered and has an installation id,
     /// nothing is written or sent, and error -5009 is reported as a failed registration, on the run loop.
     void applicationCrashedWithUserInfo(const Dictionary& userInfo, CrashReportOptions options = {});
+
+    // ---- What the client holds at the moment, to look at: for tests and for finding faults.
+
+    /// The session with the broker; null until one was made. Its delegate is the client.
+    [[nodiscard]] std::shared_ptr<const MQTTSession> brokerSession() const;
+    /// Whether the next error schedules no reconnect, and the seconds until the one that is scheduled.
+    [[nodiscard]] bool forceClose() const;
+    [[nodiscard]] double reconnectTime() const;
+    [[nodiscard]] UIBackgroundTaskIdentifier backgroundTask() const;
+    /// The wanted topics with their QoS; missing until they were loaded.
+    [[nodiscard]] const std::optional<TopicTable>& topics() const;
+    /// The topics of the last SUBSCRIBE that is not yet answered; null when there is none.
+    [[nodiscard]] std::shared_ptr<const TopicTable> goingToTopics() const;
+    /// What was asked of the broker and is not yet answered: topic by packet id.
+    [[nodiscard]] const std::map<std::uint16_t, std::string>& subscribeMsgIds() const;
+    [[nodiscard]] const std::map<std::uint16_t, std::string>& unSubscribeMsgIds() const;
+    /// The notification preferences of all channels.
+    [[nodiscard]] const std::optional<Dictionary>& notificationSettings() const;
+    /// The way to the REST backend, made on first use, which switches `usingSSLConnection` on.
+    [[nodiscard]] std::shared_ptr<LBRESTAdapter> loopBackAdaptor();
 
     // ---- The device, as the installation record describes it.
 

@@ -211,6 +211,30 @@ TEST_F(PushClientManagerTest, ChoosesTheEnvironmentOfTheProcess) {
     EXPECT_FALSE(isDevelopment());
 }
 
+TEST_F(PushClientManagerTest, ShowsWhatItHolds) {
+    makeManager();
+    EXPECT_FALSE(manager_->apiKey() || manager_->username() || manager_->password());
+    EXPECT_EQ(manager_->brokerSession(), nullptr);
+    EXPECT_FALSE(manager_->topics());
+    EXPECT_EQ(manager_->goingToTopics(), nullptr);
+    EXPECT_FALSE(manager_->forceClose());
+    EXPECT_EQ(manager_->reconnectTime(), 0.0);
+    EXPECT_EQ(manager_->backgroundTask(), UIBackgroundTaskInvalid);
+
+    manager_->registerApplication("a1b2c3", "key", "broker-user", "broker-password");
+    EXPECT_EQ(manager_->apiKey(), "key");
+    EXPECT_EQ(manager_->username(), "broker-user");
+    EXPECT_EQ(manager_->password(), "broker-password");
+    manager_->setUserId("alice01");
+    manager_->setDeviceId("D3V1CE");
+    manager_->connectToServer();
+    EXPECT_NE(manager_->brokerSession(), nullptr);
+    manager_->subscribe("news");
+    EXPECT_THAT(manager_->subscribeMsgIds(), IsEmpty()) << "nothing is asked before the broker is reached";
+    EXPECT_THAT(manager_->unSubscribeMsgIds(), IsEmpty());
+    EXPECT_EQ(manager_->loopBackAdaptor()->url(), manager_->loopBackAdaptor()->url());
+}
+
 TEST_F(PushClientManagerTest, DescribesTheDevice) {
     makeManager();
     EXPECT_EQ(manager_->deviceModel(), "Simulator");
