@@ -14,12 +14,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* kXfceFolder = "/usr/lib/x86_64-linux-gnu/xfce4";
-
+/// These have no place in PATH, but one below the architecture's library folder.
 std::string xfceProgram(const std::string& name) {
-    for (const auto& library : {fs::path(kXfceFolder), fs::path("/usr/lib/aarch64-linux-gnu/xfce4")}) {
-        if (fs::exists(library / name)) {
-            return library / name;
+    for (const auto& folder : fs::directory_iterator("/usr/lib")) {
+        if (const auto program = folder.path() / "xfce4" / name; fs::exists(program)) {
+            return program;
         }
     }
     return {};
