@@ -374,8 +374,8 @@ public:
     /// hands the content to the handler. Without media the handler is never called.
     void didReceiveNotificationRequest(const UNNotificationRequest& request,
                                        NotificationContentHandler contentHandler);
-    /// Fetches a media file. The handler takes its path, or nothing when it could not be had; the file is the
-    /// caller's.
+    /// Fetches a media file. The handler takes its path, or nothing when it could not be had. The file lies
+    /// in the library's own folder, which keeps only the newest ones: move it away to keep it.
     void downloadDataForUrlString(const std::string& url, const std::string& mediaType,
                                   MediaFileHandler handler);
     /// As above, as an attachment for a notification.

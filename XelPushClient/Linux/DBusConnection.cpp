@@ -46,13 +46,17 @@ public:
 
     void stop() {
         std::thread thread;
+        bool goesOnAlone = false;
         {
             const std::lock_guard lock(mutex_);
             isStopping_ = true;
             thread.swap(thread_);
+            goesOnAlone = isOpening_;
             wake();
         }
-        if (thread.get_id() == std::this_thread::get_id()) {
+        // A daemon that accepts and never answers would hold the opening up for long; nobody has been given
+        // the connection yet, so nobody need wait for it.
+        if (goesOnAlone || thread.get_id() == std::this_thread::get_id()) {
             thread.detach();
         } else if (thread.joinable()) {
             thread.join();
@@ -65,6 +69,22 @@ private:
     struct Job {
         Work work;
         Failure failure;
+    };
+
+    /// Says so while the bus is being opened.
+    class Opening {
+    public:
+        explicit Opening(Worker& worker) : worker_(worker) { set(true); }
+        Opening(const Opening&) = delete;
+        Opening& operator=(const Opening&) = delete;
+        ~Opening() { set(false); }
+
+    private:
+        void set(bool isOpening) {
+            const std::lock_guard lock(worker_.mutex_);
+            worker_.isOpening_ = isOpening;
+        }
+        Worker& worker_;
     };
 
     void wake() const {
@@ -102,7 +122,9 @@ private:
     void perform(const Job& job) {
         try {
             open();
-            job.work(*connection_);
+            if (!isStopping()) {
+                job.work(*connection_);
+            }
         } catch (const sdbus::Error& error) {
             if (job.failure) {
                 const auto code = connection_ == nullptr ? DBusErrorCode::NoBus : DBusErrorCode::Failed;
@@ -118,6 +140,7 @@ private:
         if (address_.empty()) {
             throw sdbus::Error("org.freedesktop.DBus.Error.NoServer", "The process has no such bus");
         }
+        const Opening opening(*this);
         connection_ = sdbus::createSessionBusConnectionWithAddress(address_);
     }
 
@@ -161,6 +184,7 @@ private:
     std::mutex mutex_;
     std::deque<Job> waiting_;
     bool isStopping_ = false;
+    bool isOpening_ = false;
     std::thread thread_;
 
     // The thread's own.

@@ -37,7 +37,7 @@ public:
     DBusConnection(const DBusConnection&) = delete;
     DBusConnection& operator=(const DBusConnection&) = delete;
     /// Drops work that has not begun, runs what `atClosing` was given, and closes the bus. From the
-    /// connection's own thread it does so without waiting.
+    /// connection's own thread, and while the bus is being opened, it does so without waiting.
     ~DBusConnection();
 
     /// Runs the work with the open connection; a D-Bus error that it throws goes to `failure`, and so does

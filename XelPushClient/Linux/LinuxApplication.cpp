@@ -4,6 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include "XelPushClient/Platform/UNUserNotificationCenter.h"
+
 namespace xel {
 
 namespace {
@@ -129,16 +131,16 @@ void LinuxApplication::answer(std::weak_ptr<UIApplicationDelegate> requester, An
 
 void LinuxApplication::registerUserNotificationSettings(const UIUserNotificationSettings& settings,
                                                         std::weak_ptr<UIApplicationDelegate> requester) {
-    granted_.types = settings.types & allowedTypes_;
-    answer(std::move(requester),
-           [granted = granted_](LinuxApplication& self, UIApplicationDelegate& delegate) {
-               delegate.applicationDidRegisterUserNotificationSettings(self, granted);
-           });
+    typesAskedFor_ = settings.types;
+    answer(std::move(requester), [granted = currentUserNotificationSettings()](
+                                     LinuxApplication& self, UIApplicationDelegate& delegate) {
+        delegate.applicationDidRegisterUserNotificationSettings(self, granted);
+    });
 }
 
 void LinuxApplication::registerForRemoteNotificationTypes(std::uint32_t types,
                                                           std::weak_ptr<UIApplicationDelegate> requester) {
-    granted_.types = types & allowedTypes_;
+    typesAskedFor_ = types;
     registerForRemoteNotifications(std::move(requester));
 }
 
@@ -150,9 +152,17 @@ void LinuxApplication::registerForRemoteNotifications(std::weak_ptr<UIApplicatio
     });
 }
 
+void LinuxApplication::setApplicationIconBadgeNumber(std::int64_t number) {
+    badge_ = number;
+    if (badgePresenter_) {
+        badgePresenter_(number);
+    }
+}
+
 void LinuxApplication::presentLocalNotificationNow(const UILocalNotification& notification) {
-    if (notification.applicationIconBadgeNumber > 0) {
-        badge_ = notification.applicationIconBadgeNumber;
+    if (notification.applicationIconBadgeNumber > 0 &&
+        (allowedNotificationTypes() & UNNotificationOptionBadge) != 0) {
+        setApplicationIconBadgeNumber(notification.applicationIconBadgeNumber);
     }
     if (presenter_) {
         const Presenter presenter = presenter_;  // it may set another one

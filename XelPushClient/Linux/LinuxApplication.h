@@ -31,6 +31,8 @@ public:
         std::shared_ptr<NSRunLoop> runLoop;
         std::shared_ptr<Clock> clock;
         std::shared_ptr<LogSink> logSink;
+        /// The kinds of notification that the user's own settings allow.
+        std::uint32_t typesOfUser = 0xFFFFFFFF;
     };
 
     explicit LinuxApplication(Surroundings surroundings);
@@ -50,9 +52,18 @@ public:
     /// notification leaves one log line and none is shown.
     void setLocalNotificationPresenter(Presenter presenter, Canceller canceller = nullptr);
 
-    /// The kinds of notification that the user allows: what is asked for beyond them is not granted. All at
-    /// first.
-    void setAllowedNotificationTypes(std::uint32_t types) { allowedTypes_ = types; }
+    /// Who shows the number on the application's icon; called with every number that is set.
+    void setBadgePresenter(std::function<void(std::int64_t number)> presenter) {
+        badgePresenter_ = std::move(presenter);
+    }
+
+    /// The kinds of notification that the host allows, all at first. What neither it nor the user's own
+    /// settings allow is not granted and not shown; 0 switches notifications off.
+    void setAllowedNotificationTypes(std::uint32_t types) { typesOfHost_ = types; }
+    /// What both allow.
+    [[nodiscard]] std::uint32_t allowedNotificationTypes() const {
+        return typesOfHost_ & surroundings_.typesOfUser;
+    }
 
     // The port.
 
@@ -65,7 +76,7 @@ public:
     [[nodiscard]] double backgroundTimeRemaining() const override;
 
     [[nodiscard]] std::int64_t applicationIconBadgeNumber() const override { return badge_; }
-    void setApplicationIconBadgeNumber(std::int64_t number) override { badge_ = number; }
+    void setApplicationIconBadgeNumber(std::int64_t number) override;
 
     [[nodiscard]] bool respondsToRegisterUserNotificationSettings() const override { return true; }
     void registerUserNotificationSettings(const UIUserNotificationSettings& settings,
@@ -77,7 +88,7 @@ public:
     void registerForRemoteNotifications(std::weak_ptr<UIApplicationDelegate> requester) override;
 
     [[nodiscard]] UIUserNotificationSettings currentUserNotificationSettings() const override {
-        return granted_;
+        return {typesAskedFor_ & allowedNotificationTypes()};
     }
 
     void presentLocalNotificationNow(const UILocalNotification& notification) override;
@@ -98,9 +109,10 @@ private:
     UIBackgroundTaskIdentifier lastTask_ = UIBackgroundTaskInvalid;
     std::optional<std::chrono::steady_clock::time_point> backgroundDeadline_;
     std::shared_ptr<NSTimer> backgroundTimer_;
-    std::uint32_t allowedTypes_ = 0xFFFFFFFF;
-    UIUserNotificationSettings granted_;
+    std::uint32_t typesOfHost_ = 0xFFFFFFFF;
+    std::uint32_t typesAskedFor_ = 0;
     std::int64_t badge_ = 0;
+    std::function<void(std::int64_t)> badgePresenter_;
     Presenter presenter_;
     Canceller canceller_;
     bool hasLoggedMissingPresenter_ = false;

@@ -62,6 +62,10 @@ std::optional<std::string> defaultCacheFolder(const std::string& name) {
     return folderBelow("XDG_CACHE_HOME", ".cache", name);
 }
 
+std::optional<std::string> defaultConfigFolder(const std::string& name) {
+    return folderBelow("XDG_CONFIG_HOME", ".config", name);
+}
+
 std::string programName() {
     std::string name(program_invocation_short_name);
     name.erase(std::remove(name.begin(), name.end(), '/'), name.end());

@@ -11,9 +11,12 @@
 #include "XelPushClient/Linux/BoostCallStack.h"
 #include "XelPushClient/Linux/CurlHTTPTransport.h"
 #include "XelPushClient/Linux/CurlURLSession.h"
+#include "XelPushClient/Linux/DBusAddress.h"
+#include "XelPushClient/Linux/DBusConnection.h"
 #include "XelPushClient/Linux/EnvironmentSettings.h"
 #include "XelPushClient/Linux/GettextStrings.h"
 #include "XelPushClient/Linux/HostBundle.h"
+#include "XelPushClient/Linux/LauncherBadge.h"
 #include "XelPushClient/Linux/LinuxApplication.h"
 #include "XelPushClient/Linux/LinuxDevice.h"
 #include "XelPushClient/Linux/LinuxFolders.h"
@@ -21,6 +24,7 @@
 #include "XelPushClient/Linux/NetlinkReachability.h"
 #include "XelPushClient/Linux/NetworkState.h"
 #include "XelPushClient/Linux/NoLocationSource.h"
+#include "XelPushClient/Linux/NotificationPermission.h"
 #include "XelPushClient/Linux/PosixFileManager.h"
 #include "XelPushClient/Linux/SimdjsonSerialization.h"
 #include "XelPushClient/Linux/SqliteSessionMemory.h"
@@ -102,6 +106,43 @@ SqliteStoreOptions storeOptions(const LinuxOptions& options, const Machine& mach
     return store;
 }
 
+std::string withoutSuffix(std::string text, std::string_view suffix) {
+    if (text.ends_with(suffix)) {
+        text.resize(text.size() - suffix.size());
+    }
+    return text;
+}
+
+/// The application, and the way of its notifications to the desktop.
+void addNotifications(Machine& machine, const LinuxOptions& options) {
+    const auto application = std::make_shared<LinuxApplication>(LinuxApplication::Surroundings{
+        machine.runLoop, machine.clock, machine.logSink,
+        notificationTypesOfUser(defaultConfigFolder(nameOf(options)).value_or("/nonexistent"))});
+    const auto connection = std::make_shared<DBusConnection>(
+        options.sessionBus ? *options.sessionBus : sessionBusAddress(), "xel-session-bus");
+    const DesktopHost host{options.applicationName.empty() ? programName() : options.applicationName,
+                           withoutSuffix(options.desktopId, ".desktop")};
+    const auto center = std::make_shared<LinuxNotificationCenter>(LinuxNotificationCenter::Surroundings{
+        machine.runLoop, machine.logSink, application, connection, host});
+    application->setLocalNotificationPresenter(
+        [weak = std::weak_ptr(center)](const UILocalNotification& notification) {
+            if (const auto desktop = weak.lock()) {
+                desktop->presentLocalNotification(notification);
+            }
+        },
+        [weak = std::weak_ptr(center)] {
+            if (const auto desktop = weak.lock()) {
+                desktop->cancelAllLocalNotifications();
+            }
+        });
+    if (!host.desktopId.empty()) {
+        application->setBadgePresenter([badge = LauncherBadge(connection, host.desktopId)](
+                                           std::int64_t number) { badge.setCount(number); });
+    }
+    machine.application = application;
+    machine.notificationCenter = center;
+}
+
 }  // namespace
 
 Machine makeLinuxMachine(const LinuxOptions& options) {
@@ -132,10 +173,8 @@ Machine makeLinuxMachine(const LinuxOptions& options) {
     machine.json = std::make_shared<SimdjsonSerialization>();
     machine.reachability =
         std::make_shared<NetlinkReachabilityFactory>(runLoop, brokerHostOf(machine.endpoints));
-    machine.application = std::make_shared<LinuxApplication>(
-        LinuxApplication::Surroundings{runLoop, machine.clock, machine.logSink});
-    machine.notificationCenter = std::make_shared<LinuxNotificationCenter>(runLoop, machine.logSink);
     machine.locationSource = std::make_shared<NoLocationSource>(runLoop);
+    addNotifications(machine, options);
     machine.device = std::make_shared<LinuxDevice>();
     machine.bundle = std::make_shared<HostBundle>(options.shortVersion, options.bundleVersion);
     return machine;

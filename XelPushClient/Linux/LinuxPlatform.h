@@ -37,6 +37,17 @@ struct LinuxOptions {
     /// that textdomain(3) has set.
     std::string textDomain{};
 
+    /// What the desktop calls the host above its notifications. Empty: the program's name.
+    std::string applicationName{};
+
+    /// The host's desktop file without folder and ".desktop", such as "org.example.Shop", by which desktop
+    /// and launcher know its icon. Empty: it has none, and no launcher shows the badge.
+    std::string desktopId{};
+
+    /// The bus of the user's session (a D-Bus address). Missing: the one that the environment names; empty:
+    /// none, and notifications are not shown.
+    std::optional<std::string> sessionBus{};
+
     /// A file of PEM certificates to trust instead of the system's store. Empty: the one that the environment
     /// variable XELPUSH_CA_FILE names, if any.
     std::string caFile{};
@@ -68,8 +79,8 @@ struct LinuxOptions {
     std::shared_ptr<AsioRunLoop> mainRunLoop{};
 };
 
-/// A machine for any number of clients. Starts one thread, for HTTP, and a second one with
-/// the first download. Throws `std::runtime_error` when the
+/// A machine for any number of clients. Starts one thread, for HTTP, and others with the
+/// first download and the first notification. Throws `std::runtime_error` when the
 /// environment's settings are wrong, with a text that names the variable, or when a library cannot be
 /// started.
 [[nodiscard]] Machine makeLinuxMachine(const LinuxOptions& options = {});

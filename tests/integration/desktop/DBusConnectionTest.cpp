@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 #include <sdbus-c++/sdbus-c++.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include "XelPushClient/Linux/DBusConnection.h"
 #include "tests/integration/desktop/PrivateBus.h"
@@ -143,6 +146,27 @@ TEST_F(DBusConnectionTest, WhatWorkHoldsIsReleasedWithTheConnection) {
     mayEnd.set_value();
     dropping.join();
     EXPECT_TRUE(weak.expired());
+}
+
+TEST_F(DBusConnectionTest, ADaemonThatNeverAnswersDoesNotHoldTheEndUp) {
+    const contract::TemporaryFolder folder;
+    const std::string path = folder.path() + "/bus";
+    const int listening = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+    ASSERT_EQ(::bind(listening, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+    ASSERT_EQ(::listen(listening, 1), 0);
+    auto connection = std::make_unique<DBusConnection>("unix:path=" + path, "test-bus");
+    connection->perform([](sdbus::IConnection&) { ADD_FAILURE() << "there is no bus"; });
+    // Its greeting has come, and gets no answer.
+    const int accepted = ::accept(listening, nullptr, nullptr);
+    char octet = 0;
+    ASSERT_EQ(::recv(accepted, &octet, 1, 0), 1);
+    auto dropped = std::async(std::launch::async, [&] { connection.reset(); });
+    EXPECT_EQ(dropped.wait_for(test::kPatience), std::future_status::ready);
+    ::close(accepted);
+    ::close(listening);
 }
 
 TEST_F(DBusConnectionTest, MayBeDroppedOnItsOwnThread) {

@@ -232,5 +232,28 @@ TEST_F(LinuxApplicationTest, KeepsTheBadge) {
     EXPECT_EQ(application_.applicationIconBadgeNumber(), 5);
 }
 
+TEST_F(LinuxApplicationTest, ShowsTheBadgeWhereSomebodyTakesIt) {
+    std::vector<std::int64_t> shown;
+    application_.setBadgePresenter([&](std::int64_t number) { shown.push_back(number); });
+    application_.setApplicationIconBadgeNumber(3);
+    application_.presentLocalNotificationNow(notificationWith("badge", 5));
+    application_.setAllowedNotificationTypes(4);
+    application_.presentLocalNotificationNow(notificationWith("badge", 6));
+    application_.setApplicationIconBadgeNumber(0);
+    EXPECT_EQ(shown, (std::vector<std::int64_t>{3, 5, 0}));
+}
+
+TEST_F(LinuxApplicationTest, GrantsWhatBothHostAndUserAllow) {
+    const auto delegate = std::make_shared<RecordingDelegate>();
+    LinuxApplication application({runLoop_, std::make_shared<FakeClock>(runLoop_), log_, 5});
+    application.registerUserNotificationSettings({15}, delegate);
+    runLoop_->runUntilIdle();
+    EXPECT_EQ(delegate->grantedTypes, std::vector<std::uint32_t>{5});
+    application.setAllowedNotificationTypes(6);
+    EXPECT_EQ(application.currentUserNotificationSettings().types, 4U);
+    application.setAllowedNotificationTypes(2);
+    EXPECT_EQ(application.currentUserNotificationSettings().types, 0U);
+}
+
 }  // namespace
 }  // namespace xel

@@ -14,6 +14,8 @@ TEST(LinuxFolders, FollowTheXDGVariables) {
     environment.set("XDG_CACHE_HOME", "/cache");
     EXPECT_EQ(defaultDocumentsFolder("host"), "/data/xelpush/host");
     EXPECT_EQ(defaultCacheFolder("host"), "/cache/xelpush/host");
+    environment.set("XDG_CONFIG_HOME", "/config");
+    EXPECT_EQ(defaultConfigFolder("host"), "/config/xelpush/host");
 }
 
 TEST(LinuxFolders, AreBelowTheHomeFolderOtherwise) {
@@ -24,6 +26,8 @@ TEST(LinuxFolders, AreBelowTheHomeFolderOtherwise) {
         environment.set("XDG_STATE_HOME", value);
         environment.set("XDG_DATA_HOME", value);
         environment.set("XDG_CACHE_HOME", value);
+        environment.set("XDG_CONFIG_HOME", value);
+        EXPECT_EQ(defaultConfigFolder("host"), "/home/alice/.config/xelpush/host");
         EXPECT_EQ(defaultStateFolder("host"), "/home/alice/.local/state/xelpush/host");
         EXPECT_EQ(defaultDocumentsFolder("host"), "/home/alice/.local/share/xelpush/host");
         EXPECT_EQ(defaultCacheFolder("host"), "/home/alice/.cache/xelpush/host");

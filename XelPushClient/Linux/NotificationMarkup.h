@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace xel {
+
+// A notification's texts come from the network and are plain. Servers differ in what they make of a body: one
+// with the capability "body-markup" reads it as markup (Desktop Notifications Specification, "Markup").
+
+/// The text as a D-Bus string may hold it: UTF-8, without NUL and without control characters but line end and
+/// tab. What is not UTF-8 reads as U+FFFD.
+[[nodiscard]] std::string textForDBus(std::string_view text);
+
+/// The text so that a server that reads markup shows it as it is.
+[[nodiscard]] std::string escapedForMarkup(std::string_view text);
+
+/// The text without the tags of the markup's elements (b, i, u, a, img), for a server that would show them.
+[[nodiscard]] std::string withoutMarkup(std::string_view text);
+
+}  // namespace xel

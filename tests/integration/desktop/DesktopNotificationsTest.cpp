@@ -1,0 +1,157 @@
+#include <fstream>
+#include <sstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "XelPushClient/Classes/PushClientManager.h"
+#include "XelPushClient/Linux/AsioRunLoop.h"
+#include "XelPushClient/Linux/LinuxPlatform.h"
+#include "tests/contract/LocalHTTPServer.h"
+#include "tests/integration/desktop/DesktopSession.h"
+
+namespace xel {
+namespace {
+
+using namespace std::chrono_literals;
+using contract::HTTPExchange;
+using contract::LocalHTTPServer;
+using contract::ReceivedRequest;
+using test::DesktopSession;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// A host that notes what the user does with its notifications.
+class Host : public PushClientManagerDelegate {
+public:
+    void userNotificationCenterDidReceiveNotificationResponse(
+        UNUserNotificationCenter& /*center*/, const UNNotificationResponse& response,
+        const std::function<void()>& completion) override {
+        responses.push_back(response);
+        completion();
+    }
+    std::vector<UNNotificationResponse> responses;
+};
+
+std::string contentsOf(const std::string& path) {
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
+/// A whole client on a real desktop.
+class DesktopNotificationsTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (const auto reason = DesktopSession::whyMissing(); !reason.empty()) {
+            GTEST_SKIP() << reason;
+        }
+        session_ = std::make_unique<DesktopSession>();
+        media_ = std::make_unique<LocalHTTPServer>([this](const ReceivedRequest&, HTTPExchange& exchange) {
+            return exchange.answer(200, contentsOf(session_->picture()));
+        });
+        LinuxOptions options;
+        options.name = "desktop-test";
+        options.applicationName = "Shop";
+        options.stateFolder = session_->folder() + "/state";
+        options.documentsFolder = session_->folder() + "/documents";
+        options.cacheFolder = session_->folder() + "/cache";
+        options.sessionBus = session_->busAddress();
+        options.runLoop = loop_;
+        machine_ = std::make_unique<Machine>(makeLinuxMachine(options));
+        auto home = openLinuxHome(options, *machine_);
+        ASSERT_TRUE(home);
+        manager_ = std::make_unique<PushClientManager>(*machine_, std::move(home).value());
+        manager_->addDelegate(host_);
+        manager_->registerForAPNsToken();
+    }
+
+    /// Lets the client work until something has come to pass.
+    template <class Condition>
+    bool becomes(Condition condition) {
+        return test::eventually([&] {
+            loop_->scheduleTimer(10ms, [this] { loop_->stop(); });
+            loop_->run();
+            return condition();
+        });
+    }
+    void showRich(const std::string& title, bool hasPicture) {
+        Dictionary block{{"title", title},
+                         {"subtitle", "A cat & a dog"},
+                         {"body", "5 < 6, <b>really</b>"},
+                         {"category", "ask"},
+                         {"actions", Array{Dictionary{{"title", "Yes"}, {"id", "yes"}},
+                                           Dictionary{{"title", "Later"}, {"id", "later"}}}}};
+        if (hasPicture) {
+            block.set("mediaUrl", media_->url() + "/cat");
+            block.set("mediaType", "png");
+        }
+        manager_->showLocalRichNotificationWithPayload(Dictionary{{"notification", std::move(block)}});
+    }
+
+    std::shared_ptr<AsioRunLoop> loop_ = std::make_shared<AsioRunLoop>();
+    std::shared_ptr<Host> host_ = std::make_shared<Host>();
+    std::unique_ptr<DesktopSession> session_;
+    std::unique_ptr<LocalHTTPServer> media_;
+    std::unique_ptr<Machine> machine_;
+    std::unique_ptr<PushClientManager> manager_;
+};
+
+TEST_F(DesktopNotificationsTest, APictureIsSeenAndAButtonThatIsClickedReachesTheHost) {
+    session_->startXfceNotifyd();
+    showRich("A message", true);
+    ASSERT_TRUE(becomes([&] { return session_->picturePoints() > 1000; })) << "the picture is not on screen";
+    session_->keepScreenshot("xfce4-notifyd");
+    // The second of two buttons, in the right half of the window's last row.
+    ASSERT_TRUE(becomes([&] {
+        if (host_->responses.empty() && session_->windowCount() == 1) {
+            session_->click(0.72, 31);
+        }
+        return !host_->responses.empty();
+    }));
+    const auto& response = host_->responses.front();
+    EXPECT_EQ(response.actionIdentifier, "later");
+    EXPECT_EQ(response.notification.requestIdentifier, "TAVRINCUSTOMRICH");
+    EXPECT_EQ(*response.notification.userInfo.find("title"), Value("A message"));
+}
+
+TEST_F(DesktopNotificationsTest, AnotherServerShowsItTooAndAClickOnItReachesTheHost) {
+    session_->startDunst();
+    showRich("A message", true);
+    ASSERT_TRUE(becomes([&] { return session_->picturePoints() > 10'000; }))
+        << "the picture is not on screen";
+    session_->keepScreenshot("dunst");
+    ASSERT_TRUE(becomes([&] {
+        if (host_->responses.empty() && session_->windowCount() == 1) {
+            session_->click(0.5, 20);
+        }
+        return !host_->responses.empty();
+    }));
+    EXPECT_EQ(host_->responses.front().actionIdentifier, UNNotificationDefaultActionIdentifier);
+}
+
+TEST_F(DesktopNotificationsTest, TheSecondOfTwoIsLeftOnScreen) {
+    session_->startXfceNotifyd();
+    showRich("first", true);
+    ASSERT_TRUE(becomes([&] { return session_->picturePoints() > 1000; }));
+    showRich("second", false);
+    EXPECT_TRUE(becomes([&] { return session_->picturePoints() == 0; }));
+    EXPECT_EQ(session_->windowCount(), 1U);
+    session_->keepScreenshot("replaced");
+}
+
+TEST_F(DesktopNotificationsTest, PlainOnesStandForThemselvesUntilTheyAreCancelled) {
+    session_->startXfceNotifyd();
+    UILocalNotification notification;
+    notification.alertTitle = "Plain";
+    notification.alertBody = "text";
+    machine_->application->presentLocalNotificationNow(notification);
+    machine_->application->presentLocalNotificationNow(notification);
+    EXPECT_TRUE(becomes([&] { return session_->windowCount() == 2; }));
+    session_->keepScreenshot("plain");
+    manager_->resetBadge();
+    EXPECT_TRUE(becomes([&] { return session_->windowCount() == 0; }));
+}
+
+}  // namespace
+}  // namespace xel

@@ -1,0 +1,102 @@
+#include "tests/integration/desktop/MockNotificationServer.h"
+
+#include <utility>
+
+namespace xel::test {
+
+namespace {
+
+constexpr const char* kName = "org.freedesktop.Notifications";
+constexpr const char* kPath = "/org/freedesktop/Notifications";
+constexpr std::uint32_t kDismissedByUser = 2;
+
+}  // namespace
+
+std::string ReceivedNotify::hint(const std::string& name) const {
+    const auto found = hints.find(name);
+    return found != hints.end() ? found->second.get<std::string>() : std::string();
+}
+
+MockNotificationServer::MockNotificationServer(const std::string& busAddress, Abilities abilities)
+    : abilities_(std::move(abilities)),
+      nextId_(abilities_.firstId),
+      connection_(sdbus::createSessionBusConnectionWithAddress(busAddress)),
+      object_(sdbus::createObject(*connection_, kPath)) {
+    object_->registerMethod(kName, "GetCapabilities", "", "as", [this](sdbus::MethodCall call) {
+        auto reply = call.createReply();
+        reply << abilities_.capabilities;
+        reply.send();
+    });
+    object_->registerMethod(kName, "Notify", "susssasa{sv}i", "u",
+                            [this](sdbus::MethodCall call) { takeNotify(call); });
+    object_->registerMethod(kName, "CloseNotification", "u", "", [this](sdbus::MethodCall call) {
+        std::uint32_t id = 0;
+        call >> id;
+        {
+            const std::lock_guard lock(mutex_);
+            closeRequests_.push_back(id);
+        }
+        call.createReply().send();
+        dismiss(id);
+    });
+    object_->registerSignal(kName, "ActionInvoked", "us");
+    object_->registerSignal(kName, "NotificationClosed", "uu");
+    object_->finishRegistration();
+    connection_->requestName(kName);
+    thread_ = std::thread([this] {
+        try {
+            connection_->enterEventLoop();
+        } catch (const sdbus::Error&) {
+            return;  // the bus has gone, as a test may want it
+        }
+    });
+}
+
+MockNotificationServer::~MockNotificationServer() {
+    connection_->leaveEventLoop();
+    thread_.join();
+}
+
+void MockNotificationServer::takeNotify(sdbus::MethodCall& call) {
+    ReceivedNotify notify;
+    std::string icon;
+    std::int32_t timeout = 0;
+    call >> notify.applicationName >> notify.replacesId >> icon >> notify.summary >> notify.body >>
+        notify.actions >> notify.hints >> timeout;
+    const std::lock_guard lock(mutex_);
+    notify.id = notify.replacesId != 0 ? notify.replacesId : nextId_++;
+    notifies_.push_back(notify);
+    if (abilities_.isSilent) {
+        unanswered_.push_back(call);
+    } else if (abilities_.isRefusing) {
+        call.createErrorReply(sdbus::Error("org.example.Refused", "not today")).send();
+    } else {
+        auto reply = call.createReply();
+        reply << notify.id;
+        reply.send();
+    }
+}
+
+std::vector<ReceivedNotify> MockNotificationServer::notifies() const {
+    const std::lock_guard lock(mutex_);
+    return notifies_;
+}
+
+std::vector<std::uint32_t> MockNotificationServer::closeRequests() const {
+    const std::lock_guard lock(mutex_);
+    return closeRequests_;
+}
+
+void MockNotificationServer::invoke(std::uint32_t id, const std::string& key) {
+    auto signal = object_->createSignal(kName, "ActionInvoked");
+    signal << id << key;
+    object_->emitSignal(signal);
+}
+
+void MockNotificationServer::dismiss(std::uint32_t id) {
+    auto signal = object_->createSignal(kName, "NotificationClosed");
+    signal << id << kDismissedByUser;
+    object_->emitSignal(signal);
+}
+
+}  // namespace xel::test

@@ -1,0 +1,69 @@
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "XelPushClient/Linux/NotificationMarkup.h"
+
+namespace xel {
+namespace {
+
+struct Row {
+    std::string plain;
+    std::string expected;
+};
+
+TEST(NotificationMarkup, ATextForDBusIsCleanUTF8) {
+    const std::vector<Row> table = {
+        {"", ""},
+        {"Gr\u00FC\u00DFe \U0001F408", "Gr\u00FC\u00DFe \U0001F408"},
+        {"two\nlines\tand a tab", "two\nlines\tand a tab"},
+        {std::string("a\0b\x01\x1B[31m\r\x7F", 10), "ab[31m"},
+        {"\u0085next line", "next line"},
+        {"\xFFoctet\xC3", "\uFFFDoctet\uFFFD"},
+        {"\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD"},
+        {"\uFFFD", "\uFFFD"},
+    };
+    for (const auto& row : table) {
+        EXPECT_EQ(textForDBus(row.plain), row.expected);
+    }
+}
+
+TEST(NotificationMarkup, EscapedTextIsShownAsItIs) {
+    const std::vector<Row> table = {
+        {"", ""},
+        {"5 < 6 & 7 > 6", "5 &lt; 6 &amp; 7 &gt; 6"},
+        {"<b>bold</b>", "&lt;b&gt;bold&lt;/b&gt;"},
+        {"<img src='x' alt=\"y\"/>", "&lt;img src=&#39;x&#39; alt=&quot;y&quot;/&gt;"},
+        {"&amp;", "&amp;amp;"},
+        {"Gr\u00FC\u00DFe", "Gr\u00FC\u00DFe"},
+    };
+    for (const auto& row : table) {
+        EXPECT_EQ(escapedForMarkup(row.plain), row.expected);
+    }
+}
+
+TEST(NotificationMarkup, TagsOfTheMarkupAreStrippedAndNothingElse) {
+    const std::vector<Row> table = {
+        {"", ""},
+        {"<b>bold</b> <i>slanted</i> <u>lined</u>", "bold slanted lined"},
+        {"see <a href=\"https://x.test/?a=1&b=2\">here</a>", "see here"},
+        {"a cat <img src=\"/cat.png\" alt=\"cat\"/>.", "a cat ."},
+        {"<b\n>broken line</b >", "broken line"},
+        {"5 < 6 > 4", "5 < 6 > 4"},
+        {"<script>x</script> <br> <body>", "<script>x</script> <br> <body>"},
+        {"<b unfinished", "<b unfinished"},
+        {"<", "<"},
+        {"<>", "<>"},
+        {"<<b>b</b>", "<b"},
+        {"&amp;", "&amp;"},
+    };
+    for (const auto& row : table) {
+        EXPECT_EQ(withoutMarkup(row.plain), row.expected) << row.plain;
+    }
+    const std::string hostile(200'000, '<');
+    EXPECT_EQ(withoutMarkup(hostile), hostile);
+}
+
+}  // namespace
+}  // namespace xel
