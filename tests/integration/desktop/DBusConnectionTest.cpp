@@ -137,9 +137,15 @@ TEST_F(DBusConnectionTest, WhatWorkHoldsIsReleasedWithTheConnection) {
     const PrivateBus bus;
     auto held = std::make_shared<int>(0);
     const std::weak_ptr<int> weak = held;
+    std::promise<void> hasBegun;
     std::promise<void> mayEnd;
     auto connection = std::make_unique<DBusConnection>(bus.address(), "test-bus");
-    connection->perform([waiting = mayEnd.get_future().share()](sdbus::IConnection&) { waiting.wait(); });
+    connection->perform([&hasBegun, waiting = mayEnd.get_future().share()](sdbus::IConnection&) {
+        hasBegun.set_value();
+        waiting.wait();
+    });
+    // A connection that is still being opened is not waited for.
+    hasBegun.get_future().wait();
     connection->perform([held](sdbus::IConnection&) { *held = 1; });
     std::thread dropping([&] { connection.reset(); });
     held.reset();
