@@ -16,7 +16,7 @@ constexpr const char* kInterface = "com.canonical.Unity.LauncherEntry";
 
 }  // namespace
 
-LauncherBadge::LauncherBadge(std::shared_ptr<DBusConnection> connection, std::string desktopId)
+LauncherBadge::LauncherBadge(std::shared_ptr<DBusConnection> connection, const std::string& desktopId)
     : connection_(std::move(connection)), desktopId_(textForDBus(desktopId)) {}
 
 void LauncherBadge::setCount(std::int64_t count) const {

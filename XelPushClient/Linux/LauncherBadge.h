@@ -14,7 +14,7 @@ namespace xel {
 class LauncherBadge {
 public:
     /// The host's desktop file without folder and ".desktop", by which the launcher knows its icon.
-    LauncherBadge(std::shared_ptr<DBusConnection> connection, std::string desktopId);
+    LauncherBadge(std::shared_ptr<DBusConnection> connection, const std::string& desktopId);
 
     /// Shows the number; 0 and less take it away.
     void setCount(std::int64_t count) const;

@@ -277,7 +277,7 @@ NotificationServer::NotificationServer(std::shared_ptr<DBusConnection> connectio
 
 NotificationServer::~NotificationServer() = default;
 
-void NotificationServer::show(DesktopNotification notification, Shown shown) {
+void NotificationServer::show(DesktopNotification notification, const Shown& shown) {
     connection_->perform(
         [core = core_, connection = connection_.get(), notification = std::move(notification),
          shown](sdbus::IConnection& bus) { core->show(bus, *connection, notification, shown); },

@@ -37,7 +37,7 @@ public:
     NotificationServer& operator=(const NotificationServer&) = delete;
     ~NotificationServer();
 
-    void show(DesktopNotification notification, Shown shown);
+    void show(DesktopNotification notification, const Shown& shown);
     /// Takes everything off the screen that this object has shown.
     void withdrawEverything();
 

@@ -146,9 +146,9 @@ void CoreGeoLocation::positionArrived(const CLLocation& fix) {
 
 void CoreGeoLocation::updatesFailed(const NSError& error) {
     TVRLog(surroundings_.log, "location updates failed: %@", error);
-    const NSError failure = error;
-    updates_.reset();
-    const auto answers = singles_.failAll(failure);
+    // The error is theirs, so they live until it has been told.
+    const auto ended = std::exchange(updates_, nullptr);
+    const auto answers = singles_.failAll(error);
     if (wantedDistanceFilter()) {
         tryAgainLater();
     }
