@@ -14,6 +14,7 @@
 #include "XelPushClient/Linux/DBusAddress.h"
 #include "XelPushClient/Linux/DBusConnection.h"
 #include "XelPushClient/Linux/EnvironmentSettings.h"
+#include "XelPushClient/Linux/GeoClueLocationSource.h"
 #include "XelPushClient/Linux/GettextStrings.h"
 #include "XelPushClient/Linux/HostBundle.h"
 #include "XelPushClient/Linux/LauncherBadge.h"
@@ -23,7 +24,6 @@
 #include "XelPushClient/Linux/LinuxNotificationCenter.h"
 #include "XelPushClient/Linux/NetlinkReachability.h"
 #include "XelPushClient/Linux/NetworkState.h"
-#include "XelPushClient/Linux/NoLocationSource.h"
 #include "XelPushClient/Linux/NotificationPermission.h"
 #include "XelPushClient/Linux/PosixFileManager.h"
 #include "XelPushClient/Linux/SimdjsonSerialization.h"
@@ -113,6 +113,11 @@ std::string withoutSuffix(std::string text, std::string_view suffix) {
     return text;
 }
 
+/// What the location service knows the host by.
+std::string desktopIdOf(const LinuxOptions& options) {
+    return options.desktopId.empty() ? programName() : withoutSuffix(options.desktopId, ".desktop");
+}
+
 /// The application, and the way of its notifications to the desktop.
 void addNotifications(Machine& machine, const LinuxOptions& options) {
     const auto application = std::make_shared<LinuxApplication>(LinuxApplication::Surroundings{
@@ -173,7 +178,8 @@ Machine makeLinuxMachine(const LinuxOptions& options) {
     machine.json = std::make_shared<SimdjsonSerialization>();
     machine.reachability =
         std::make_shared<NetlinkReachabilityFactory>(runLoop, brokerHostOf(machine.endpoints));
-    machine.locationSource = std::make_shared<NoLocationSource>(runLoop);
+    machine.locationSource = std::make_shared<GeoClueLocationSource>(
+        runLoop, GeoClueOptions{systemBusAddress(), desktopIdOf(options)});
     addNotifications(machine, options);
     machine.device = std::make_shared<LinuxDevice>();
     machine.bundle = std::make_shared<HostBundle>(options.shortVersion, options.bundleVersion);

@@ -41,7 +41,8 @@ struct LinuxOptions {
     std::string applicationName{};
 
     /// The host's desktop file without folder and ".desktop", such as "org.example.Shop", by which desktop
-    /// and launcher know its icon. Empty: it has none, and no launcher shows the badge.
+    /// and launcher know its icon, and the location service the host. Empty: it has none, no launcher shows
+    /// the badge, and the location service is told the program's name.
     std::string desktopId{};
 
     /// The bus of the user's session (a D-Bus address). Missing: the one that the environment names; empty:

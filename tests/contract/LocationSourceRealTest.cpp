@@ -1,7 +1,7 @@
 #include <chrono>
 
 #include "XelPushClient/Linux/AsioRunLoop.h"
-#include "XelPushClient/Linux/NoLocationSource.h"
+#include "XelPushClient/Linux/GeoClueLocationSource.h"
 #include "XelPushClient/Linux/SystemClock.h"
 #include "tests/contract/LocationSourceContract.h"
 
@@ -10,6 +10,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
+/// A machine without a system bus. With a real service the contract is among the integration tests.
 class NoServiceSubject {
 public:
     static const char* whyNot() { return nullptr; }
@@ -34,7 +35,7 @@ public:
 private:
     std::shared_ptr<AsioRunLoop> loop_ = std::make_shared<AsioRunLoop>();
     SystemClock clock_;
-    NoLocationSource source_{loop_};
+    GeoClueLocationSource source_{loop_, GeoClueOptions{"unix:path=/nonexistent/bus", "xelpush-test"}};
 };
 
 }  // namespace
