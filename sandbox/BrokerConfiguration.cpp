@@ -31,6 +31,7 @@ std::string writeBrokerConfiguration(const BrokerConfiguration& configuration) {
          << "plugin " << checked(configuration.plugin.string()) << "\n"
          << "plugin_opt_app_id " << checked(configuration.appId) << "\n"
          << "plugin_opt_service_user " << checked(configuration.serviceUser) << "\n"
+         << "plugin_opt_event_store " << checked(configuration.eventStore.string()) << "\n"
          << "persistence true\n"
          << "persistence_location " << checked(configuration.persistenceFolder.string()) << "\n"
          << "persistence_file " << kBrokerPersistenceFile << "\n"

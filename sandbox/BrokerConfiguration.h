@@ -19,8 +19,9 @@ struct BrokerConfiguration {
     std::filesystem::path plugin;
     std::string appId;
     std::string serviceUser;
-    bool asRoot{false};   ///< started as root: it must stay so, to read the state folder
-    bool verbose{false};  ///< say what it does, not only what goes wrong
+    std::filesystem::path eventStore;  ///< where the plugin keeps what clients publish as events
+    bool asRoot{false};                ///< started as root: it must stay so, to read the state folder
+    bool verbose{false};               ///< say what it does, not only what goes wrong
 };
 
 /// The name of the persistence file inside `persistenceFolder`.

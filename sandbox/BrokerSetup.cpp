@@ -12,6 +12,7 @@
 #include "sandbox/SandboxError.h"
 #include "sandbox/SandboxOptions.h"
 #include "sandbox/StateFolder.h"
+#include "sandbox/store/ServiceStores.h"
 
 namespace xel::sandbox {
 namespace {
@@ -55,6 +56,7 @@ Broker::Settings prepareBroker(const SandboxOptions& options, const StateFolder&
     configuration.plugin = findBrokerPlugin(options.brokerPlugin);
     configuration.appId = credentials.appId;
     configuration.serviceUser = credentials.serviceUser;
+    configuration.eventStore = folder.file(kEventStoreFile);
     configuration.asRoot = ::geteuid() == 0;
     configuration.verbose = options.verbose;
     writePrivateFile(configuration.passwordFile,

@@ -1,35 +1,28 @@
 #include "sandbox/RestBackend.h"
 
+#include <algorithm>
 #include <exception>
-#include <optional>
 #include <utility>
 
 #include <openssl/crypto.h>
 
-#include "sandbox/InstallationStore.h"
-#include "sandbox/MessageDesk.h"
+#include "sandbox/CrashReportRoutes.h"
+#include "sandbox/DeveloperRoutes.h"
+#include "sandbox/InstallationRoutes.h"
 #include "sandbox/ProgressLog.h"
+#include "sandbox/VerificationRoutes.h"
+#include "sandbox/store/ServiceStores.h"
 
 namespace xel::sandbox {
-namespace {
 
-constexpr const char* kNoObject = "the body is not a JSON object";
-
-RestResponse makeMethodResponse(const std::string& allowed) {
-    RestResponse response = makeErrorResponse(405, "this route knows only " + allowed);
-    response.allow = allowed;
-    return response;
+RestBackend::RestBackend(Settings settings, ServiceStores& stores, MessageDesk& messages, ProgressLog& log)
+    : settings_(std::move(settings)), log_(log) {
+    subjects_.push_back(
+        std::make_unique<InstallationRoutes>(settings_.appId, stores.installations, stores.tags, log_));
+    subjects_.push_back(std::make_unique<VerificationRoutes>(stores.codes, log_));
+    subjects_.push_back(std::make_unique<CrashReportRoutes>(stores.crashes, log_));
+    subjects_.push_back(std::make_unique<DeveloperRoutes>(stores, messages));
 }
-
-RestResponse makeUnknownInstallation(const std::string& id) {
-    return makeErrorResponse(404, "there is no installation '" + withoutControlCharacters(id) + "'");
-}
-
-}  // namespace
-
-RestBackend::RestBackend(Settings settings, InstallationStore& installations, MessageDesk& messages,
-                         ProgressLog& log)
-    : settings_(std::move(settings)), installations_(installations), messages_(messages), log_(log) {}
 
 void RestBackend::handle(const RestRequest& request, const RestResponder& respond) {
     try {
@@ -41,26 +34,12 @@ void RestBackend::handle(const RestRequest& request, const RestResponder& respon
 }
 
 void RestBackend::route(const RestRequest& request, const RestResponder& respond) {
-    const auto& path = request.path;
-    if (path.empty() || path[0] != "api") {
+    if (request.path.empty() || request.path[0] != "api") {
         respond(makeErrorResponse(404, "there is nothing here: every route begins with /api"));
     } else if (!isAuthorised(request)) {
         respond(makeErrorResponse(401, "the access_token parameter is missing or is not the API key"));
-    } else if (path.size() == 2 && path[1] == "installations") {
-        respond(handleInstallations(request));
-    } else if (path.size() == 3 && path[1] == "installations") {
-        respond(handleInstallation(request, path[2]));
-    } else if (path.size() == 3 && path[1] == "sandbox" && (path[2] == "messages" || path[2] == "events")) {
-        if (request.method != "POST") {
-            respond(makeMethodResponse("POST"));
-        } else if (const std::optional<Json> body = parseJsonObject(request.body); !body) {
-            respond(makeErrorResponse(400, kNoObject));
-        } else if (path[2] == "messages") {
-            messages_.sendMessage(*body, respond);
-        } else {
-            messages_.sendEvent(*body, respond);
-        }
-    } else {
+    } else if (std::none_of(subjects_.begin(), subjects_.end(),
+                            [&](const auto& subject) { return subject->handle(request, respond); })) {
         respond(makeErrorResponse(404, "there is no such route"));
     }
 }
@@ -71,53 +50,6 @@ bool RestBackend::isAuthorised(const RestRequest& request) const {
     return found != request.query.end() && found->second.size() == settings_.accessToken.size() &&
            CRYPTO_memcmp(found->second.data(), settings_.accessToken.data(), settings_.accessToken.size()) ==
                0;
-}
-
-RestResponse RestBackend::handleInstallations(const RestRequest& request) {
-    if (request.method != "POST") {
-        return makeMethodResponse("POST");
-    }
-    return saveInstallation(request, {});
-}
-
-RestResponse RestBackend::handleInstallation(const RestRequest& request, const std::string& id) {
-    if (request.method == "PUT") {
-        return saveInstallation(request, id);
-    }
-    if (request.method == "GET") {
-        std::optional<Json> record = installations_.find(id);
-        return record ? RestResponse{200, std::move(*record)} : makeUnknownInstallation(id);
-    }
-    if (request.method == "DELETE") {
-        if (!installations_.remove(id)) {
-            return makeUnknownInstallation(id);
-        }
-        log_.write("installation " + id + " removed");
-        return RestResponse{200, Json{{"count", 1}}};
-    }
-    return makeMethodResponse("GET, PUT, DELETE");
-}
-
-RestResponse RestBackend::saveInstallation(const RestRequest& request, const std::string& id) {
-    const std::optional<Json> record = parseJsonObject(request.body);
-    if (!record) {
-        return makeErrorResponse(400, kNoObject);
-    }
-    // The broker will refuse such a client; said here, the developer sees what is wrong.
-    if (const auto app = record->find("appId"); app != record->end() && *app != settings_.appId) {
-        return makeErrorResponse(403, "this service is for the application '" + settings_.appId + "'");
-    }
-    if (id.empty()) {
-        const Json kept = installations_.add(*record);
-        log_.write("installation " + kept["id"].get<std::string>() + " saved");
-        return RestResponse{200, kept};
-    }
-    std::optional<Json> kept = installations_.replace(id, *record);
-    if (!kept) {
-        return makeUnknownInstallation(id);
-    }
-    log_.write("installation " + id + " updated");
-    return RestResponse{200, std::move(*kept)};
 }
 
 }  // namespace xel::sandbox

@@ -1,27 +1,23 @@
 #pragma once
 
+#include <memory>
 #include <string>
+#include <vector>
 
-#include "sandbox/RestMessage.h"
+#include "sandbox/RestRoutes.h"
 
 namespace xel::sandbox {
 
-class InstallationStore;
 class MessageDesk;
 class ProgressLog;
+struct ServiceStores;
 
-/// The routes of the REST backend, all under /api and behind the "access_token" query parameter:
+/// The REST backend: all routes, below /api and behind the "access_token" query parameter.
+/// InstallationRoutes, VerificationRoutes, CrashReportRoutes and DeveloperRoutes say which there are.
 ///
-///   POST   installations          keeps a record; the answer is the record with its new "id"
-///   GET    installations/{id}     the record
-///   PUT    installations/{id}     replaces the record; 404 for an unknown id
-///   DELETE installations/{id}     removes the record; 404 for an unknown id
-///   POST   sandbox/messages       sends a push message (see MessageDesk)
-///   POST   sandbox/events         publishes an event (see MessageDesk)
-///
-/// An error is answered as {"error": {"status": ..., "message": ...}}: 400 for a body that is no JSON object,
-/// 401 without the right token, 403 for another application's id, 404 for an unknown route, 405 for a method
-/// that the route has not, 500 when the service fails.
+/// An error is answered as {"error": {"status": ..., "message": ...}}: 400 for a body or a parameter that is
+/// not what the route takes, 401 without the right token, 404 for an unknown route, 405 for a method that the
+/// route has not, 500 when the service fails.
 ///
 /// Called on the REST server's thread.
 class RestBackend {
@@ -31,21 +27,17 @@ public:
         std::string accessToken;
     };
 
-    RestBackend(Settings settings, InstallationStore& installations, MessageDesk& messages, ProgressLog& log);
+    RestBackend(Settings settings, ServiceStores& stores, MessageDesk& messages, ProgressLog& log);
 
     void handle(const RestRequest& request, const RestResponder& respond);
 
 private:
     void route(const RestRequest& request, const RestResponder& respond);
     [[nodiscard]] bool isAuthorised(const RestRequest& request) const;
-    RestResponse handleInstallations(const RestRequest& request);
-    RestResponse handleInstallation(const RestRequest& request, const std::string& id);
-    RestResponse saveInstallation(const RestRequest& request, const std::string& id);
 
     Settings settings_;
-    InstallationStore& installations_;
-    MessageDesk& messages_;
     ProgressLog& log_;
+    std::vector<std::unique_ptr<RestRoutes>> subjects_;
 };
 
 }  // namespace xel::sandbox

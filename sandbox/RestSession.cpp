@@ -2,10 +2,13 @@
 
 #include <chrono>
 #include <cstdint>
+#include <ctime>
 #include <string_view>
 #include <utility>
 
 #include <boost/asio/post.hpp>
+
+#include "sandbox/HttpDate.h"
 
 namespace xel::sandbox {
 
@@ -87,6 +90,7 @@ void RestSession::writeResponse(const RestResponse& response, Next next) {
     response_.result(response.status);
     response_.set(http::field::content_type, "application/json");
     response_.set(http::field::cache_control, "no-store");
+    response_.set(http::field::date, formatHttpDate(std::time(nullptr)));
     if (!response.allow.empty()) {
         response_.set(http::field::allow, response.allow);
     }

@@ -11,7 +11,6 @@
 
 #include "sandbox/BrokerSetup.h"
 #include "sandbox/Credentials.h"
-#include "sandbox/InstallationStore.h"
 #include "sandbox/LoopThread.h"
 #include "sandbox/MessageDesk.h"
 #include "sandbox/ProgressLog.h"
@@ -19,7 +18,9 @@
 #include "sandbox/RestServer.h"
 #include "sandbox/SandboxError.h"
 #include "sandbox/StateFolder.h"
+#include "sandbox/StoreUpkeep.h"
 #include "sandbox/relay/Topics.h"
+#include "sandbox/store/ServiceStores.h"
 
 namespace xel::sandbox {
 
@@ -67,8 +68,9 @@ private:
     StateFolder folder_;
     LoadedCredentials credentials_;
     ServerCertificateFiles certificate_;
-    InstallationStore installations_;
+    ServiceStores stores_;
     LoopThread thread_;
+    StoreUpkeep upkeep_;
     Broker broker_;
     Broker::Settings brokerSettings_;
     MessageDesk messages_;
@@ -90,7 +92,8 @@ SandboxService::Running::Running(const SandboxOptions& options)
       folder_(options.stateFolder.empty() ? defaultStateFolder() : fs::absolute(options.stateFolder)),
       credentials_(loadOrCreateCredentials(folder_, options.appId)),
       certificate_(ensureServerCertificate(folder_)),
-      installations_(folder_.file("installations.db")),
+      stores_(folder_.path()),
+      upkeep_(thread_.loop(), stores_.events, log_),
       broker_(
           thread_.loop(), log_, [this](const std::string& reason) { handleBrokerEnd(reason); },
           [this](std::string_view topic, std::string_view payload) { handleEvent(topic, payload); }),
@@ -98,8 +101,7 @@ SandboxService::Running::Running(const SandboxOptions& options)
                 [this](const ServiceClient::Publication& publication, ServiceClient::PublishHandler onTaken) {
                     broker_.publish(publication, std::move(onTaken));
                 }),
-      backend_({credentials_.credentials.appId, credentials_.credentials.apiKey}, installations_, messages_,
-               log_) {
+      backend_({credentials_.credentials.appId, credentials_.credentials.apiKey}, stores_, messages_, log_) {
     if (!options_.serverCertificate.empty()) {
         certificate_ = options_.serverCertificate;
     }
@@ -189,7 +191,7 @@ void SandboxService::Running::announceReady() {
 
 void SandboxService::Running::handleEvent(std::string_view topic, std::string_view payload) {
     const auto segments = splitTopic(topic);
-    if (segments.size() == 5 && (segments[3] == "seen" || segments[3] == "dismiss")) {
+    if (segments.size() == 5 && isReceiptName(segments[3])) {
         log_.write("message " + withoutControlCharacters(segments[4]) +
                    (segments[3] == "seen" ? " was seen" : " was dismissed"));
     }
@@ -231,6 +233,7 @@ void SandboxService::Running::stop() {
     // Only now: the loop's thread is the broker's parent. After it no request reaches what is taken down
     // next.
     thread_.finish();
+    upkeep_.finish();
     if (server_) {
         server_->close();
     }

@@ -1,29 +1,27 @@
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "tools/ServiceAccess.h"
+#include "tools/ClientChoice.h"
 
 namespace xel::tools {
 
-/// What `xelpush listen` was asked for.
+/// What `xelpush listen` or `xelpush event subscribe` was asked for.
 struct ListenOptions {
-    ServiceChoice service{};
-    std::string user{};
+    ClientChoice client{.kind = ClientKind::Listening};
     std::vector<std::string> channels{};
     std::vector<std::string> events{};
+    /// The installation whose events are meant; none for those of every installation.
+    std::optional<std::string> installation{};
     bool hearsDeliveries = false;
-    bool usingPlainMQTT = false;
-    bool json = false;
-    bool verbose = false;
     /// End after so many messages, events and delivery reports.
     std::optional<std::size_t> count{};
-    std::optional<std::chrono::milliseconds> timeout{};
-    std::string stateFolder{};
 };
+
+/// The options that all listening commands share.
+void addListenOptions(CLI::App& command, ListenOptions& options);
 
 }  // namespace xel::tools

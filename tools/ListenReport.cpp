@@ -1,11 +1,10 @@
 #include "tools/ListenReport.h"
 
 #include <algorithm>
-#include <iostream>
 
 #include "XelPushClient/Foundation/Date.h"
 #include "XelPushClient/Foundation/JSONPrinter.h"
-#include "XelPushClient/Linux/LogLine.h"
+#include "tools/Output.h"
 
 namespace xel::tools {
 
@@ -79,24 +78,14 @@ void ListenReport::failure(std::string_view what, const NSError& error) {
           {{"what", what}, {"code", error.code}, {"description", error.localizedDescription()}});
 }
 
-void ListenReport::progress(std::string_view text) {
-    const std::lock_guard lock(mutex_);
-    std::cerr << printableLogLine(text) << std::endl;
-}
-
 void ListenReport::print(std::string_view type, const std::string& text, const Dictionary& record) {
-    const std::lock_guard lock(mutex_);
-    if (json_) {
-        Dictionary line{{"type", type}};
-        for (const auto& [key, value] : record) {
-            line.set(key, value);
-        }
-        std::cout << printJSON(line, JSONLayout::OneLine) << std::endl;
-        return;
+    Dictionary line{{"type", type}};
+    for (const auto& [key, value] : record) {
+        line.set(key, value);
     }
     std::string padded(type);
     padded.resize(std::max(kTypeWidth, padded.size()), ' ');
-    std::cout << padded << printableLogLine(text) << std::endl;
+    printLine(json_, line, padded + text);
 }
 
 }  // namespace xel::tools

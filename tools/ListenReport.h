@@ -1,6 +1,5 @@
 #pragma once
 
-#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -26,14 +25,10 @@ public:
     void delivery(const DeliveryMessage& delivery);
     void failure(std::string_view what, const NSError& error);
 
-    /// A line for standard error.
-    void progress(std::string_view text);
-
 private:
     void print(std::string_view type, const std::string& text, const Dictionary& record);
 
     bool json_;
-    std::mutex mutex_;
 };
 
 }  // namespace xel::tools

@@ -7,7 +7,6 @@
 #include "XelPushClient/Linux/CurlHTTPTransport.h"
 #include "XelPushClient/Linux/SimdjsonSerialization.h"
 #include "XelPushClient/LoopBack/LBRESTAdapter.h"
-#include "tools/ExitCode.h"
 
 namespace xel::tools {
 
@@ -16,12 +15,34 @@ namespace {
 constexpr std::int64_t kUnauthorized = 401;
 constexpr std::int64_t kForbidden = 403;
 
-[[noreturn]] void fail(const NSError& error) {
-    const RestFailure failure = describeRestFailure(error);
-    if (failure.isRefusal) {
-        throw CommandFailure(ExitCode::CredentialsRefused, failure.text);
+Dictionary ask(const ServiceAccess& access, std::string_view method, const std::string& path,
+               const std::optional<Dictionary>& body) {
+    const auto runLoop = std::make_shared<AsioRunLoop>();
+    CurlHTTPOptions options;
+    options.caFile = access.caFile;
+    const auto transport = std::make_shared<CurlHTTPTransport>(runLoop, std::move(options));
+    const auto adapter =
+        LBRESTAdapter::adapterWithURL(access.restUrl, transport, std::make_shared<SimdjsonSerialization>());
+    adapter->setAccessToken(access.apiKey);
+
+    std::optional<Result<Value>> outcome;
+    adapter->send(
+        method, path, body,
+        [&](const Value& answer) {
+            outcome = answer;
+            runLoop->stop();
+        },
+        [&](const NSError& error) {
+            outcome = error;
+            runLoop->stop();
+        });
+    runLoop->run();
+    if (!*outcome) {
+        const RestFailure failure = describeRestFailure(outcome->error());
+        throw CommandFailure(exitCodeOf(failure), failure.text);
     }
-    throw CommandFailure(failure.wasAnswered ? ExitCode::Failure : ExitCode::CannotConnect, failure.text);
+    const Dictionary* answer = outcome->value().asDictionary();
+    return answer != nullptr ? *answer : Dictionary();
 }
 
 }  // namespace
@@ -51,32 +72,19 @@ RestFailure describeRestFailure(const NSError& error) {
     return failure;
 }
 
-Dictionary postToService(const ServiceAccess& access, const std::string& path, Dictionary body) {
-    const auto runLoop = std::make_shared<AsioRunLoop>();
-    CurlHTTPOptions options;
-    options.caFile = access.caFile;
-    const auto transport = std::make_shared<CurlHTTPTransport>(runLoop, std::move(options));
-    const auto adapter =
-        LBRESTAdapter::adapterWithURL(access.restUrl, transport, std::make_shared<SimdjsonSerialization>());
-    adapter->setAccessToken(access.apiKey);
-
-    std::optional<Result<Value>> outcome;
-    adapter->send(
-        "POST", path, std::move(body),
-        [&](const Value& answer) {
-            outcome = answer;
-            runLoop->stop();
-        },
-        [&](const NSError& error) {
-            outcome = error;
-            runLoop->stop();
-        });
-    runLoop->run();
-    if (!*outcome) {
-        fail(outcome->error());
+ExitCode exitCodeOf(const RestFailure& failure) {
+    if (failure.isRefusal) {
+        return ExitCode::CredentialsRefused;
     }
-    const Dictionary* answer = outcome->value().asDictionary();
-    return answer != nullptr ? *answer : Dictionary();
+    return failure.wasAnswered ? ExitCode::Failure : ExitCode::CannotConnect;
+}
+
+Dictionary postToService(const ServiceAccess& access, const std::string& path, Dictionary body) {
+    return ask(access, "POST", path, std::move(body));
+}
+
+Dictionary getFromService(const ServiceAccess& access, const std::string& path) {
+    return ask(access, "GET", path, std::nullopt);
 }
 
 }  // namespace xel::tools

@@ -6,6 +6,8 @@
 #include "sandbox/SandboxOptions.h"
 #include "sandbox/SandboxProgram.h"
 #include "tools/Commands.h"
+#include "tools/ExitCode.h"
+#include "tools/SandboxLists.h"
 
 namespace xel::tools {
 
@@ -13,6 +15,7 @@ namespace {
 
 struct SandboxChoice {
     sandbox::SandboxOptions options;
+    std::string stateFolder;
     bool freePorts = false;
 };
 
@@ -30,6 +33,7 @@ void runSandbox(SandboxChoice& choice) {
         choice.options.mqttTlsPort = 0;
         choice.options.restPort = 0;
     }
+    choice.options.stateFolder = choice.stateFolder;
     choice.options.onReady = printReady;
     sandbox::runSandboxUntilSignal(std::move(choice.options));
 }
@@ -39,8 +43,10 @@ void runSandbox(SandboxChoice& choice) {
 void addSandboxCommand(CLI::App& program) {
     const auto choice = std::make_shared<SandboxChoice>();
     sandbox::SandboxOptions& options = choice->options;
-    CLI::App* command = program.add_subcommand("sandbox", "Run the local push service until Ctrl-C");
-    command->add_option("--state-folder", options.stateFolder, "Where its state and its credentials are kept")
+    CLI::App* command = program.add_subcommand(
+        "sandbox", "Run the local push service until Ctrl-C, or show what a running one has kept");
+    command->footer(kExitCodesHelp);
+    command->add_option("--state-folder", choice->stateFolder, "Where its state and its credentials are kept")
         ->type_name("FOLDER");
     command->add_option("--app-id", options.appId, "The application that it serves")->type_name("ID");
     command->add_option("--address", options.address, "The loopback address to listen on")
@@ -59,7 +65,13 @@ void addSandboxCommand(CLI::App& program) {
     command->add_option("--mosquitto", options.mosquittoProgram, "The broker's program")->type_name("FILE");
     command->add_option("--broker-plugin", options.brokerPlugin, "The broker's plugin")->type_name("FILE");
     command->add_flag("--verbose,-v", options.verbose, "Tell of every connection and subscription");
-    command->callback([choice] { runSandbox(*choice); });
+    addSandboxLists(*command, choice->stateFolder);
+    command->require_subcommand(0, 1);
+    command->callback([choice, command] {
+        if (command->get_subcommands().empty()) {
+            runSandbox(*choice);
+        }
+    });
 }
 
 }  // namespace xel::tools

@@ -20,18 +20,6 @@ std::string environment(const char* name) {
     return value == nullptr ? "" : value;
 }
 
-std::string secretFromFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::string secret{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    if (!file) {
-        throw CommandFailure(ExitCode::Usage, "the file '" + path + "' cannot be read");
-    }
-    while (secret.ends_with('\n') || secret.ends_with('\r')) {
-        secret.pop_back();
-    }
-    return secret;
-}
-
 /// The first of: the file's content, the environment variable, what the local service has written.
 std::string choose(const std::string& file, const char* variable, const std::string& otherwise) {
     if (!file.empty()) {
@@ -83,6 +71,18 @@ std::optional<sandbox::SandboxInfo> readInfo(const ServiceChoice& choice) {
 }
 
 }  // namespace
+
+std::string secretFromFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::string secret{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    if (!file) {
+        throw CommandFailure(ExitCode::Usage, "the file '" + path + "' cannot be read");
+    }
+    while (secret.ends_with('\n') || secret.ends_with('\r')) {
+        secret.pop_back();
+    }
+    return secret;
+}
 
 void addServiceOptions(CLI::App& command, ServiceChoice& choice) {
     command

@@ -39,4 +39,7 @@ void addBrokerOptions(CLI::App& command, ServiceChoice& choice);
 /// and the variables of the endpoints. Throws `CommandFailure` when something is missing.
 [[nodiscard]] ServiceAccess findService(const ServiceChoice& choice);
 
+/// The file's content without the line end behind it. Throws `CommandFailure` when it cannot be read.
+[[nodiscard]] std::string secretFromFile(const std::string& path);
+
 }  // namespace xel::tools

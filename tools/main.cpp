@@ -29,6 +29,17 @@ int run(int argumentCount, char** arguments) {
     xel::tools::addListenCommand(program);
     xel::tools::addSendCommand(program);
     xel::tools::addEventCommand(program);
+    xel::tools::addPublishCommand(program);
+    xel::tools::addReceiptCommands(program);
+    xel::tools::addVerifyCommand(program);
+    xel::tools::addTagCommand(program);
+    xel::tools::addLocationCommand(program);
+    xel::tools::addCrashCommand(program);
+    xel::tools::addChannelsCommand(program);
+    xel::tools::addSettingsCommand(program);
+    xel::tools::addStatusCommand(program);
+    xel::tools::addResetCommand(program);
+    xel::tools::addDoctorCommand(program);
     try {
         program.parse(argumentCount, arguments);
     } catch (const CLI::ParseError& error) {

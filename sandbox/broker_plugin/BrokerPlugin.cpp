@@ -4,8 +4,10 @@
 #include <cstring>
 #include <utility>
 
+#include "sandbox/SandboxError.h"
 #include "sandbox/relay/AccessRules.h"
 #include "sandbox/relay/ClientIdentity.h"
+#include "sandbox/relay/EventRecord.h"
 #include "sandbox/relay/Json.h"
 #include "sandbox/relay/MessageComposer.h"
 #include "sandbox/relay/RandomText.h"
@@ -52,7 +54,8 @@ int replacePublication(mosquitto_evt_message& event, std::string_view topic, std
 
 }  // namespace
 
-BrokerPlugin::BrokerPlugin(Settings settings) : settings_(std::move(settings)) {}
+BrokerPlugin::BrokerPlugin(Settings settings)
+    : settings_(std::move(settings)), events_(settings_.eventStore) {}
 
 int BrokerPlugin::checkClient(const mosquitto_evt_basic_auth& event) {
     const bool service = event.username != nullptr && settings_.serviceUser == event.username;
@@ -101,14 +104,18 @@ int BrokerPlugin::checkRead(const mosquitto_evt_acl_check& event, const ClientId
     return MOSQ_ERR_SUCCESS;
 }
 
-int BrokerPlugin::relayPublication(mosquitto_evt_message& event) {
-    if (event.topic == nullptr || isService(event.client)) {
+int BrokerPlugin::takePublication(mosquitto_evt_message& event) {
+    if (event.topic == nullptr) {
         return MOSQ_ERR_SUCCESS;
     }
     const std::optional<PublishRequest> request = parsePublishTopic(settings_.app, event.topic);
-    if (!request) {
-        return MOSQ_ERR_SUCCESS;
+    if (request && !isService(event.client)) {
+        return relay(event, *request);
     }
+    return store(event);
+}
+
+int BrokerPlugin::relay(mosquitto_evt_message& event, const PublishRequest& request) {
     const std::optional<ClientIdentity> sender = identify(event.client);
     const std::optional<Json> content = parseJsonObject(payloadOf(event.payload, event.payloadlen));
     if (!sender || !content) {
@@ -117,15 +124,35 @@ int BrokerPlugin::relayPublication(mosquitto_evt_message& event) {
         return MOSQ_ERR_ACL_DENIED;
     }
     const MessageEnvelope envelope{.id = makeUuid(),
-                                   .user = request->user,
-                                   .channel = request->channel,
+                                   .user = request.user,
+                                   .channel = request.channel,
                                    .serverTime = millisecondsSince1970(),
                                    .senderId = sender->user,
                                    .sentId = sender->device,
                                    .live = event.qos == 0,
                                    .stateful = event.retain};
-    return replacePublication(event, userTopic(settings_.app, request->user, request->channel),
+    return replacePublication(event, userTopic(settings_.app, request.user, request.channel),
                               printJson(composeMessage(envelope, *content)));
+}
+
+int BrokerPlugin::store(const mosquitto_evt_message& event) {
+    const std::string_view payload = payloadOf(event.payload, event.payloadlen);
+    Publisher publisher;
+    if (const auto client = isService(event.client) ? std::nullopt : identify(event.client)) {
+        publisher = {client->user, client->device};
+    }
+    try {
+        if (const auto read = readEvent(settings_.app, event.topic, payload, publisher)) {
+            events_.keep(*read);
+        } else if (const auto receipt = readReceipt(settings_.app, event.topic, payload, publisher)) {
+            events_.keep(*receipt);
+        }
+    } catch (const SandboxError& error) {
+        mosquitto_log_printf(MOSQ_LOG_ERR, "xelpush: no event taken from '%s': %s", clientIdOf(event.client),
+                             error.what());
+        return MOSQ_ERR_UNKNOWN;
+    }
+    return MOSQ_ERR_SUCCESS;
 }
 
 void BrokerPlugin::clientHasGone(const mosquitto_evt_disconnect& event) {

@@ -14,6 +14,9 @@ namespace {
 using xel::sandbox::BrokerPlugin;
 
 struct LoadedPlugin {
+    LoadedPlugin(mosquitto_plugin_id_t* given, BrokerPlugin::Settings settings)
+        : identifier(given), plugin(std::move(settings)) {}
+
     mosquitto_plugin_id_t* identifier;
     BrokerPlugin plugin;
 };
@@ -44,9 +47,8 @@ int onAclCheck(int /*event*/, void* eventData, void* userData) {
 }
 
 int onMessage(int /*event*/, void* eventData, void* userData) {
-    return guard<mosquitto_evt_message>(eventData, userData, [](BrokerPlugin& plugin, auto& event) {
-        return plugin.relayPublication(event);
-    });
+    return guard<mosquitto_evt_message>(
+        eventData, userData, [](BrokerPlugin& plugin, auto& event) { return plugin.takePublication(event); });
 }
 
 int onDisconnect(int /*event*/, void* eventData, void* userData) {
@@ -81,6 +83,8 @@ BrokerPlugin::Settings readSettings(const mosquitto_opt* options, int optionCoun
             settings.app = options[i].value;
         } else if (key == "service_user") {
             settings.serviceUser = options[i].value;
+        } else if (key == "event_store") {
+            settings.eventStore = options[i].value;
         }
     }
     return settings;
@@ -103,15 +107,18 @@ XELPUSH_PLUGIN_EXPORT int mosquitto_plugin_init(mosquitto_plugin_id_t* identifie
                                                 mosquitto_opt* options, int optionCount) {
     try {
         BrokerPlugin::Settings settings = readSettings(options, optionCount);
-        if (settings.app.empty() || settings.serviceUser.empty()) {
-            mosquitto_log_printf(MOSQ_LOG_ERR, "xelpush: the broker plugin needs app_id and service_user");
+        if (settings.app.empty() || settings.serviceUser.empty() || settings.eventStore.empty()) {
+            mosquitto_log_printf(MOSQ_LOG_ERR,
+                                 "xelpush: the broker plugin needs app_id, service_user and event_store");
             return MOSQ_ERR_INVAL;
         }
-        auto loaded =
-            std::make_unique<LoadedPlugin>(LoadedPlugin{identifier, BrokerPlugin(std::move(settings))});
+        auto loaded = std::make_unique<LoadedPlugin>(identifier, std::move(settings));
         const int outcome = registerCallbacks(loaded.get());
         *userData = loaded.release();  // the broker cleans up, or ends
         return outcome;
+    } catch (const std::exception& error) {
+        mosquitto_log_printf(MOSQ_LOG_ERR, "xelpush: the broker plugin cannot start: %s", error.what());
+        return MOSQ_ERR_UNKNOWN;
     } catch (...) {
         return MOSQ_ERR_UNKNOWN;
     }

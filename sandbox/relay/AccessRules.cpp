@@ -1,5 +1,6 @@
 #include "sandbox/relay/AccessRules.h"
 
+#include <optional>
 #include <vector>
 
 #include "sandbox/relay/ClientIdentity.h"
@@ -36,13 +37,8 @@ bool mayPublish(const ClientIdentity& client, std::string_view topic) {
     if (parsePublishTopic(client.app, topic)) {
         return true;
     }
-    const std::vector<std::string_view> segments = splitTopic(topic);
-    if (!belongsToApplication(client, segments) || segments.size() != 5 || segments[2] != "event" ||
-        !isTopicSegment(segments[3]) || !isTopicSegment(segments[4])) {
-        return false;
-    }
-    const bool receipt = segments[3] == "seen" || segments[3] == "dismiss";
-    return receipt || segments[4] == client.device;
+    const std::optional<EventTopic> event = parseEventTopic(client.app, topic);
+    return event && (isReceiptName(event->name) || event->device == client.device);
 }
 
 }  // namespace xel::sandbox

@@ -45,6 +45,19 @@ std::string makeRandomHex(std::size_t byteCount) {
     return text;
 }
 
+std::string makeRandomDigits(std::size_t count) {
+    constexpr std::uint8_t kFair = 250;  // what is above would make the digits 0 to 5 likelier
+    std::string text;
+    while (text.size() < count) {
+        for (const std::uint8_t byte : randomBytes(count - text.size())) {
+            if (byte < kFair) {
+                text += static_cast<char>('0' + byte % 10U);
+            }
+        }
+    }
+    return text;
+}
+
 std::string makeUuid() {
     std::vector<std::uint8_t> bytes = randomBytes(16);
     bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0FU) | 0x40U);

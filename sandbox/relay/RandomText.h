@@ -9,6 +9,9 @@ namespace xel::sandbox {
 /// Throws std::system_error when the kernel has no random bytes to give.
 std::string makeRandomHex(std::size_t byteCount);
 
+/// `count` random decimal digits, each equally likely. Throws as above.
+std::string makeRandomDigits(std::size_t count);
+
 /// A random UUID (RFC 4122, version 4) in its 36-character form, lower case.
 std::string makeUuid();
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 
 namespace xel::sandbox {
 namespace {
@@ -11,6 +12,18 @@ std::string joinTopic(std::string_view app, std::string_view kind, std::string_v
     std::string topic = "app/";
     topic.append(app).append("/").append(kind).append("/").append(first).append("/").append(last);
     return topic;
+}
+
+// The two names of app/{app}/{kind}/{first}/{second}.
+std::optional<std::pair<std::string_view, std::string_view>> parseTwoNames(std::string_view app,
+                                                                           std::string_view kind,
+                                                                           std::string_view topic) {
+    const std::vector<std::string_view> segments = splitTopic(topic);
+    if (segments.size() != 5 || segments[0] != "app" || segments[1] != app || segments[2] != kind ||
+        !isTopicSegment(segments[3]) || !isTopicSegment(segments[4])) {
+        return std::nullopt;
+    }
+    return std::pair(segments[3], segments[4]);
 }
 
 }  // namespace
@@ -46,12 +59,23 @@ std::string eventTopic(std::string_view app, std::string_view name, std::string_
 }
 
 std::optional<PublishRequest> parsePublishTopic(std::string_view app, std::string_view topic) {
-    const std::vector<std::string_view> segments = splitTopic(topic);
-    if (segments.size() != 5 || segments[0] != "app" || segments[1] != app || segments[2] != "publish" ||
-        !isTopicSegment(segments[3]) || !isTopicSegment(segments[4])) {
+    const auto names = parseTwoNames(app, "publish", topic);
+    if (!names) {
         return std::nullopt;
     }
-    return PublishRequest{std::string(segments[3]), std::string(segments[4])};
+    return PublishRequest{std::string(names->first), std::string(names->second)};
+}
+
+std::optional<EventTopic> parseEventTopic(std::string_view app, std::string_view topic) {
+    const auto names = parseTwoNames(app, "event", topic);
+    if (!names) {
+        return std::nullopt;
+    }
+    return EventTopic{std::string(names->first), std::string(names->second)};
+}
+
+bool isReceiptName(std::string_view eventName) {
+    return eventName == "seen" || eventName == "dismiss";
 }
 
 bool isMessageTopic(std::string_view app, std::string_view topic) {

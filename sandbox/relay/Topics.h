@@ -36,6 +36,18 @@ struct PublishRequest {
 /// The request that a publication on `topic` is, or nothing when it is something else.
 std::optional<PublishRequest> parsePublishTopic(std::string_view app, std::string_view topic);
 
+/// What a topic app/{app}/event/{name}/{device} holds.
+struct EventTopic {
+    std::string name;
+    std::string device;  ///< the publishing installation; for a receipt the id of the message
+};
+
+/// The parts of `topic`, or nothing when it is no event's.
+std::optional<EventTopic> parseEventTopic(std::string_view app, std::string_view topic);
+
+/// Whether an event of that name says that a message was seen or dismissed.
+bool isReceiptName(std::string_view eventName);
+
 /// Whether `topic` is one on which `app` delivers messages (app/{app}/user/...).
 bool isMessageTopic(std::string_view app, std::string_view topic);
 

@@ -1,110 +1,18 @@
-#include <array>
-#include <cstdio>
-#include <cstdlib>
+#include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include "XelPushClient/Linux/SimdjsonSerialization.h"
-#include "tests/integration/SandboxSupport.h"
+#include "tests/integration/CommandSupport.h"
 
 namespace xel::test {
 namespace {
 
-using sandbox::test::RunningSandbox;
-using sandbox::test::TemporaryFolder;
 using testing::HasSubstr;
-
-struct CommandOutcome {
-    int exitCode = -1;
-    std::string output;
-    std::string errors;
-};
-
-std::string quoted(const std::string& text) {
-    return '\'' + text + '\'';
-}
-
-std::string contentOf(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-/// The command, started by a shell whose environment holds nothing but what the test says.
-class Command {
-public:
-    Command(const TemporaryFolder& folder, const std::vector<std::string>& arguments,
-            const std::vector<std::string>& environment = {})
-        : errors_(folder.path() / "errors") {
-        std::string line =
-            "exec env -i PATH=\"$PATH\" ASAN_OPTIONS=\"$ASAN_OPTIONS\" TSAN_OPTIONS=\"$TSAN_OPTIONS\"";
-        line += " HOME=" + quoted(folder.path().string());
-        for (const std::string& variable : environment) {
-            line += ' ' + quoted(variable);
-        }
-        line += ' ' + quoted(XELPUSH_COMMAND_PATH);
-        for (const std::string& argument : arguments) {
-            line += ' ' + quoted(argument);
-        }
-        pipe_ = ::popen((line + " 2>" + quoted(errors_.string())).c_str(), "r");
-    }
-    Command(const Command&) = delete;
-    Command& operator=(const Command&) = delete;
-    ~Command() {
-        if (pipe_ != nullptr) {
-            ::pclose(pipe_);
-        }
-    }
-
-    /// Reads lines until one holds the text; false when the command ends before.
-    bool readUntil(const std::string& text) {
-        while (readLine()) {
-            if (lastLine_.find(text) != std::string::npos) {
-                return true;
-            }
-        }
-        return false;
-    }
-
-    /// Waits for the end.
-    CommandOutcome finish() {
-        while (readLine()) {}
-        const int status = ::pclose(std::exchange(pipe_, nullptr));
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output_, contentOf(errors_)};
-    }
-
-private:
-    bool readLine() {
-        std::array<char, 4096> buffer{};
-        lastLine_.clear();
-        while (!lastLine_.ends_with('\n') && std::fgets(buffer.data(), buffer.size(), pipe_) != nullptr) {
-            lastLine_ += buffer.data();
-        }
-        output_ += lastLine_;
-        return !lastLine_.empty();
-    }
-
-    std::filesystem::path errors_;
-    FILE* pipe_ = nullptr;
-    std::string lastLine_;
-    std::string output_;
-};
-
-class CommandLineTest : public testing::Test {
-protected:
-    CommandOutcome run(const std::vector<std::string>& arguments,
-                       const std::vector<std::string>& environment = {}) {
-        return Command(folder_, arguments, environment).finish();
-    }
-
-    TemporaryFolder folder_;
-};
 
 struct WrongUsage {
     std::vector<std::string> arguments;
@@ -125,7 +33,13 @@ TEST_F(CommandLineTest, ExplainsWrongUsageAndEndsWithTwo) {
              {{"send", "--user", "a", "--public", "hello"}, "--user,--public"},
              {{"send", "--public", "--data", "[1]"}, "not a JSON object"},
              {{"send", "--public", "--data", "{"}, "not valid JSON"},
-             {{"event"}, "name is required"},
+             {{"event"}, "subcommand is required"},
+             {{"event", "login"}, "not understood: login"},
+             {{"event", "send"}, "name is required"},
+             {{"event", "subscribe", "login"}, "--user is required"},
+             {{"sandbox", "codse"}, "codse"},
+             {{"sandbox", "codes", "--limit", "0"}, "--limit"},
+             {{"doctor", "--client", "other"}, "--client"},
              {{"sandbox", "--rest-port", "70000"}, "--rest-port"},
          }) {
         const CommandOutcome outcome = run(arguments);
@@ -144,7 +58,7 @@ TEST_F(CommandLineTest, ListsCommandsAndExitCodesInItsHelp) {
 
 TEST_F(CommandLineTest, SaysWhenNoLocalServiceRuns) {
     for (const auto& arguments : std::vector<std::vector<std::string>>{
-             {"send", "--public", "hello"}, {"event", "login"}, {"listen", "--user", "alice01"}}) {
+             {"send", "--public", "hello"}, {"event", "send", "login"}, {"listen", "--user", "alice01"}}) {
         const CommandOutcome outcome = run(arguments);
         EXPECT_EQ(outcome.exitCode, 5);
         EXPECT_THAT(outcome.errors, HasSubstr("xelpush sandbox"));
@@ -159,20 +73,14 @@ TEST_F(CommandLineTest, NamesAnEnvironmentVariableThatMakesNoSense) {
     EXPECT_THAT(outcome.errors, HasSubstr("XELPUSH_LOCAL_BROKER_PORT"));
 }
 
-class CommandLineAndServiceTest : public CommandLineTest {
+class CommandLineAndServiceTest : public CommandAndServiceTest {
 protected:
-    [[nodiscard]] std::vector<std::string> with(std::vector<std::string> arguments) const {
-        arguments.insert(arguments.end(), {"--sandbox-folder", service_.info().stateFolder.string()});
-        return arguments;
-    }
     [[nodiscard]] std::vector<std::string> listen(const std::vector<std::string>& more) const {
         std::vector<std::string> arguments{"listen", "--user", "alice01", "--state-folder",
                                            (folder_.path() / "state").string()};
         arguments.insert(arguments.end(), more.begin(), more.end());
         return with(std::move(arguments));
     }
-
-    RunningSandbox service_;
 };
 
 TEST_F(CommandLineAndServiceTest, SendsWhatItWasGiven) {

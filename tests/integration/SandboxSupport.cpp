@@ -196,8 +196,10 @@ HttpAnswer askHttps(std::uint16_t port, const std::filesystem::path& caFile, con
 
 HttpAnswer askRest(const SandboxInfo& info, const std::string& method, const std::string& route,
                    const Json& body) {
-    return askHttps(info.restPort, info.caFile, method, "/api/" + route + "?access_token=" + info.apiKey,
-                    body.is_null() ? std::string() : printJson(body));
+    return askHttps(
+        info.restPort, info.caFile, method,
+        "/api/" + route + (route.find('?') == std::string::npos ? '?' : '&') + "access_token=" + info.apiKey,
+        body.is_null() ? std::string() : printJson(body));
 }
 
 }  // namespace xel::sandbox::test

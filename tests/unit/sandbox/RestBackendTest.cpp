@@ -4,11 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include "sandbox/InstallationStore.h"
 #include "sandbox/MessageDesk.h"
 #include "sandbox/ProgressLog.h"
 #include "sandbox/RestBackend.h"
 #include "sandbox/relay/Limits.h"
+#include "sandbox/store/ServiceStores.h"
 #include "tests/unit/sandbox/TemporaryFolder.h"
 
 namespace xel::sandbox {
@@ -29,7 +29,7 @@ protected:
     }
 
     test::TemporaryFolder folder_;
-    InstallationStore store_{folder_.path() / "installations.db"};
+    ServiceStores stores_{folder_.path()};
     std::vector<std::string> lines_;
     ProgressLog log_{[this](std::string_view line) { lines_.emplace_back(line); }};
     bool brokerTakes_{true};
@@ -38,7 +38,7 @@ protected:
                           published_.push_back(publication);
                           onTaken(brokerTakes_);
                       }};
-    RestBackend backend_{{"shop", "key"}, store_, desk_, log_};
+    RestBackend backend_{{"shop", "key"}, stores_, desk_, log_};
 };
 
 TEST_F(RestBackendTest, KeepsReplacesAndRemovesAnInstallation) {
@@ -67,9 +67,9 @@ TEST_F(RestBackendTest, KeepsReplacesAndRemovesAnInstallation) {
 TEST_F(RestBackendTest, KeepsInstallationsForTheNextStart) {
     const std::string id =
         ask("POST", "/api/installations?access_token=key", R"({"userId":"alice01"})").body["id"];
-    const InstallationStore again(folder_.path() / "installations.db");
-    ASSERT_TRUE(again.find(id));
-    EXPECT_EQ((*again.find(id))["userId"], "alice01");
+    const ServiceStores again(folder_.path());
+    ASSERT_TRUE(again.installations.find(id));
+    EXPECT_EQ((*again.installations.find(id))["userId"], "alice01");
 }
 
 TEST_F(RestBackendTest, AnswersEveryMistakeWithItsStatus) {
@@ -93,6 +93,27 @@ TEST_F(RestBackendTest, AnswersEveryMistakeWithItsStatus) {
         {"GET", "/api/installations?access_token=key", "", 405},
         {"PATCH", "/api/installations/x?access_token=key", "{}", 405},
         {"GET", "/api/sandbox/messages?access_token=key", "", 405},
+        {"POST", "/api/sandbox/codes?access_token=key", "{}", 405},
+        {"PUT", "/api/sandbox/events?access_token=key", "{}", 405},
+        {"POST", "/api/installations/addTag/alice01/vip?access_token=key", "", 405},
+        {"POST", "/api/verification/requestCode/alice01?access_token=key", "", 405},
+        {"GET", "/api/crashReports?access_token=key", "", 405},
+        {"GET", "/api/installations/addTag/alice01/vip", "", 401},
+        {"GET", "/api/verification/requestCode/alice01", "", 401},
+        {"GET", "/api/verification/verifyCode/alice01/1?access_token=kez", "", 401},
+        {"POST", "/api/crashReports", "{}", 401},
+        {"GET", "/api/sandbox/codes", "", 401},
+        {"GET", "/api/sandbox/codes?access_token=kez", "", 401},
+        {"GET", "/api/sandbox/nothing?access_token=key", "", 404},
+        {"GET", "/api/verification/other/alice01?access_token=key", "", 404},
+        {"GET", "/api/installations/addTag/alice01?access_token=key", "", 400},
+        {"GET", "/api/installations/removeTag/alice01/a/b?access_token=key", "", 400},
+        {"GET", "/api/verification/requestCode/?access_token=key", "", 400},
+        {"GET", "/api/verification/verifyCode/alice01?access_token=key", "", 400},
+        {"POST", "/api/crashReports?access_token=key", "[1]", 400},
+        {"GET", "/api/sandbox/events?access_token=key&limit=0", "", 400},
+        {"GET", "/api/sandbox/events?access_token=key&limit=1001", "", 400},
+        {"GET", "/api/sandbox/events?access_token=key&limit=1x", "", 400},
         {"POST", "/api/installations?access_token=key", "", 400},
         {"POST", "/api/installations?access_token=key", "[1]", 400},
         {"POST", "/api/installations?access_token=key", "{\"a\":", 400},

@@ -1,24 +1,21 @@
 #pragma once
 
-#include <filesystem>
-#include <memory>
 #include <optional>
 #include <string>
 
 #include "sandbox/relay/Json.h"
 
-struct sqlite3;
-struct sqlite3_stmt;
-
 namespace xel::sandbox {
 
-/// The installation records, kept in an SQLite file (0600). A record is what the client sent, with "id",
-/// "created" and "modified" (milliseconds since 1970) set by the store.
+class Database;
+
+/// The installation records. A record is what the client sent, with "id", "created" and "modified"
+/// (milliseconds since 1970) set by the store.
 ///
-/// Used on one thread at a time. Every operation throws SandboxError when the database fails.
+/// Thread and errors: those of its database, which outlives it.
 class InstallationStore {
 public:
-    explicit InstallationStore(const std::filesystem::path& file);
+    explicit InstallationStore(Database& database);
 
     /// Keeps a new record under a new id and returns it as kept.
     Json add(const Json& record);
@@ -31,10 +28,11 @@ public:
     /// Whether there was such a record.
     bool remove(const std::string& id);
 
-private:
-    class Statement;
+    /// The last `limit` records, in the order in which they were made.
+    [[nodiscard]] Json list(std::int64_t limit) const;
 
-    std::unique_ptr<sqlite3, int (*)(sqlite3*)> database_;
+private:
+    Database& database_;
 };
 
 }  // namespace xel::sandbox

@@ -1,0 +1,53 @@
+#include "sandbox/relay/EventRecord.h"
+
+#include "sandbox/relay/Json.h"
+#include "sandbox/relay/Topics.h"
+
+namespace xel::sandbox {
+namespace {
+
+std::optional<std::string> idOf(std::string_view payload) {
+    const std::optional<Json> data = parseJsonObject(payload);
+    if (!data) {
+        return std::nullopt;
+    }
+    const auto id = data->find("id");
+    if (id == data->end()) {
+        return std::nullopt;
+    }
+    if (id->is_number()) {
+        return id->dump();
+    }
+    return id->is_string() ? std::optional(id->get<std::string>()) : std::nullopt;
+}
+
+std::string timeOf(std::string_view payload) {
+    const std::optional<Json> data = parseJsonObject(payload);
+    if (!data) {
+        return {};
+    }
+    const auto time = data->find("ts");
+    return time != data->end() && time->is_string() ? time->get<std::string>() : std::string();
+}
+
+}  // namespace
+
+std::optional<EventRecord> readEvent(std::string_view app, std::string_view topic, std::string_view payload,
+                                     const Publisher& publisher) {
+    const std::optional<EventTopic> parts = parseEventTopic(app, topic);
+    if (!parts || isReceiptName(parts->name)) {
+        return std::nullopt;
+    }
+    return EventRecord{idOf(payload), parts->name, parts->device, publisher.user, std::string(payload)};
+}
+
+std::optional<ReceiptRecord> readReceipt(std::string_view app, std::string_view topic,
+                                         std::string_view payload, const Publisher& publisher) {
+    const std::optional<EventTopic> parts = parseEventTopic(app, topic);
+    if (!parts || !isReceiptName(parts->name)) {
+        return std::nullopt;
+    }
+    return ReceiptRecord{parts->name, parts->device, publisher.user, publisher.device, timeOf(payload)};
+}
+
+}  // namespace xel::sandbox

@@ -1,0 +1,93 @@
+#include "tools/ProbeTLS.h"
+
+#include <array>
+
+#include <arpa/inet.h>
+#include <openssl/err.h>
+#include <openssl/ssl.h>
+#include <openssl/x509v3.h>
+
+#include "XelPushClient/Linux/TLSErrors.h"
+
+namespace xel::tools {
+
+namespace {
+
+LinuxTLSOptions optionsFor(const std::string& caFile) {
+    LinuxTLSOptions options;
+    if (!caFile.empty()) {
+        options.caFile = caFile;
+    }
+    return options;
+}
+
+bool isAddress(const std::string& host) {
+    in6_addr address{};
+    return ::inet_pton(AF_INET, host.c_str(), &address) == 1 ||
+           ::inet_pton(AF_INET6, host.c_str(), &address) == 1;
+}
+
+bool expectHost(ssl_st* connection, const std::string& host) {
+    X509_VERIFY_PARAM* const rules = SSL_get0_param(connection);
+    X509_VERIFY_PARAM_set_hostflags(rules, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
+    if (isAddress(host)) {
+        return X509_VERIFY_PARAM_set1_ip_asc(rules, host.c_str()) == 1;
+    }
+    return X509_VERIFY_PARAM_set1_host(rules, host.data(), host.size()) == 1 &&
+           SSL_set_tlsext_host_name(connection, host.c_str()) == 1;
+}
+
+}  // namespace
+
+void ProbeTLS::Free::operator()(ssl_st* connection) const {
+    SSL_free(connection);
+}
+
+ProbeTLS::ProbeTLS(const std::string& caFile) : context_(optionsFor(caFile)) {}
+
+ProbeTLS::~ProbeTLS() = default;
+
+std::string ProbeTLS::shakeHands(int socket, const std::string& host) {
+    const auto context = context_.native();
+    if (!context) {
+        return context.error().localizedDescription();
+    }
+    ERR_clear_error();
+    connection_.reset(SSL_new(context.value()));
+    if (!connection_ || !expectHost(connection_.get(), host) || SSL_set_fd(connection_.get(), socket) != 1) {
+        return "TLS cannot be set up: " + describeOpenSSLErrors();
+    }
+    if (SSL_connect(connection_.get()) == 1) {
+        return {};
+    }
+    const long verified = SSL_get_verify_result(connection_.get());
+    return verified == X509_V_OK ? describeFailedHandshake() : describeRefusedCertificate(verified);
+}
+
+int ProbeTLS::daysLeft() const {
+    int days = 0;
+    int seconds = 0;
+    const X509* certificate = SSL_get0_peer_certificate(connection_.get());
+    if (certificate == nullptr ||
+        ASN1_TIME_diff(&days, &seconds, nullptr, X509_get0_notAfter(certificate)) != 1) {
+        return 0;
+    }
+    return days;
+}
+
+std::string ProbeTLS::version() const {
+    return SSL_get_version(connection_.get());
+}
+
+bool ProbeTLS::write(std::string_view octets) {
+    return SSL_write(connection_.get(), octets.data(), static_cast<int>(octets.size())) ==
+           static_cast<int>(octets.size());
+}
+
+std::string ProbeTLS::read() {
+    std::array<char, 256> octets{};
+    const int length = SSL_read(connection_.get(), octets.data(), static_cast<int>(octets.size()));
+    return length > 0 ? std::string(octets.data(), static_cast<std::size_t>(length)) : std::string();
+}
+
+}  // namespace xel::tools
