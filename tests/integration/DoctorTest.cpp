@@ -41,13 +41,20 @@ protected:
         errors_ = outcome.errors;
         return outcome.exitCode;
     }
-    std::string state(const std::string& check) { return findings_[check].value("state", "missing"); }
-    std::string advice(const std::string& check) { return findings_[check].value("advice", ""); }
-    std::string text(const std::string& check) { return findings_[check].value("text", ""); }
-
-    void makeStore() {
-        ASSERT_TRUE(SqliteStore::open({.folder = store_.string(), .problemHandler = nullptr}).isOk());
+    std::string member(const std::string& check, const char* key, const char* otherwise) const {
+        const auto finding = findings_.find(check);
+        return finding == findings_.end() ? otherwise : finding->second.value(key, otherwise);
     }
+    std::string state(const std::string& check) const { return member(check, "state", "missing"); }
+    std::string advice(const std::string& check) const { return member(check, "advice", ""); }
+    std::string text(const std::string& check) const { return member(check, "text", ""); }
+
+    Result<std::shared_ptr<SqliteStore>> openStore() {
+        SqliteStoreOptions options;
+        options.folder = store_.string();
+        return SqliteStore::open(std::move(options));
+    }
+    void makeStore() { ASSERT_TRUE(openStore().isOk()); }
     std::uint16_t closedPort() { return sandbox::claimPort("127.0.0.1", 0, "a test"); }
 
     fs::path store_ = folder_.path() / "state";
@@ -156,7 +163,7 @@ TEST_F(DoctorTest, NamesABackendThatIsNotThere) {
 }
 
 TEST_F(DoctorTest, NamesAStoreThatAnotherProcessUses) {
-    const auto store = SqliteStore::open({.folder = store_.string(), .problemHandler = nullptr});
+    const auto store = openStore();
     ASSERT_TRUE(store.isOk());
     EXPECT_EQ(examine(), 1);
     EXPECT_EQ(state("store"), "failed");
@@ -176,6 +183,7 @@ TEST_F(DoctorTest, NamesAFolderThatOthersMayEnter) {
 TEST_F(DoctorTest, NamesADamagedStoreAndLeavesIt) {
     makeStore();
     const std::string damage(8192, 'x');
+    fs::remove(store_ / "home.db-wal");  // or the store would be read from it
     std::ofstream(store_ / "home.db", std::ios::trunc) << damage;
     EXPECT_EQ(examine(), 1);
     EXPECT_EQ(state("store"), "failed");
