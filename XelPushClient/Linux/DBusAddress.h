@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace xel {
@@ -11,5 +12,10 @@ namespace xel {
 
 /// Where the machine's system bus listens: DBUS_SYSTEM_BUS_ADDRESS, or else the well-known socket.
 [[nodiscard]] std::string systemBusAddress();
+
+/// Why nobody listens at a bus's socket, found out by connecting to it; none when somebody does, and for an
+/// address of another kind than "unix:path=" or "unix:abstract=". The D-Bus library loses memory at every
+/// connection that fails, so a missing bus is better noticed before.
+[[nodiscard]] std::optional<std::string> refusalOfBus(const std::string& address);
 
 }  // namespace xel

@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "XelPushClient/Linux/BackgroundThread.h"
+#include "XelPushClient/Linux/DBusAddress.h"
 #include "XelPushClient/Linux/StoreFolder.h"
 
 namespace xel {
@@ -139,6 +140,9 @@ private:
         }
         if (address_.empty()) {
             throw sdbus::Error("org.freedesktop.DBus.Error.NoServer", "The process has no such bus");
+        }
+        if (const auto refusal = refusalOfBus(address_)) {
+            throw sdbus::Error("org.freedesktop.DBus.Error.NoServer", *refusal);
         }
         const Opening opening(*this);
         connection_ = sdbus::createSessionBusConnectionWithAddress(address_);
