@@ -118,7 +118,7 @@ void showStatus(const StatusChoice& choice) {
         showClient(choice, machine, name);
     }
     if (failure) {
-        throw *failure;
+        throw CommandFailure(*failure);
     }
 }
 
