@@ -75,6 +75,9 @@ std::optional<std::string> socketNameOf(std::string_view address) {
 }  // namespace
 
 std::optional<std::string> refusalOfBus(const std::string& address) {
+    if (address.find(':') == std::string::npos) {
+        return "'" + address + "' is no address of a bus";
+    }
     const auto name = socketNameOf(address);
     sockaddr_un target{};
     if (!name || name->empty() || name->size() >= sizeof(target.sun_path)) {

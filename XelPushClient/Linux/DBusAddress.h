@@ -13,9 +13,9 @@ namespace xel {
 /// Where the machine's system bus listens: DBUS_SYSTEM_BUS_ADDRESS, or else the well-known socket.
 [[nodiscard]] std::string systemBusAddress();
 
-/// Why nobody listens at a bus's socket, found out by connecting to it; none when somebody does, and for an
-/// address of another kind than "unix:path=" or "unix:abstract=". The D-Bus library loses memory at every
-/// connection that fails, so a missing bus is better noticed before.
+/// Why nobody listens at a bus's socket, found out by connecting to it, or why the text is no address; none
+/// when somebody listens, and for an address of another kind than "unix:path=" or "unix:abstract=". The D-Bus
+/// library loses memory at every connection that fails, so a missing bus is better noticed before.
 [[nodiscard]] std::optional<std::string> refusalOfBus(const std::string& address);
 
 }  // namespace xel

@@ -71,9 +71,13 @@ TEST(DBusAddress, HasNothingAgainstABusThatListens) {
     EXPECT_FALSE(refusalOfBus("unix:path=" + folder.path() + "/a%20bus,guid=00"));
 }
 
+TEST(DBusAddress, RefusesATextThatIsNoAddress) {
+    EXPECT_EQ(refusalOfBus("no address at all"), "'no address at all' is no address of a bus");
+}
+
 TEST(DBusAddress, LeavesOtherKindsOfAddressAlone) {
     for (const char* address :
-         {"", "unix:path=", "tcp:host=localhost,port=1", "unix:path=/none;unix:path=/none", "autolaunch:"}) {
+         {"unix:path=", "tcp:host=localhost,port=1", "unix:path=/none;unix:path=/none", "autolaunch:"}) {
         EXPECT_FALSE(refusalOfBus(address)) << address;
     }
 }
