@@ -6,7 +6,7 @@
 namespace xel {
 
 // A notification's texts come from the network and are plain. Servers differ in what they make of a body: one
-// with the capability "body-markup" reads it as markup (Desktop Notifications Specification, "Markup").
+// with the capability "body-markup" reads it as markup: b, i, u, a and img, the rest of XML's rules with it.
 
 /// The text as a D-Bus string may hold it: UTF-8, without NUL and without control characters but line end and
 /// tab. What is not UTF-8 reads as U+FFFD.

@@ -19,8 +19,7 @@ struct NotificationServerEvents {
     std::function<void(std::uint64_t number)> wasClosed;
 };
 
-/// The session's notification server (Desktop Notifications Specification 1.2,
-/// org.freedesktop.Notifications).
+/// The session's notification server, the owner of org.freedesktop.Notifications on the session bus.
 ///
 /// The connection stays open, for the server tells of actions only to the connection that asked. A server
 /// that dies is forgotten with what it showed; the next notification goes to whoever took its place, and is

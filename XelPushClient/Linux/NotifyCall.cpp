@@ -13,7 +13,7 @@ namespace xel {
 namespace {
 
 constexpr const char* kDefaultKey = "default";
-/// The sound naming specification's name for what a message sounds like.
+/// The name under which a desktop's sound theme has what a message sounds like.
 constexpr const char* kMessageSound = "message-new-instant";
 constexpr unsigned char kNormalUrgency = 1;
 
