@@ -114,10 +114,8 @@ private:
             default: break;
         }
         if (character < 0x20) {
-            constexpr std::string_view kDigits = "0123456789abcdef";
             text_ += "\\u00";
-            text_ += kDigits[character >> 4U];
-            text_ += kDigits[character & 0x0FU];
+            appendHexadecimal(text_, static_cast<unsigned char>(character));
         } else if (character == 0xFFFD) {
             text_ += "\xEF\xBF\xBD";
         } else {

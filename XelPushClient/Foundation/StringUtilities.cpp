@@ -62,12 +62,6 @@ bool consistsOf(std::string_view text, const CharacterSet& set) {
     return true;
 }
 
-bool isUnreserved(char octet) {
-    const bool isLetter = (octet >= 'a' && octet <= 'z') || (octet >= 'A' && octet <= 'Z');
-    const bool isDigit = octet >= '0' && octet <= '9';
-    return isLetter || isDigit || octet == '-' || octet == '.' || octet == '_' || octet == '~';
-}
-
 constexpr std::u32string_view kSpaces =
     U"\u0020\u0009\u00A0\u1680\u2000\u2001\u2002\u2003\u2004\u2005\u2006\u2007\u2008\u2009\u200A\u202F\u205F"
     U"\u3000";
@@ -124,20 +118,30 @@ std::string stringByTrimmingTrailingCharactersInSet(std::string_view text, const
 }
 
 std::string encodeUrlString(std::string_view text) {
-    constexpr std::string_view kDigits = "0123456789ABCDEF";
+    constexpr std::string_view kUnreserved =
+        "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ-._~";
+    return percentEncoded(text, kUnreserved, kUpperCaseHexadecimalDigits);
+}
+
+std::string percentEncoded(std::string_view text, std::string_view plain, std::string_view digits) {
     std::string encoded;
     encoded.reserve(text.size());
-    for (const char octet : text) {
-        if (isUnreserved(octet)) {
-            encoded += octet;
+    for (const char character : text) {
+        if (plain.find(character) != std::string_view::npos) {
+            encoded += character;
             continue;
         }
-        const auto bits = static_cast<unsigned char>(octet);
+        const auto octet = static_cast<unsigned char>(character);
         encoded += '%';
-        encoded += kDigits[bits >> 4U];
-        encoded += kDigits[bits & 0x0FU];
+        encoded += digits[octet >> 4U];
+        encoded += digits[octet & 0x0FU];
     }
     return encoded;
+}
+
+void appendHexadecimal(std::string& text, unsigned char octet) {
+    text += kLowerCaseHexadecimalDigits[octet >> 4U];
+    text += kLowerCaseHexadecimalDigits[octet & 0x0FU];
 }
 
 std::vector<std::string_view> splitString(std::string_view text, std::string_view separator) {
@@ -182,12 +186,10 @@ std::string_view textOrNull(const std::optional<std::string>& text) {
 }
 
 std::string hexadecimal(const std::vector<unsigned char>& octets) {
-    constexpr std::string_view kDigits = "0123456789abcdef";
     std::string text;
     text.reserve(octets.size() * 2);
     for (const unsigned char octet : octets) {
-        text += kDigits[octet >> 4U];
-        text += kDigits[octet & 0x0FU];
+        appendHexadecimal(text, octet);
     }
     return text;
 }

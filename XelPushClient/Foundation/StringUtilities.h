@@ -45,6 +45,17 @@ private:
 /// Percent-encodes (RFC 3986) every octet but the unreserved ones: letters, digits, "-", ".", "_" and "~".
 [[nodiscard]] std::string encodeUrlString(std::string_view text);
 
+/// The two cases of hexadecimal digits; what percent-encodes differs in which it writes.
+inline constexpr std::string_view kLowerCaseHexadecimalDigits = "0123456789abcdef";
+inline constexpr std::string_view kUpperCaseHexadecimalDigits = "0123456789ABCDEF";
+
+/// Percent-encodes every octet that is not among the plain ones, with the digits given.
+[[nodiscard]] std::string percentEncoded(std::string_view text, std::string_view plain,
+                                         std::string_view digits);
+
+/// Appends an octet as two lower-case hexadecimal digits.
+void appendHexadecimal(std::string& text, unsigned char octet);
+
 /// The pieces between the separators; a text without one is one piece, an empty text one empty piece.
 [[nodiscard]] std::vector<std::string_view> splitString(std::string_view text, std::string_view separator);
 

@@ -2,7 +2,8 @@
 
 #include <array>
 #include <random>
-#include <string_view>
+
+#include "XelPushClient/Foundation/StringUtilities.h"
 
 namespace xel {
 namespace {
@@ -25,7 +26,6 @@ std::array<unsigned, kOctets> randomOctets() {
 }  // namespace
 
 std::string makeUUID() {
-    constexpr std::string_view kDigits = "0123456789abcdef";
     auto octets = randomOctets();
     octets[6] = (octets[6] & 0x0FU) | 0x40U;  // version 4
     octets[8] = (octets[8] & 0x3FU) | 0x80U;  // variant of the RFC
@@ -35,8 +35,7 @@ std::string makeUUID() {
         if (i == 4 || i == 6 || i == 8 || i == 10) {
             text += '-';
         }
-        text += kDigits[octets[i] >> 4U];
-        text += kDigits[octets[i] & 0x0FU];
+        appendHexadecimal(text, static_cast<unsigned char>(octets[i]));
     }
     return text;
 }

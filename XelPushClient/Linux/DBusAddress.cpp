@@ -11,6 +11,8 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "XelPushClient/Foundation/StringUtilities.h"
+
 namespace xel {
 
 namespace {
@@ -20,24 +22,12 @@ std::string variable(const char* name) {
     return value == nullptr ? std::string() : std::string(value);
 }
 
-/// A path inside an address (D-Bus specification, "Server Addresses"): everything but a few octets is
-/// escaped.
+/// A path inside an address: everything but a few octets is escaped, or a comma or a semicolon in it would
+/// end it.
 std::string escapedPath(std::string_view path) {
     constexpr std::string_view kPlain =
         "-_/.\\*0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
-    constexpr std::string_view kDigits = "0123456789abcdef";
-    std::string escaped;
-    for (const char character : path) {
-        if (kPlain.find(character) != std::string_view::npos) {
-            escaped += character;
-            continue;
-        }
-        const auto octet = static_cast<unsigned char>(character);
-        escaped += '%';
-        escaped += kDigits[octet >> 4U];
-        escaped += kDigits[octet & 0xFU];
-    }
-    return escaped;
+    return percentEncoded(path, kPlain, kLowerCaseHexadecimalDigits);
 }
 
 std::string unescaped(std::string_view text) {

@@ -1,19 +1,19 @@
 #include "XelPushClient/Linux/LogLine.h"
 
+#include "XelPushClient/Foundation/StringUtilities.h"
+
 namespace xel {
 
 namespace {
 
 void appendPrintable(std::string& text, char character) {
-    constexpr std::string_view kDigits = "0123456789abcdef";
     const auto octet = static_cast<unsigned char>(character);
     if ((octet >= 0x20 && octet != 0x7F) || octet == '\t') {
         text += character;
         return;
     }
     text += "\\x";
-    text += kDigits[octet >> 4U];
-    text += kDigits[octet & 0x0FU];
+    appendHexadecimal(text, octet);
 }
 
 }  // namespace
