@@ -1,17 +1,8 @@
 #include "XelPushClient/Foundation/NSError.h"
 
+#include "XelPushClient/Foundation/DictionaryReading.h"
+
 namespace xel {
-namespace {
-
-std::optional<std::string> textUnder(const Dictionary& details, std::string_view key) {
-    const Value* value = details.find(key);
-    if (value == nullptr || value->asString() == nullptr) {
-        return std::nullopt;
-    }
-    return *value->asString();
-}
-
-}  // namespace
 
 std::string NSError::localizedDescription() const {
     if (auto text = textUnder(userInfo, NSLocalizedDescriptionKey)) {

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "XelPushClient/Classes/GeoLocation/UsableFix.h"
+#include "XelPushClient/Foundation/DictionaryReading.h"
 #include "XelPushClient/Foundation/FormattedText.h"
 #include "XelPushClient/Foundation/JSONPrinter.h"
 #include "XelPushClient/Platform/LocationSource.h"
@@ -22,16 +23,6 @@ NSError notValid(const std::string& description) {
 
 bool isTooLong(const Value& message) {
     return printJSON(message, JSONLayout::OneLine).size() > MonitoredRegion::kLongestMessage;
-}
-
-std::optional<double> numberUnder(const Dictionary& dictionary, std::string_view key) {
-    const Value* value = dictionary.find(key);
-    return value != nullptr ? value->number() : std::nullopt;
-}
-
-Value valueUnder(const Dictionary& dictionary, std::string_view key) {
-    const Value* value = dictionary.find(key);
-    return value != nullptr ? *value : Value();
 }
 
 RegionSide storedSide(const Value& inside) {
@@ -114,18 +105,17 @@ std::optional<MonitoredRegion> MonitoredRegion::fromStored(const Value& stored) 
     if (record == nullptr) {
         return std::nullopt;
     }
-    const Value identifier = valueUnder(*record, "id");
-    const Value center = valueUnder(*record, "center");
-    const bool hasCenter = center.asArray() != nullptr && center.asArray()->size() == 2;
-    if (!identifier.isString() || !hasCenter) {
+    auto identifier = textUnder(*record, "id");
+    const auto center = arrayUnder(*record, "center");
+    if (!identifier || !center || center->size() != 2) {
         return std::nullopt;
     }
     constexpr double kNoPlace = std::numeric_limits<double>::quiet_NaN();
     MonitoredRegion region;
-    region.region = {CLLocationCoordinate2DMake(center.asArray()->front().number().value_or(kNoPlace),
-                                                center.asArray()->back().number().value_or(kNoPlace)),
-                     numberUnder(*record, "r").value_or(0.0), *identifier.asString()};
-    region.expireCount = valueUnder(*record, "count").integer().value_or(0);
+    region.region = {CLLocationCoordinate2DMake(center->front().number().value_or(kNoPlace),
+                                                center->back().number().value_or(kNoPlace)),
+                     numberUnder(*record, "r").value_or(0.0), std::move(*identifier)};
+    region.expireCount = integerUnder(*record, "count").value_or(0);
     region.expireTs = numberUnder(*record, "expire").value_or(0.0);
     region.enterMessage = valueUnder(*record, "enter");
     region.exitMessage = valueUnder(*record, "exit");

@@ -1,14 +1,13 @@
 #include "XelPushClient/Classes/Messaging/RemoteConfiguration.h"
 
+#include <utility>
+
+#include "XelPushClient/Foundation/DictionaryReading.h"
+
 namespace xel {
 namespace {
 
 constexpr std::size_t kLatitudeAndLongitude = 2;
-
-Value valueUnder(const Dictionary& dictionary, std::string_view key) {
-    const Value* value = dictionary.find(key);
-    return value != nullptr ? *value : Value();
-}
 
 }  // namespace
 
@@ -33,26 +32,26 @@ bool RemoteConfiguration::backdoorGeofenceConfig(const Dictionary& geofence) {
 bool RemoteConfiguration::startMonitoring(const Dictionary& geofence, const Array& center) {
     const auto latitude = center.front().number();
     const auto longitude = center.back().number();
-    const auto radius = valueUnder(geofence, "r").number();
-    const Value identifier = valueUnder(geofence, "id");
-    if (!latitude || !longitude || !radius || !identifier.isString()) {
+    const auto radius = numberUnder(geofence, "r");
+    auto identifier = textUnder(geofence, "id");
+    if (!latitude || !longitude || !radius || !identifier) {
         return false;
     }
     const CLCircularRegion region{CLLocationCoordinate2DMake(*latitude, *longitude), *radius,
-                                  *identifier.asString()};
+                                  std::move(*identifier)};
     return location_
-        .startMonitoringRegion(region, valueUnder(geofence, "count").integer().value_or(0),
-                               valueUnder(geofence, "expire").number().value_or(0.0),
-                               valueUnder(geofence, "enter"), valueUnder(geofence, "exit"))
+        .startMonitoringRegion(region, integerUnder(geofence, "count").value_or(0),
+                               numberUnder(geofence, "expire").value_or(0.0), valueUnder(geofence, "enter"),
+                               valueUnder(geofence, "exit"))
         .isOk();
 }
 
 bool RemoteConfiguration::stopMonitoring(const Dictionary& geofence) {
-    const Value identifier = valueUnder(geofence, "id");
-    if (!identifier.isString()) {
+    const auto identifier = textUnder(geofence, "id");
+    if (!identifier) {
         return false;
     }
-    if (const auto region = location_.getRegionWithIdentifier(*identifier.asString())) {
+    if (const auto region = location_.getRegionWithIdentifier(*identifier)) {
         location_.stopMonitoringRegion(*region);
         TVRLog(log_, "'%@' region monitoring was stopped", region->identifier);
     }

@@ -1,14 +1,8 @@
 #include "XelPushClient/Classes/Notifications/LocalNotifications.h"
 
+#include "XelPushClient/Foundation/DictionaryReading.h"
+
 namespace xel {
-namespace {
-
-std::optional<std::string> textUnder(const Dictionary& dictionary, std::string_view key) {
-    const Value* value = dictionary.find(key);
-    return value != nullptr && value->isString() ? std::optional(*value->asString()) : std::nullopt;
-}
-
-}  // namespace
 
 LocalNotifications::LocalNotifications(UIApplication& application, const ChannelStore& channels,
                                        RichNotificationPresenter& rich)
@@ -43,9 +37,8 @@ UILocalNotification LocalNotifications::notificationFor(const PushClientMessage&
     if (message.notification) {
         notification.alertTitle = textUnder(*message.notification, "title");
         notification.alertBody = textUnder(*message.notification, "body");
-        const Value* badge = message.notification->find("badge");
-        const auto number = badge != nullptr ? badge->integer() : std::nullopt;
-        notification.applicationIconBadgeNumber = number.value_or(application_.applicationIconBadgeNumber());
+        notification.applicationIconBadgeNumber =
+            integerUnder(*message.notification, "badge").value_or(application_.applicationIconBadgeNumber());
     }
     if (!notification.alertBody) {
         notification.alertBody = message.messageBody;

@@ -3,29 +3,10 @@
 #include <utility>
 
 #include "XelPushClient/Classes/Notifications/MediaTypes.h"
+#include "XelPushClient/Foundation/DictionaryReading.h"
 
 namespace xel {
 namespace {
-
-std::optional<std::string> textUnder(const Dictionary& dictionary, std::string_view key) {
-    const Value* value = dictionary.find(key);
-    return value != nullptr && value->isString() ? std::optional(*value->asString()) : std::nullopt;
-}
-
-std::int64_t integerUnder(const Dictionary& dictionary, std::string_view key) {
-    const Value* value = dictionary.find(key);
-    return value != nullptr ? value->integer().value_or(0) : 0;
-}
-
-std::optional<Array> arrayUnder(const Dictionary& dictionary, std::string_view key) {
-    const Value* value = dictionary.find(key);
-    return value != nullptr && value->asArray() != nullptr ? std::optional(*value->asArray()) : std::nullopt;
-}
-
-Dictionary dictionaryUnder(const Dictionary& dictionary, std::string_view key) {
-    const Value* value = dictionary.find(key);
-    return value != nullptr && value->asDictionary() != nullptr ? *value->asDictionary() : Dictionary();
-}
 
 /// A message's block, its keys decoded; the block itself is what comes back with the user's answer.
 LocalRichNotification decode(Dictionary block) {
@@ -34,7 +15,7 @@ LocalRichNotification decode(Dictionary block) {
     notification.body = textUnder(block, "body");
     notification.subtitle = textUnder(block, "subtitle");
     notification.sound = textUnder(block, "sound");
-    notification.badge = integerUnder(block, "badge");
+    notification.badge = integerUnder(block, "badge").value_or(0);
     notification.category = textUnder(block, "category");
     notification.userInfo = std::move(block);
     return notification;
@@ -67,7 +48,7 @@ void RichNotifications::createCategoryNotificationWithActions(const std::optiona
         if (action == nullptr) {
             continue;
         }
-        const auto options = static_cast<std::uint32_t>(integerUnder(*action, "options"));
+        const auto options = static_cast<std::uint32_t>(integerUnder(*action, "options").value_or(0));
         if (auto made = createNotificationActionWithTitle(textUnder(*action, "title"),
                                                           textUnder(*action, "id"), options)) {
             category.actions.push_back(std::move(*made));
@@ -127,8 +108,9 @@ void RichNotifications::didReceiveNotificationRequest(const UNNotificationReques
                                                       NotificationContentHandler contentHandler) {
     UNNotificationContent content = request.content;
     const Dictionary& userInfo = content.userInfo;
-    createCategoryNotificationWithActions(arrayUnder(userInfo, "actions"),
-                                          textUnder(dictionaryUnder(userInfo, "aps"), "category"));
+    createCategoryNotificationWithActions(
+        arrayUnder(userInfo, "actions"),
+        textUnder(dictionaryUnder(userInfo, "aps").value_or(Dictionary()), "category"));
     const auto mediaUrl = textUnder(userInfo, "mediaUrl");
     const auto mediaType = textUnder(userInfo, "mediaType");
     if (!mediaUrl || !mediaType) {
@@ -147,7 +129,8 @@ void RichNotifications::didReceiveNotificationRequest(const UNNotificationReques
 }
 
 void RichNotifications::showLocalRichNotificationWithPayload(const Dictionary& payload) {
-    LocalRichNotification notification = decode(dictionaryUnder(payload, "notification"));
+    LocalRichNotification notification =
+        decode(dictionaryUnder(payload, "notification").value_or(Dictionary()));
     const Dictionary& block = *notification.userInfo;
     createCategoryNotificationWithActions(arrayUnder(block, "actions"), notification.category);
     const auto mediaUrl = textUnder(block, "mediaUrl");
