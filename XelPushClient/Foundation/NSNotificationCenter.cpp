@@ -7,8 +7,8 @@ namespace xel {
 
 class NSNotificationCenter::Observer {
 public:
-    Observer(std::string name, const NSObject* object, Block block, Queue queue)
-        : name_(std::move(name)), object_(object), block_(std::move(block)), queue_(std::move(queue)) {}
+    Observer(std::string name, const NSObject* object, Block block)
+        : name_(std::move(name)), object_(object), block_(std::move(block)) {}
 
     [[nodiscard]] bool hears(std::string_view name) const { return name_ == name; }
 
@@ -18,31 +18,22 @@ public:
 
     void end() { hasEnded_ = true; }
 
-    static void deliver(const std::shared_ptr<Observer>& observer, const NSNotification& notification) {
-        if (observer->queue_) {
-            observer->queue_([observer, notification] { observer->call(notification); });
-        } else {
-            observer->call(notification);
-        }
-    }
-
-private:
     void call(const NSNotification& notification) const {
         if (!hasEnded_) {
             block_(notification);
         }
     }
 
+private:
     std::string name_;
     const NSObject* object_;
     Block block_;
-    Queue queue_;
     std::atomic<bool> hasEnded_ = false;
 };
 
 NSNotificationCenter::Token NSNotificationCenter::addObserver(std::string name, const NSObject* object,
-                                                              Block block, Queue queue) {
-    auto observer = std::make_shared<Observer>(std::move(name), object, std::move(block), std::move(queue));
+                                                              Block block) {
+    auto observer = std::make_shared<Observer>(std::move(name), object, std::move(block));
     const std::lock_guard lock(mutex_);
     observers_.push_back(observer);
     return observer;
@@ -75,7 +66,7 @@ void NSNotificationCenter::postNotification(const NSNotification& notification) 
         }
     }
     for (const auto& listener : listeners) {
-        Observer::deliver(listener, notification);
+        listener->call(notification);
     }
 }
 

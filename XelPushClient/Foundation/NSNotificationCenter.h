@@ -56,20 +56,17 @@ struct NSNotification {
 /// Owner: a home; two managers with homes of their own never hear each other.
 /// Thread: every operation from any thread. `postNotification` calls the observers of that moment one after
 /// the other, in the order in which they were added, on the posting thread, with no lock held: an observer
-/// may post, add and remove. An observer removed during a post and not yet called is not called any more. An
-/// observer with a queue is handed to that queue instead of being called in place.
+/// may post, add and remove. An observer removed during a post and not yet called is not called any more.
 class NSNotificationCenter {
 public:
     using Block = std::function<void(const NSNotification&)>;
-    /// Runs a piece of work later, somewhere: how an observer names the run loop it wants to be called on.
-    using Queue = std::function<void(std::function<void()>)>;
 
     class Observer;
     /// Names an observation for removing it. Dropping the token does not end the observation.
     using Token = std::weak_ptr<Observer>;
 
     /// Calls the block for every post of the name about that object (null: about anything).
-    Token addObserver(std::string name, const NSObject* object, Block block, Queue queue = nullptr);
+    Token addObserver(std::string name, const NSObject* object, Block block);
 
     /// Ends the observation; harmless when it has ended already.
     void removeObserver(const Token& token);

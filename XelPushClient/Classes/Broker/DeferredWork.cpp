@@ -66,9 +66,10 @@ void DeferredWork::observe() {
             return;
         }
         for (const auto& piece : waiting->pieces) {
-            if (piece.number < before) {
-                runLoop->post([runOne, before] { runOne(before); });
+            if (piece.number >= before) {
+                break;  // they stand in the order of their numbers
             }
+            runLoop->post([runOne, before] { runOne(before); });
         }
     };
     // On the broadcast's own thread: a report is for what waited when it was made, and touches nothing else.

@@ -93,22 +93,6 @@ TEST_F(NSNotificationCenterTest, LetsAnObserverRemoveItselfAddAndPost) {
     EXPECT_EQ(heard_, (Heard{"self", "inner", "added"}));
 }
 
-TEST_F(NSNotificationCenterTest, HandsAnObserverWithAQueueToThatQueue) {
-    std::vector<std::function<void()>> queue;
-    const auto token =
-        center_.addObserver("name", nullptr, noting("queued"),
-                            [&](std::function<void()> call) { queue.push_back(std::move(call)); });
-    center_.postNotification({"name", nullptr, {}});
-    center_.postNotification({"name", nullptr, {}});
-    EXPECT_TRUE(heard_.empty());
-    ASSERT_EQ(queue.size(), 2U);
-    queue[0]();
-    EXPECT_EQ(heard_, (Heard{"queued"}));
-    center_.removeObserver(token);
-    queue[1]();
-    EXPECT_EQ(heard_, (Heard{"queued"})) << "it was removed before its queue came to it";
-}
-
 TEST_F(NSNotificationCenterTest, LetsAnExceptionOutAndGoesOnWorking) {
     const auto thrower = center_.addObserver(
         "name", nullptr, [](const NSNotification&) { throw std::runtime_error("mistake"); });
