@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "XelPushClient/Classes/Core/ServiceAddresses.h"
+#include "XelPushClient/Classes/Core/ServiceRequests.h"
 #include "XelPushClient/Classes/Registration/CrashReport.h"
 #include "XelPushClient/Classes/Registration/RegistrationErrors.h"
 #include "XelPushClient/Foundation/StringUtilities.h"
@@ -38,15 +38,11 @@ void save(const Outlet& outlet, const std::string& text, Date created) {
 
 std::shared_ptr<SLAFHTTPRequestOperation> operationFor(const Outlet& outlet, const IdentitySnapshot& identity,
                                                        std::string text) {
-    constexpr bool kUsingSSL = true;
-    const auto client = SLAFHTTPClient::clientWithBaseURL(
-        restBaseURL(outlet.endpoints, identity.appId, kUsingSSL), outlet.http);
+    const auto client = serviceHTTPClient(outlet.endpoints, identity.appId, outlet.http);
     const std::string token = encodeUrlString(textOrNull(identity.apiKey));
     auto request =
         client.requestWithMethod("POST", formatted("crashReports?access_token=%@", token), std::nullopt);
-    setHTTPHeaderField(request.headers, "Content-Lenght", std::to_string(text.size()));
-    setHTTPHeaderField(request.headers, "Content-Type", "application/json");
-    request.body = std::move(text);
+    setJSONBody(request, std::move(text));
     return client.operationWithRequest(std::move(request));
 }
 

@@ -3,9 +3,8 @@
 #include <algorithm>
 
 #include "XelPushClient/Classes/Core/DictionarySerialization.h"
-#include "XelPushClient/Classes/Core/ServiceAddresses.h"
+#include "XelPushClient/Classes/Core/ServiceRequests.h"
 #include "XelPushClient/Classes/Topics/NameRules.h"
-#include "XelPushClient/LoopBack/SLAFHTTPClient.h"
 
 namespace xel {
 namespace {
@@ -17,13 +16,6 @@ std::string upperCase(std::string text) {
         return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
     });
     return text;
-}
-
-void setJSONBody(HTTPRequest& request, std::string body) {
-    // The backend knows the header by this spelling; the true length is the transport's business.
-    setHTTPHeaderField(request.headers, "Content-Lenght", std::to_string(body.size()));
-    setHTTPHeaderField(request.headers, "Content-Type", "application/json");
-    request.body = std::move(body);
 }
 
 void logAnswer(const Life& life, const Result<Value>& parsed) {
@@ -64,9 +56,7 @@ void RestRequests::requestMethod(const std::optional<std::string>& method, const
             return;
         }
     }
-    constexpr bool kUsingSSL = true;
-    const auto client = SLAFHTTPClient::clientWithBaseURL(
-        restBaseURL(machine_.endpoints, settings_.appId, kUsingSSL), machine_.http);
+    const auto client = serviceHTTPClient(machine_.endpoints, settings_.appId, machine_.http);
     auto request = client.requestWithMethod(name, path, hasJSONBody ? std::nullopt : parameters);
     if (body) {
         setJSONBody(request, std::move(*body));
