@@ -3,7 +3,7 @@
 namespace xel::tools {
 
 std::vector<OutboxEntry> OutboxWatch::loadOutbox(std::string_view clientId) {
-    std::vector<OutboxEntry> entries = memory_->loadOutbox(clientId);
+    std::vector<OutboxEntry> entries = ForwardingSessionMemory::loadOutbox(clientId);
     for (const OutboxEntry& entry : entries) {
         waiting_.insert(entry.packetId);
     }
@@ -11,7 +11,7 @@ std::vector<OutboxEntry> OutboxWatch::loadOutbox(std::string_view clientId) {
 }
 
 Result<void> OutboxWatch::appendToOutbox(std::string_view clientId, const OutboxEntry& entry) {
-    auto stored = memory_->appendToOutbox(clientId, entry);
+    auto stored = ForwardingSessionMemory::appendToOutbox(clientId, entry);
     if (stored) {
         waiting_.insert(entry.packetId);
         published_.push_back(entry);
@@ -20,7 +20,7 @@ Result<void> OutboxWatch::appendToOutbox(std::string_view clientId, const Outbox
 }
 
 void OutboxWatch::removeFromOutbox(std::string_view clientId, std::span<const std::uint16_t> packetIds) {
-    memory_->removeFromOutbox(clientId, packetIds);
+    ForwardingSessionMemory::removeFromOutbox(clientId, packetIds);
     for (const std::uint16_t packetId : packetIds) {
         waiting_.erase(packetId);
     }
@@ -29,16 +29,8 @@ void OutboxWatch::removeFromOutbox(std::string_view clientId, std::span<const st
     }
 }
 
-TopicTable OutboxWatch::loadGrantedTopics(std::string_view clientId) {
-    return memory_->loadGrantedTopics(clientId);
-}
-
-Result<void> OutboxWatch::storeGrantedTopics(std::string_view clientId, const TopicTable& topics) {
-    return memory_->storeGrantedTopics(clientId, topics);
-}
-
 void OutboxWatch::erase(std::string_view clientId) {
-    memory_->erase(clientId);
+    ForwardingSessionMemory::erase(clientId);
     waiting_.clear();
 }
 

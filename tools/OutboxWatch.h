@@ -1,20 +1,19 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
-#include "XelPushClient/Platform/SessionMemory.h"
+#include "XelPushClient/Platform/ForwardingSessionMemory.h"
 
 namespace xel::tools {
 
 /// A session's memory that tells when the broker has acknowledged everything in it: the client reports what
 /// arrives, not what has been taken from it.
-class OutboxWatch final : public SessionMemory {
+class OutboxWatch final : public ForwardingSessionMemory {
 public:
-    explicit OutboxWatch(std::shared_ptr<SessionMemory> memory) : memory_(std::move(memory)) {}
+    using ForwardingSessionMemory::ForwardingSessionMemory;
 
     /// Called, on the run loop, each time when nothing is left to acknowledge. May be called inside an
     /// operation of the session, which it must not call.
@@ -27,12 +26,9 @@ public:
     std::vector<OutboxEntry> loadOutbox(std::string_view clientId) override;
     Result<void> appendToOutbox(std::string_view clientId, const OutboxEntry& entry) override;
     void removeFromOutbox(std::string_view clientId, std::span<const std::uint16_t> packetIds) override;
-    TopicTable loadGrantedTopics(std::string_view clientId) override;
-    Result<void> storeGrantedTopics(std::string_view clientId, const TopicTable& topics) override;
     void erase(std::string_view clientId) override;
 
 private:
-    std::shared_ptr<SessionMemory> memory_;
     std::function<void()> settled_;
     std::vector<OutboxEntry> published_;
     std::set<std::uint16_t> waiting_;

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <memory>
+#include <utility>
+
+#include "XelPushClient/Platform/SessionMemory.h"
+
+namespace xel {
+
+/// Hands everything on to another memory: what a memory that only watches starts from.
+class ForwardingSessionMemory : public SessionMemory {
+public:
+    explicit ForwardingSessionMemory(std::shared_ptr<SessionMemory> memory) : memory_(std::move(memory)) {}
+
+    std::vector<OutboxEntry> loadOutbox(std::string_view clientId) override {
+        return memory_->loadOutbox(clientId);
+    }
+    Result<void> appendToOutbox(std::string_view clientId, const OutboxEntry& entry) override {
+        return memory_->appendToOutbox(clientId, entry);
+    }
+    void removeFromOutbox(std::string_view clientId, std::span<const std::uint16_t> packetIds) override {
+        memory_->removeFromOutbox(clientId, packetIds);
+    }
+    TopicTable loadGrantedTopics(std::string_view clientId) override {
+        return memory_->loadGrantedTopics(clientId);
+    }
+    Result<void> storeGrantedTopics(std::string_view clientId, const TopicTable& topics) override {
+        return memory_->storeGrantedTopics(clientId, topics);
+    }
+    void erase(std::string_view clientId) override { memory_->erase(clientId); }
+
+private:
+    std::shared_ptr<SessionMemory> memory_;
+};
+
+}  // namespace xel
