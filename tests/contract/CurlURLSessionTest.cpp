@@ -11,6 +11,8 @@
 #include "XelPushClient/Linux/AsioRunLoop.h"
 #include "XelPushClient/Linux/CurlURLSession.h"
 #include "XelPushClient/Linux/MediaFolder.h"
+#include "tests/contract/DrivenLoop.h"
+#include "tests/contract/FileContents.h"
 #include "tests/contract/LocalHTTPServer.h"
 #include "tests/contract/NSURLSessionContract.h"
 #include "tests/contract/TemporaryFolder.h"
@@ -20,28 +22,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
-
-bool driveUntil(AsioRunLoop& loop, const std::function<bool()>& done) {
-    const auto deadline = std::chrono::steady_clock::now() + 60s;
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        loop.scheduleTimer(10ms, [&loop] { loop.stop(); });
-        loop.run();
-    }
-    return true;
-}
-
-std::optional<std::string> contentsOf(const std::string& path) {
-    const std::ifstream file(path);
-    if (!file) {
-        return std::nullopt;
-    }
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
 
 class CurlSubject {
 public:

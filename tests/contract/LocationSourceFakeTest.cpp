@@ -16,13 +16,9 @@ public:
         return condition();
     }
     void runForAWhile() { loop_->advanceBy(std::chrono::seconds(10)); }
-    bool moveTo(double latitude, double longitude) {
-        source_.standAt({latitude, longitude});
-        return true;
-    }
-    bool endService() {
+    void moveTo(double latitude, double longitude) { source_.standAt({latitude, longitude}); }
+    void endService() {
         source_.fail(makeLocationError(LocationErrorCode::NoService, "the service has gone"));
-        return true;
     }
 
 private:
@@ -34,5 +30,6 @@ private:
 }  // namespace
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Fake, LocationSourceContract, FakeSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Fake, LocatedSourceContract, FakeSubject);
 
 }  // namespace xel::contract

@@ -3,6 +3,7 @@
 #include "XelPushClient/Linux/AsioRunLoop.h"
 #include "XelPushClient/Linux/GeoClueLocationSource.h"
 #include "XelPushClient/Linux/SystemClock.h"
+#include "tests/contract/DrivenLoop.h"
 #include "tests/contract/LocationSourceContract.h"
 
 namespace xel::contract {
@@ -17,20 +18,13 @@ public:
     LocationSource& source() { return source_; }
     NSRunLoop& runLoop() { return *loop_; }
     const Clock& clock() { return clock_; }
-    bool runUntil(const std::function<bool()>& condition) {
-        const auto deadline = std::chrono::steady_clock::now() + 5s;
-        while (!condition() && std::chrono::steady_clock::now() < deadline) {
-            loop_->scheduleTimer(5ms, [this] { loop_->stop(); });
-            loop_->run();
-        }
-        return condition();
-    }
+    bool runUntil(const std::function<bool()>& condition) { return driveUntil(*loop_, condition, 5s); }
     void runForAWhile() {
         loop_->scheduleTimer(50ms, [this] { loop_->stop(); });
         loop_->run();
     }
-    static bool moveTo(double /*latitude*/, double /*longitude*/) { return false; }
-    static bool endService() { return true; }
+    static void moveTo(double /*latitude*/, double /*longitude*/) {}
+    static void endService() {}
 
 private:
     std::shared_ptr<AsioRunLoop> loop_ = std::make_shared<AsioRunLoop>();

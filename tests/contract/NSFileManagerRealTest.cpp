@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include "XelPushClient/Linux/PosixFileManager.h"
+#include "tests/contract/FileContents.h"
 #include "tests/contract/NSFileManagerContract.h"
 #include "tests/contract/TemporaryFolder.h"
 
@@ -12,16 +13,6 @@ namespace xel::contract {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::optional<std::string> contentsOf(const std::string& path) {
-    const std::ifstream file(path);
-    if (!file) {
-        return std::nullopt;
-    }
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
 
 class RealSubject {
 public:

@@ -17,6 +17,7 @@
 #include "XelPushClient/Linux/AsioRunLoop.h"
 #include "XelPushClient/Linux/StoreError.h"
 #include "XelPushClient/Linux/ValueCodec.h"
+#include "tests/contract/FileContents.h"
 #include "tests/contract/SqliteHome.h"
 
 namespace xel::contract {
@@ -28,11 +29,6 @@ unsigned modeOf(const std::string& path) {
     struct stat facts {};
     EXPECT_EQ(stat(path.c_str(), &facts), 0) << path;
     return facts.st_mode & 0777U;
-}
-
-std::string contentsOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 void replaceContents(const std::string& path, const std::string& octets) {
@@ -100,7 +96,7 @@ protected:
     }
 
     void expectRefused(StoreErrorCode code) {
-        const std::string before = contentsOf(home_.databasePath());
+        const std::optional<std::string> before = contentsOf(home_.databasePath());
         const auto opened = SqliteStore::open(home_.options());
         ASSERT_FALSE(opened.isOk());
         EXPECT_EQ(opened.error().code, static_cast<std::int64_t>(code))
@@ -220,7 +216,7 @@ TEST_F(SqliteStoreTest, SetsAsideADatabaseThatIsCutShort) {
 TEST_F(SqliteStoreTest, SetsAsideADatabaseWithDamagedPages) {
     fill();
     carryLogOver();
-    std::string octets = contentsOf(home_.databasePath());
+    std::string octets = contentsOf(home_.databasePath()).value();
     std::fill(octets.begin() + 1024, octets.begin() + 20 * 1024, '\x5A');
     replaceContents(home_.databasePath(), octets);
     expectSetAsideAndNew();

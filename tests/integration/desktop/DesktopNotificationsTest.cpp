@@ -1,43 +1,29 @@
-#include <fstream>
-#include <sstream>
+#include <functional>
+#include <memory>
+#include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "XelPushClient/Classes/PushClientManager.h"
-#include "XelPushClient/Linux/AsioRunLoop.h"
-#include "XelPushClient/Linux/LinuxPlatform.h"
+#include "tests/contract/DrivenLoop.h"
+#include "tests/contract/FileContents.h"
 #include "tests/contract/LocalHTTPServer.h"
+#include "tests/integration/desktop/DesktopClient.h"
 #include "tests/integration/desktop/DesktopSession.h"
 
 namespace xel {
 namespace {
 
 using namespace std::chrono_literals;
+using contract::driveUntil;
 using contract::HTTPExchange;
 using contract::LocalHTTPServer;
 using contract::ReceivedRequest;
+using test::AnsweredHost;
+using test::DesktopClient;
 using test::DesktopSession;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-/// A host that notes what the user does with its notifications.
-class Host : public PushClientManagerDelegate {
-public:
-    void userNotificationCenterDidReceiveNotificationResponse(
-        UNUserNotificationCenter& /*center*/, const UNNotificationResponse& response,
-        const std::function<void()>& completion) override {
-        responses.push_back(response);
-        completion();
-    }
-    std::vector<UNNotificationResponse> responses;
-};
-
-std::string contentsOf(const std::string& path) {
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
-}
 
 /// A whole client on a real desktop.
 class DesktopNotificationsTest : public ::testing::Test {
@@ -48,33 +34,14 @@ protected:
         }
         session_ = std::make_unique<DesktopSession>();
         media_ = std::make_unique<LocalHTTPServer>([this](const ReceivedRequest&, HTTPExchange& exchange) {
-            return exchange.answer(200, contentsOf(session_->picture()));
+            return exchange.answer(200, contract::contentsOf(session_->picture()).value_or(""));
         });
-        LinuxOptions options;
-        options.name = "desktop-test";
-        options.applicationName = "Shop";
-        options.stateFolder = session_->folder() + "/state";
-        options.documentsFolder = session_->folder() + "/documents";
-        options.cacheFolder = session_->folder() + "/cache";
-        options.sessionBus = session_->busAddress();
-        options.runLoop = loop_;
-        machine_ = std::make_unique<Machine>(makeLinuxMachine(options));
-        auto home = openLinuxHome(options, *machine_);
-        ASSERT_TRUE(home);
-        manager_ = std::make_unique<PushClientManager>(*machine_, std::move(home).value());
-        manager_->addDelegate(host_);
-        manager_->registerForAPNsToken();
+        client_ = std::make_unique<DesktopClient>(
+            DesktopClient::options(session_->folder(), session_->busAddress(), loop_), host_);
     }
 
     /// Lets the client work until something has come to pass.
-    template <class Condition>
-    bool becomes(Condition condition) {
-        return test::eventually([&] {
-            loop_->scheduleTimer(10ms, [this] { loop_->stop(); });
-            loop_->run();
-            return condition();
-        });
-    }
+    bool becomes(const std::function<bool()>& condition) { return driveUntil(*loop_, condition); }
     void showRich(const std::string& title, bool hasPicture) {
         Dictionary block{{"title", title},
                          {"subtitle", "A cat & a dog"},
@@ -86,15 +53,15 @@ protected:
             block.set("mediaUrl", media_->url() + "/cat");
             block.set("mediaType", "png");
         }
-        manager_->showLocalRichNotificationWithPayload(Dictionary{{"notification", std::move(block)}});
+        client_->manager().showLocalRichNotificationWithPayload(
+            Dictionary{{"notification", std::move(block)}});
     }
 
     std::shared_ptr<AsioRunLoop> loop_ = std::make_shared<AsioRunLoop>();
-    std::shared_ptr<Host> host_ = std::make_shared<Host>();
+    std::shared_ptr<AnsweredHost> host_ = std::make_shared<AnsweredHost>();
     std::unique_ptr<DesktopSession> session_;
     std::unique_ptr<LocalHTTPServer> media_;
-    std::unique_ptr<Machine> machine_;
-    std::unique_ptr<PushClientManager> manager_;
+    std::unique_ptr<DesktopClient> client_;
 };
 
 TEST_F(DesktopNotificationsTest, APictureIsSeenAndAButtonThatIsClickedReachesTheHost) {
@@ -145,11 +112,11 @@ TEST_F(DesktopNotificationsTest, PlainOnesStandForThemselvesUntilTheyAreCancelle
     UILocalNotification notification;
     notification.alertTitle = "Plain";
     notification.alertBody = "text";
-    machine_->application->presentLocalNotificationNow(notification);
-    machine_->application->presentLocalNotificationNow(notification);
+    client_->machine().application->presentLocalNotificationNow(notification);
+    client_->machine().application->presentLocalNotificationNow(notification);
     EXPECT_TRUE(becomes([&] { return session_->windowCount() == 2; }));
     session_->keepScreenshot("plain");
-    manager_->resetBadge();
+    client_->manager().resetBadge();
     EXPECT_TRUE(becomes([&] { return session_->windowCount() == 0; }));
 }
 

@@ -12,6 +12,7 @@
 #include "XelPushClient/Linux/SystemClock.h"
 #include "XelPushClient/Testing/InMemoryUserDefaults.h"
 #include "XelPushClient/Testing/RecordingLogSink.h"
+#include "tests/contract/DrivenLoop.h"
 #include "tests/contract/LocationSourceContract.h"
 #include "tests/integration/desktop/RealGeoClue.h"
 
@@ -21,16 +22,6 @@ namespace {
 using namespace std::chrono_literals;
 using test::PrivateBus;
 using test::RealGeoClue;
-
-/// Runs the loop until the condition holds; false when it does not within the test's patience.
-bool runLoopUntil(AsioRunLoop& loop, const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + test::kPatience;
-    while (!condition() && std::chrono::steady_clock::now() < deadline) {
-        loop.scheduleTimer(5ms, [&loop] { loop.stop(); });
-        loop.run();
-    }
-    return condition();
-}
 
 class GeoClueSubject {
 public:
@@ -46,19 +37,15 @@ public:
     LocationSource& source() { return *source_; }
     NSRunLoop& runLoop() { return *loop_; }
     const Clock& clock() { return clock_; }
-    bool runUntil(const std::function<bool()>& condition) { return runLoopUntil(*loop_, condition); }
+    bool runUntil(const std::function<bool()>& condition) { return driveUntil(*loop_, condition); }
     void runForAWhile() {
         loop_->scheduleTimer(1s, [this] { loop_->stop(); });
         loop_->run();
     }
-    bool moveTo(double latitude, double longitude) {
+    void moveTo(double latitude, double longitude) {
         service_->receiver().moveTo({.coordinate = {latitude, longitude}});
-        return true;
     }
-    bool endService() {
-        service_->stop();
-        return true;
-    }
+    void endService() { service_->stop(); }
 
 private:
     std::string reason_;
@@ -92,7 +79,7 @@ protected:
                 report = location;
             }
         });
-        (void)runLoopUntil(*loop_, [&] { return report.has_value(); });
+        (void)driveUntil(*loop_, [&] { return report.has_value(); });
         return report;
     }
     /// The code of the error that a start is answered with, or 0.
@@ -126,7 +113,7 @@ TEST_F(GeoClueLocationSourceTest, TellsAccuracyAndSpeedAsFarAsTheyAreKnown) {
             fixes.push_back(location.value());
         }
     });
-    ASSERT_TRUE(runLoopUntil(*loop_, [&] { return !fixes.empty() && fixes.back().speed >= 0.0; }));
+    ASSERT_TRUE(driveUntil(*loop_, [&] { return !fixes.empty() && fixes.back().speed >= 0.0; }));
     EXPECT_GT(fixes.back().horizontalAccuracy, 5.0);
 }
 
@@ -164,9 +151,9 @@ TEST_F(GeoClueLocationSourceTest, EndsWhenTheBusGoes) {
     std::vector<bool> reports;
     const auto updates = source->startUpdates(
         0.0, [&](const Result<CLLocation>& location) { reports.push_back(location.isOk()); });
-    ASSERT_TRUE(runLoopUntil(*loop_, [&] { return !reports.empty(); }));
+    ASSERT_TRUE(driveUntil(*loop_, [&] { return !reports.empty(); }));
     service.bus().stop();
-    EXPECT_TRUE(runLoopUntil(*loop_, [&] { return !reports.back(); }));
+    EXPECT_TRUE(driveUntil(*loop_, [&] { return !reports.back(); }));
 }
 
 TEST_F(GeoClueLocationSourceTest, LetsGoOfTheServiceWhenTheUpdatesAreDropped) {
@@ -212,22 +199,23 @@ TEST_F(GeoClueLocationSourceTest, CarriesARoomThatTracksAndWatches) {
     service.receiver().moveTo({.coordinate = {35.71, 51.4}});
     std::optional<Result<CLLocation>> single;
     room.requestSingleLocation([&](const auto& location) { single = location; });
-    ASSERT_TRUE(runLoopUntil(*loop_, [&] { return single.has_value(); })) << service.log();
+    ASSERT_TRUE(driveUntil(*loop_, [&] { return single.has_value(); })) << service.log();
     ASSERT_TRUE(*single) << describeError(single->error());
     EXPECT_NEAR(single->value().coordinate.latitude, 35.71, 1e-6);
 
     ASSERT_TRUE(room.startMonitoringRegion({{35.7, 51.4}, 200.0, "g1"}, 0, 0.0, {}, {}));
     ASSERT_TRUE(room.trackMeUntil(600.0, 300.0));
-    ASSERT_TRUE(runLoopUntil(*loop_, [&] { return observer.tracked.size() == 1; }));
+    ASSERT_TRUE(driveUntil(*loop_, [&] { return observer.tracked.size() == 1; }));
     service.receiver().moveTo({.coordinate = {35.7, 51.4}});
-    ASSERT_TRUE(runLoopUntil(*loop_, [&] { return observer.tracked.size() == 2; })) << service.log();
+    ASSERT_TRUE(driveUntil(*loop_, [&] { return observer.tracked.size() == 2; })) << service.log();
     service.receiver().moveTo({.coordinate = {35.69, 51.4}});
-    ASSERT_TRUE(runLoopUntil(*loop_, [&] { return observer.tracked.size() == 3; }));
+    ASSERT_TRUE(driveUntil(*loop_, [&] { return observer.tracked.size() == 3; }));
     EXPECT_EQ(observer.heard, (std::vector<std::string>{"entered g1", "left g1"}));
 }
 
 }  // namespace
 
 INSTANTIATE_TYPED_TEST_SUITE_P(GeoClue, LocationSourceContract, GeoClueSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(GeoClue, LocatedSourceContract, GeoClueSubject);
 
 }  // namespace xel::contract

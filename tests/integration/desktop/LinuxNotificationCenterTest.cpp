@@ -3,15 +3,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "XelPushClient/Classes/PushClientManager.h"
-#include "XelPushClient/Linux/AsioRunLoop.h"
 #include "XelPushClient/Linux/DBusConnection.h"
 #include "XelPushClient/Linux/LinuxApplication.h"
 #include "XelPushClient/Linux/LinuxNotificationCenter.h"
-#include "XelPushClient/Linux/LinuxPlatform.h"
 #include "XelPushClient/Testing/RecordingLogSink.h"
+#include "tests/contract/DrivenLoop.h"
 #include "tests/contract/TemporaryFolder.h"
 #include "tests/contract/UNUserNotificationCenterContract.h"
+#include "tests/integration/desktop/DesktopClient.h"
 #include "tests/integration/desktop/MockNotificationServer.h"
 #include "tests/integration/desktop/PrivateBus.h"
 #include "tests/unit/Linux/TemporaryEnvironment.h"
@@ -20,29 +19,13 @@ namespace xel {
 namespace {
 
 using namespace std::chrono_literals;
+using contract::driveUntil;
+using test::AnsweredHost;
+using test::DesktopClient;
 using test::MockNotificationServer;
 using test::PrivateBus;
 using testing::ElementsAre;
 using testing::HasSubstr;
-
-template <class Condition>
-bool driveUntil(AsioRunLoop& loop, Condition condition) {
-    return test::eventually([&] {
-        loop.scheduleTimer(5ms, [&loop] { loop.stop(); });
-        loop.run();
-        return condition();
-    });
-}
-
-class Host : public PushClientManagerDelegate {
-public:
-    void userNotificationCenterDidReceiveNotificationResponse(
-        UNUserNotificationCenter& /*center*/, const UNNotificationResponse& response,
-        const std::function<void()>& /*completion*/) override {
-        responses.push_back(response);
-    }
-    std::vector<UNNotificationResponse> responses;
-};
 
 /// A whole client whose desktop is a server of the test's.
 class ClientOnADesktopTest : public ::testing::Test {
@@ -60,29 +43,17 @@ protected:
     }
     void makeClient() {
         environment_.set("XDG_CONFIG_HOME", folder_.path() + "/config");
-        LinuxOptions options;
-        options.name = "desktop-test";
-        options.applicationName = "Shop";
+        LinuxOptions options = DesktopClient::options(folder_.path(), bus_->address(), loop_);
         options.desktopId = "org.example.Shop.desktop";
-        options.stateFolder = folder_.path() + "/state";
-        options.documentsFolder = folder_.path() + "/documents";
-        options.cacheFolder = folder_.path() + "/cache";
-        options.sessionBus = bus_->address();
-        options.runLoop = loop_;
         options.logSink = logSink_;
-        machine_ = std::make_unique<Machine>(makeLinuxMachine(options));
-        auto home = openLinuxHome(options, *machine_);
-        ASSERT_TRUE(home);
-        manager_ = std::make_unique<PushClientManager>(*machine_, std::move(home).value());
-        manager_->addDelegate(host_);
-        manager_->registerForAPNsToken();
+        client_ = std::make_unique<DesktopClient>(options, host_);
     }
     bool becomes(const std::function<bool()>& condition) { return driveUntil(*loop_, condition); }
     bool wasNotified(std::size_t count) {
         return becomes([&] { return mock_->notifies().size() == count; });
     }
     void showRich(const std::string& title) {
-        manager_->showLocalRichNotificationWithPayload(Dictionary{
+        client_->manager().showLocalRichNotificationWithPayload(Dictionary{
             {"notification", Dictionary{{"title", title},
                                         {"category", "ask"},
                                         {"actions", Array{Dictionary{{"title", "Yes"}, {"id", "yes"}}}}}}});
@@ -94,9 +65,8 @@ protected:
     std::unique_ptr<MockNotificationServer> mock_;
     std::shared_ptr<AsioRunLoop> loop_ = std::make_shared<AsioRunLoop>();
     std::shared_ptr<RecordingLogSink> logSink_ = std::make_shared<RecordingLogSink>();
-    std::shared_ptr<Host> host_ = std::make_shared<Host>();
-    std::unique_ptr<Machine> machine_;
-    std::unique_ptr<PushClientManager> manager_;
+    std::shared_ptr<AnsweredHost> host_ = std::make_shared<AnsweredHost>();
+    std::unique_ptr<DesktopClient> client_;
 };
 
 TEST_F(ClientOnADesktopTest, AnActionReachesTheHostWithWhatItIsAbout) {
@@ -126,8 +96,8 @@ TEST_F(ClientOnADesktopTest, APlainNotificationIsShownAndTakenAway) {
     notification.alertBody = "text";
     notification.soundName = std::string(UILocalNotificationDefaultSoundName);
     notification.userInfo = Dictionary{{"key", "value"}};
-    machine_->application->presentLocalNotificationNow(notification);
-    machine_->application->presentLocalNotificationNow(notification);
+    client_->machine().application->presentLocalNotificationNow(notification);
+    client_->machine().application->presentLocalNotificationNow(notification);
     ASSERT_TRUE(wasNotified(2));
     const auto notifies = mock_->notifies();
     EXPECT_EQ(notifies[0].summary, "Plain");
@@ -137,7 +107,7 @@ TEST_F(ClientOnADesktopTest, APlainNotificationIsShownAndTakenAway) {
     mock_->invoke(notifies[1].id, "default");
     ASSERT_TRUE(becomes([&] { return host_->responses.size() == 1; }));
     EXPECT_EQ(host_->responses[0].notification.userInfo, notification.userInfo);
-    machine_->application->cancelAllLocalNotifications();
+    client_->machine().application->cancelAllLocalNotifications();
     EXPECT_TRUE(becomes([&] { return mock_->closeRequests().size() == 2; }));
 }
 
@@ -166,11 +136,12 @@ TEST_F(ClientOnADesktopTest, WhatTheUserSwitchedOffIsDeniedAndNotShown) {
     makeClient();
     loop_->scheduleTimer(0ms, [this] { loop_->stop(); });
     loop_->run();
-    EXPECT_TRUE(manager_->isNotificationDenied());
-    manager_->applicationDidRegisterForRemoteNotificationsWithDeviceToken(*machine_->application, {1, 2});
-    EXPECT_EQ(manager_->tokenStatus(), "DENIED");
+    EXPECT_TRUE(client_->manager().isNotificationDenied());
+    client_->manager().applicationDidRegisterForRemoteNotificationsWithDeviceToken(
+        *client_->machine().application, {1, 2});
+    EXPECT_EQ(client_->manager().tokenStatus(), "DENIED");
     bool isTaken = false;
-    machine_->notificationCenter->addNotificationRequest(
+    client_->machine().notificationCenter->addNotificationRequest(
         {"one", {}}, [&](const std::optional<NSError>& error) { isTaken = !error; });
     EXPECT_TRUE(becomes([&] { return isTaken; }));
     EXPECT_TRUE(mock_->notifies().empty());
@@ -181,9 +152,9 @@ TEST_F(ClientOnADesktopTest, WhatTheHostSwitchedOffIsDeniedToo) {
     makeClient();
     loop_->scheduleTimer(0ms, [this] { loop_->stop(); });
     loop_->run();
-    EXPECT_FALSE(manager_->isNotificationDenied());
-    linuxApplicationOf(*machine_).setAllowedNotificationTypes(0);
-    EXPECT_TRUE(manager_->isNotificationDenied());
+    EXPECT_FALSE(client_->manager().isNotificationDenied());
+    linuxApplicationOf(client_->machine()).setAllowedNotificationTypes(0);
+    EXPECT_TRUE(client_->manager().isNotificationDenied());
 }
 
 }  // namespace
