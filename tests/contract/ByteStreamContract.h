@@ -38,16 +38,18 @@ public:
 
 /// What every byte stream owes over plain TCP. A subject is default constructible, listens with a peer that
 /// takes one connection, and has
-///     ByteStreamFactory& factory();
-///     NSRunLoop& loop();
-///     bool runUntil(std::function<bool()> done);  // drives the loop and the peer until done; false: it
-///     never was void runForAWhile();                        // drives both for as long as a stray callback
-///     could take to come std::string host(); std::uint16_t port();                       // where the peer
-///     listens std::uint16_t closedPort();                 // where nobody listens std::string unknownHost();
-///     // a name that cannot be found void peerSend(std::string octets); void peerEnd(); // ends the
-///     connection in order, after all it was told to send void peerReset();                           //
-///     loses the connection std::string peerReceived();                 // everything that has arrived bool
-///     peerSawEnd();                          // whether the client's end has arrived
+/// - `ByteStreamFactory& factory()`, `NSRunLoop& loop()`;
+/// - `bool runUntil(std::function<bool()> done)`: drives the loop and the peer until done; false: it never
+/// was;
+/// - `void runForAWhile()`: drives both for as long as a stray callback could take to come;
+/// - `std::string host()`, `std::uint16_t port()`: where the peer listens;
+/// - `std::uint16_t closedPort()`: where nobody listens;
+/// - `std::string unknownHost()`: a name that cannot be found;
+/// - `void peerSend(std::string octets)`;
+/// - `void peerEnd()`: ends the connection in order, after all it was told to send;
+/// - `void peerReset()`: loses the connection;
+/// - `std::string peerReceived()`: everything that has arrived;
+/// - `bool peerSawEnd()`: whether the client's end has arrived.
 template <class Subject>
 class ByteStreamContract : public ::testing::Test {
 protected:

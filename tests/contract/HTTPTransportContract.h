@@ -15,13 +15,13 @@
 namespace xel::contract {
 
 /// What every HTTP transport owes. A subject is default constructible, runs a server of its own, and has
-///     HTTPTransport& http();
-///     NSRunLoop& loop();
-///     bool runUntil(std::function<bool()> done);  // drives the loop until done; false: it never was
-///     std::string baseURL();                      // the server's, without a slash at its end
-///     void serve(std::string method, std::string path, int status, std::string body);  // answers all such
-///     requests std::vector<HTTPRequest> seen();            // what the server received; headers may be left
-///     out std::string refusedURL();                   // a URL where nobody listens, without a query
+/// - `HTTPTransport& http()`, `NSRunLoop& loop()`;
+/// - `bool runUntil(std::function<bool()> done)`: drives the loop until done; false: it never was;
+/// - `std::string baseURL()`: the server's, without a slash at its end;
+/// - `void serve(std::string method, std::string path, int status, std::string body)`: answers all such
+/// requests;
+/// - `std::vector<HTTPRequest> seen()`: what the server received; headers may be left out;
+/// - `std::string refusedURL()`: a URL where nobody listens, without a query.
 template <class Subject>
 class HTTPTransportContract : public ::testing::Test {
 protected:

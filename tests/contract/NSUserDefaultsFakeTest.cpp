@@ -6,8 +6,6 @@ namespace {
 
 class InMemorySubject {
 public:
-    static constexpr bool kCanFailCommits = true;
-
     std::shared_ptr<NSUserDefaults> open() {
         auto opened = InMemoryUserDefaults::open(disk_);
         return opened ? std::shared_ptr<NSUserDefaults>(opened.value()) : nullptr;

@@ -10,8 +10,6 @@ namespace {
 
 class SqliteSubject {
 public:
-    static constexpr bool kCanFailCommits = true;
-
     std::shared_ptr<NSUserDefaults> open() { return home_.openDefaults(); }
     bool runUntil(const std::function<bool()>& done) { return done(); }
     void setFailingCommits(bool isFailing) { home_.setFailingCommits(isFailing); }
@@ -23,8 +21,6 @@ private:
 /// Turns that survive a power cut, which are answered later on the run loop.
 class SyncingSqliteSubject {
 public:
-    static constexpr bool kCanFailCommits = true;
-
     std::shared_ptr<NSUserDefaults> open() {
         auto options = home_.options();
         options.durability = Durability::PowerCut;

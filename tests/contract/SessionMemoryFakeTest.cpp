@@ -7,8 +7,6 @@ namespace {
 template <bool kStoresRemovalsLate>
 class InMemorySubject {
 public:
-    static constexpr bool kCanFailCommits = true;
-
     std::shared_ptr<SessionMemory> open() {
         auto memory = std::make_shared<InMemorySessionMemory>(disk_);
         memory->setStoresRemovalsLate(kStoresRemovalsLate);

@@ -6,8 +6,6 @@ namespace {
 
 class SqliteSubject {
 public:
-    static constexpr bool kCanFailCommits = true;
-
     std::shared_ptr<SessionMemory> open() { return home_.openMemory(); }
     void setFailingCommits(bool isFailing) { home_.setFailingCommits(isFailing); }
 
