@@ -22,7 +22,9 @@ function(xelpush_add_library target alias)
                        SOVERSION "${PROJECT_VERSION_MAJOR}"
                        LINK_DEPENDS "${exports}")
         target_link_options(${target} PRIVATE "LINKER:--version-script=${exports}")
-        # Nobody replaces our functions from outside, so they may be inlined as in an archive.
-        target_compile_options(${target} PRIVATE -fno-semantic-interposition)
     endif()
+    # Nobody replaces our functions from outside, so those of a shared library may be inlined as in an archive. Said
+    # for both, and without the macro that tells them apart: then the compiler cache knows one from the other again.
+    target_compile_options(${target} PRIVATE -fno-semantic-interposition)
+    set_target_properties(${target} PROPERTIES DEFINE_SYMBOL "")
 endfunction()
