@@ -10,6 +10,10 @@ namespace xel::tools {
 void addContentOptions(CLI::App& command, MessageContent& content) {
     command.add_option("text", content.text, "The message's text")->type_name("TEXT");
     command.add_option("--data", content.data, "The application's data")->check(jsonObject());
+    command
+        .add_option("--notification", content.notification,
+                    "The notification to show, such as one with buttons and a picture")
+        ->check(jsonObject());
     command.add_option("--title", content.title, "Title of the notification to show")->type_name("TEXT");
     command.add_option("--body", content.body, "Body of the notification to show")->type_name("TEXT");
     command.add_option("--badge", content.badge, "Badge of the notification to show")->type_name("NUMBER");
@@ -26,7 +30,8 @@ std::optional<Dictionary> dataOf(const MessageContent& content) {
 }
 
 std::optional<Dictionary> notificationOf(const MessageContent& content) {
-    Dictionary notification;
+    Dictionary notification =
+        content.notification.empty() ? Dictionary() : parseJsonObject(content.notification);
     if (!content.title.empty()) {
         notification.set("title", content.title);
     }

@@ -16,6 +16,7 @@ namespace xel::tools {
 struct MessageContent {
     std::string text{};
     std::string data{};
+    std::string notification{};
     std::string title{};
     std::string body{};
     std::optional<std::int64_t> badge{};

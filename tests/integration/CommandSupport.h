@@ -35,11 +35,13 @@ inline std::string contentOf(const std::filesystem::path& path) {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-/// The command, started by a shell whose environment holds nothing but what the test says.
+/// The command, or another program, started by a shell whose environment holds nothing but what the test
+/// says.
 class Command {
 public:
     Command(const TemporaryFolder& folder, const std::vector<std::string>& arguments,
-            const std::vector<std::string>& environment = {}, const std::string& input = {})
+            const std::vector<std::string>& environment = {}, const std::string& input = {},
+            const std::string& program = XELPUSH_COMMAND_PATH)
         : errors_(errorFile(folder)) {
         std::string line =
             "exec env -i PATH=\"$PATH\" ASAN_OPTIONS=\"$ASAN_OPTIONS\" TSAN_OPTIONS=\"$TSAN_OPTIONS\"";
@@ -47,7 +49,7 @@ public:
         for (const std::string& variable : environment) {
             line += ' ' + quoted(variable);
         }
-        line += ' ' + quoted(XELPUSH_COMMAND_PATH);
+        line += ' ' + quoted(program);
         for (const std::string& argument : arguments) {
             line += ' ' + quoted(argument);
         }

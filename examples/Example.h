@@ -1,0 +1,58 @@
+#pragma once
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/signal_set.hpp>
+
+#include "XelPushClient/Linux/LinuxApplication.h"
+#include "XelPushClient/Linux/LinuxPlatform.h"
+#include "XelPushClient/XelPushClient.h"
+
+// What the larger samples have in common. Credentials come by environment: XELPUSH_APP_ID, XELPUSH_API_KEY,
+// XELPUSH_BROKER_USER, XELPUSH_BROKER_PASSWORD, and XELPUSH_CA_FILE for the local push service's own
+// certificate authority.
+
+namespace example {
+
+inline std::optional<std::string> setting(const char* name) {
+    const char* const value = std::getenv(name);
+    return value == nullptr ? std::nullopt : std::optional<std::string>(value);
+}
+
+/// Hands the credentials over and registers the user, which connects.
+inline bool registerWithService(xel::PushClientManager& push, const std::string& user,
+                                const std::vector<std::string>& channels) {
+    return push.registerApplication(setting("XELPUSH_APP_ID"), setting("XELPUSH_API_KEY"),
+                                    setting("XELPUSH_BROKER_USER"), setting("XELPUSH_BROKER_PASSWORD")) &&
+           push.registerUser(user, channels);
+}
+
+/// Opens the home of that name; throws with the reason when it cannot be had, such as one that another
+/// process owns.
+inline xel::Home openHome(xel::LinuxOptions options, const xel::Machine& machine, const std::string& name) {
+    options.name = name;
+    auto home = xel::openLinuxHome(options, machine);
+    if (!home) {
+        throw std::runtime_error(home.error().localizedDescription());
+    }
+    return std::move(home).value();
+}
+
+/// Runs the host's context until SIGINT or SIGTERM; then every client says goodbye to the broker, which takes
+/// a moment.
+inline void runUntilSignal(boost::asio::io_context& context, const xel::Machine& machine) {
+    boost::asio::signal_set signals(context, SIGINT, SIGTERM);
+    signals.async_wait([&context](const auto& /*error*/, int /*signal*/) { context.stop(); });
+    context.run();
+    xel::linuxApplicationOf(machine).willTerminate();
+    context.restart();
+    context.run_for(std::chrono::milliseconds(500));
+}
+
+}  // namespace example
