@@ -59,6 +59,7 @@ LiveClient::LiveClient(const sandbox::SandboxInfo& info, LiveClientOptions optio
     linuxOptions.caFile = (options_.caFile.empty() ? info.caFile : options_.caFile).string();
     linuxOptions.logSink = log;
     linuxOptions.documentsFolder = (options_.home / "documents").string();
+    linuxOptions.systemBus = options_.systemBus;
     linuxOptions.runLoop = std::make_shared<AsioRunLoop>();
     auto& endpoints = linuxOptions.endpoints.emplace();
     endpoints.kBrokerLocalAddress = options_.brokerHost;

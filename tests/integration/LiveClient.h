@@ -37,6 +37,8 @@ struct LiveClientOptions {
     /// The host that the broker is asked for; the certificate is for it.
     std::string brokerHost = "localhost";
     bool hearsDeliveries = false;
+    /// The bus on which logind is; empty: none.
+    std::string systemBus;
 };
 
 /// A host: the shipped client on the Linux platform against a running service, and everything it was told.
