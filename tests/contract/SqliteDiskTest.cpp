@@ -49,6 +49,9 @@ protected:
         const std::string page(512, 'f');
         while (filler << page << std::flush) {}
     }
+    static bool saysThatTheDiskIsFull(const NSError& error) {
+        return error.localizedDescription().find("the disk is full") != std::string::npos;
+    }
     void freeDisk() { fs::remove(folder() + "/filler"); }
 
     SqliteHome home_;
@@ -87,6 +90,7 @@ TEST_F(SqliteDiskTest, ReportsAFullDiskAndGoesOnWhenThereIsRoomAgain) {
             ASSERT_FALSE(home_.problems().empty());
             EXPECT_EQ(home_.problems().front().code, kWriteFailed)
                 << home_.problems().front().localizedDescription();
+            EXPECT_TRUE(saysThatTheDiskIsFull(home_.problems().front()));
             EXPECT_EQ(defaults->stringForKey("large"), large) << "this process still knows";
             freeDisk();
             EXPECT_TRUE(defaults->synchronize()) << "what could not be stored is stored now";
@@ -124,6 +128,7 @@ TEST_F(SqliteDiskTest, CannotBeMadeOnAFullDisk) {
         const auto opened = SqliteStore::open(home_.options());
         ASSERT_FALSE(opened.isOk());
         EXPECT_EQ(opened.error().code, kWriteFailed) << opened.error().localizedDescription();
+        EXPECT_TRUE(saysThatTheDiskIsFull(opened.error()));
         EXPECT_NE(opened.error().localizedDescription().find(folder()), std::string::npos);
         freeDisk();
         EXPECT_TRUE(SqliteStore::open(home_.options()).isOk());

@@ -1,6 +1,8 @@
 // What the broker sees when the machine sleeps or the process is ended: a client that says goodbye.
 
+#include <algorithm>
 #include <csignal>
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -31,7 +33,13 @@ protected:
         return options;
     }
     /// The broker was told DISCONNECT.
-    [[nodiscard]] bool wasSaid() const { return sandbox_.log.contains(" disconnected."); }
+    [[nodiscard]] bool wasSaid() const { return timesSaid() > 0; }
+    [[nodiscard]] std::ptrdiff_t timesSaid() const {
+        const auto lines = sandbox_.log.lines();
+        return std::count_if(lines.begin(), lines.end(), [](const std::string& line) {
+            return line.find(" disconnected.") != std::string::npos;
+        });
+    }
     /// The connection ended without it, after which the broker publishes a last will.
     [[nodiscard]] bool wasMissed() const { return sandbox_.log.contains(" closed its connection."); }
 
@@ -89,6 +97,26 @@ TEST_F(Goodbye, IsNotSaidWhenTheSleepIsCalledOff) {
     EXPECT_EQ(client.state(), "Connected");
     EXPECT_EQ(logind.heldCount(), 1U);
     EXPECT_FALSE(wasSaid() || wasMissed());
+}
+
+TEST_F(Goodbye, IsSaidByAHostThatGoesToTheBackgroundOrEndsByHand) {
+    LiveClientOptions options;
+    options.home = home_.path();
+    LiveClient client(sandbox_.info(), options);
+    client.registerUser();
+    ASSERT_TRUE(client.runUntilState("Connected"));
+    client.application().enterBackground(500ms);
+    client.runFor(100ms);
+    EXPECT_EQ(client.state(), "Connected") << "the background time is not up";
+    ASSERT_TRUE(client.runUntilState("Disconnected"));
+    EXPECT_TRUE(eventually([&] { return wasSaid(); }));
+
+    client.application().becomeActive();
+    ASSERT_TRUE(client.runUntilState("Connected"));
+    client.application().willTerminate();
+    ASSERT_TRUE(client.runUntilState("Disconnected"));
+    EXPECT_TRUE(eventually([&] { return timesSaid() == 2; }));
+    EXPECT_FALSE(wasMissed());
 }
 
 class GoodbyeOnSignal : public Goodbye, public testing::WithParamInterface<int> {};

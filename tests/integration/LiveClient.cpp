@@ -72,6 +72,7 @@ LiveClient::LiveClient(const sandbox::SandboxInfo& info, LiveClientOptions optio
         throw std::runtime_error(home.error().localizedDescription());
     }
     runLoop_ = machine.runLoop;
+    application_ = {machine.application, &linuxApplicationOf(machine)};
     push_ = std::make_unique<PushClientManager>(std::move(machine), std::move(home).value());
     push_->setEnableLog(true);
     push_->setDeliveryChannelEnabeled(options_.hearsDeliveries);

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "XelPushClient/Linux/LinuxApplication.h"
 #include "XelPushClient/Linux/LinuxPlatform.h"
 #include "XelPushClient/XelPushClient.h"
 #include "sandbox/SandboxInfo.h"
@@ -75,6 +76,7 @@ public:
     std::shared_ptr<KeepingLogSink> log = std::make_shared<KeepingLogSink>();
 
     [[nodiscard]] PushClientManager& push() { return *push_; }
+    [[nodiscard]] LinuxApplication& application() { return *application_; }
 
 private:
     class Listener;
@@ -82,6 +84,7 @@ private:
     sandbox::SandboxInfo info_;
     LiveClientOptions options_;
     std::shared_ptr<NSRunLoop> runLoop_;
+    std::shared_ptr<LinuxApplication> application_;
     std::shared_ptr<Listener> listener_;
     std::unique_ptr<PushClientManager> push_;
 };

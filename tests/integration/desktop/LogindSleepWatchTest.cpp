@@ -178,7 +178,7 @@ TEST_F(LogindSleepWatchTest, ComesBackWhenTheBusGoes) {
     ASSERT_TRUE(runUntilHeld(1));
     logind_->prepareForSleep(true);
     ASSERT_TRUE(runUntilState(State::Background));
-    bus_->stop();
+    bus_->crash();
     EXPECT_TRUE(runUntilState(State::Active));
 }
 
