@@ -8,7 +8,6 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -16,6 +15,8 @@
 #include "XelPushClient/Linux/AsioRunLoop.h"
 #include "XelPushClient/Linux/CurlHTTPTransport.h"
 #include "XelPushClient/Linux/CurlURLSession.h"
+#include "tests/contract/DrivenLoop.h"
+#include "tests/contract/FileContents.h"
 #include "tests/contract/LocalHTTPServer.h"
 #include "tests/contract/MountNamespace.h"
 #include "tests/contract/TemporaryFolder.h"
@@ -39,16 +40,6 @@ protected:
         }
     }
 
-    template <class Outcome>
-    static void driveUntilSet(AsioRunLoop& loop, const std::optional<Outcome>& outcome) {
-        const auto deadline = std::chrono::steady_clock::now() + 60s;
-        while (!outcome && std::chrono::steady_clock::now() < deadline) {
-            loop.scheduleTimer(10ms, [&loop] { loop.stop(); });
-            loop.run();
-        }
-        ASSERT_TRUE(outcome.has_value());
-    }
-
     /// The status of the answer, or the error's code.
     static std::int64_t get(const std::string& url, CurlHTTPOptions options = {}) {
         options.isOnline = [] { return true; };
@@ -56,7 +47,7 @@ protected:
         CurlHTTPTransport http(loop, options);
         std::optional<Result<HTTPResponse>> outcome;
         http.send({"GET", url, {}, ""}, [&](Result<HTTPResponse> result) { outcome = std::move(result); });
-        driveUntilSet(*loop, outcome);
+        EXPECT_TRUE(driveUntil(*loop, [&] { return outcome.has_value(); }));
         if (!outcome) {
             return 0;
         }
@@ -71,13 +62,11 @@ protected:
         std::optional<std::int64_t> code;
         session.downloadTaskWithURL(url, [&](const Result<std::string>& file) {
             if (file) {
-                std::ostringstream text;
-                text << std::ifstream(file.value()).rdbuf();
-                downloaded_ = text.str();
+                downloaded_ = contentsOf(file.value()).value_or("");
             }
             code = file ? 0 : file.error().code;
         });
-        driveUntilSet(*loop, code);
+        EXPECT_TRUE(driveUntil(*loop, [&] { return code.has_value(); }));
         return code.value_or(1);
     }
 
@@ -191,9 +180,7 @@ TEST_F(CurlSurroundingsTest, ADownloadTellsTheNextHostNothingOfTheFirst) {
 std::string compressedZeros(const std::string& file, std::size_t count) {
     const std::string command = "head -c " + std::to_string(count) + " /dev/zero | gzip >" + file;
     EXPECT_EQ(std::system(command.c_str()), 0);
-    std::ostringstream octets;
-    octets << std::ifstream(file, std::ios::binary).rdbuf();
-    return octets.str();
+    return contentsOf(file).value_or("");
 }
 
 TEST_F(CurlSurroundingsTest, CutsACompressedDownloadByItsDecodedSize) {
