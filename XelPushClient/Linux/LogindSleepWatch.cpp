@@ -147,7 +147,8 @@ private:
     bool hasReported_ = false;
 };
 
-LogindSleepWatch::LogindSleepWatch(std::shared_ptr<NSRunLoop> runLoop, std::shared_ptr<LogSink> logSink,
+LogindSleepWatch::LogindSleepWatch(const std::shared_ptr<NSRunLoop>& runLoop,
+                                   std::shared_ptr<LogSink> logSink,
                                    std::shared_ptr<LinuxApplication> application, LogindOptions options)
     : bus_(std::make_unique<DBusConnection>(options.busAddress, "xel-logind")) {
     cycle_ = std::make_shared<SleepCycle>(runLoop, std::move(application), [this] {

@@ -27,7 +27,7 @@ struct LogindOptions {
 /// own. Thread: made and dropped on the run loop's; the application is changed there only.
 class LogindSleepWatch {
 public:
-    LogindSleepWatch(std::shared_ptr<NSRunLoop> runLoop, std::shared_ptr<LogSink> logSink,
+    LogindSleepWatch(const std::shared_ptr<NSRunLoop>& runLoop, std::shared_ptr<LogSink> logSink,
                      std::shared_ptr<LinuxApplication> application, LogindOptions options);
     LogindSleepWatch(const LogindSleepWatch&) = delete;
     LogindSleepWatch& operator=(const LogindSleepWatch&) = delete;
