@@ -129,7 +129,7 @@ std::string applicationNameOf(const LinuxOptions& options) {
 
 /// The application, which is taken through the machine's sleep for as long as the answer is held.
 std::shared_ptr<LinuxApplication> makeApplication(const Machine& machine, const LinuxOptions& options) {
-    const auto application = std::make_shared<LinuxApplication>(LinuxApplication::Surroundings{
+    auto application = std::make_shared<LinuxApplication>(LinuxApplication::Surroundings{
         machine.runLoop, machine.clock, machine.logSink,
         notificationTypesOfUser(defaultConfigFolder(nameOf(options)).value_or("/nonexistent"))});
     const std::string bus = busForSystemServices(options);
