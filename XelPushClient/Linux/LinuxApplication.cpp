@@ -32,13 +32,12 @@ void LinuxApplication::willResignActive() {
     }
 }
 
-void LinuxApplication::enterBackground() {
+void LinuxApplication::enterBackground(std::chrono::milliseconds longestTime) {
     willResignActive();
-    if (state_ == UIApplicationState::Background) {
-        return;
+    limitBackgroundTime(longestTime);
+    if (state_ != UIApplicationState::Background) {
+        enter(UIApplicationState::Background, UIApplicationDidEnterBackgroundNotification);
     }
-    startBackgroundTime();
-    enter(UIApplicationState::Background, UIApplicationDidEnterBackgroundNotification);
 }
 
 void LinuxApplication::willEnterForeground() {
@@ -65,9 +64,14 @@ void LinuxApplication::setLocalNotificationPresenter(Presenter presenter, Cancel
     canceller_ = std::move(canceller);
 }
 
-void LinuxApplication::startBackgroundTime() {
-    backgroundDeadline_ = surroundings_.clock->steadyNow() + kBackgroundTime;
-    backgroundTimer_ = surroundings_.runLoop->scheduleTimer(kBackgroundTime, [weak = std::weak_ptr(life_)] {
+void LinuxApplication::limitBackgroundTime(std::chrono::milliseconds longestTime) {
+    const auto deadline = surroundings_.clock->steadyNow() + longestTime;
+    if (backgroundDeadline_ && *backgroundDeadline_ <= deadline) {
+        return;
+    }
+    endBackgroundTime();
+    backgroundDeadline_ = deadline;
+    backgroundTimer_ = surroundings_.runLoop->scheduleTimer(longestTime, [weak = std::weak_ptr(life_)] {
         if (const auto life = weak.lock()) {
             (*life)->backgroundTimeIsUp();
         }
@@ -94,6 +98,7 @@ void LinuxApplication::backgroundTimeIsUp() {
         if (const auto handler = std::exchange(task->second, nullptr)) {
             handler();
         }
+        endBackgroundTask(identifier);
     }
 }
 
@@ -107,7 +112,9 @@ UIBackgroundTaskIdentifier LinuxApplication::beginBackgroundTaskWithName(
 }
 
 void LinuxApplication::endBackgroundTask(UIBackgroundTaskIdentifier identifier) {
-    tasks_.erase(identifier);
+    if (tasks_.erase(identifier) > 0 && tasks_.empty() && backgroundTasksEndedHandler_) {
+        backgroundTasksEndedHandler_();
+    }
 }
 
 double LinuxApplication::backgroundTimeRemaining() const {

@@ -43,10 +43,17 @@ public:
     // active in the background enters the foreground first.
 
     void willResignActive();
-    void enterBackground();
+    /// Tasks may run on for so long, and for what is left of it when the application is there already.
+    void enterBackground(std::chrono::milliseconds longestTime = kBackgroundTime);
     void willEnterForeground();
     void becomeActive();
     void willTerminate();
+
+    [[nodiscard]] bool hasBackgroundTasks() const { return !tasks_.empty(); }
+    /// Called whenever the last background task has ended, at the latest when the background time is up.
+    void setBackgroundTasksEndedHandler(std::function<void()> handler) {
+        backgroundTasksEndedHandler_ = std::move(handler);
+    }
 
     /// Who shows local notifications, and who takes them away again. Without a presenter the first
     /// notification leaves one log line and none is shown.
@@ -69,7 +76,7 @@ public:
 
     [[nodiscard]] UIApplicationState applicationState() const override { return state_; }
 
-    /// Refused once the background time is used up.
+    /// Refused once the background time is used up. A task that its handler leaves running then has ended.
     UIBackgroundTaskIdentifier beginBackgroundTaskWithName(std::string_view name,
                                                            std::function<void()> expirationHandler) override;
     void endBackgroundTask(UIBackgroundTaskIdentifier identifier) override;
@@ -98,7 +105,7 @@ private:
     using Answer = std::function<void(LinuxApplication&, UIApplicationDelegate&)>;
 
     void enter(UIApplicationState state, std::string_view notification);
-    void startBackgroundTime();
+    void limitBackgroundTime(std::chrono::milliseconds longestTime);
     void endBackgroundTime();
     void backgroundTimeIsUp();
     void answer(std::weak_ptr<UIApplicationDelegate> requester, Answer answer);
@@ -109,6 +116,7 @@ private:
     UIBackgroundTaskIdentifier lastTask_ = UIBackgroundTaskInvalid;
     std::optional<std::chrono::steady_clock::time_point> backgroundDeadline_;
     std::shared_ptr<NSTimer> backgroundTimer_;
+    std::function<void()> backgroundTasksEndedHandler_;
     std::uint32_t typesOfHost_ = 0xFFFFFFFF;
     std::uint32_t typesAskedFor_ = 0;
     std::int64_t badge_ = 0;

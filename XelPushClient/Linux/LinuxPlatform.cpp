@@ -22,6 +22,7 @@
 #include "XelPushClient/Linux/LinuxDevice.h"
 #include "XelPushClient/Linux/LinuxFolders.h"
 #include "XelPushClient/Linux/LinuxNotificationCenter.h"
+#include "XelPushClient/Linux/LogindSleepWatch.h"
 #include "XelPushClient/Linux/NetlinkReachability.h"
 #include "XelPushClient/Linux/NetworkState.h"
 #include "XelPushClient/Linux/NotificationPermission.h"
@@ -118,15 +119,34 @@ std::string desktopIdOf(const LinuxOptions& options) {
     return options.desktopId.empty() ? programName() : withoutSuffix(options.desktopId, ".desktop");
 }
 
-/// The application, and the way of its notifications to the desktop.
-void addNotifications(Machine& machine, const LinuxOptions& options) {
-    const auto application = std::make_shared<LinuxApplication>(LinuxApplication::Surroundings{
+std::string busForSystemServices(const LinuxOptions& options) {
+    return options.systemBus ? *options.systemBus : systemBusAddress();
+}
+
+std::string applicationNameOf(const LinuxOptions& options) {
+    return options.applicationName.empty() ? programName() : options.applicationName;
+}
+
+/// The application, which is taken through the machine's sleep for as long as the answer is held.
+std::shared_ptr<LinuxApplication> makeApplication(const Machine& machine, const LinuxOptions& options) {
+    auto application = std::make_shared<LinuxApplication>(LinuxApplication::Surroundings{
         machine.runLoop, machine.clock, machine.logSink,
         notificationTypesOfUser(defaultConfigFolder(nameOf(options)).value_or("/nonexistent"))});
+    const std::string bus = busForSystemServices(options);
+    if (bus.empty()) {
+        return application;
+    }
+    const auto watch = std::make_shared<LogindSleepWatch>(machine.runLoop, machine.logSink, application,
+                                                          LogindOptions{bus, applicationNameOf(options)});
+    return {watch, application.get()};
+}
+
+/// The application, and the way of its notifications to the desktop.
+void addNotifications(Machine& machine, const LinuxOptions& options) {
+    const auto application = makeApplication(machine, options);
     const auto connection = std::make_shared<DBusConnection>(
         options.sessionBus ? *options.sessionBus : sessionBusAddress(), "xel-session-bus");
-    const DesktopHost host{options.applicationName.empty() ? programName() : options.applicationName,
-                           withoutSuffix(options.desktopId, ".desktop")};
+    const DesktopHost host{applicationNameOf(options), withoutSuffix(options.desktopId, ".desktop")};
     const auto center = std::make_shared<LinuxNotificationCenter>(LinuxNotificationCenter::Surroundings{
         machine.runLoop, machine.logSink, application, connection, host});
     application->setLocalNotificationPresenter(
@@ -179,7 +199,7 @@ Machine makeLinuxMachine(const LinuxOptions& options) {
     machine.reachability =
         std::make_shared<NetlinkReachabilityFactory>(runLoop, brokerHostOf(machine.endpoints));
     machine.locationSource = std::make_shared<GeoClueLocationSource>(
-        runLoop, GeoClueOptions{systemBusAddress(), desktopIdOf(options)});
+        runLoop, GeoClueOptions{busForSystemServices(options), desktopIdOf(options)});
     addNotifications(machine, options);
     machine.device = std::make_shared<LinuxDevice>();
     machine.bundle = std::make_shared<HostBundle>(options.shortVersion, options.bundleVersion);

@@ -49,6 +49,11 @@ struct LinuxOptions {
     /// none, and notifications are not shown.
     std::optional<std::string> sessionBus{};
 
+    /// The machine's bus (a D-Bus address), on which logind and GeoClue are. Missing: the one that the
+    /// environment names, or else the well-known one; empty: none, sleep is not followed and there is no
+    /// location.
+    std::optional<std::string> systemBus{};
+
     /// A file of PEM certificates to trust instead of the system's store. Empty: the one that the environment
     /// variable XELPUSH_CA_FILE names, if any.
     std::string caFile{};
@@ -80,7 +85,7 @@ struct LinuxOptions {
     std::shared_ptr<AsioRunLoop> mainRunLoop{};
 };
 
-/// A machine for any number of clients. Starts one thread, for HTTP, and others with the
+/// A machine for any number of clients. Starts a thread for HTTP and one for logind, and others with the
 /// first download and the first notification. Throws `std::runtime_error` when the
 /// environment's settings are wrong, with a text that names the variable, or when a library cannot be
 /// started.

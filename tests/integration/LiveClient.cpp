@@ -59,6 +59,7 @@ LiveClient::LiveClient(const sandbox::SandboxInfo& info, LiveClientOptions optio
     linuxOptions.caFile = (options_.caFile.empty() ? info.caFile : options_.caFile).string();
     linuxOptions.logSink = log;
     linuxOptions.documentsFolder = (options_.home / "documents").string();
+    linuxOptions.systemBus = options_.systemBus;
     linuxOptions.runLoop = std::make_shared<AsioRunLoop>();
     auto& endpoints = linuxOptions.endpoints.emplace();
     endpoints.kBrokerLocalAddress = options_.brokerHost;
@@ -71,6 +72,7 @@ LiveClient::LiveClient(const sandbox::SandboxInfo& info, LiveClientOptions optio
         throw std::runtime_error(home.error().localizedDescription());
     }
     runLoop_ = machine.runLoop;
+    application_ = {machine.application, &linuxApplicationOf(machine)};
     push_ = std::make_unique<PushClientManager>(std::move(machine), std::move(home).value());
     push_->setEnableLog(true);
     push_->setDeliveryChannelEnabeled(options_.hearsDeliveries);

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "XelPushClient/Linux/LinuxApplication.h"
 #include "XelPushClient/Linux/LinuxPlatform.h"
 #include "XelPushClient/XelPushClient.h"
 #include "sandbox/SandboxInfo.h"
@@ -37,6 +38,8 @@ struct LiveClientOptions {
     /// The host that the broker is asked for; the certificate is for it.
     std::string brokerHost = "localhost";
     bool hearsDeliveries = false;
+    /// The bus on which logind is; empty: none.
+    std::string systemBus;
 };
 
 /// A host: the shipped client on the Linux platform against a running service, and everything it was told.
@@ -73,6 +76,7 @@ public:
     std::shared_ptr<KeepingLogSink> log = std::make_shared<KeepingLogSink>();
 
     [[nodiscard]] PushClientManager& push() { return *push_; }
+    [[nodiscard]] LinuxApplication& application() { return *application_; }
 
 private:
     class Listener;
@@ -80,6 +84,7 @@ private:
     sandbox::SandboxInfo info_;
     LiveClientOptions options_;
     std::shared_ptr<NSRunLoop> runLoop_;
+    std::shared_ptr<LinuxApplication> application_;
     std::shared_ptr<Listener> listener_;
     std::unique_ptr<PushClientManager> push_;
 };

@@ -1,5 +1,6 @@
 #include "tests/integration/desktop/PrivateBus.h"
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -55,6 +56,11 @@ void PrivateBus::start() {
     if (!eventually([&] { return daemon_->output().find("unix:path=") != std::string::npos; })) {
         throw std::runtime_error("dbus-daemon does not come up: " + daemon_->output());
     }
+}
+
+void PrivateBus::crash() {
+    ::kill(daemon_->pid(), SIGKILL);
+    stop();
 }
 
 void PrivateBus::stop() {

@@ -23,6 +23,8 @@ public:
     [[nodiscard]] std::string address() const { return "unix:path=" + folder_.path() + "/bus"; }
 
     void stop();
+    /// The daemon is gone without a word to anybody.
+    void crash();
     void start();
 
 private:

@@ -148,6 +148,46 @@ TEST_F(LinuxApplicationTest, DoesNotExpireAnEndedTask) {
     EXPECT_EQ(expired, 0) << "the handler before ended it";
 }
 
+TEST_F(LinuxApplicationTest, EndsATaskThatItsHandlerLeavesRunning) {
+    int ended = 0;
+    application_.setBackgroundTasksEndedHandler([&] { ++ended; });
+    application_.beginBackgroundTaskWithName("a", nullptr);
+    const auto other = application_.beginBackgroundTaskWithName("b", [] {});
+    application_.enterBackground();
+    runLoop_->advanceBy(LinuxApplication::kBackgroundTime - 1s);
+    EXPECT_TRUE(application_.hasBackgroundTasks());
+    runLoop_->advanceBy(1s);
+    EXPECT_FALSE(application_.hasBackgroundTasks());
+    EXPECT_EQ(ended, 1);
+    application_.endBackgroundTask(other);
+    EXPECT_EQ(ended, 1) << "it has ended already";
+}
+
+TEST_F(LinuxApplicationTest, SaysWhenTheLastTaskHasEnded) {
+    int ended = 0;
+    application_.setBackgroundTasksEndedHandler([&] { ++ended; });
+    const auto first = application_.beginBackgroundTaskWithName("a", nullptr);
+    const auto second = application_.beginBackgroundTaskWithName("b", nullptr);
+    application_.endBackgroundTask(first);
+    EXPECT_EQ(ended, 0);
+    application_.endBackgroundTask(second);
+    EXPECT_EQ(ended, 1);
+}
+
+TEST_F(LinuxApplicationTest, TakesTheShorterOfTwoBackgroundTimes) {
+    application_.enterBackground(10s);
+    EXPECT_DOUBLE_EQ(application_.backgroundTimeRemaining(), 10.0);
+    application_.enterBackground();
+    EXPECT_DOUBLE_EQ(application_.backgroundTimeRemaining(), 10.0);
+    int expired = 0;
+    application_.beginBackgroundTaskWithName("a", [&] { ++expired; });
+    application_.enterBackground(3s);
+    EXPECT_DOUBLE_EQ(application_.backgroundTimeRemaining(), 3.0);
+    runLoop_->advanceBy(3s);
+    EXPECT_EQ(expired, 1);
+    EXPECT_EQ(posted_.size(), 2U) << "it was in the background already";
+}
+
 TEST_F(LinuxApplicationTest, StartsTheBackgroundTimeAnewAfterTheForeground) {
     int expired = 0;
     application_.beginBackgroundTaskWithName("a", [&] { ++expired; });

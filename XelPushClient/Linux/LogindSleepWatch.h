@@ -1,0 +1,45 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "XelPushClient/Platform/LogSink.h"
+#include "XelPushClient/Platform/NSRunLoop.h"
+
+namespace xel {
+
+class DBusConnection;
+class LinuxApplication;
+class SleepCycle;
+
+/// Where logind is found, and what it tells the user of who delays a sleep.
+struct LogindOptions {
+    /// Where the system bus listens, as D-Bus writes it.
+    std::string busAddress;
+    std::string applicationName;
+};
+
+/// Takes an application through the machine's sleep as logind announces it (org.freedesktop.login1, its
+/// signal PrepareForSleep and its delay inhibitors).
+///
+/// Without a bus or logind one line is logged and the application stays active. A logind that starts again is
+/// asked for a new inhibitor; a bus that goes ends the watch. The bus is opened at once, on a thread of its
+/// own. Thread: made and dropped on the run loop's; the application is changed there only.
+class LogindSleepWatch {
+public:
+    LogindSleepWatch(const std::shared_ptr<NSRunLoop>& runLoop, std::shared_ptr<LogSink> logSink,
+                     std::shared_ptr<LinuxApplication> application, LogindOptions options);
+    LogindSleepWatch(const LogindSleepWatch&) = delete;
+    LogindSleepWatch& operator=(const LogindSleepWatch&) = delete;
+    ~LogindSleepWatch();
+
+private:
+    class Manager;
+
+    std::shared_ptr<SleepCycle> cycle_;
+    std::shared_ptr<Manager> manager_;
+    /// The last member: its thread has ended before the rest goes.
+    std::unique_ptr<DBusConnection> bus_;
+};
+
+}  // namespace xel
