@@ -157,9 +157,9 @@ LogindSleepWatch::LogindSleepWatch(const std::shared_ptr<NSRunLoop>& runLoop,
     manager_ = std::make_shared<Manager>(CycleOnLoop(runLoop, cycle_), std::move(logSink),
                                          std::move(options.applicationName));
     // The connection outlives its work, so the bare pointer does not outlive it.
+    // A machine without a system bus is no fault that anybody could mend: nothing is said.
     bus_->perform(
-        [manager = manager_, owner = bus_.get()](sdbus::IConnection& bus) { manager->watch(*owner, bus); },
-        [manager = manager_](const NSError& error) { manager->report(error.localizedDescription()); });
+        [manager = manager_, owner = bus_.get()](sdbus::IConnection& bus) { manager->watch(*owner, bus); });
 }
 
 LogindSleepWatch::~LogindSleepWatch() = default;

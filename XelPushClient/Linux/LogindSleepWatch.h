@@ -22,9 +22,10 @@ struct LogindOptions {
 /// Takes an application through the machine's sleep as logind announces it (org.freedesktop.login1, its
 /// signal PrepareForSleep and its delay inhibitors).
 ///
-/// Without a bus or logind one line is logged and the application stays active. A logind that starts again is
-/// asked for a new inhibitor; a bus that goes ends the watch. The bus is opened at once, on a thread of its
-/// own. Thread: made and dropped on the run loop's; the application is changed there only.
+/// Without a logind on the bus one line is logged and the application stays active; without a system bus, as
+/// in a container, there is nothing to say. A logind that starts again is asked for a new inhibitor; a bus
+/// that goes ends the watch. The bus is opened at once, on a thread of its own. Thread: made and dropped on
+/// the run loop's; the application is changed there only.
 class LogindSleepWatch {
 public:
     LogindSleepWatch(const std::shared_ptr<NSRunLoop>& runLoop, std::shared_ptr<LogSink> logSink,

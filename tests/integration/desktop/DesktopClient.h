@@ -36,6 +36,7 @@ public:
         options.documentsFolder = folder + "/documents";
         options.cacheFolder = folder + "/cache";
         options.sessionBus = sessionBus;
+        options.systemBus = "";
         options.runLoop = std::move(loop);
         return options;
     }
