@@ -6,7 +6,6 @@
 #include "XelPushClient/Classes/Core/ServiceAddresses.h"
 #include "XelPushClient/Foundation/FormattedText.h"
 #include "XelPushClient/Linux/AsioByteStream.h"
-#include "XelPushClient/Linux/AsioOperationQueue.h"
 #include "XelPushClient/Linux/AsioRunLoop.h"
 #include "XelPushClient/Linux/BoostCallStack.h"
 #include "XelPushClient/Linux/CurlHTTPTransport.h"
@@ -34,6 +33,7 @@
 #include "XelPushClient/Linux/StoreError.h"
 #include "XelPushClient/Linux/StoreFolder.h"
 #include "XelPushClient/Linux/SystemClock.h"
+#include "XelPushClient/Linux/ThreadOperationQueue.h"
 #include "XelPushClient/MQTTSDK/MQTTClientSessionFactory.h"
 
 namespace xel {
@@ -185,7 +185,7 @@ Machine makeLinuxMachine(const LinuxOptions& options) {
     machine.mainRunLoop = mainRunLoop;
     machine.clock = std::make_shared<SystemClock>();
     machine.logSink = options.logSink != nullptr ? options.logSink : std::make_shared<StandardErrorLogSink>();
-    machine.operationQueues = std::make_shared<AsioOperationQueueFactory>();
+    machine.operationQueues = std::make_shared<ThreadOperationQueueFactory>();
     machine.sessions = std::make_shared<MQTTClientSessionFactory>(
         std::make_shared<AsioByteStreamFactory>(std::move(tls)), machine.clock,
         mainRunLoop == runLoop ? nullptr : mainRunLoop.get());

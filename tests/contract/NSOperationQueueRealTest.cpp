@@ -2,7 +2,7 @@
 #include <functional>
 #include <thread>
 
-#include "XelPushClient/Linux/AsioOperationQueue.h"
+#include "XelPushClient/Linux/ThreadOperationQueue.h"
 #include "tests/contract/NSOperationQueueContract.h"
 
 namespace xel::contract {
@@ -20,7 +20,7 @@ public:
     }
 
 private:
-    AsioOperationQueueFactory factory_;
+    ThreadOperationQueueFactory factory_;
 };
 
 }  // namespace

@@ -1,0 +1,90 @@
+#include "XelPushClient/Linux/ThreadOperationQueue.h"
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <stdexcept>
+#include <utility>
+
+#include "XelPushClient/Linux/BackgroundThread.h"
+
+namespace xel {
+
+/// The operations, shared with the threads that run them.
+class ThreadOperationQueue::Operations : public std::enable_shared_from_this<Operations> {
+public:
+    explicit Operations(int mostThreads) : mostThreads_(mostThreads) {}
+
+    void add(std::function<void()> block) {
+        const std::lock_guard lock(mutex_);
+        waiting_.push_back(std::move(block));
+        if (threads_ < mostThreads_) {
+            startBackgroundThread("xel-operations", [self = shared_from_this()] { self->work(); }).detach();
+            ++threads_;
+        }
+    }
+
+    /// Drops what has not started and waits for what is running; from inside an operation, for which nobody
+    /// can wait there, only the former.
+    void end() {
+        std::deque<std::function<void()>> dropped;
+        std::unique_lock lock(mutex_);
+        dropped.swap(waiting_);
+        if (current_ != this) {
+            threadEnded_.wait(lock, [this] { return threads_ == 0; });
+        }
+    }
+
+private:
+    void work() {
+        current_ = this;
+        std::unique_lock lock(mutex_);
+        while (!waiting_.empty()) {
+            auto block = std::move(waiting_.front());
+            waiting_.pop_front();
+            lock.unlock();
+            block();
+            block = nullptr;  // what it holds may be the queue
+            lock.lock();
+        }
+        --threads_;
+        threadEnded_.notify_all();
+    }
+
+    /// The operations of which the calling thread runs one.
+    static thread_local const Operations* current_;
+
+    const int mostThreads_;
+    std::mutex mutex_;
+    std::condition_variable threadEnded_;
+    std::deque<std::function<void()>> waiting_;
+    int threads_ = 0;
+};
+
+thread_local const ThreadOperationQueue::Operations* ThreadOperationQueue::Operations::current_ = nullptr;
+
+ThreadOperationQueue::ThreadOperationQueue(std::string name, int maxConcurrentOperationCount)
+    : name_(std::move(name)), maxConcurrentOperationCount_(maxConcurrentOperationCount) {
+    const bool isPlatformsChoice = maxConcurrentOperationCount == kDefaultMaxConcurrentOperationCount;
+    if (!isPlatformsChoice && maxConcurrentOperationCount < 1) {
+        throw std::invalid_argument("the operation queue \"" + name_ + "\" was asked to run " +
+                                    std::to_string(maxConcurrentOperationCount) + " operations at a time");
+    }
+    operations_ = std::make_shared<Operations>(isPlatformsChoice ? kThreadsOfPlatformsChoice
+                                                                 : maxConcurrentOperationCount);
+}
+
+ThreadOperationQueue::~ThreadOperationQueue() {
+    operations_->end();
+}
+
+void ThreadOperationQueue::addOperationWithBlock(std::function<void()> block) {
+    operations_->add(std::move(block));
+}
+
+std::shared_ptr<NSOperationQueue> ThreadOperationQueueFactory::makeOperationQueue(
+    std::string name, int maxConcurrentOperationCount) {
+    return std::make_shared<ThreadOperationQueue>(std::move(name), maxConcurrentOperationCount);
+}
+
+}  // namespace xel

@@ -1,0 +1,101 @@
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <future>
+#include <iterator>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "XelPushClient/Linux/ThreadOperationQueue.h"
+
+namespace xel {
+namespace {
+
+TEST(ThreadOperationQueue, RefusesACountThatIsNone) {
+    for (const int count : {0, -2}) {
+        EXPECT_THROW(ThreadOperationQueue("queue", count), std::invalid_argument) << count;
+    }
+}
+
+TEST(ThreadOperationQueue, MayBeDroppedByItsOwnOperation) {
+    auto queue = std::make_shared<ThreadOperationQueue>("queue", 1);
+    std::promise<void> added;
+    std::promise<void> done;
+    ThreadOperationQueue& reference = *queue;
+    reference.addOperationWithBlock(
+        [&done, mayGo = added.get_future().share(), queue = std::move(queue)]() mutable {
+            mayGo.wait();
+            queue.reset();
+            done.set_value();
+        });
+    added.set_value();
+    done.get_future().wait();
+}
+
+TEST(ThreadOperationQueue, RunsAsManyOperationsAtATimeAsItWasTold) {
+    ThreadOperationQueue queue("queue", 2);
+    std::promise<void> first;
+    std::promise<void> second;
+    std::promise<void> bothDone;
+    std::atomic<int> done = 0;
+    const auto finish = [&] {
+        if (++done == 2) {
+            bothDone.set_value();
+        }
+    };
+    // Each waits for the other: one at a time would wait for ever.
+    queue.addOperationWithBlock([&] {
+        first.set_value();
+        second.get_future().wait();
+        finish();
+    });
+    queue.addOperationWithBlock([&] {
+        second.set_value();
+        first.get_future().wait();
+        finish();
+    });
+    EXPECT_EQ(bothDone.get_future().wait_for(std::chrono::seconds(20)), std::future_status::ready);
+}
+
+/// The threads of this process.
+std::size_t threadCount() {
+    return static_cast<std::size_t>(
+        std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}));
+}
+
+TEST(ThreadOperationQueue, KeepsNoThreadWhileThereIsNoWork) {
+    const std::size_t before = threadCount();
+    ThreadOperationQueue queue("queue", 4);
+    std::promise<void> mayEnd;
+    std::promise<void> hasBegun;
+    queue.addOperationWithBlock([&, end = mayEnd.get_future().share()] {
+        hasBegun.set_value();
+        end.wait();
+    });
+    hasBegun.get_future().wait();
+    EXPECT_EQ(threadCount(), before + 1);
+    mayEnd.set_value();
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (threadCount() > before && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(threadCount(), before);
+}
+
+TEST(ThreadOperationQueueDeathTest, EndsTheProcessWhenAnOperationThrows) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(
+        {
+            ThreadOperationQueue queue("queue", 1);
+            std::promise<void> never;
+            queue.addOperationWithBlock([] { throw std::runtime_error("left an operation"); });
+            never.get_future().wait();
+        },
+        "left an operation|terminate");
+}
+
+}  // namespace
+}  // namespace xel
