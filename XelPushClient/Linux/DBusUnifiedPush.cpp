@@ -1,6 +1,5 @@
 #include "XelPushClient/Linux/DBusUnifiedPush.h"
 
-#include <atomic>
 #include <chrono>
 #include <map>
 #include <utility>
@@ -8,6 +7,7 @@
 #include <sdbus-c++/sdbus-c++.h>
 
 #include "XelPushClient/Linux/NotificationMarkup.h"
+#include "XelPushClient/Linux/UnifiedPushInbox.h"
 #include "XelPushClient/Linux/UnifiedPushRules.h"
 #include "XelPushClient/Linux/WebPushDecryption.h"
 
@@ -78,56 +78,12 @@ NSError refusal(const std::string& reason) {
 
 }  // namespace
 
-/// What is handed from the connection's thread to the run loop.
-class DBusUnifiedPush::Inbox : public std::enable_shared_from_this<Inbox> {
-public:
-    explicit Inbox(std::shared_ptr<NSRunLoop> runLoop) : runLoop_(std::move(runLoop)) {}
-
-    /// On the run loop.
-    void setCalls(Calls calls) { calls_ = std::move(calls); }
-    void close() { calls_ = {}, isClosed_ = true; }
-
-    /// From any thread. An answer: not limited, for each belongs to an operation.
-    void answer(std::function<void()> block) {
-        runLoop_->post([weak = weak_from_this(), block = std::move(block)] {
-            if (const auto self = weak.lock(); self && !self->isClosed_) {
-                block();
-            }
-        });
-    }
-    /// From any thread. False when too many are under way.
-    bool call(std::function<void(const Calls&)> block) {
-        if (underWay_.fetch_add(1) >= kMostCallsUnderWay) {
-            underWay_.fetch_sub(1);
-            return false;
-        }
-        runLoop_->post([weak = weak_from_this(), block = std::move(block)] {
-            const auto self = weak.lock();
-            if (!self) {
-                return;
-            }
-            self->underWay_.fetch_sub(1);
-            if (!self->isClosed_) {
-                const Calls calls = self->calls_;
-                block(calls);
-            }
-        });
-        return true;
-    }
-
-private:
-    const std::shared_ptr<NSRunLoop> runLoop_;
-    std::atomic<std::size_t> underWay_{0};
-    // The run loop's own.
-    Calls calls_;
-    bool isClosed_ = false;
-};
-
 /// Everything that happens on the connection's thread. From its first use it lives until the connection ends,
 /// and callbacks are dispatched only before that.
 class DBusUnifiedPush::Core : public std::enable_shared_from_this<Core> {
 public:
-    Core(Host host, std::shared_ptr<Inbox> inbox) : host_(std::move(host)), inbox_(std::move(inbox)) {}
+    Core(Host host, std::shared_ptr<UnifiedPushInbox> inbox)
+        : host_(std::move(host)), inbox_(std::move(inbox)) {}
 
     /// Throws when the name cannot be had.
     void attach(sdbus::IConnection& bus, DBusConnection& connection) {
@@ -294,7 +250,7 @@ private:
     }
 
     const Host host_;
-    const std::shared_ptr<Inbox> inbox_;
+    const std::shared_ptr<UnifiedPushInbox> inbox_;
     sdbus::IConnection* bus_ = nullptr;
     std::unique_ptr<sdbus::IObject> object_;
     std::unique_ptr<sdbus::IProxy> daemon_;
@@ -305,7 +261,7 @@ DBusUnifiedPush::DBusUnifiedPush(std::shared_ptr<NSRunLoop> runLoop, std::shared
                                  std::shared_ptr<DBusConnection> connection, Host host)
     : logSink_(std::move(logSink)),
       connection_(std::move(connection)),
-      inbox_(std::make_shared<Inbox>(std::move(runLoop))),
+      inbox_(std::make_shared<UnifiedPushInbox>(std::move(runLoop), kMostCallsUnderWay)),
       core_(std::make_shared<Core>(std::move(host), inbox_)) {}
 
 DBusUnifiedPush::~DBusUnifiedPush() {
@@ -313,7 +269,7 @@ DBusUnifiedPush::~DBusUnifiedPush() {
 }
 
 void DBusUnifiedPush::open(Calls calls) {
-    inbox_->setCalls(std::move(calls));
+    inbox_->open(std::move(calls));
     connection_->perform(
         [core = core_, connection = connection_.get()](sdbus::IConnection& bus) {
             core->attach(bus, *connection);

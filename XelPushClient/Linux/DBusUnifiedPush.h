@@ -11,6 +11,8 @@
 
 namespace xel {
 
+class UnifiedPushInbox;
+
 /// The session's bus by sdbus-c++: owns the host's name, and serves org.unifiedpush.Connector2 there.
 ///
 /// A call is answered as soon as it has been handed to the run loop, and nothing waits for what comes of it.
@@ -40,11 +42,10 @@ public:
 
 private:
     class Core;
-    class Inbox;
 
     std::shared_ptr<LogSink> logSink_;
     std::shared_ptr<DBusConnection> connection_;
-    std::shared_ptr<Inbox> inbox_;
+    std::shared_ptr<UnifiedPushInbox> inbox_;
     std::shared_ptr<Core> core_;
 };
 

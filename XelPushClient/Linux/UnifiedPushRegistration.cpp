@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "XelPushClient/Foundation/Base64URL.h"
+#include "XelPushClient/Foundation/DictionaryReading.h"
 #include "XelPushClient/Foundation/JSONPrinter.h"
 #include "XelPushClient/Foundation/UUID.h"
 #include "XelPushClient/Platform/NSUserDefaults.h"
@@ -29,20 +30,18 @@ std::optional<UnifiedPushRegistration> loadRegistration(const NSUserDefaults& st
     if (!stored) {
         return std::nullopt;
     }
-    const auto textOf = [&](std::string_view key) {
-        const Value* value = stored->find(key);
-        return value != nullptr && value->asString() != nullptr ? *value->asString() : std::string();
+    const auto octetsUnder = [&](std::string_view key) {
+        const Value value = valueUnder(*stored, key);
+        return value.asData() != nullptr ? *value.asData() : Data();
     };
-    const auto octetsOf = [&](std::string_view key) {
-        const Value* value = stored->find(key);
-        return value != nullptr && value->asData() != nullptr ? *value->asData() : Data();
-    };
-    auto keys = WebPushKeys::fromStored(octetsOf("privateKey"), octetsOf("auth"));
-    if (!keys || textOf("token").empty() || textOf("distributor").empty()) {
+    const auto token = textUnder(*stored, "token");
+    const auto distributor = textUnder(*stored, "distributor");
+    auto keys = WebPushKeys::fromStored(octetsUnder("privateKey"), octetsUnder("auth"));
+    if (!keys || !token || !distributor) {
         return std::nullopt;
     }
-    return UnifiedPushRegistration{textOf("token"), std::move(keys).value(), textOf("distributor"),
-                                   textOf("endpoint")};
+    return UnifiedPushRegistration{*token, std::move(keys).value(), *distributor,
+                                   textUnder(*stored, "endpoint").value_or("")};
 }
 
 bool storeRegistration(NSUserDefaults& store, const UnifiedPushRegistration& registration) {

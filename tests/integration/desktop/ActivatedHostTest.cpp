@@ -3,7 +3,6 @@
 #include <fstream>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -11,6 +10,7 @@
 #include "XelPushClient/Linux/SqliteStore.h"
 #include "XelPushClient/Linux/SqliteUserDefaults.h"
 #include "XelPushClient/Linux/UnifiedPushRegistration.h"
+#include "tests/contract/FileContents.h"
 #include "tests/contract/TemporaryFolder.h"
 #include "tests/integration/desktop/PrivateBus.h"
 #include "tests/integration/desktop/TestDistributor.h"
@@ -73,9 +73,7 @@ protected:
     }
 
     [[nodiscard]] static std::string contents(const std::string& path) {
-        std::ostringstream text;
-        text << std::ifstream(path).rdbuf();
-        return text.str();
+        return contract::contentsOf(path).value_or("");
     }
     [[nodiscard]] pid_t pid() const {
         pid_t number = 0;

@@ -14,7 +14,9 @@
 #include "XelPushClient/Linux/LinuxPlatform.h"
 #include "XelPushClient/Linux/SimdjsonSerialization.h"
 #include "XelPushClient/Testing/RecordingLogSink.h"
+#include "tests/contract/DrivenLoop.h"
 #include "tests/contract/TemporaryFolder.h"
+#include "tests/integration/desktop/DesktopClient.h"
 #include "tests/integration/desktop/PrivateBus.h"
 #include "tests/integration/desktop/TestDistributor.h"
 #include "tests/unit/Linux/TemporaryEnvironment.h"
@@ -23,7 +25,6 @@
 namespace xel {
 namespace {
 
-using namespace std::chrono_literals;
 using test::PrivateBus;
 using test::TestDistributor;
 using testing::ElementsAre;
@@ -50,14 +51,8 @@ protected:
         environment_.set("UNIFIEDPUSH_DISTRIBUTOR", std::nullopt);
         environment_.set("XDG_CONFIG_HOME", folder_.path() + "/config");
         bus_ = std::make_unique<PrivateBus>();
-        options_.name = "push-test";
-        options_.applicationName = "Shop";
+        options_ = test::DesktopClient::options(folder_.path(), bus_->address(), loop_);
         options_.busName = kHost;
-        options_.stateFolder = folder_.path() + "/state";
-        options_.documentsFolder = folder_.path() + "/documents";
-        options_.cacheFolder = folder_.path() + "/cache";
-        options_.sessionBus = bus_->address();
-        options_.runLoop = loop_;
         options_.logSink = log_;
     }
 
@@ -83,13 +78,8 @@ protected:
         machine_.reset();
         log_->clear();
     }
-    template <class Condition>
-    bool becomes(Condition condition) {
-        return test::eventually([&] {
-            loop_->scheduleTimer(5ms, [this] { loop_->stop(); });
-            loop_->run();
-            return condition();
-        });
+    bool becomes(const std::function<bool()>& condition) {
+        return contract::driveUntil(*loop_, condition, test::kPatience);
     }
     [[nodiscard]] std::string deviceToken() const {
         const auto token = manager_->deviceToken();
