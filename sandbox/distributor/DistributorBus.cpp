@@ -13,6 +13,7 @@
 #include <sdbus-c++/sdbus-c++.h>
 
 #include "XelPushClient/Linux/DBusAddress.h"
+#include "XelPushClient/Linux/UnifiedPushRules.h"
 #include "sandbox/distributor/BusLoop.h"
 
 namespace xel::sandbox {
@@ -131,7 +132,7 @@ void DistributorBus::watchNames() {
             std::string formerOwner;
             std::string owner;
             change >> name >> formerOwner >> owner;
-            if (!owner.empty() && isServiceName(name)) {
+            if (!owner.empty() && isBusName(name)) {
                 later([this, name] { events_.serviceAppeared(name); });
             }
         },

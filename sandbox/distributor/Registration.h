@@ -1,8 +1,6 @@
 #pragma once
 
-#include <cstddef>
 #include <string>
-#include <string_view>
 
 namespace xel::sandbox {
 
@@ -14,15 +12,8 @@ struct Registration {
     std::string description{};
 };
 
-inline constexpr std::size_t kLongestToken = 100;
-inline constexpr std::size_t kLongestDescription = 100;
-
-/// Whether `name` is a well-known name on a message bus: at least two elements of letters, digits, "_" and
-/// "-" between dots, none empty or beginning with a digit, at most 255 bytes together. (The unique names that
-/// begin with a colon are none: nothing is started by them.)
-bool isServiceName(std::string_view name);
-
-/// Whether an application may register under that service, connection token and description.
+/// Whether an application may register under that service, connection token and description: a well-known
+/// name (nothing is started by the unique ones), and texts of the lengths that UnifiedPush allows.
 bool isRegistration(const Registration& asked);
 
 }  // namespace xel::sandbox

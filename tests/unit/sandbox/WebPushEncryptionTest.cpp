@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 
 #include "XelPushClient/Foundation/Base64URL.h"
+#include "XelPushClient/Linux/WebPushDecryption.h"
+#include "XelPushClient/Linux/WebPushKeys.h"
 #include "sandbox/SandboxError.h"
 #include "sandbox/push/WebPushEncryption.h"
 
@@ -45,6 +47,20 @@ TEST(WebPushEncryption, MakesTheBodyOfTheExample) {
               "DGv6ra1nlYgDCS1FRnbzlwAAEABBBP4z9KsN6nGRTbVYI_c7VJSPQTBtkgcy27mlmlMoZIIgDll6e3vCYLoc"
               "InmYWAmS6TlzAC8wEqKK6PBru3jl7A_yl95bQpu6cVPTpK4Mqgkf1CXztLVBSt2Ks3oZwbuwXPXLWyouBWLV"
               "WGNWQexSgSxsj_Qulcy4a-fN");
+}
+
+TEST(WebPushEncryption, IsReadByAClient) {
+    const auto keys = WebPushKeys::make();
+    ASSERT_TRUE(keys);
+    const auto& own = keys.value();
+    const PushReceiver receiver{std::string(own.publicKey().begin(), own.publicKey().end()),
+                                std::string(own.authSecret().begin(), own.authSecret().end())};
+    for (const std::string& text : {kText, std::string(), std::string(kLargestPushText, '\x02')}) {
+        const std::string body = encryptPushMessage(receiver, makePushSenderKeys(), text);
+        const auto read = decryptWebPush(own, std::vector<std::uint8_t>(body.begin(), body.end()));
+        ASSERT_TRUE(read);
+        EXPECT_EQ(read.value(), text);
+    }
 }
 
 TEST(WebPushEncryption, FillsALargestBodyAndNotOneByteMore) {
