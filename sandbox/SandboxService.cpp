@@ -19,6 +19,7 @@
 #include "sandbox/SandboxError.h"
 #include "sandbox/StateFolder.h"
 #include "sandbox/StoreUpkeep.h"
+#include "sandbox/push/PushSending.h"
 #include "sandbox/relay/Topics.h"
 #include "sandbox/store/ServiceStores.h"
 
@@ -60,6 +61,7 @@ private:
     void startBrokerOnFreePorts();
     void fillInfo();
     void announceReady();
+    void handlePublication(std::string_view topic, std::string_view payload);
     void handleEvent(std::string_view topic, std::string_view payload);
     void handleBrokerEnd(const std::string& reason);
 
@@ -71,6 +73,7 @@ private:
     ServiceStores stores_;
     LoopThread thread_;
     StoreUpkeep upkeep_;
+    PushSending pushes_;
     Broker broker_;
     Broker::Settings brokerSettings_;
     MessageDesk messages_;
@@ -94,9 +97,10 @@ SandboxService::Running::Running(const SandboxOptions& options)
       certificate_(ensureServerCertificate(folder_)),
       stores_(folder_.path()),
       upkeep_(thread_.loop(), stores_.events, log_),
+      pushes_(thread_.loop(), stores_.installations, log_),
       broker_(
           thread_.loop(), log_, [this](const std::string& reason) { handleBrokerEnd(reason); },
-          [this](std::string_view topic, std::string_view payload) { handleEvent(topic, payload); }),
+          [this](std::string_view topic, std::string_view payload) { handlePublication(topic, payload); }),
       messages_(credentials_.credentials.appId,
                 [this](const ServiceClient::Publication& publication, ServiceClient::PublishHandler onTaken) {
                     broker_.publish(publication, std::move(onTaken));
@@ -186,6 +190,14 @@ void SandboxService::Running::announceReady() {
     log_.write("ready");
     if (options_.onReady) {
         options_.onReady(info_);
+    }
+}
+
+void SandboxService::Running::handlePublication(std::string_view topic, std::string_view payload) {
+    if (auto waiting = parseWaitingTopic(topic)) {
+        pushes_.messageWaits(std::move(*waiting), std::string(payload));
+    } else {
+        handleEvent(topic, payload);
     }
 }
 

@@ -16,7 +16,8 @@ namespace xel::sandbox {
 
 class ProgressLog;
 
-/// The service's own connection to its broker: what it publishes itself, and the events that clients publish.
+/// The service's own connection to its broker: what it publishes itself, the events that clients publish, and
+/// the messages that wait for devices without a connection.
 ///
 /// Runs on libmosquitto's thread, which starts with `connect` and ends with the object; it reconnects by
 /// itself. The session is persistent, so that events published while it is away are read later. (libmosquitto
@@ -30,7 +31,8 @@ public:
         std::string password;
     };
 
-    /// An event that a client, or the service, has published. Called on libmosquitto's thread.
+    /// An event that a client, or the service, has published, or a message that waits, on its waitingTopic.
+    /// Called on libmosquitto's thread.
     using EventHandler = std::function<void(std::string_view topic, std::string_view payload)>;
 
     /// Whether the broker has taken the publication. Called once, on libmosquitto's thread or inside

@@ -53,17 +53,20 @@ void makePrivateFolder(const fs::path& path) {
 }  // namespace
 
 fs::path defaultStateFolder() {
-    constexpr std::string_view kName = "xelpush-sandbox";
+    return defaultStateFolder("xelpush-sandbox");
+}
+
+fs::path defaultStateFolder(std::string_view name) {
     if (const char* state = std::getenv("XDG_STATE_HOME"); isAbsoluteValue(state)) {
-        return fs::path(state) / kName;
+        return fs::path(state) / name;
     }
     if (const char* home = std::getenv("HOME"); isAbsoluteValue(home)) {
-        return fs::path(home) / ".local" / "state" / kName;
+        return fs::path(home) / ".local" / "state" / name;
     }
     throw SandboxError("no place for the state folder: set XDG_STATE_HOME or HOME, or name a folder");
 }
 
-StateFolder::StateFolder(fs::path path) : path_(std::move(path)) {
+StateFolder::StateFolder(fs::path path, std::string_view owner) : path_(std::move(path)) {
     makePrivateFolder(path_);
     const fs::path lockFile = file("lock");
     lock_ = ::open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
@@ -74,7 +77,7 @@ StateFolder::StateFolder(fs::path path) : path_(std::move(path)) {
         const int reason = errno;
         ::close(lock_);
         if (reason == EWOULDBLOCK) {
-            throw SandboxError("another local push service is running on '" + path_.string() +
+            throw SandboxError("another " + std::string(owner) + " is running on '" + path_.string() +
                                "'; stop it, or name another state folder");
         }
         errno = reason;

@@ -11,6 +11,9 @@ namespace xel::sandbox {
 /// ~/.local/state/xelpush-sandbox. Throws SandboxError when neither variable says where that is.
 std::filesystem::path defaultStateFolder();
 
+/// The same with another name than "xelpush-sandbox".
+std::filesystem::path defaultStateFolder(std::string_view name);
+
 /// The folder that holds the service's state, private to its user (0700), locked for one service at a time.
 ///
 /// The lock goes with `release`, the object or the process, however that ends.
@@ -18,7 +21,8 @@ class StateFolder {
 public:
     /// Makes the folder when it is missing and locks it. Throws SandboxError when it cannot be made or
     /// written, belongs to somebody else, or is locked by another service.
-    explicit StateFolder(std::filesystem::path path);
+    /// The owner is what such errors call the service.
+    explicit StateFolder(std::filesystem::path path, std::string_view owner = "local push service");
     ~StateFolder();
     StateFolder(const StateFolder&) = delete;
     StateFolder& operator=(const StateFolder&) = delete;

@@ -8,6 +8,7 @@ namespace xel::tools {
 // understood; it ends by returning (success) or by throwing `CommandFailure`.
 
 void addSandboxCommand(CLI::App& program);
+void addDistributorCommand(CLI::App& program);
 void addListenCommand(CLI::App& program);
 void addSendCommand(CLI::App& program);
 void addEventCommand(CLI::App& program);

@@ -26,6 +26,7 @@ int run(int argumentCount, char** arguments) {
     program.require_subcommand(1);
     program.footer(xel::tools::kExitCodesHelp);
     xel::tools::addSandboxCommand(program);
+    xel::tools::addDistributorCommand(program);
     xel::tools::addListenCommand(program);
     xel::tools::addSendCommand(program);
     xel::tools::addEventCommand(program);

@@ -83,4 +83,12 @@ std::string caFileOfEnvironment() {
     return std::string(variable("XELPUSH_CA_FILE").value_or(""));
 }
 
+std::string busNameOfEnvironment() {
+    return std::string(variable("XELPUSH_BUS_NAME").value_or(""));
+}
+
+std::string pushDistributorOfEnvironment() {
+    return std::string(variable("UNIFIEDPUSH_DISTRIBUTOR").value_or(""));
+}
+
 }  // namespace xel

@@ -22,4 +22,11 @@ namespace xel {
 /// The file of certificate authorities that XELPUSH_CA_FILE names; empty when it names none.
 [[nodiscard]] std::string caFileOfEnvironment();
 
+/// The host's name on the session's bus that XELPUSH_BUS_NAME gives; empty when it gives none.
+[[nodiscard]] std::string busNameOfEnvironment();
+
+/// The distributor of push messages that the user wants, by UNIFIEDPUSH_DISTRIBUTOR: its name on the bus.
+/// Empty for any.
+[[nodiscard]] std::string pushDistributorOfEnvironment();
+
 }  // namespace xel

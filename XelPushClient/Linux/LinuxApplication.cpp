@@ -152,11 +152,68 @@ void LinuxApplication::registerForRemoteNotificationTypes(std::uint32_t types,
 }
 
 void LinuxApplication::registerForRemoteNotifications(std::weak_ptr<UIApplicationDelegate> requester) {
-    answer(std::move(requester), [](LinuxApplication& self, UIApplicationDelegate& delegate) {
-        delegate.applicationDidFailToRegisterForRemoteNotificationsWithError(
-            self, makeError(kNoPushTokenDomain, kNoPushTokenCode,
-                            "Remote notifications are not supported: this system gives no push tokens"));
+    if (tokenSource_ == nullptr) {
+        answer(std::move(requester), [](LinuxApplication& self, UIApplicationDelegate& delegate) {
+            delegate.applicationDidFailToRegisterForRemoteNotificationsWithError(
+                self, makeError(kNoPushTokenDomain, kNoPushTokenCode,
+                                "Remote notifications are not supported: this system gives no push tokens"));
+        });
+        return;
+    }
+    std::erase_if(tokenRequesters_,
+                  [&](const auto& known) { return known.expired() || known.lock() == requester.lock(); });
+    tokenRequesters_.push_back(requester);
+    tokenSource_->requestToken([weak = std::weak_ptr(life_), requester](const Result<Data>& token) {
+        const auto life = weak.lock();
+        const auto delegate = requester.lock();
+        if (!life || !delegate) {
+            return;
+        }
+        if (token) {
+            delegate->applicationDidRegisterForRemoteNotificationsWithDeviceToken(**life, token.value());
+        } else {
+            delegate->applicationDidFailToRegisterForRemoteNotificationsWithError(**life, token.error());
+        }
     });
+}
+
+void LinuxApplication::pushTokenHasChanged(const Data& token) {
+    for (const auto& requester : tokenRequesters_) {
+        answer(requester, [token](LinuxApplication& self, UIApplicationDelegate& delegate) {
+            delegate.applicationDidRegisterForRemoteNotificationsWithDeviceToken(self, token);
+        });
+    }
+}
+
+void LinuxApplication::receiveRemoteNotification(Dictionary payload) {
+    if (notifications_.size() >= kMostKeptNotifications) {
+        notifications_.pop_front();
+        surroundings_.logSink->write(
+            "The oldest remote notification is dropped: too many wait for somebody to take them");
+    }
+    notifications_.push_back(std::move(payload));
+    scheduleTelling();
+}
+
+void LinuxApplication::scheduleTelling() {
+    if (notifications_.empty()) {
+        return;
+    }
+    surroundings_.runLoop->post([weak = std::weak_ptr(life_)] {
+        if (const auto life = weak.lock()) {
+            (*life)->tellNextNotification();
+        }
+    });
+}
+
+void LinuxApplication::tellNextNotification() {
+    if (notifications_.empty() || !hasDelegate()) {
+        return;
+    }
+    const Dictionary payload = std::move(notifications_.front());
+    notifications_.pop_front();
+    scheduleTelling();  // before a delegate that may throw
+    tellRemoteNotification(payload);
 }
 
 void LinuxApplication::setApplicationIconBadgeNumber(std::int64_t number) {

@@ -1,13 +1,17 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "XelPushClient/Linux/PushTokenSource.h"
 #include "XelPushClient/Platform/Clock.h"
 #include "XelPushClient/Platform/LogSink.h"
 #include "XelPushClient/Platform/NSRunLoop.h"
@@ -23,6 +27,9 @@ class LinuxApplication final : public UIApplication {
 public:
     /// How long an application may work on in the background.
     static constexpr std::chrono::seconds kBackgroundTime{180};
+
+    /// Remote notifications that are kept while no delegate is attached; the oldest beyond them are dropped.
+    static constexpr std::size_t kMostKeptNotifications = 64;
 
     using Presenter = std::function<void(const UILocalNotification&)>;
     using Canceller = std::function<void()>;
@@ -72,6 +79,18 @@ public:
         return typesOfHost_ & surroundings_.typesOfUser;
     }
 
+    /// Where push tokens come from. Without one there are none.
+    void setPushTokenSource(std::shared_ptr<PushTokenSource> source) { tokenSource_ = std::move(source); }
+    [[nodiscard]] const std::shared_ptr<PushTokenSource>& pushTokenSource() const { return tokenSource_; }
+
+    // The source's calls.
+
+    /// The token is another one than was answered: all who have asked for one are told, later.
+    void pushTokenHasChanged(const Data& token);
+    /// A remote notification has come: the attached delegates are told, later. While nobody is attached it is
+    /// kept.
+    void receiveRemoteNotification(Dictionary payload);
+
     // The port.
 
     [[nodiscard]] UIApplicationState applicationState() const override { return state_; }
@@ -89,7 +108,7 @@ public:
     void registerUserNotificationSettings(const UIUserNotificationSettings& settings,
                                           std::weak_ptr<UIApplicationDelegate> requester) override;
 
-    /// Both answer with a failure: the system gives no push tokens.
+    /// Both answer with the source's token, or with a failure.
     void registerForRemoteNotificationTypes(std::uint32_t types,
                                             std::weak_ptr<UIApplicationDelegate> requester) override;
     void registerForRemoteNotifications(std::weak_ptr<UIApplicationDelegate> requester) override;
@@ -109,6 +128,9 @@ private:
     void endBackgroundTime();
     void backgroundTimeIsUp();
     void answer(std::weak_ptr<UIApplicationDelegate> requester, Answer answer);
+    void delegateWasAttached() override { scheduleTelling(); }
+    void scheduleTelling();
+    void tellNextNotification();
 
     Surroundings surroundings_;
     UIApplicationState state_ = UIApplicationState::Active;
@@ -124,6 +146,9 @@ private:
     Presenter presenter_;
     Canceller canceller_;
     bool hasLoggedMissingPresenter_ = false;
+    std::shared_ptr<PushTokenSource> tokenSource_;
+    std::vector<std::weak_ptr<UIApplicationDelegate>> tokenRequesters_;
+    std::deque<Dictionary> notifications_;
     /// What is posted holds this weakly.
     std::shared_ptr<LinuxApplication*> life_;
 };

@@ -21,6 +21,7 @@
 #include "XelPushClient/Linux/LinuxDevice.h"
 #include "XelPushClient/Linux/LinuxFolders.h"
 #include "XelPushClient/Linux/LinuxNotificationCenter.h"
+#include "XelPushClient/Linux/LinuxPushTokens.h"
 #include "XelPushClient/Linux/LogindSleepWatch.h"
 #include "XelPushClient/Linux/NetlinkReachability.h"
 #include "XelPushClient/Linux/NetworkState.h"
@@ -141,7 +142,7 @@ std::shared_ptr<LinuxApplication> makeApplication(const Machine& machine, const 
     return {watch, application.get()};
 }
 
-/// The application, and the way of its notifications to the desktop.
+/// The application, the way of its notifications to the desktop, and that of push messages to it.
 void addNotifications(Machine& machine, const LinuxOptions& options) {
     const auto application = makeApplication(machine, options);
     const auto connection = std::make_shared<DBusConnection>(
@@ -164,6 +165,10 @@ void addNotifications(Machine& machine, const LinuxOptions& options) {
         application->setBadgePresenter([badge = LauncherBadge(connection, host.desktopId)](
                                            std::int64_t number) { badge.setCount(number); });
     }
+    application->setPushTokenSource(
+        makePushTokenSource({options.busName.empty() ? busNameOfEnvironment() : options.busName,
+                             host.applicationName, pushDistributorOfEnvironment()},
+                            machine, connection, application));
     machine.application = application;
     machine.notificationCenter = center;
 }
@@ -237,6 +242,10 @@ Result<Home> openLinuxHome(const LinuxOptions& options, const Machine& machine) 
     home.sessionMemory = memory.value();
     home.notificationCenter = std::make_shared<NSNotificationCenter>();
     home.documentsDirectory = documents.value();
+    if (const auto* application = dynamic_cast<LinuxApplication*>(machine.application.get());
+        application != nullptr && application->pushTokenSource() != nullptr) {
+        application->pushTokenSource()->attachStore(home.defaults);
+    }
     return home;
 }
 

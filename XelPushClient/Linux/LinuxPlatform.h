@@ -45,6 +45,12 @@ struct LinuxOptions {
     /// the badge, and the location service is told the program's name.
     std::string desktopId{};
 
+    /// The name that the host owns on the session's bus, such as "org.example.Shop", so that distributors of
+    /// push messages (UnifiedPush) find it and the bus can start it. Nothing else of the host may own it.
+    /// Empty: the one that the environment variable XELPUSH_BUS_NAME gives, if any. Without a valid one there
+    /// are no push tokens.
+    std::string busName{};
+
     /// The bus of the user's session (a D-Bus address). Missing: the one that the environment names; empty:
     /// none, and notifications are not shown.
     std::optional<std::string> sessionBus{};

@@ -38,17 +38,19 @@ struct UIUserNotificationSettings {
 
 class UIApplication;
 
-/// Receives the answers to a request for permission or a push token, on the machine's run loop, never from
-/// inside the request.
+/// Receives the answers to a request for permission or a push token, and the remote notifications. Called on
+/// the machine's run loop, never from inside a request. Each operation does nothing unless it is overridden.
 class UIApplicationDelegate {
 public:
     virtual ~UIApplicationDelegate() = default;
     virtual void applicationDidRegisterUserNotificationSettings(
-        UIApplication& application, const UIUserNotificationSettings& settings) = 0;
-    virtual void applicationDidRegisterForRemoteNotificationsWithDeviceToken(UIApplication& application,
-                                                                             const Data& deviceToken) = 0;
-    virtual void applicationDidFailToRegisterForRemoteNotificationsWithError(UIApplication& application,
-                                                                             const NSError& error) = 0;
+        UIApplication& /*application*/, const UIUserNotificationSettings& /*settings*/) {}
+    virtual void applicationDidRegisterForRemoteNotificationsWithDeviceToken(UIApplication& /*application*/,
+                                                                             const Data& /*deviceToken*/) {}
+    virtual void applicationDidFailToRegisterForRemoteNotificationsWithError(UIApplication& /*application*/,
+                                                                             const NSError& /*error*/) {}
+    virtual void applicationDidReceiveRemoteNotification(UIApplication& /*application*/,
+                                                         const Dictionary& /*payload*/) {}
 };
 
 /// The host application as the operating system sees it: its state, its lifecycle, its badge and its rights.
@@ -59,6 +61,10 @@ class UIApplication : public NSObject {
 public:
     /// Attaches a home's notification centre; it is forgotten by itself when it is gone.
     void attachNotificationCenter(const std::shared_ptr<NSNotificationCenter>& center);
+
+    /// Attaches who is told of remote notifications; it is forgotten by itself when it is gone. A platform
+    /// that gets remote notifications keeps those that come while nobody is attached.
+    void attachDelegate(const std::shared_ptr<UIApplicationDelegate>& delegate);
 
     [[nodiscard]] virtual UIApplicationState applicationState() const = 0;
 
@@ -91,8 +97,17 @@ protected:
     /// Posts a lifecycle notification to every attached centre.
     void postLifecycleNotification(std::string_view name);
 
+    /// Whether a delegate is attached.
+    [[nodiscard]] bool hasDelegate() const;
+    /// Tells every attached delegate of a remote notification.
+    void tellRemoteNotification(const Dictionary& payload);
+
+    /// Called inside `attachDelegate`, when the delegate may not be whole yet.
+    virtual void delegateWasAttached() {}
+
 private:
     std::vector<std::weak_ptr<NSNotificationCenter>> centers_;
+    std::vector<std::weak_ptr<UIApplicationDelegate>> delegates_;
 };
 
 }  // namespace xel

@@ -123,6 +123,14 @@ void FakeApplication::registerForRemoteNotifications(std::weak_ptr<UIApplication
     answerToken(requester);
 }
 
+void FakeApplication::receiveRemoteNotification(Dictionary payload) {
+    runLoop_->post([weak = std::weak_ptr(self_), payload = std::move(payload)] {
+        if (const auto self = weak.lock()) {
+            (*self)->tellRemoteNotification(payload);
+        }
+    });
+}
+
 void FakeApplication::presentLocalNotificationNow(const UILocalNotification& notification) {
     presented_.push_back(notification);
 }

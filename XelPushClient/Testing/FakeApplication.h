@@ -62,6 +62,9 @@ public:
     };
     [[nodiscard]] const std::vector<TokenRequest>& tokenRequests() const { return tokenRequests_; }
 
+    /// A remote notification comes: the attached delegates are told by a block posted to the run loop.
+    void receiveRemoteNotification(Dictionary payload);
+
     // What the user sees.
 
     [[nodiscard]] const std::vector<UILocalNotification>& presentedNotifications() const {

@@ -98,10 +98,28 @@ int BrokerPlugin::checkRead(const mosquitto_evt_acl_check& event, const ClientId
     if (!mayRead(client, event.topic)) {
         return MOSQ_ERR_ACL_DENIED;
     }
-    if (connected_.contains(event.client) && isMessageTopic(settings_.app, event.topic)) {
-        deliveryReports_.reportHandedOver(client, payloadOf(event.payload, event.payloadlen));
+    if (!isMessageTopic(settings_.app, event.topic)) {
+        return MOSQ_ERR_SUCCESS;
+    }
+    const std::string_view message = payloadOf(event.payload, event.payloadlen);
+    if (connected_.contains(event.client)) {
+        deliveryReports_.reportHandedOver(client, message);
+    } else {
+        tellThatItWaits(client, message);
     }
     return MOSQ_ERR_SUCCESS;
+}
+
+// The service sends the device a push message, if it has a token.
+void BrokerPlugin::tellThatItWaits(const ClientIdentity& client, std::string_view message) {
+    const std::string topic = waitingTopic(client.user, client.device);
+    // Published on the loop's next round, as a delivery report is.
+    const int outcome = mosquitto_broker_publish_copy(
+        nullptr, topic.c_str(), static_cast<int>(message.size()), message.data(), 1, false, nullptr);
+    if (outcome != MOSQ_ERR_SUCCESS) {
+        mosquitto_log_printf(MOSQ_LOG_WARNING, "xelpush: the service is not told on %s (error %d)",
+                             topic.c_str(), outcome);
+    }
 }
 
 int BrokerPlugin::takePublication(mosquitto_evt_message& event) {

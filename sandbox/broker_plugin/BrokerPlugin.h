@@ -37,7 +37,8 @@ public:
     /// Refuses a client whose client id is not "{app}/{user}/{device}"; leaves the password to the broker.
     int checkClient(const mosquitto_evt_basic_auth& event);
 
-    /// Applies the access rules; a read of a message by a connected client is a delivery.
+    /// Applies the access rules; a read of a message by a connected client is a delivery, and one by a
+    /// session without a connection is a message that waits.
     int checkAccess(const mosquitto_evt_acl_check& event);
 
     /// Turns a publication on a publish topic into a push message; stores an event or a receipt; lets every
@@ -51,6 +52,7 @@ private:
     [[nodiscard]] bool isService(const mosquitto* client) const;
     [[nodiscard]] std::optional<ClientIdentity> identify(const mosquitto* client) const;
     int checkRead(const mosquitto_evt_acl_check& event, const ClientIdentity& client);
+    static void tellThatItWaits(const ClientIdentity& client, std::string_view message);
     int relay(mosquitto_evt_message& event, const PublishRequest& request);
     int store(const mosquitto_evt_message& event);
 

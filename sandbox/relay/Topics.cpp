@@ -74,6 +74,21 @@ std::optional<EventTopic> parseEventTopic(std::string_view app, std::string_view
     return EventTopic{std::string(names->first), std::string(names->second)};
 }
 
+std::string waitingTopic(std::string_view user, std::string_view device) {
+    std::string topic = "service/waiting/";
+    topic.append(user).append("/").append(device);
+    return topic;
+}
+
+std::optional<WaitingDevice> parseWaitingTopic(std::string_view topic) {
+    const std::vector<std::string_view> segments = splitTopic(topic);
+    if (segments.size() != 4 || segments[0] != "service" || segments[1] != "waiting" ||
+        !isTopicSegment(segments[2]) || !isTopicSegment(segments[3])) {
+        return std::nullopt;
+    }
+    return WaitingDevice{std::string(segments[2]), std::string(segments[3])};
+}
+
 bool isReceiptName(std::string_view eventName) {
     return eventName == "seen" || eventName == "dismiss";
 }

@@ -45,6 +45,19 @@ struct EventTopic {
 /// The parts of `topic`, or nothing when it is no event's.
 std::optional<EventTopic> parseEventTopic(std::string_view app, std::string_view topic);
 
+/// service/waiting/{user}/{device}: where the broker tells the service, and nobody else, of a message that it
+/// has queued for a device without a connection. The payload is the message.
+std::string waitingTopic(std::string_view user, std::string_view device);
+
+/// The device that a message waits for.
+struct WaitingDevice {
+    std::string user;
+    std::string device;
+};
+
+/// The device that waitingTopic named; nothing when `topic` is another.
+std::optional<WaitingDevice> parseWaitingTopic(std::string_view topic);
+
 /// Whether an event of that name says that a message was seen or dismissed.
 bool isReceiptName(std::string_view eventName);
 

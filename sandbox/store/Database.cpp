@@ -88,6 +88,12 @@ Database::Statement& Database::Statement::bindNothing() {
     return *this;
 }
 
+Database::Statement& Database::Statement::bindBytes(std::string_view bytes) {
+    const char* data = bytes.empty() ? "" : bytes.data();
+    check(sqlite3_bind_blob64(statement_.get(), ++bound_, data, bytes.size(), SQLITE_TRANSIENT));
+    return *this;
+}
+
 bool Database::Statement::step() {
     const int outcome = sqlite3_step(statement_.get());
     if (outcome != SQLITE_ROW && outcome != SQLITE_DONE) {

@@ -44,6 +44,8 @@ public:
     Statement& bind(std::string_view text);
     Statement& bind(std::int64_t number);
     Statement& bindNothing();
+    /// Octets, which `text` of a row reads again.
+    Statement& bindBytes(std::string_view bytes);
 
     /// Whether there is a row to read.
     bool step();

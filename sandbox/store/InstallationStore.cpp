@@ -82,6 +82,18 @@ std::optional<Json> InstallationStore::find(const std::string& id) const {
     return std::optional<Json>(readRow(select));
 }
 
+void InstallationStore::forgetPushToken(const std::string& id, const std::string& token) {
+    std::optional<Json> record = find(id);
+    if (!record || record->value("deviceToken", Json()) != token) {
+        return;
+    }
+    record->erase("deviceToken");
+    for (const char* key : {"id", "created", "modified"}) {
+        record->erase(key);
+    }
+    replace(id, *record);
+}
+
 bool InstallationStore::remove(const std::string& id) {
     Statement(database_, "DELETE FROM installations WHERE id = ?").bind(id).run();
     return database_.changedRows() > 0;

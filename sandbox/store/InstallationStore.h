@@ -25,6 +25,9 @@ public:
 
     [[nodiscard]] std::optional<Json> find(const std::string& id) const;
 
+    /// Takes the push token out of the record, unless it has another one by now.
+    void forgetPushToken(const std::string& id, const std::string& token);
+
     /// Whether there was such a record.
     bool remove(const std::string& id);
 

@@ -51,7 +51,8 @@ TEST_F(CommandLineTest, ExplainsWrongUsageAndEndsWithTwo) {
 TEST_F(CommandLineTest, ListsCommandsAndExitCodesInItsHelp) {
     const CommandOutcome outcome = run({"--help"});
     EXPECT_EQ(outcome.exitCode, 0);
-    for (const char* text : {"sandbox", "listen", "send", "event", "Exit codes", "5 cannot connect"}) {
+    for (const char* text :
+         {"sandbox", "distributor", "listen", "send", "event", "Exit codes", "5 cannot connect"}) {
         EXPECT_THAT(outcome.output, HasSubstr(text));
     }
 }
@@ -63,6 +64,17 @@ TEST_F(CommandLineTest, SaysWhenNoLocalServiceRuns) {
         EXPECT_EQ(outcome.exitCode, 5);
         EXPECT_THAT(outcome.errors, HasSubstr("xelpush sandbox"));
     }
+}
+
+TEST_F(CommandLineTest, SaysWhenThereIsNoSessionBus) {
+    const std::string folder = (folder_.path() / "distributor").string();
+    for (const std::vector<std::string>& environment :
+         std::vector<std::vector<std::string>>{{}, {"DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent/bus"}}) {
+        const CommandOutcome outcome = run({"distributor", "--state-folder", folder}, environment);
+        EXPECT_EQ(outcome.exitCode, 5);
+        EXPECT_THAT(outcome.errors, HasSubstr("there is no session bus"));
+    }
+    EXPECT_EQ(run({"distributor", "--port", "65536"}).exitCode, 2);
 }
 
 TEST_F(CommandLineTest, NamesAnEnvironmentVariableThatMakesNoSense) {

@@ -33,6 +33,10 @@ public:
                                                                      const NSError& error) override {
         room_.applicationDidFailToRegisterForRemoteNotificationsWithError(error);
     }
+    void applicationDidReceiveRemoteNotification(UIApplication& application,
+                                                 const Dictionary& payload) override {
+        room_.applicationDidReceiveRemoteNotification(application, payload);
+    }
     void userNotificationCenterWillPresentNotification(
         UNUserNotificationCenter& /*center*/, const UNNotification& notification,
         std::function<void(std::uint32_t)> completion) override {
@@ -49,7 +53,9 @@ private:
 };
 
 PushTokens::PushTokens(Surroundings surroundings)
-    : surroundings_(surroundings), platformDelegate_(std::make_shared<PlatformDelegate>(*this)) {}
+    : surroundings_(surroundings), platformDelegate_(std::make_shared<PlatformDelegate>(*this)) {
+    surroundings_.machine.application->attachDelegate(platformDelegate_);
+}
 
 PushTokens::~PushTokens() = default;
 

@@ -21,6 +21,8 @@ void writeConfiguration(const std::string& folder) {
   <type>session</type>
   <listen>unix:path=)"
         << folder << R"(/bus</listen>
+  <servicedir>)"
+        << folder << R"(/services</servicedir>
   <auth>EXTERNAL</auth>
   <policy context="default">
     <allow send_destination="*" eavesdrop="true"/>
@@ -40,6 +42,7 @@ std::string PrivateBus::whyMissing() {
 }
 
 PrivateBus::PrivateBus() {
+    fs::create_directory(folder_.path() + "/services");
     writeConfiguration(folder_.path());
     start();
 }
@@ -61,6 +64,11 @@ void PrivateBus::start() {
 void PrivateBus::crash() {
     ::kill(daemon_->pid(), SIGKILL);
     stop();
+}
+
+void PrivateBus::addService(const std::string& name, const std::string& command) const {
+    std::ofstream(folder_.path() + "/services/" + name + ".service")
+        << "[D-BUS Service]\nName=" << name << "\nExec=" << command << "\n";
 }
 
 void PrivateBus::stop() {

@@ -8,7 +8,7 @@
 
 namespace xel::test {
 
-/// A message bus of the test's own: anybody may own any name on it, and nothing is started by it.
+/// A message bus of the test's own: anybody may own any name on it, and it starts only what the test says.
 class PrivateBus {
 public:
     /// Throws when the daemon does not come up.
@@ -21,6 +21,9 @@ public:
     [[nodiscard]] static std::string whyMissing();
 
     [[nodiscard]] std::string address() const { return "unix:path=" + folder_.path() + "/bus"; }
+
+    /// From its next start on the bus starts the program when somebody calls the name.
+    void addService(const std::string& name, const std::string& command) const;
 
     void stop();
     /// The daemon is gone without a word to anybody.

@@ -68,5 +68,17 @@ TEST(EnvironmentSettings, NameACAFile) {
     EXPECT_EQ(caFileOfEnvironment(), "/some/ca.pem");
 }
 
+TEST(EnvironmentSettings, NameTheHostAndItsDistributor) {
+    TemporaryEnvironment environment;
+    environment.set("XELPUSH_BUS_NAME", std::nullopt);
+    environment.set("UNIFIEDPUSH_DISTRIBUTOR", std::nullopt);
+    EXPECT_EQ(busNameOfEnvironment(), "");
+    EXPECT_EQ(pushDistributorOfEnvironment(), "");
+    environment.set("XELPUSH_BUS_NAME", "org.example.Shop");
+    environment.set("UNIFIEDPUSH_DISTRIBUTOR", "org.unifiedpush.Distributor.one");
+    EXPECT_EQ(busNameOfEnvironment(), "org.example.Shop");
+    EXPECT_EQ(pushDistributorOfEnvironment(), "org.unifiedpush.Distributor.one");
+}
+
 }  // namespace
 }  // namespace xel

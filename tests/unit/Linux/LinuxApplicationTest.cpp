@@ -1,5 +1,6 @@
 #include <chrono>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,17 +24,35 @@ public:
         grantedTypes.push_back(settings.types);
     }
     void applicationDidRegisterForRemoteNotificationsWithDeviceToken(UIApplication& /*application*/,
-                                                                     const Data& /*deviceToken*/) override {
-        ++tokens;
+                                                                     const Data& deviceToken) override {
+        tokens.push_back(deviceToken);
     }
     void applicationDidFailToRegisterForRemoteNotificationsWithError(UIApplication& /*application*/,
                                                                      const NSError& error) override {
         errors.push_back(error);
     }
+    void applicationDidReceiveRemoteNotification(UIApplication& /*application*/,
+                                                 const Dictionary& payload) override {
+        notifications.push_back(payload);
+        if (isThrowing) {
+            throw std::runtime_error("not now");
+        }
+    }
 
     std::vector<std::uint32_t> grantedTypes;
-    int tokens = 0;
+    std::vector<Data> tokens;
     std::vector<NSError> errors;
+    std::vector<Dictionary> notifications;
+    bool isThrowing = false;
+};
+
+/// Answers when the test says so.
+class HeldTokens : public PushTokenSource {
+public:
+    void requestToken(Answer answer) override { answers.push_back(std::move(answer)); }
+    void attachStore(const std::shared_ptr<NSUserDefaults>& /*store*/) override {}
+
+    std::vector<Answer> answers;
 };
 
 UILocalNotification notificationWith(std::string body, std::int64_t badge = 0) {
@@ -224,7 +243,87 @@ TEST_F(LinuxApplicationTest, HasNoPushTokenToGive) {
     EXPECT_TRUE(delegate->errors.empty());
     runLoop_->runUntilIdle();
     EXPECT_EQ(delegate->errors.size(), 2U);
-    EXPECT_EQ(delegate->tokens, 0);
+    EXPECT_TRUE(delegate->tokens.empty());
+}
+
+TEST_F(LinuxApplicationTest, PassesTheSourcesAnswersOn) {
+    const auto source = std::make_shared<HeldTokens>();
+    application_.setPushTokenSource(source);
+    const auto first = std::make_shared<RecordingDelegate>();
+    const auto second = std::make_shared<RecordingDelegate>();
+    auto gone = std::make_shared<RecordingDelegate>();
+    application_.registerForRemoteNotifications(first);
+    application_.registerForRemoteNotificationTypes(15, second);
+    application_.registerForRemoteNotifications(gone);
+    gone.reset();
+    ASSERT_EQ(source->answers.size(), 3U);
+    source->answers[0](Data{1, 2});
+    source->answers[1](makeError("d", 5, "no"));
+    source->answers[2](Data{3});
+    EXPECT_EQ(first->tokens, std::vector<Data>({{1, 2}}));
+    EXPECT_TRUE(first->errors.empty());
+    EXPECT_TRUE(second->tokens.empty());
+    ASSERT_EQ(second->errors.size(), 1U);
+    EXPECT_EQ(second->errors[0].code, 5);
+}
+
+TEST_F(LinuxApplicationTest, TellsAllWhoHaveAskedOfAChangedToken) {
+    application_.setPushTokenSource(std::make_shared<HeldTokens>());
+    const auto first = std::make_shared<RecordingDelegate>();
+    const auto second = std::make_shared<RecordingDelegate>();
+    const auto other = std::make_shared<RecordingDelegate>();
+    application_.registerForRemoteNotifications(first);
+    application_.registerForRemoteNotifications(second);
+    application_.registerForRemoteNotifications(first);
+    application_.attachDelegate(other);
+    application_.pushTokenHasChanged({7});
+    EXPECT_TRUE(first->tokens.empty()) << "never from inside";
+    runLoop_->runUntilIdle();
+    EXPECT_EQ(first->tokens, std::vector<Data>({{7}})) << "once";
+    EXPECT_EQ(second->tokens, std::vector<Data>({{7}}));
+    EXPECT_TRUE(other->tokens.empty()) << "it has not asked";
+}
+
+TEST_F(LinuxApplicationTest, KeepsRemoteNotificationsUntilSomebodyTakesThem) {
+    application_.receiveRemoteNotification({{"id", "m1"}});
+    application_.receiveRemoteNotification({{"id", "m2"}});
+    runLoop_->runUntilIdle();
+    const auto delegate = std::make_shared<RecordingDelegate>();
+    application_.attachDelegate(delegate);
+    EXPECT_TRUE(delegate->notifications.empty()) << "it may not be whole yet";
+    runLoop_->runUntilIdle();
+    const std::vector<Dictionary> both{{{"id", "m1"}}, {{"id", "m2"}}};
+    EXPECT_EQ(delegate->notifications, both);
+    application_.attachDelegate(delegate);
+    runLoop_->runUntilIdle();
+    EXPECT_EQ(delegate->notifications, both) << "each once";
+    application_.receiveRemoteNotification({{"id", "m3"}});
+    runLoop_->runUntilIdle();
+    EXPECT_EQ(delegate->notifications.size(), 3U);
+}
+
+TEST_F(LinuxApplicationTest, KeepsTheNewestRemoteNotifications) {
+    for (std::int64_t number = 1; number <= 66; ++number) {
+        application_.receiveRemoteNotification({{"number", number}});
+    }
+    EXPECT_EQ(log_->lines().size(), 2U);
+    const auto delegate = std::make_shared<RecordingDelegate>();
+    application_.attachDelegate(delegate);
+    runLoop_->runUntilIdle();
+    ASSERT_EQ(delegate->notifications.size(), 64U);
+    EXPECT_EQ(*delegate->notifications.front().find("number"), Value(3));
+}
+
+TEST_F(LinuxApplicationTest, LosesNoRemoteNotificationToADelegateThatThrows) {
+    const auto delegate = std::make_shared<RecordingDelegate>();
+    application_.attachDelegate(delegate);
+    delegate->isThrowing = true;
+    application_.receiveRemoteNotification({{"id", "m1"}});
+    application_.receiveRemoteNotification({{"id", "m2"}});
+    EXPECT_THROW(runLoop_->runUntilIdle(), std::runtime_error);
+    delegate->isThrowing = false;
+    runLoop_->runUntilIdle();
+    EXPECT_EQ(delegate->notifications, (std::vector<Dictionary>{{{"id", "m1"}}, {{"id", "m2"}}}));
 }
 
 TEST_F(LinuxApplicationTest, AnswersNobodyWhoIsGone) {

@@ -2,6 +2,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -126,6 +127,35 @@ TEST_F(LinuxPlatformTest, KeepsHomesOfDifferentNamesApart) {
     EXPECT_TRUE(std::filesystem::is_directory(folder_ / "xdg-state/xelpush/one"));
     one.value().defaults->setObject("key", 1);
     EXPECT_FALSE(two.value().defaults->objectForKey("key").has_value());
+}
+
+class TokenSeeker : public UIApplicationDelegate {
+public:
+    void applicationDidFailToRegisterForRemoteNotificationsWithError(UIApplication& /*application*/,
+                                                                     const NSError& error) override {
+        errors.push_back(error.localizedDescription());
+    }
+    std::vector<std::string> errors;
+};
+
+TEST_F(LinuxPlatformTest, HasNoPushTokenForAHostThatTheBusDoesNotKnow) {
+    TemporaryEnvironment environment;
+    environment.set("XELPUSH_BUS_NAME", std::nullopt);
+    for (const std::string name : {"", "Shop", "org.example.7th"}) {
+        log_->clear();
+        options_.busName = name;
+        const Machine machine = makeLinuxMachine(options_);
+        const auto seeker = std::make_shared<TokenSeeker>();
+        machine.application->registerForRemoteNotifications(seeker);
+        machine.application->registerForRemoteNotifications(seeker);
+        machine.runLoop->post([&] { machine.runLoop->stop(); });
+        EXPECT_TRUE(seeker->errors.empty()) << "never from inside";
+        machine.runLoop->run();
+        ASSERT_EQ(seeker->errors.size(), 2U) << name;
+        EXPECT_NE(seeker->errors[0].find("name"), std::string::npos) << seeker->errors[0];
+        EXPECT_NE(seeker->errors[0].find(name), std::string::npos) << seeker->errors[0];
+        EXPECT_EQ(log_->lines().size(), 1U) << "said once";
+    }
 }
 
 }  // namespace

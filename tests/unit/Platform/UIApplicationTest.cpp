@@ -1,3 +1,8 @@
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
 #include <gtest/gtest.h>
 
 #include "XelPushClient/Platform/UIApplication.h"
@@ -6,6 +11,18 @@
 
 namespace xel {
 namespace {
+
+class Listener : public UIApplicationDelegate {
+public:
+    explicit Listener(std::function<void(const Dictionary&)> heard) : heard_(std::move(heard)) {}
+    void applicationDidReceiveRemoteNotification(UIApplication& /*application*/,
+                                                 const Dictionary& payload) override {
+        heard_(payload);
+    }
+
+private:
+    std::function<void(const Dictionary&)> heard_;
+};
 
 class UIApplicationTest : public ::testing::Test {
 protected:
@@ -20,8 +37,21 @@ protected:
         return center;
     }
 
+    std::shared_ptr<Listener> attachedDelegate(const std::string& name) {
+        auto delegate = std::make_shared<Listener>([this, name](const Dictionary& payload) {
+            heard_.push_back(name + " " + *payload.find("id")->asString());
+        });
+        application_.attachDelegate(delegate);
+        return delegate;
+    }
+    void receive(const std::string& id) {
+        application_.receiveRemoteNotification(Dictionary{{"id", id}});
+        runLoop_->runUntilIdle();
+    }
+
     using Heard = std::vector<std::string>;
-    FakeApplication application_{std::make_shared<FakeRunLoop>()};
+    std::shared_ptr<FakeRunLoop> runLoop_ = std::make_shared<FakeRunLoop>();
+    FakeApplication application_{runLoop_};
     Heard heard_;
 };
 
@@ -54,6 +84,30 @@ TEST_F(UIApplicationTest, LetsAnObserverAttachAnotherCentre) {
                         [&](const NSNotification&) { added = attachedCenter("new"); });
     application_.didEnterBackground();
     EXPECT_EQ(heard_, (Heard{"old"}));
+}
+
+TEST_F(UIApplicationTest, TellsEveryAttachedDelegateOfARemoteNotificationOnce) {
+    const auto first = attachedDelegate("first");
+    auto gone = attachedDelegate("gone");
+    const auto second = attachedDelegate("second");
+    application_.attachDelegate(second);
+    gone.reset();
+    receive("m1");
+    EXPECT_EQ(heard_, (Heard{"first m1", "second m1"}));
+}
+
+TEST_F(UIApplicationTest, LetsADelegateAttachAnother) {
+    std::shared_ptr<Listener> added;
+    const auto old = std::make_shared<Listener>([&](const Dictionary&) {
+        if (added == nullptr) {
+            added = attachedDelegate("new");
+        }
+    });
+    application_.attachDelegate(old);
+    receive("m1");
+    EXPECT_EQ(heard_, Heard{});
+    receive("m2");
+    EXPECT_EQ(heard_, (Heard{"new m2"}));
 }
 
 }  // namespace

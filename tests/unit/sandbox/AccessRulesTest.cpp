@@ -2,6 +2,7 @@
 
 #include "sandbox/relay/AccessRules.h"
 #include "sandbox/relay/ClientIdentity.h"
+#include "sandbox/relay/Topics.h"
 
 namespace xel::sandbox {
 namespace {
@@ -41,6 +42,8 @@ TEST(AccessRules, AllowsReadingOfOwnPublicAndEventTopicsOnly) {
         {"app/+/event/login/+", false},
         {"app/+/user/alice01/news", false},
         {"+/shop/user/alice01/news", false},
+        {"service/waiting/alice01/D1", false},
+        {"service/waiting/#", false},
         {"#", false},
         {"", false},
         {"$SYS/#", false},
@@ -72,6 +75,7 @@ TEST(AccessRules, AllowsPublishingOfMessagesOwnEventsAndReceiptsOnly) {
         {"app/shop/delivery/alice01/m1", false},
         {"app/other/publish/bob01/news", false},
         {"app/other/event/login/D1", false},
+        {"service/waiting/alice01/D1", false},
         {"relay/shop", false},
         {"", false},
     };
@@ -91,6 +95,18 @@ TEST(ClientIdentity, TakesExactlyThreeNames) {
          {"", "shop", "shop/alice01", "shop//D1", "/alice01/D1", "shop/alice01/", "shop/alice01/D1/more",
           "shop/+/D1", "shop/alice01/#", "shop/al#ce/D1", "shop/a\n/D1"}) {
         EXPECT_FALSE(parseClientId(bad)) << bad;
+    }
+}
+
+TEST(WaitingTopic, NamesUserAndDevice) {
+    const auto device = parseWaitingTopic(waitingTopic("alice01", "D1"));
+    ASSERT_TRUE(device);
+    EXPECT_EQ(device->user, "alice01");
+    EXPECT_EQ(device->device, "D1");
+    for (const char* other : {"", "service/waiting", "service/waiting/alice01", "service/waiting//D1",
+                              "service/waiting/alice01/D1/more", "service/other/alice01/D1",
+                              "app/shop/event/D1", "app/waiting/alice01/D1"}) {
+        EXPECT_FALSE(parseWaitingTopic(other)) << other;
     }
 }
 

@@ -121,6 +121,13 @@ TEST_F(PushTokensTest, LogRemoteNotificationsAndAlwaysCompleteWithNewData) {
     EXPECT_THAT(takeHeard(), IsEmpty()) << "it is not fed into the message pipeline";
 }
 
+TEST_F(PushTokensTest, HearOfRemoteNotificationsFromTheSystem) {
+    switchLogOn();
+    machine_.application->receiveRemoteNotification(Dictionary{{"id", "m1"}});
+    machine_.runUntilIdle();
+    EXPECT_THAT(takeLog(), ElementsAre(R"(Received Remote Notification: {"id":"m1"})"));
+}
+
 TEST_F(PushTokensTest, LogLocalNotificationsByTheApplicationsState) {
     switchLogOn();
     UILocalNotification notification;

@@ -1,0 +1,73 @@
+#include "XelPushClient/Linux/LinuxPushTokens.h"
+
+#include <utility>
+
+#include "XelPushClient/Linux/DBusUnifiedPush.h"
+#include "XelPushClient/Linux/LinuxApplication.h"
+#include "XelPushClient/Linux/UnifiedPushConnector.h"
+#include "XelPushClient/Linux/UnifiedPushRules.h"
+
+namespace xel {
+
+namespace {
+
+/// For a host that the session's bus does not know.
+class NoPushTokens final : public PushTokenSource {
+public:
+    NoPushTokens(std::shared_ptr<NSRunLoop> runLoop, std::shared_ptr<LogSink> logSink, std::string reason)
+        : runLoop_(std::move(runLoop)), logSink_(std::move(logSink)), reason_(std::move(reason)) {}
+
+    void requestToken(Answer answer) override {
+        if (!std::exchange(hasLogged_, true)) {
+            logSink_->write(reason_);
+        }
+        runLoop_->post([answer = std::move(answer), reason = reason_] {
+            answer(makeUnifiedPushError(UnifiedPushErrorCode::NoBusName, reason));
+        });
+    }
+    void attachStore(const std::shared_ptr<NSUserDefaults>& /*store*/) override {}
+
+private:
+    const std::shared_ptr<NSRunLoop> runLoop_;
+    const std::shared_ptr<LogSink> logSink_;
+    const std::string reason_;
+    bool hasLogged_ = false;
+};
+
+std::string whyWithoutName(const std::string& busName) {
+    return busName.empty() ? "There is no push token: the host has no name on the session's bus"
+                           : "There is no push token: '" + busName + "' is no name for the session's bus";
+}
+
+}  // namespace
+
+std::shared_ptr<PushTokenSource> makePushTokenSource(const PushTokenSettings& settings,
+                                                     const Machine& machine,
+                                                     const std::shared_ptr<DBusConnection>& connection,
+                                                     const std::weak_ptr<LinuxApplication>& application) {
+    if (!isBusName(settings.busName)) {
+        return std::make_shared<NoPushTokens>(machine.runLoop, machine.logSink,
+                                              whyWithoutName(settings.busName));
+    }
+    UnifiedPushConnector::Events events;
+    events.tokenHasChanged = [application](const Data& token) {
+        if (const auto target = application.lock()) {
+            target->pushTokenHasChanged(token);
+        }
+    };
+    events.notificationHasCome = [application](Dictionary payload) {
+        if (const auto target = application.lock()) {
+            target->receiveRemoteNotification(std::move(payload));
+        }
+    };
+    return std::make_shared<UnifiedPushConnector>(
+        UnifiedPushConnector::Surroundings{
+            machine.runLoop, machine.logSink, machine.json,
+            std::make_shared<DBusUnifiedPush>(
+                machine.runLoop, machine.logSink, connection,
+                DBusUnifiedPush::Host{settings.busName, settings.applicationName}),
+            settings.distributor},
+        std::move(events));
+}
+
+}  // namespace xel

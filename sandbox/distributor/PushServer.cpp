@@ -1,0 +1,200 @@
+#include "sandbox/distributor/PushServer.h"
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/core/tcp_stream.hpp>
+#include <boost/beast/http.hpp>
+
+#include "sandbox/Ports.h"
+#include "sandbox/ProgressLog.h"
+#include "sandbox/SandboxError.h"
+#include "sandbox/push/WebPushEncryption.h"
+
+namespace xel::sandbox {
+
+namespace asio = boost::asio;
+namespace beast = boost::beast;
+namespace http = boost::beast::http;
+using asio::ip::tcp;
+using boost::system::error_code;
+
+namespace {
+
+constexpr std::chrono::seconds kPatience{30};
+constexpr std::uint32_t kLargestHeader = 8 * 1024;
+constexpr std::size_t kLargestDrain = 1024 * 1024;
+constexpr std::size_t kDrainPiece = 64 * 1024;
+constexpr const char* kPurpose = "push endpoints (HTTP)";
+
+// One connection: a request, its answer, the end. Owns itself by its pending operations.
+class Session : public std::enable_shared_from_this<Session> {
+public:
+    Session(tcp::socket socket, PushServer::Handler handler)
+        : stream_(std::move(socket)), handler_(std::move(handler)) {
+        parser_.body_limit(kLargestPushBody);
+        parser_.header_limit(kLargestHeader);
+    }
+
+    void start() {
+        stream_.expires_after(kPatience);
+        http::async_read(stream_, buffer_, parser_,
+                         [self = shared_from_this()](error_code error, std::size_t) { self->answer(error); });
+    }
+
+private:
+    void answer(error_code error) {
+        if (error == http::error::body_limit) {
+            write(makeTooLargeResponse());
+        } else if (error && !parser_.is_header_done()) {
+            // Malformed, or gone: a write to who is gone fails, and nothing comes of it.
+            write({400, "not an HTTP request\n"});
+        } else if (!error) {
+            write(handler_(takeRequest()));
+        }
+    }
+
+    PushRequest takeRequest() {
+        http::request<http::string_body> message = parser_.release();
+        PushRequest request;
+        request.method = std::string(message.method_string());
+        request.target = std::string(message.target());
+        if (const auto header = message.find("TTL"); header != message.end()) {
+            request.timeToLive = std::string(header->value());
+        }
+        request.body = std::move(message.body());
+        return request;
+    }
+
+    void write(const PushResponse& response) {
+        response_.result(response.status);
+        response_.set(http::field::content_type, response.status == 200 ? "application/json" : "text/plain");
+        if (response.timeToLive) {
+            response_.set("TTL", std::to_string(response.timeToLive->count()));
+        }
+        if (!response.allow.empty()) {
+            response_.set(http::field::allow, response.allow);
+        }
+        response_.body() = response.body;
+        response_.keep_alive(false);
+        response_.prepare_payload();
+        stream_.expires_after(kPatience);
+        http::async_write(stream_, response_, [self = shared_from_this()](error_code error, std::size_t) {
+            if (!error) {
+                error_code ignored;
+                self->stream_.socket().shutdown(tcp::socket::shutdown_send, ignored);
+                self->drain(kLargestDrain);
+            }
+        });
+    }
+
+    // The client may still be sending what is refused: a close now would be a reset, and lose the answer.
+    void drain(std::size_t rest) {
+        buffer_.clear();
+        stream_.async_read_some(buffer_.prepare(kDrainPiece),
+                                [self = shared_from_this(), rest](error_code error, std::size_t count) {
+                                    if (!error && count < rest) {
+                                        self->drain(rest - count);
+                                    }
+                                });
+    }
+
+    beast::tcp_stream stream_;
+    PushServer::Handler handler_;
+    beast::flat_buffer buffer_;
+    http::request_parser<http::string_body> parser_;
+    http::response<http::string_body> response_;
+};
+
+}  // namespace
+
+class PushServer::Listener : public std::enable_shared_from_this<Listener> {
+public:
+    Listener(asio::io_context& loop, ProgressLog& log, Handler handler)
+        : log_(log), acceptor_(loop), retry_(loop), handler_(std::move(handler)) {}
+
+    void listen(std::uint16_t port) {
+        const tcp::endpoint endpoint(asio::ip::address_v4::loopback(), port);
+        error_code error;
+        acceptor_.open(endpoint.protocol(), error);
+        if (!error) {
+            acceptor_.set_option(asio::socket_base::reuse_address(true), error);
+        }
+        if (!error) {
+            acceptor_.bind(endpoint, error);
+        }
+        if (!error) {
+            acceptor_.listen(asio::socket_base::max_listen_connections, error);
+        }
+        if (error == asio::error::address_in_use) {
+            throw PortTakenError(portTakenText(endpoint.address().to_string(), port, kPurpose));
+        }
+        if (error) {
+            throw SandboxError("cannot listen on port " + std::to_string(port) + " for " + kPurpose + ": " +
+                               error.message());
+        }
+        accept();
+    }
+
+    [[nodiscard]] std::uint16_t port() const { return acceptor_.local_endpoint().port(); }
+
+    void close() {
+        isClosed_ = true;
+        error_code ignored;
+        acceptor_.close(ignored);
+        retry_.cancel();
+    }
+
+private:
+    void accept() {
+        acceptor_.async_accept([self = shared_from_this()](error_code error, tcp::socket socket) {
+            if (self->isClosed_) {
+                return;
+            }
+            if (error) {
+                self->acceptLater(error);
+                return;
+            }
+            std::make_shared<Session>(std::move(socket), self->handler_)->start();
+            self->accept();
+        });
+    }
+
+    // Out of descriptors, most likely: trying again at once would only spin.
+    void acceptLater(error_code error) {
+        log_.write("no connection can be taken: " + error.message());
+        retry_.expires_after(std::chrono::seconds(1));
+        retry_.async_wait([self = shared_from_this()](error_code waitError) {
+            if (!waitError && !self->isClosed_) {
+                self->accept();
+            }
+        });
+    }
+
+    ProgressLog& log_;
+    tcp::acceptor acceptor_;
+    asio::steady_timer retry_;
+    Handler handler_;
+    bool isClosed_{false};
+};
+
+PushServer::PushServer(asio::io_context& loop, ProgressLog& log, std::uint16_t port, Handler handler)
+    : listener_(std::make_shared<Listener>(loop, log, std::move(handler))) {
+    listener_->listen(port);
+}
+
+PushServer::~PushServer() {
+    listener_->close();
+}
+
+std::uint16_t PushServer::port() const {
+    return listener_->port();
+}
+
+}  // namespace xel::sandbox

@@ -1,0 +1,75 @@
+#include "sandbox/push/PushToken.h"
+
+#include <cstddef>
+
+#include "XelPushClient/Foundation/Base64URL.h"
+#include "sandbox/relay/Json.h"
+
+namespace xel::sandbox {
+namespace {
+
+constexpr std::size_t kPublicKeyLength = 65;
+constexpr std::size_t kAuthSecretLength = 16;
+constexpr char kUncompressed = 0x04;  // what an uncompressed point begins with
+
+std::optional<unsigned> digitOf(char c) {
+    if (c >= '0' && c <= '9') {
+        return static_cast<unsigned>(c - '0');
+    }
+    if (c >= 'a' && c <= 'f') {
+        return static_cast<unsigned>(c - 'a') + 10U;
+    }
+    if (c >= 'A' && c <= 'F') {
+        return static_cast<unsigned>(c - 'A') + 10U;
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> decodeHexadecimal(std::string_view digits) {
+    if (digits.size() % 2 != 0) {
+        return std::nullopt;
+    }
+    std::string bytes;
+    for (std::size_t i = 0; i < digits.size(); i += 2) {
+        const std::optional<unsigned> high = digitOf(digits[i]);
+        const std::optional<unsigned> low = digitOf(digits[i + 1]);
+        if (!high || !low) {
+            return std::nullopt;
+        }
+        bytes += static_cast<char>(*high * 16U + *low);
+    }
+    return bytes;
+}
+
+// The bytes that a member of the token spells; empty when there are not so many of them.
+std::string bytesOf(const Json& token, const char* key, std::size_t length) {
+    const auto found = token.find(key);
+    if (found == token.end() || !found->is_string()) {
+        return {};
+    }
+    const auto bytes = octetsOfBase64URL(found->get<std::string>());
+    return bytes && bytes->size() == length ? std::string(bytes->begin(), bytes->end()) : std::string();
+}
+
+}  // namespace
+
+std::optional<PushToken> parsePushToken(std::string_view hexadecimal) {
+    const std::optional<std::string> text = decodeHexadecimal(hexadecimal);
+    const std::optional<Json> object = text ? parseJsonObject(*text) : std::nullopt;
+    if (!object) {
+        return std::nullopt;
+    }
+    PushToken token;
+    token.receiver.publicKey = bytesOf(*object, "publicKey", kPublicKeyLength);
+    token.receiver.authSecret = bytesOf(*object, "auth", kAuthSecretLength);
+    if (const auto endpoint = object->find("endpoint"); endpoint != object->end() && endpoint->is_string()) {
+        token.endpoint = endpoint->get<std::string>();
+    }
+    if (token.endpoint.empty() || token.receiver.authSecret.empty() ||
+        !token.receiver.publicKey.starts_with(kUncompressed)) {
+        return std::nullopt;
+    }
+    return token;
+}
+
+}  // namespace xel::sandbox
