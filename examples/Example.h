@@ -2,10 +2,13 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
@@ -25,12 +28,14 @@ inline std::optional<std::string> setting(const char* name) {
     return value == nullptr ? std::nullopt : std::optional<std::string>(value);
 }
 
-/// Hands the credentials over and registers the user, which connects.
-inline bool registerWithService(xel::PushClientManager& push, const std::string& user,
+/// Hands the credentials over and registers the user, which connects. Throws when they are refused at once.
+inline void registerWithService(xel::PushClientManager& push, const std::string& user,
                                 const std::vector<std::string>& channels) {
-    return push.registerApplication(setting("XELPUSH_APP_ID"), setting("XELPUSH_API_KEY"),
-                                    setting("XELPUSH_BROKER_USER"), setting("XELPUSH_BROKER_PASSWORD")) &&
-           push.registerUser(user, channels);
+    if (!push.registerApplication(setting("XELPUSH_APP_ID"), setting("XELPUSH_API_KEY"),
+                                  setting("XELPUSH_BROKER_USER"), setting("XELPUSH_BROKER_PASSWORD")) ||
+        !push.registerUser(user, channels)) {
+        throw std::runtime_error(push.failureError()->localizedDescription());
+    }
 }
 
 /// Opens the home of that name; throws with the reason when it cannot be had, such as one that another
@@ -53,6 +58,30 @@ inline void runUntilSignal(boost::asio::io_context& context, const xel::Machine&
     xel::linuxApplicationOf(machine).willTerminate();
     context.restart();
     context.run_for(std::chrono::milliseconds(500));
+}
+
+/// The frame of a sample's main function: wrong usage is 2, a failure, which is printed, 1.
+template <class Body>
+int run(bool isUsageRight, const std::string& usage, Body body) {
+    if (!isUsageRight) {
+        std::fprintf(stderr, "usage: %s\n", usage.c_str());
+        return 2;
+    }
+    try {
+        xel::PushClientManager::setDevelopment(true);
+        body();
+        return 0;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        return 1;
+    }
+}
+
+/// Prints the connection's state whenever it changes.
+inline void tellStates(xel::PushClientManager& push, const std::string& name = {}) {
+    push.setServerConnectionStateHandler([&push, name] {
+        std::fprintf(stderr, "%s[%s]\n", name.c_str(), std::string(push.connectionStateString()).c_str());
+    });
 }
 
 }  // namespace example

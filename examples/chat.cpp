@@ -4,7 +4,6 @@
 //   chat USER ROOM
 
 #include <cstdio>
-#include <exception>
 #include <istream>
 
 #include <boost/asio/posix/stream_descriptor.hpp>
@@ -64,11 +63,8 @@ void chat(const std::string& user, const std::string& room) {
             std::fflush(stdout);
         }
     });
-    push.setServerConnectionStateHandler(
-        [&] { std::fprintf(stderr, "[%s]\n", std::string(push.connectionStateString()).c_str()); });
-    if (!example::registerWithService(push, user, {room})) {
-        throw std::runtime_error(push.failureError()->localizedDescription());
-    }
+    example::tellStates(push);
+    example::registerWithService(push, user, {room});
     const Keyboard keyboard(context, push, room);
     example::runUntilSignal(context, machine);
 }
@@ -76,16 +72,5 @@ void chat(const std::string& user, const std::string& room) {
 }  // namespace
 
 int main(int count, char** arguments) {
-    if (count != 3) {
-        std::fprintf(stderr, "usage: %s USER ROOM\n", arguments[0]);
-        return 2;
-    }
-    try {
-        xel::PushClientManager::setDevelopment(true);
-        chat(arguments[1], arguments[2]);
-        return 0;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s\n", error.what());
-        return 1;
-    }
+    return example::run(count == 3, "chat USER ROOM", [&] { chat(arguments[1], arguments[2]); });
 }

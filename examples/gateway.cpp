@@ -4,7 +4,6 @@
 //   gateway CHANNEL [COUNT]      a hundred unless said otherwise
 
 #include <cstdio>
-#include <exception>
 #include <vector>
 
 #include "examples/Example.h"
@@ -24,16 +23,11 @@ public:
             std::fflush(stdout);
         });
         // Here a gateway hands what is for the device on; its log shows one line for each.
-        push_.setServerConnectionStateHandler([this] {
-            std::fprintf(stderr, "%s [%s]\n", name_.c_str(),
-                         std::string(push_.connectionStateString()).c_str());
-        });
+        example::tellStates(push_, name_ + " ");
     }
 
     void start(const std::string& channel) {
-        if (!example::registerWithService(push_, name_, {channel, "private/" + channel})) {
-            throw std::runtime_error(push_.failureError()->localizedDescription());
-        }
+        example::registerWithService(push_, name_, {channel, "private/" + channel});
     }
 
 private:
@@ -58,16 +52,7 @@ void runGateway(const std::string& channel, int count) {
 
 int main(int count, char** arguments) {
     const int devices = count == 3 ? std::atoi(arguments[2]) : 100;
-    if (count < 2 || count > 3 || devices < 1 || devices > kMostDevices) {
-        std::fprintf(stderr, "usage: %s CHANNEL [COUNT], at most %d\n", arguments[0], kMostDevices);
-        return 2;
-    }
-    try {
-        xel::PushClientManager::setDevelopment(true);
-        runGateway(arguments[1], devices);
-        return 0;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s\n", error.what());
-        return 1;
-    }
+    return example::run((count == 2 || count == 3) && devices >= 1 && devices <= kMostDevices,
+                        "gateway CHANNEL [COUNT], at most " + std::to_string(kMostDevices),
+                        [&] { runGateway(arguments[1], devices); });
 }

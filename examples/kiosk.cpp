@@ -9,7 +9,6 @@
 //     "category": "lunch", "actions": [{"title": "Yes", "id": "yes"}, {"title": "No", "id": "no"}]}'
 
 #include <cstdio>
-#include <exception>
 
 #include "examples/Example.h"
 
@@ -43,28 +42,14 @@ void runKiosk(const std::string& name, const std::string& channel) {
 
     const auto visitors = std::make_shared<Visitors>(push);
     push.addDelegate(visitors);
-    push.setServerConnectionStateHandler(
-        [&] { std::fprintf(stderr, "[%s]\n", std::string(push.connectionStateString()).c_str()); });
+    example::tellStates(push);
     push.registerForAPNsToken();  // also: may notifications be shown?
-    if (!example::registerWithService(push, name, {channel})) {
-        throw std::runtime_error(push.failureError()->localizedDescription());
-    }
+    example::registerWithService(push, name, {channel});
     example::runUntilSignal(context, machine);
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
-    if (count != 3) {
-        std::fprintf(stderr, "usage: %s NAME CHANNEL\n", arguments[0]);
-        return 2;
-    }
-    try {
-        xel::PushClientManager::setDevelopment(true);
-        runKiosk(arguments[1], arguments[2]);
-        return 0;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s\n", error.what());
-        return 1;
-    }
+    return example::run(count == 3, "kiosk NAME CHANNEL", [&] { runKiosk(arguments[1], arguments[2]); });
 }

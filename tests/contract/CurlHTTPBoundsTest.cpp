@@ -1,12 +1,10 @@
-#include <array>
 #include <chrono>
-#include <cstdio>
-#include <memory>
 #include <string>
 #include <thread>
 
 #include <gtest/gtest.h>
 
+#include "tests/contract/CompressedZeros.h"
 #include "tests/contract/CurlTransportFixture.h"
 #include "tests/contract/LocalHTTPServer.h"
 
@@ -34,32 +32,18 @@ TEST_F(CurlHTTPTransportTest, CutsAnAnswerWithoutAnAnnouncedLength) {
     expectFailure(get(server.url() + "/endless"), NSURLErrorCode::DataLengthExceedsMaximum);
 }
 
-/// That many zeros in gzip's format, a thousandth of their size.
-std::string compressedZeros(const std::string& count) {
-    const auto close = [](FILE* pipe) { return ::pclose(pipe); };
-    const std::unique_ptr<FILE, decltype(close)> pipe(
-        ::popen(("head -c " + count + " /dev/zero | gzip -c").c_str(), "r"), close);
-    std::string out;
-    std::array<char, 65536> piece{};
-    for (std::size_t size = 1; size > 0;) {
-        size = std::fread(piece.data(), 1, piece.size(), pipe.get());
-        out.append(piece.data(), size);
-    }
-    return out;
-}
-
 TEST_F(CurlHTTPTransportTest, CutsACompressedAnswerByItsDecodedSize) {
     constexpr std::size_t kLargest = 4UL * 1024 * 1024;
     std::string answer;
     LocalHTTPServer server([&](const auto&, HTTPExchange& exchange) {
         return exchange.answer(200, answer, {{"Content-Encoding", "gzip"}});
     });
-    answer = compressedZeros(std::to_string(kLargest));
+    answer = compressedZeros(kLargest);
     const Outcome whole = get(server.url() + "/whole");
     expectStatus(whole, 200);
     EXPECT_EQ(whole->value().body.size(), kLargest);
     for (const std::size_t size : {kLargest + 1, 8 * kLargest}) {
-        answer = compressedZeros(std::to_string(size));
+        answer = compressedZeros(size);
         ASSERT_LT(answer.size(), kLargest / 10) << "what travels is small";
         expectFailure(get(server.url() + "/bomb"), NSURLErrorCode::DataLengthExceedsMaximum);
     }

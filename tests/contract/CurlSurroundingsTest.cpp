@@ -15,6 +15,7 @@
 #include "XelPushClient/Linux/AsioRunLoop.h"
 #include "XelPushClient/Linux/CurlHTTPTransport.h"
 #include "XelPushClient/Linux/CurlURLSession.h"
+#include "tests/contract/CompressedZeros.h"
 #include "tests/contract/DrivenLoop.h"
 #include "tests/contract/FileContents.h"
 #include "tests/contract/LocalHTTPServer.h"
@@ -176,13 +177,6 @@ TEST_F(CurlSurroundingsTest, ADownloadTellsTheNextHostNothingOfTheFirst) {
 
 // Bounds of downloads
 
-/// That many zeros in gzip's format, a thousandth of their size.
-std::string compressedZeros(const std::string& file, std::size_t count) {
-    const std::string command = "head -c " + std::to_string(count) + " /dev/zero | gzip >" + file;
-    EXPECT_EQ(std::system(command.c_str()), 0);
-    return contentsOf(file).value_or("");
-}
-
 TEST_F(CurlSurroundingsTest, CutsACompressedDownloadByItsDecodedSize) {
     auto options = downloadOptions();
     options.largestAnswer = 1024UL * 1024;
@@ -190,10 +184,10 @@ TEST_F(CurlSurroundingsTest, CutsACompressedDownloadByItsDecodedSize) {
     const LocalHTTPServer server([&](const ReceivedRequest&, HTTPExchange& exchange) {
         return exchange.answer(200, answer, {{"Content-Encoding", "gzip"}});
     });
-    answer = compressedZeros(folder_.path() + "/whole", options.largestAnswer);
+    answer = compressedZeros(options.largestAnswer);
     EXPECT_EQ(download(server.url(), options), 0);
     EXPECT_EQ(downloaded_.size(), options.largestAnswer);
-    answer = compressedZeros(folder_.path() + "/bomb", 16 * options.largestAnswer);
+    answer = compressedZeros(16 * options.largestAnswer);
     ASSERT_LT(answer.size(), options.largestAnswer / 10) << "what travels is small";
     EXPECT_EQ(download(server.url(), options), codeOf(NSURLErrorCode::DataLengthExceedsMaximum));
     EXPECT_TRUE(std::filesystem::is_empty(folder_.path() + "/media"));

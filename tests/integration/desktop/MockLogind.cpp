@@ -36,19 +36,10 @@ MockLogind::MockLogind(const std::string& busAddress, std::chrono::microseconds 
     object_->registerSignal(kManager, "PrepareForSleep", "b");
     object_->finishRegistration();
     connection_->requestName(kName);
-    thread_ = std::thread([this] {
-        try {
-            connection_->enterEventLoop();
-        } catch (const sdbus::Error&) {
-            return;  // the bus has gone, as a test may want it
-        }
-    });
+    loop_.begin(*connection_);
 }
 
-MockLogind::~MockLogind() {
-    connection_->leaveEventLoop();
-    thread_.join();
-}
+MockLogind::~MockLogind() = default;
 
 void MockLogind::takeInhibit(sdbus::MethodCall& call) {
     ReceivedInhibit inhibit;

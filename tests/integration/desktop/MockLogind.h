@@ -5,12 +5,12 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <sdbus-c++/sdbus-c++.h>
 
 #include "XelPushClient/Linux/StoreFolder.h"
+#include "tests/integration/desktop/BusLoop.h"
 
 namespace xel::test {
 
@@ -47,7 +47,7 @@ private:
     std::vector<FileDescriptor> watchedEnds_;
     std::unique_ptr<sdbus::IConnection> connection_;
     std::unique_ptr<sdbus::IObject> object_;
-    std::thread thread_;
+    BusLoop loop_;
 };
 
 }  // namespace xel::test

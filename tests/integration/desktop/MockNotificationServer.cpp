@@ -43,19 +43,10 @@ MockNotificationServer::MockNotificationServer(const std::string& busAddress, Ab
     object_->registerSignal(kName, "NotificationClosed", "uu");
     object_->finishRegistration();
     connection_->requestName(kName);
-    thread_ = std::thread([this] {
-        try {
-            connection_->enterEventLoop();
-        } catch (const sdbus::Error&) {
-            return;  // the bus has gone, as a test may want it
-        }
-    });
+    loop_.begin(*connection_);
 }
 
-MockNotificationServer::~MockNotificationServer() {
-    connection_->leaveEventLoop();
-    thread_.join();
-}
+MockNotificationServer::~MockNotificationServer() = default;
 
 void MockNotificationServer::takeNotify(sdbus::MethodCall& call) {
     ReceivedNotify notify;

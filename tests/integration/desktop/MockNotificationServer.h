@@ -5,10 +5,11 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <sdbus-c++/sdbus-c++.h>
+
+#include "tests/integration/desktop/BusLoop.h"
 
 namespace xel::test {
 
@@ -66,7 +67,7 @@ private:
     /// Calls refer to the connection, so they go before it.
     std::vector<sdbus::MethodCall> unanswered_;
     std::unique_ptr<sdbus::IObject> object_;
-    std::thread thread_;
+    BusLoop loop_;
 };
 
 }  // namespace xel::test

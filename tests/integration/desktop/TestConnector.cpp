@@ -40,19 +40,10 @@ TestConnector::TestConnector(const std::string& busAddress, std::string name)
         });
     object_->finishRegistration();
     connection_->requestName(name_);
-    thread_ = std::thread([this] {
-        try {
-            connection_->enterEventLoop();
-        } catch (const sdbus::Error&) {
-            return;  // the bus has gone, as a test may want it
-        }
-    });
+    loop_.begin(*connection_);
 }
 
-TestConnector::~TestConnector() {
-    connection_->leaveEventLoop();
-    thread_.join();
-}
+TestConnector::~TestConnector() = default;
 
 TestConnector::Answer TestConnector::registerWith(const std::string& distributor, const std::string& token) {
     const Fields answer =

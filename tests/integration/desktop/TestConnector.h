@@ -3,10 +3,11 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <sdbus-c++/sdbus-c++.h>
+
+#include "tests/integration/desktop/BusLoop.h"
 
 namespace xel::test {
 
@@ -43,7 +44,7 @@ private:
     std::vector<std::string> calls_;
     std::unique_ptr<sdbus::IConnection> connection_;
     std::unique_ptr<sdbus::IObject> object_;
-    std::thread thread_;
+    BusLoop loop_;
     /// For the calls that are waited for.
     std::unique_ptr<sdbus::IConnection> asking_;
 };

@@ -38,19 +38,10 @@ TestDistributor::TestDistributor(const std::string& busAddress, const std::strin
     });
     object_->finishRegistration();
     connection_->requestName(name);
-    thread_ = std::thread([this] {
-        try {
-            connection_->enterEventLoop();
-        } catch (const sdbus::Error&) {
-            return;  // the bus has gone, as a test may want it
-        }
-    });
+    loop_.begin(*connection_);
 }
 
-TestDistributor::~TestDistributor() {
-    connection_->leaveEventLoop();
-    thread_.join();
-}
+TestDistributor::~TestDistributor() = default;
 
 void TestDistributor::takeRegister(sdbus::MethodCall& call) {
     Arguments arguments;

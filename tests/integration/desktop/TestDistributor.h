@@ -5,12 +5,12 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <sdbus-c++/sdbus-c++.h>
 
 #include "XelPushClient/Foundation/Value.h"
+#include "tests/integration/desktop/BusLoop.h"
 
 namespace xel::test {
 
@@ -63,7 +63,7 @@ private:
     std::string busAddress_;
     std::unique_ptr<sdbus::IConnection> connection_;
     std::unique_ptr<sdbus::IObject> object_;
-    std::thread thread_;
+    BusLoop loop_;
 };
 
 }  // namespace xel::test
