@@ -14,13 +14,10 @@ namespace {
 /// For a host that the session's bus does not know.
 class NoPushTokens final : public PushTokenSource {
 public:
-    NoPushTokens(std::shared_ptr<NSRunLoop> runLoop, std::shared_ptr<LogSink> logSink, std::string reason)
-        : runLoop_(std::move(runLoop)), logSink_(std::move(logSink)), reason_(std::move(reason)) {}
+    NoPushTokens(std::shared_ptr<NSRunLoop> runLoop, std::string reason)
+        : runLoop_(std::move(runLoop)), reason_(std::move(reason)) {}
 
     void requestToken(Answer answer) override {
-        if (!std::exchange(hasLogged_, true)) {
-            logSink_->write(reason_);
-        }
         runLoop_->post([answer = std::move(answer), reason = reason_] {
             answer(makeUnifiedPushError(UnifiedPushErrorCode::NoBusName, reason));
         });
@@ -29,14 +26,18 @@ public:
 
 private:
     const std::shared_ptr<NSRunLoop> runLoop_;
-    const std::shared_ptr<LogSink> logSink_;
     const std::string reason_;
-    bool hasLogged_ = false;
 };
 
-std::string whyWithoutName(const std::string& busName) {
-    return busName.empty() ? "There is no push token: the host has no name on the session's bus"
-                           : "There is no push token: '" + busName + "' is no name for the session's bus";
+std::shared_ptr<PushTokenSource> makeNoPushTokens(const std::string& busName, const Machine& machine) {
+    // Most hosts have no name, and want none: only one that cannot be is worth a line.
+    if (busName.empty()) {
+        return std::make_shared<NoPushTokens>(
+            machine.runLoop, "There is no push token: the host has no name on the session's bus");
+    }
+    const std::string reason = "There is no push token: '" + busName + "' is no name for the session's bus";
+    machine.logSink->write(reason);
+    return std::make_shared<NoPushTokens>(machine.runLoop, reason);
 }
 
 }  // namespace
@@ -46,8 +47,7 @@ std::shared_ptr<PushTokenSource> makePushTokenSource(const PushTokenSettings& se
                                                      const std::shared_ptr<DBusConnection>& connection,
                                                      const std::weak_ptr<LinuxApplication>& application) {
     if (!isBusName(settings.busName)) {
-        return std::make_shared<NoPushTokens>(machine.runLoop, machine.logSink,
-                                              whyWithoutName(settings.busName));
+        return makeNoPushTokens(settings.busName, machine);
     }
     UnifiedPushConnector::Events events;
     events.tokenHasChanged = [application](const Data& token) {

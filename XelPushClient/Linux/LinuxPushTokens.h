@@ -21,8 +21,8 @@ struct PushTokenSettings {
 };
 
 /// Where the application's tokens come from: UnifiedPush, or, for a host without a valid bus name, a source
-/// that answers why there are none and leaves one log line. Of the machine the run loop, the log sink and the
-/// JSON reader must be there.
+/// that answers why there are none; of a name that cannot be one log line tells. Of the machine the run loop,
+/// the log sink and the JSON reader must be there.
 [[nodiscard]] std::shared_ptr<PushTokenSource> makePushTokenSource(
     const PushTokenSettings& settings, const Machine& machine,
     const std::shared_ptr<DBusConnection>& connection, const std::weak_ptr<LinuxApplication>& application);

@@ -45,11 +45,11 @@ protected:
         if (const auto reason = PrivateBus::whyMissing(); !reason.empty()) {
             GTEST_SKIP() << reason;
         }
-#ifndef XELPUSH_ACTIVATABLE_HOST_PATH
+#ifndef XELPUSH_EXAMPLES_PATH
         GTEST_SKIP() << "the examples were not built (XELPUSH_BUILD_EXAMPLES)";
 #else
         bus_ = std::make_unique<PrivateBus>();
-        writeScript(XELPUSH_ACTIVATABLE_HOST_PATH);
+        writeScript(XELPUSH_EXAMPLES_PATH "/activatable_host");
         bus_->stop();
         bus_->addService(kHost, "/bin/sh " + script());
         bus_->start();
