@@ -64,7 +64,7 @@ NSError failed(const sdbus::Error& error) {
     return makeDBusError(DBusErrorCode::Failed, error.getName(), error.getMessage());
 }
 
-/// The reasons are the distributor's words; only those of the specification are repeated.
+/// The reasons are the distributor's words; only those that UnifiedPush knows are repeated.
 NSError refusal(const std::string& reason) {
     std::string text = "The distributor does not register the host";
     for (const auto* known :

@@ -16,7 +16,7 @@ struct DistributorNames {
     std::vector<std::string> activatable;  ///< the bus starts them when they are called
 };
 
-/// The session's bus as a UnifiedPush connector sees it (D-Bus specification 0.3.0 of UnifiedPush): the
+/// The session's bus as a UnifiedPush connector sees it (UnifiedPush over D-Bus, 0.3.0): the
 /// distributors, and what they call.
 ///
 /// Thread: the run loop; answers and calls come on it, never from inside an operation, and not at all once

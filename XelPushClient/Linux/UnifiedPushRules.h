@@ -23,8 +23,8 @@ enum class UnifiedPushErrorCode : std::int64_t {
 
 [[nodiscard]] NSError makeUnifiedPushError(UnifiedPushErrorCode code, const std::string& description);
 
-/// Whether a program may own the name on a bus (D-Bus specification, "Bus names"), such as
-/// "org.example.Shop".
+/// Whether a program may own the name on a bus (two or more elements of letters, digits, "_" and "-"), such
+/// as "org.example.Shop".
 [[nodiscard]] bool isBusName(std::string_view name);
 
 /// Whether the name is a distributor's.
