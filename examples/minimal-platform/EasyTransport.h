@@ -33,7 +33,7 @@ private:
         xel::HTTPResponse response;
         curl_slist* headers = nullptr;
         for (const auto& [name, value] : request.headers) {
-            headers = curl_slist_append(headers, (name + ": " + value).c_str());
+            headers = curl_slist_append(headers, std::string(name).append(": ").append(value).c_str());
         }
         CURL* const handle = curl_easy_init();
         curl_easy_setopt(handle, CURLOPT_URL, request.url.c_str());

@@ -95,7 +95,7 @@ private:
         std::chrono::milliseconds wait{-1};
         if (!timers_.empty()) {
             const auto left = timers_.begin()->first - std::chrono::steady_clock::now();
-            wait = std::chrono::ceil<std::chrono::milliseconds>(std::max(left, left.zero()));
+            wait = std::chrono::ceil<std::chrono::milliseconds>(std::max(left, decltype(left)::zero()));
         }
         (void)::poll(descriptors.data(), descriptors.size(), static_cast<int>(wait.count()));
         eventfd_t count = 0;
