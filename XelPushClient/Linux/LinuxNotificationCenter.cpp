@@ -44,6 +44,9 @@ LinuxNotificationCenter::LinuxNotificationCenter(Surroundings surroundings)
     events.wasClosed = [runLoop, weak](std::uint64_t number) {
         onLoop(runLoop, weak, [number](LinuxNotificationCenter& self) { self.forget(number); });
     };
+    events.hasTaken = [runLoop, weak] {
+        onLoop(runLoop, weak, [](LinuxNotificationCenter& self) { self.hasLoggedMissingServer_ = false; });
+    };
     server_ =
         std::make_unique<NotificationServer>(surroundings_.connection, surroundings_.host, std::move(events));
 }
@@ -135,9 +138,6 @@ void LinuxNotificationCenter::present(const UNNotificationRequest& request, std:
 void LinuxNotificationCenter::wasShown(const std::optional<NSError>& error, const Completion& completion) {
     if (error && !std::exchange(hasLoggedMissingServer_, true)) {
         surroundings_.logSink->write("Notifications are not shown: " + describeError(*error));
-    }
-    if (!error) {
-        hasLoggedMissingServer_ = false;
     }
     if (!completion) {
         return;

@@ -212,6 +212,9 @@ private:
             place.id = id;
             place.number = order->notification.number;
             identifiers_[id] = identifier;
+            if (events_.hasTaken) {
+                events_.hasTaken();
+            }
             order->shown(std::nullopt);
             if (std::exchange(place.isWithdrawn, false)) {
                 close(id);

@@ -17,6 +17,8 @@ struct NotificationServerEvents {
     std::function<void(std::uint64_t number, const std::string& key)> actionWasInvoked;
     /// It left the screen.
     std::function<void(std::uint64_t number)> wasClosed;
+    /// There is a server: it has taken one. May be empty.
+    std::function<void()> hasTaken;
 };
 
 /// The session's notification server, the owner of org.freedesktop.Notifications on the session bus.

@@ -129,6 +129,27 @@ TEST_F(ClientOnADesktopTest, AMissingServerIsToldOnceUntilOneHasCome) {
     }
 }
 
+TEST_F(ClientOnADesktopTest, OneThatIsReplacedBeforeItWasShownIsNoSignOfAServer) {
+    makeClient();
+    showRich("nobody");
+    ASSERT_TRUE(becomes([&] { return logSink_->lines().size() == 1; }));
+    makeMock({.isSilent = true});
+    std::vector<bool> outcomes;
+    const auto show = [&] {
+        client_->machine().notificationCenter->addNotificationRequest(
+            {"one", {}}, [&](const std::optional<NSError>& error) { outcomes.push_back(!error); });
+    };
+    show();
+    ASSERT_TRUE(wasNotified(1));
+    show();
+    show();  // in place of the second, which waits for the first one's answer
+    ASSERT_TRUE(becomes([&] { return outcomes.size() == 1; }));
+    mock_.reset();
+    ASSERT_TRUE(becomes([&] { return outcomes.size() == 3; }));
+    EXPECT_THAT(outcomes, ElementsAre(true, false, false));
+    EXPECT_EQ(logSink_->lines().size(), 1U);
+}
+
 TEST_F(ClientOnADesktopTest, WhatTheUserSwitchedOffIsDeniedAndNotShown) {
     std::filesystem::create_directories(folder_.path() + "/config/xelpush/desktop-test");
     std::ofstream(folder_.path() + "/config/xelpush/desktop-test/notifications") << "off\n";
