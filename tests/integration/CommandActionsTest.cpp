@@ -228,13 +228,15 @@ TEST_F(CommandActionsTest, EndsWithFiveWhenTheBrokerIsNotThere) {
 }
 
 TEST_F(CommandActionsTest, SaysWhoUsesTheStateFolder) {
-    Command bob(folder_, with({"listen", "--user", "bob02", "--timeout", "60s", "--channel", "news"}));
+    Command bob(folder_, with({"listen", "--user", "bob02", "--timeout", "60s", "--count", "1", "--channel",
+                               "news"}));
     ASSERT_TRUE(bob.readUntil("subscribed"));
     const CommandOutcome outcome = run(with({"channels", "--user", "bob02"}));
     EXPECT_EQ(outcome.exitCode, 1);
     EXPECT_THAT(outcome.errors, HasSubstr("in use by another process"));
     done({"seen", "m1", "--user", "bob02"});  // has a client of its own
     EXPECT_EQ(askRest(service_.info(), "POST", "sandbox/messages", Json{{"channel", "news"}}).status, 200U);
+    EXPECT_EQ(bob.finish().exitCode, 0) << "it was not disturbed";
 }
 
 TEST_F(CommandLineTest, EveryCommandSaysWhenNoLocalServiceRuns) {
