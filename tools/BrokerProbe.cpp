@@ -20,7 +20,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kPatience = 5s;
+constexpr auto kProbePatience = 5s;
 constexpr int kFewDays = 14;
 constexpr std::size_t kLargestConnack = 1024;
 
@@ -70,7 +70,7 @@ private:
     bool connect() {
         std::string reasons;
         for (const HostAddress& address : addresses_) {
-            const std::string reason = socket_.connect(address, kPatience);
+            const std::string reason = socket_.connect(address, kProbePatience);
             if (reason.empty()) {
                 return pass(kTCP, address.text + " port " + std::to_string(address_.port));
             }

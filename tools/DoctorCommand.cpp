@@ -14,7 +14,7 @@ namespace xel::tools {
 
 namespace {
 
-constexpr const char* kHelp =
+constexpr const char* kDoctorHelp =
     "One line for each of: name look-up, TCP, TLS, CONNACK, REST, clock, state folder, store; what\n"
     "is wrong, and what to do. The exit code is that of the first failure.";
 
@@ -49,7 +49,7 @@ void addDoctorCommand(CLI::App& program) {
     const auto choice = std::make_shared<ClientChoice>();
     CLI::App* command =
         program.add_subcommand("doctor", "Find out why a client does not get through, and what to do");
-    command->footer(std::string(kHelp) + "\n\n" + kExitCodesHelp);
+    command->footer(std::string(kDoctorHelp) + "\n\n" + kExitCodesHelp);
     choice->user = "doctor";
     command->add_option("--user", choice->user, "The user to connect as, and whose client's store to look at")
         ->capture_default_str()

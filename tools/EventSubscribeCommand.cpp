@@ -10,7 +10,7 @@ namespace xel::tools {
 
 namespace {
 
-constexpr const char* kHelp =
+constexpr const char* kSubscribeHelp =
     "Prints the same lines as listen, and is the same client: what its channels bring is printed\n"
     "too, and one of the two runs at a time for a user.";
 
@@ -27,7 +27,7 @@ void addEventSubscribeCommand(CLI::App& event) {
                      "Only the events of this installation; otherwise those of every one")
         ->type_name("ID");
     addListenOptions(*command, *options);
-    command->footer(std::string(kHelp) + "\n\n" + kExitCodesHelp);
+    command->footer(std::string(kSubscribeHelp) + "\n\n" + kExitCodesHelp);
     command->callback([options] { ListenRun(*options, findService(options->client.service)).run(); });
 }
 

@@ -20,7 +20,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kPatience = 10s;
+constexpr auto kAnswerPatience = 10s;
 /// Beyond it messages expire too early or too late for somebody to wonder.
 constexpr std::time_t kMostSecondsApart = 30;
 
@@ -31,8 +31,8 @@ Result<HTTPResponse> ask(const ServiceAccess& access, const std::string& baseUrl
     const auto runLoop = std::make_shared<AsioRunLoop>();
     CurlHTTPOptions options;
     options.caFile = access.caFile;
-    options.connectTimeout = kPatience;
-    options.totalTimeout = kPatience;
+    options.connectTimeout = kAnswerPatience;
+    options.totalTimeout = kAnswerPatience;
     CurlHTTPTransport transport(runLoop, std::move(options));
     std::optional<Result<HTTPResponse>> outcome;
     transport.send({.method = "GET",

@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <charconv>
 #include <cstddef>
-#include <cstdlib>
 #include <string_view>
 #include <system_error>
 
@@ -12,15 +11,11 @@
 #include <unistd.h>
 
 #include "XelPushClient/Foundation/StringUtilities.h"
+#include "XelPushClient/Linux/EnvironmentVariable.h"
 
 namespace xel {
 
 namespace {
-
-std::string variable(const char* name) {
-    const char* value = ::secure_getenv(name);
-    return value == nullptr ? std::string() : std::string(value);
-}
 
 /// A path inside an address: everything but a few octets is escaped, or a comma or a semicolon in it would
 /// end it.
@@ -93,16 +88,15 @@ std::optional<std::string> refusalOfBus(const std::string& address) {
 }
 
 std::string sessionBusAddress() {
-    if (auto address = variable("DBUS_SESSION_BUS_ADDRESS"); !address.empty()) {
-        return address;
+    if (auto address = environmentVariable("DBUS_SESSION_BUS_ADDRESS")) {
+        return *address;
     }
-    const std::string folder = variable("XDG_RUNTIME_DIR");
-    return folder.empty() ? std::string() : "unix:path=" + escapedPath(folder) + "/bus";
+    const auto folder = environmentVariable("XDG_RUNTIME_DIR");
+    return folder ? "unix:path=" + escapedPath(*folder) + "/bus" : std::string();
 }
 
 std::string systemBusAddress() {
-    auto address = variable("DBUS_SYSTEM_BUS_ADDRESS");
-    return address.empty() ? "unix:path=/run/dbus/system_bus_socket" : address;
+    return environmentVariable("DBUS_SYSTEM_BUS_ADDRESS").value_or("unix:path=/run/dbus/system_bus_socket");
 }
 
 }  // namespace xel

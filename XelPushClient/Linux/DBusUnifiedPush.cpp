@@ -22,7 +22,7 @@ constexpr const char* kConnector = "org.unifiedpush.Connector2";
 constexpr const char* kDistributorPath = "/org/unifiedpush/Distributor";
 constexpr const char* kDistributor = "org.unifiedpush.Distributor2";
 constexpr const char* kSucceeded = "REGISTRATION_SUCCEEDED";
-constexpr std::chrono::seconds kPatience{10};
+constexpr std::chrono::seconds kDistributorPatience{10};
 constexpr std::size_t kLongestDescription = 100;
 
 using Arguments = std::map<std::string, sdbus::Variant>;
@@ -123,7 +123,7 @@ public:
         proxyOf(distributor)
             .callMethodAsync("Register")
             .onInterface(kDistributor)
-            .withTimeout(kPatience)
+            .withTimeout(kDistributorPatience)
             .withArguments(arguments)
             .uponReplyInvoke([this, registered](const sdbus::Error* error, const Arguments& result) {
                 std::optional<NSError> problem;
@@ -140,7 +140,7 @@ public:
         proxyOf(distributor)
             .callMethodAsync("Unregister")
             .onInterface(kDistributor)
-            .withTimeout(kPatience)
+            .withTimeout(kDistributorPatience)
             .withArguments(Arguments{{"token", sdbus::Variant(token)}})
             .uponReplyInvoke([](const sdbus::Error* /*error*/) {});
     }
@@ -218,9 +218,11 @@ private:
     }
 
     void listNames(const std::string& method, const Found& found, Names names) {
-        daemon_->callMethodAsync(method).onInterface(kBus).withTimeout(kPatience).uponReplyInvoke(
-            [this, found, names = std::move(names)](const sdbus::Error* error,
-                                                    const std::vector<std::string>& list) {
+        daemon_->callMethodAsync(method)
+            .onInterface(kBus)
+            .withTimeout(kDistributorPatience)
+            .uponReplyInvoke([this, found, names = std::move(names)](const sdbus::Error* error,
+                                                                     const std::vector<std::string>& list) {
                 if (error != nullptr) {
                     inbox_->answer([found, problem = failed(*error)] { found(problem); });
                     return;

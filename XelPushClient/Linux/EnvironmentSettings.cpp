@@ -1,11 +1,11 @@
 #include "XelPushClient/Linux/EnvironmentSettings.h"
 
 #include <charconv>
-#include <cstdlib>
 #include <optional>
 #include <string_view>
 
 #include "XelPushClient/Foundation/FormattedText.h"
+#include "XelPushClient/Linux/EnvironmentVariable.h"
 
 namespace xel {
 
@@ -37,14 +37,6 @@ constexpr PortVariable kPorts[] = {
     {"XELPUSH_LOCAL_BROKER_SSL_PORT", &Endpoints::kBrokerLocalSSLPort},
 };
 
-std::optional<std::string_view> variable(const char* name) {
-    const char* value = ::secure_getenv(name);
-    if (value == nullptr || *value == '\0') {
-        return std::nullopt;
-    }
-    return value;
-}
-
 std::optional<std::uint16_t> portOf(std::string_view text) {
     std::uint16_t port = 0;
     const char* end = text.data() + text.size();
@@ -59,12 +51,12 @@ std::optional<std::uint16_t> portOf(std::string_view text) {
 
 Result<Endpoints> endpointsOfEnvironment(Endpoints endpoints) {
     for (const auto& [name, target] : kTexts) {
-        if (const auto value = variable(name)) {
+        if (const auto value = environmentVariable(name)) {
             endpoints.*target = *value;
         }
     }
     for (const auto& [name, target] : kPorts) {
-        const auto value = variable(name);
+        const auto value = environmentVariable(name);
         if (!value) {
             continue;
         }
@@ -80,15 +72,15 @@ Result<Endpoints> endpointsOfEnvironment(Endpoints endpoints) {
 }
 
 std::string caFileOfEnvironment() {
-    return std::string(variable("XELPUSH_CA_FILE").value_or(""));
+    return environmentVariable("XELPUSH_CA_FILE").value_or("");
 }
 
 std::string busNameOfEnvironment() {
-    return std::string(variable("XELPUSH_BUS_NAME").value_or(""));
+    return environmentVariable("XELPUSH_BUS_NAME").value_or("");
 }
 
 std::string pushDistributorOfEnvironment() {
-    return std::string(variable("UNIFIEDPUSH_DISTRIBUTOR").value_or(""));
+    return environmentVariable("UNIFIEDPUSH_DISTRIBUTOR").value_or("");
 }
 
 }  // namespace xel

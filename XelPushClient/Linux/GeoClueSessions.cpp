@@ -7,20 +7,17 @@
 #include <sdbus-c++/sdbus-c++.h>
 
 #include "XelPushClient/Linux/DBusConnection.h"
+#include "XelPushClient/Linux/DBusNames.h"
 #include "XelPushClient/Platform/LocationSource.h"
 
 namespace xel {
 namespace {
 
-constexpr const char* kService = "org.freedesktop.GeoClue2";
-constexpr const char* kManagerPath = "/org/freedesktop/GeoClue2/Manager";
-constexpr const char* kManager = "org.freedesktop.GeoClue2.Manager";
-constexpr const char* kClient = "org.freedesktop.GeoClue2.Client";
-constexpr const char* kLocation = "org.freedesktop.GeoClue2.Location";
-constexpr const char* kProperties = "org.freedesktop.DBus.Properties";
-constexpr const char* kWhenServiceChangesHands =
-    "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
-    "member='NameOwnerChanged',arg0='org.freedesktop.GeoClue2'";
+constexpr const char* kGeoClue = "org.freedesktop.GeoClue2";
+constexpr const char* kGeoClueManagerPath = "/org/freedesktop/GeoClue2/Manager";
+constexpr const char* kGeoClueManager = "org.freedesktop.GeoClue2.Manager";
+constexpr const char* kGeoClueClient = "org.freedesktop.GeoClue2.Client";
+constexpr const char* kGeoClueLocation = "org.freedesktop.GeoClue2.Location";
 constexpr std::uint32_t kExact = 8;  // GeoClue's level for the position itself
 
 using Properties = std::map<std::string, sdbus::Variant>;
@@ -61,16 +58,16 @@ public:
     void begin(sdbus::IConnection& bus, const std::string& path) {
         path_ = path;
         bus_ = &bus;
-        proxy_ = sdbus::createProxy(bus, kService, path);
+        proxy_ = sdbus::createProxy(bus, kGeoClue, path);
         proxy_->uponSignal("LocationUpdated")
-            .onInterface(kClient)
+            .onInterface(kGeoClueClient)
             .call([this](const sdbus::ObjectPath& /*before*/, const sdbus::ObjectPath& now) { read(now); });
         proxy_->finishRegistration();
         set("DesktopId", sdbus::Variant(request_.desktopId));
         set("DistanceThreshold", sdbus::Variant(request_.distanceThreshold));
         set("RequestedAccuracyLevel", sdbus::Variant(kExact));
         proxy_->callMethodAsync("Start")
-            .onInterface(kClient)
+            .onInterface(kGeoClueClient)
             .withTimeout(request_.patience)
             .uponReplyInvoke([this](const sdbus::Error* error) { failWith(error); });
     }
@@ -96,18 +93,18 @@ public:
 private:
     void set(const std::string& property, const sdbus::Variant& value) {
         proxy_->callMethodAsync("Set")
-            .onInterface(kProperties)
+            .onInterface(kDBusProperties)
             .withTimeout(request_.patience)
-            .withArguments(std::string(kClient), property, value)
+            .withArguments(std::string(kGeoClueClient), property, value)
             .uponReplyInvoke([this](const sdbus::Error* error) { failWith(error); });
     }
 
     /// Reads a location object. One that is still being read is of no interest any more.
     void read(const std::string& path) {
-        location_ = sdbus::createProxy(*bus_, kService, path);
+        location_ = sdbus::createProxy(*bus_, kGeoClue, path);
         location_->callMethodAsync("GetAll")
-            .onInterface(kProperties)
-            .withArguments(std::string(kLocation))
+            .onInterface(kDBusProperties)
+            .withArguments(std::string(kGeoClueLocation))
             .uponReplyInvoke([this](const sdbus::Error* error, const Properties& properties) {
                 // GeoClue may have dropped it for a newer one, which its next signal names.
                 if (error == nullptr && !hasFailed_) {
@@ -141,7 +138,7 @@ void GeoClueSessions::start(DBusConnection& owner, sdbus::IConnection& bus, std:
     const auto client = std::make_shared<Client>(std::move(request));
     clients_[number] = client;
     bus_->manager->callMethodAsync("CreateClient")
-        .onInterface(kManager)
+        .onInterface(kGeoClueManager)
         .withTimeout(client->patience())
         .uponReplyInvoke([this, &bus, number, weak = std::weak_ptr(client)](const sdbus::Error* error,
                                                                             const sdbus::ObjectPath& path) {
@@ -155,8 +152,8 @@ void GeoClueSessions::start(DBusConnection& owner, sdbus::IConnection& bus, std:
 
 void GeoClueSessions::watch(DBusConnection& owner, sdbus::IConnection& bus) {
     auto shared = std::make_unique<Bus>();
-    shared->manager = sdbus::createProxy(bus, kService, kManagerPath);
-    shared->nameWatch = bus.addMatch(kWhenServiceChangesHands, [this](sdbus::Message& message) {
+    shared->manager = sdbus::createProxy(bus, kGeoClue, kGeoClueManagerPath);
+    shared->nameWatch = bus.addMatch(dbusOwnerChangesOf(kGeoClue), [this](sdbus::Message& message) {
         std::string name;
         std::string before;
         std::string now;
@@ -200,7 +197,7 @@ void GeoClueSessions::stop(std::uint64_t number) {
 
 void GeoClueSessions::deleteClient(const std::string& path) {
     bus_->manager->callMethodAsync("DeleteClient")
-        .onInterface(kManager)
+        .onInterface(kGeoClueManager)
         .withArguments(sdbus::ObjectPath(path))
         .uponReplyInvoke([](const sdbus::Error* /*error*/) {});
 }

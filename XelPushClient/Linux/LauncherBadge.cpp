@@ -11,7 +11,7 @@ namespace xel {
 
 namespace {
 
-constexpr const char* kPath = "/com/canonical/unity/launcherentry/xelpush";
+constexpr const char* kLauncherEntryPath = "/com/canonical/unity/launcherentry/xelpush";
 constexpr const char* kInterface = "com.canonical.Unity.LauncherEntry";
 
 }  // namespace
@@ -25,7 +25,7 @@ void LauncherBadge::setCount(std::int64_t count) const {
             const std::map<std::string, sdbus::Variant> properties{
                 {"count", sdbus::Variant(count > 0 ? count : std::int64_t{0})},
                 {"count-visible", sdbus::Variant(count > 0)}};
-            const auto object = sdbus::createObject(bus, kPath);
+            const auto object = sdbus::createObject(bus, kLauncherEntryPath);
             auto update = object->createSignal(kInterface, "Update");
             update << application << properties;
             object->emitSignal(update);

@@ -2,11 +2,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <vector>
 
 #include <pwd.h>
 #include <unistd.h>
+
+#include "XelPushClient/Linux/EnvironmentVariable.h"
 
 namespace xel {
 
@@ -15,11 +16,8 @@ namespace {
 constexpr const char* kProduct = "xelpush";
 
 std::optional<std::string> absolutePathOfVariable(const char* name) {
-    const char* value = ::secure_getenv(name);
-    if (value == nullptr || *value != '/') {
-        return std::nullopt;
-    }
-    return value;
+    auto value = environmentVariable(name);
+    return value && value->front() == '/' ? value : std::nullopt;
 }
 
 std::optional<std::string> homeFolder() {

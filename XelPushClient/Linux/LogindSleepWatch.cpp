@@ -9,19 +9,16 @@
 #include <sdbus-c++/sdbus-c++.h>
 
 #include "XelPushClient/Linux/DBusConnection.h"
+#include "XelPushClient/Linux/DBusNames.h"
 #include "XelPushClient/Linux/LinuxApplication.h"
 #include "XelPushClient/Linux/SleepCycle.h"
 
 namespace xel {
 namespace {
 
-constexpr const char* kService = "org.freedesktop.login1";
-constexpr const char* kPath = "/org/freedesktop/login1";
-constexpr const char* kManager = "org.freedesktop.login1.Manager";
-constexpr const char* kProperties = "org.freedesktop.DBus.Properties";
-constexpr const char* kWhenServiceChangesHands =
-    "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
-    "member='NameOwnerChanged',arg0='org.freedesktop.login1'";
+constexpr const char* kLogind = "org.freedesktop.login1";
+constexpr const char* kLogindPath = "/org/freedesktop/login1";
+constexpr const char* kLogindManager = "org.freedesktop.login1.Manager";
 constexpr const char* kWhy = "Saying goodbye to the push service";
 
 /// Does something to the cycle on its loop, if both are still there then: a bus that is being opened may
@@ -58,12 +55,12 @@ public:
 
     void watch(DBusConnection& owner, sdbus::IConnection& bus) {
         owner.atClosing([self = shared_from_this()] { self->lose(); });
-        proxy_ = sdbus::createProxy(bus, kService, kPath);
-        proxy_->uponSignal("PrepareForSleep").onInterface(kManager).call([this](bool isBefore) {
+        proxy_ = sdbus::createProxy(bus, kLogind, kLogindPath);
+        proxy_->uponSignal("PrepareForSleep").onInterface(kLogindManager).call([this](bool isBefore) {
             cycle_.post([isBefore](SleepCycle& cycle) { isBefore ? cycle.sleepIsNear() : cycle.isAwake(); });
         });
         proxy_->finishRegistration();
-        nameWatch_ = bus.addMatch(kWhenServiceChangesHands, [this](sdbus::Message& message) {
+        nameWatch_ = bus.addMatch(dbusOwnerChangesOf(kLogind), [this](sdbus::Message& message) {
             std::string name;
             std::string before;
             std::string now;
@@ -78,7 +75,7 @@ public:
             return;  // the bus has gone meanwhile
         }
         proxy_->callMethodAsync("Inhibit")
-            .onInterface(kManager)
+            .onInterface(kLogindManager)
             .withArguments(std::string("sleep"), applicationName_, std::string(kWhy), std::string("delay"))
             .uponReplyInvoke([this](const sdbus::Error* error, const sdbus::UnixFd& inhibitor) {
                 if (error != nullptr) {
@@ -104,8 +101,8 @@ public:
 private:
     void begin() {
         proxy_->callMethodAsync("Get")
-            .onInterface(kProperties)
-            .withArguments(std::string(kManager), std::string("InhibitDelayMaxUSec"))
+            .onInterface(kDBusProperties)
+            .withArguments(std::string(kLogindManager), std::string("InhibitDelayMaxUSec"))
             .uponReplyInvoke([this](const sdbus::Error* error, const sdbus::Variant& value) {
                 if (error == nullptr && value.containsValueOfType<std::uint64_t>()) {
                     setDelay(value.get<std::uint64_t>());

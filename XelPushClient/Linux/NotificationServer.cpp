@@ -8,20 +8,17 @@
 
 #include <sdbus-c++/sdbus-c++.h>
 
+#include "XelPushClient/Linux/DBusNames.h"
 #include "XelPushClient/Linux/NotifyCall.h"
 
 namespace xel {
 
 namespace {
 
-constexpr const char* kService = "org.freedesktop.Notifications";
-constexpr const char* kPath = "/org/freedesktop/Notifications";
-constexpr const char* kInterface = "org.freedesktop.Notifications";
-/// The rule for the report that the service's name has another owner, or none.
-constexpr const char* kOwnerChanges =
-    "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
-    "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg0='org.freedesktop.Notifications'";
-constexpr std::chrono::seconds kPatience{10};
+constexpr const char* kNotifications = "org.freedesktop.Notifications";
+constexpr const char* kNotificationsPath = "/org/freedesktop/Notifications";
+constexpr const char* kNotificationsInterface = "org.freedesktop.Notifications";
+constexpr std::chrono::seconds kServerPatience{10};
 constexpr int kServersChoice = -1;
 /// Beyond these the oldest are forgotten: some servers never tell that a notification has gone.
 constexpr std::size_t kMostRemembered = 256;
@@ -87,15 +84,16 @@ private:
         if (proxy_ != nullptr) {
             return;
         }
-        auto proxy = sdbus::createProxy(bus, kService, kPath);
+        auto proxy = sdbus::createProxy(bus, kNotifications, kNotificationsPath);
         proxy->uponSignal("ActionInvoked")
-            .onInterface(kInterface)
+            .onInterface(kNotificationsInterface)
             .call([this](std::uint32_t id, const std::string& key) { actionWasInvoked(id, key); });
         proxy->uponSignal("NotificationClosed")
-            .onInterface(kInterface)
+            .onInterface(kNotificationsInterface)
             .call([this](std::uint32_t id, std::uint32_t /*reason*/) { wasClosed(id); });
         proxy->finishRegistration();
-        ownerChanges_ = bus.addMatch(kOwnerChanges, [this](sdbus::Message&) { serverHasChanged(); });
+        ownerChanges_ =
+            bus.addMatch(dbusOwnerChangesOf(kNotifications), [this](sdbus::Message&) { serverHasChanged(); });
         proxy_ = std::move(proxy);
         connection.atClosing([self = shared_from_this()] { self->detach(); });
     }
@@ -137,8 +135,8 @@ private:
         }
         try {
             proxy_->callMethodAsync("GetCapabilities")
-                .onInterface(kInterface)
-                .withTimeout(kPatience)
+                .onInterface(kNotificationsInterface)
+                .withTimeout(kServerPatience)
                 .uponReplyInvoke([this](const sdbus::Error* error, const std::vector<std::string>& names) {
                     capabilitiesWereAnswered(error, names);
                 });
@@ -186,8 +184,8 @@ private:
         place.hasPicture = hasPicture;
         try {
             proxy_->callMethodAsync("Notify")
-                .onInterface(kInterface)
-                .withTimeout(kPatience)
+                .onInterface(kNotificationsInterface)
+                .withTimeout(kServerPatience)
                 .withArguments(host_.applicationName, place.id, std::string(), call.summary, call.body,
                                call.actions, call.hints, kServersChoice)
                 .uponReplyInvoke([this, identifier](const sdbus::Error* error, std::uint32_t id) {
@@ -233,8 +231,8 @@ private:
     void close(std::uint32_t id) {
         try {
             proxy_->callMethodAsync("CloseNotification")
-                .onInterface(kInterface)
-                .withTimeout(kPatience)
+                .onInterface(kNotificationsInterface)
+                .withTimeout(kServerPatience)
                 .withArguments(id)
                 .uponReplyInvoke([](const sdbus::Error* /*error*/) {});
         } catch (const sdbus::Error& /*error*/) {

@@ -1,7 +1,6 @@
 #include "XelPushClient/Linux/WebPushDecryption.h"
 
 #include <array>
-#include <memory>
 #include <optional>
 #include <string_view>
 
@@ -12,6 +11,8 @@
 #include <openssl/kdf.h>
 #include <openssl/param_build.h>
 #include <openssl/params.h>
+
+#include "XelPushClient/Linux/OpenSSLOwned.h"
 
 namespace xel {
 
@@ -39,19 +40,6 @@ constexpr std::size_t kNonceSize = 12;
 constexpr auto kKeyInfo = "WebPush: info\0"sv;
 constexpr auto kContentKeyInfo = "Content-Encoding: aes128gcm\0"sv;
 constexpr auto kNonceInfo = "Content-Encoding: nonce\0"sv;
-
-struct Release {
-    void operator()(BIGNUM* number) const { BN_clear_free(number); }
-    void operator()(EVP_CIPHER_CTX* context) const { EVP_CIPHER_CTX_free(context); }
-    void operator()(EVP_KDF* function) const { EVP_KDF_free(function); }
-    void operator()(EVP_KDF_CTX* context) const { EVP_KDF_CTX_free(context); }
-    void operator()(EVP_PKEY* key) const { EVP_PKEY_free(key); }
-    void operator()(EVP_PKEY_CTX* context) const { EVP_PKEY_CTX_free(context); }
-    void operator()(OSSL_PARAM* parameters) const { OSSL_PARAM_free(parameters); }
-    void operator()(OSSL_PARAM_BLD* builder) const { OSSL_PARAM_BLD_free(builder); }
-};
-template <class T>
-using Owned = std::unique_ptr<T, Release>;
 
 /// Octets that are wiped when they go.
 template <std::size_t kSize>
@@ -114,9 +102,9 @@ Result<Header> headerOf(Octets message) {
 }
 
 /// Null when the point is not on the curve, or the library fails.
-Owned<EVP_PKEY> keyOf(Octets publicKey, const Data* privateKey) {
-    const Owned<OSSL_PARAM_BLD> builder(OSSL_PARAM_BLD_new());
-    Owned<BIGNUM> number;
+OpenSSLOwned<EVP_PKEY> keyOf(Octets publicKey, const Data* privateKey) {
+    const OpenSSLOwned<OSSL_PARAM_BLD> builder(OSSL_PARAM_BLD_new());
+    OpenSSLOwned<BIGNUM> number;
     if (builder == nullptr ||
         OSSL_PARAM_BLD_push_utf8_string(builder.get(), OSSL_PKEY_PARAM_GROUP_NAME, "prime256v1", 0) != 1 ||
         OSSL_PARAM_BLD_push_octet_string(builder.get(), OSSL_PKEY_PARAM_PUB_KEY, publicKey.data(),
@@ -131,19 +119,19 @@ Owned<EVP_PKEY> keyOf(Octets publicKey, const Data* privateKey) {
             return nullptr;
         }
     }
-    const Owned<OSSL_PARAM> parameters(OSSL_PARAM_BLD_to_param(builder.get()));
-    const Owned<EVP_PKEY_CTX> context(EVP_PKEY_CTX_new_from_name(nullptr, "EC", nullptr));
+    const OpenSSLOwned<OSSL_PARAM> parameters(OSSL_PARAM_BLD_to_param(builder.get()));
+    const OpenSSLOwned<EVP_PKEY_CTX> context(EVP_PKEY_CTX_new_from_name(nullptr, "EC", nullptr));
     EVP_PKEY* key = nullptr;
     const int selection = privateKey != nullptr ? EVP_PKEY_KEYPAIR : EVP_PKEY_PUBLIC_KEY;
     if (parameters == nullptr || context == nullptr || EVP_PKEY_fromdata_init(context.get()) != 1 ||
         EVP_PKEY_fromdata(context.get(), &key, selection, parameters.get()) != 1) {
         return nullptr;
     }
-    return Owned<EVP_PKEY>(key);
+    return OpenSSLOwned<EVP_PKEY>(key);
 }
 
 std::optional<Secret<kSharedSecretSize>> sharedSecret(EVP_PKEY* ours, EVP_PKEY* theirs) {
-    const Owned<EVP_PKEY_CTX> context(EVP_PKEY_CTX_new_from_pkey(nullptr, ours, nullptr));
+    const OpenSSLOwned<EVP_PKEY_CTX> context(EVP_PKEY_CTX_new_from_pkey(nullptr, ours, nullptr));
     Secret<kSharedSecretSize> secret;
     std::size_t size = secret.size();
     if (context == nullptr || EVP_PKEY_derive_init(context.get()) != 1 ||
@@ -162,8 +150,8 @@ OSSL_PARAM octetParameter(const char* name, Octets octets) {
 /// HKDF with SHA-256 (RFC 5869).
 template <std::size_t kSize>
 std::optional<Secret<kSize>> derived(Octets salt, Octets material, std::string_view info) {
-    const Owned<EVP_KDF> function(EVP_KDF_fetch(nullptr, "HKDF", nullptr));
-    const Owned<EVP_KDF_CTX> context(EVP_KDF_CTX_new(function.get()));
+    const OpenSSLOwned<EVP_KDF> function(EVP_KDF_fetch(nullptr, "HKDF", nullptr));
+    const OpenSSLOwned<EVP_KDF_CTX> context(EVP_KDF_CTX_new(function.get()));
     std::array<char, 7> digest{"SHA256"};
     const Octets infoOctets(reinterpret_cast<const std::uint8_t*>(info.data()), info.size());
     const std::array<OSSL_PARAM, 5> parameters{
@@ -182,7 +170,7 @@ std::optional<Secret<kSize>> derived(Octets salt, Octets material, std::string_v
 std::optional<std::string> opened(Octets record, Octets key, Octets nonce) {
     const Octets cipherText = record.first(record.size() - kTagSize);
     Data tag(record.end() - kTagSize, record.end());
-    const Owned<EVP_CIPHER_CTX> context(EVP_CIPHER_CTX_new());
+    const OpenSSLOwned<EVP_CIPHER_CTX> context(EVP_CIPHER_CTX_new());
     std::string content(cipherText.size(), '\0');
     auto* const out = reinterpret_cast<unsigned char*>(content.data());
     int length = 0;

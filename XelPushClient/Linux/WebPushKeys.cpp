@@ -1,34 +1,26 @@
 #include "XelPushClient/Linux/WebPushKeys.h"
 
-#include <memory>
-
 #include <openssl/bn.h>
 #include <openssl/ec.h>
 #include <openssl/obj_mac.h>
 #include <openssl/rand.h>
 
+#include "XelPushClient/Linux/OpenSSLOwned.h"
+
 namespace xel {
 
 namespace {
 
-struct Release {
-    void operator()(EC_GROUP* group) const { EC_GROUP_free(group); }
-    void operator()(EC_POINT* point) const { EC_POINT_free(point); }
-    void operator()(BIGNUM* number) const { BN_clear_free(number); }
-};
-template <class T>
-using Owned = std::unique_ptr<T, Release>;
-
 /// The public key of a private one; empty when the number is no private key of the curve.
 Data publicKeyOf(std::span<const std::uint8_t> privateKey) {
-    const Owned<EC_GROUP> group(EC_GROUP_new_by_curve_name(NID_X9_62_prime256v1));
-    const Owned<BIGNUM> number(BN_secure_new());
+    const OpenSSLOwned<EC_GROUP> group(EC_GROUP_new_by_curve_name(NID_X9_62_prime256v1));
+    const OpenSSLOwned<BIGNUM> number(BN_secure_new());
     if (group == nullptr || number == nullptr ||
         BN_bin2bn(privateKey.data(), static_cast<int>(privateKey.size()), number.get()) == nullptr ||
         BN_is_zero(number.get()) != 0 || BN_cmp(number.get(), EC_GROUP_get0_order(group.get())) >= 0) {
         return {};
     }
-    const Owned<EC_POINT> point(EC_POINT_new(group.get()));
+    const OpenSSLOwned<EC_POINT> point(EC_POINT_new(group.get()));
     Data octets(WebPushKeys::kPublicKeySize);
     if (point == nullptr ||
         EC_POINT_mul(group.get(), point.get(), number.get(), nullptr, nullptr, nullptr) != 1 ||

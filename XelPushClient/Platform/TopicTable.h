@@ -8,6 +8,10 @@
 
 namespace xel {
 
+/// The qualities of service that are used here (MQTT 3.1.1 section 4.3).
+inline constexpr int kAtMostOnce = 0;
+inline constexpr int kAtLeastOnce = 1;
+
 /// Topics (MQTT 3.1.1 section 4.7) with the quality of service wanted or granted for each, in the order in
 /// which they were first set: the order in which a SUBSCRIBE lists them and its SUBACK answers.
 class TopicTable {

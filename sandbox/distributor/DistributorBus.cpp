@@ -19,7 +19,7 @@
 namespace xel::sandbox {
 namespace {
 
-constexpr const char* kPath = "/org/unifiedpush/Distributor";
+constexpr const char* kDistributorPath = "/org/unifiedpush/Distributor";
 constexpr const char* kInterface = "org.unifiedpush.Distributor2";
 constexpr const char* kConnectorPath = "/org/unifiedpush/Connector";
 constexpr const char* kConnectorInterface = "org.unifiedpush.Connector2";
@@ -113,7 +113,7 @@ void DistributorBus::start() {
 }
 
 void DistributorBus::exportObject() {
-    object_ = sdbus::createObject(*connection_, kPath);
+    object_ = sdbus::createObject(*connection_, kDistributorPath);
     object_->registerMethod("Register").onInterface(kInterface).implementedAs([this](const Fields& fields) {
         return answerRegister(fields);
     });

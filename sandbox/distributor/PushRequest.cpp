@@ -9,7 +9,7 @@
 namespace xel::sandbox {
 namespace {
 
-constexpr std::string_view kPath = "/push/";
+constexpr std::string_view kPushPath = "/push/";
 
 // Nothing for a text that is no number of seconds. One that is too large for the machine is very long.
 std::optional<std::chrono::seconds> parseTimeToLive(const std::string& text) {
@@ -41,7 +41,7 @@ PushResponse answerPost(const PushRequest& request, const std::string& endpoint,
 
 PushResponse answerPushRequest(const PushRequest& request, const KnowsEndpoint& knows, const TakePush& take) {
     const std::string endpoint =
-        request.target.starts_with(kPath) ? request.target.substr(kPath.size()) : std::string();
+        request.target.starts_with(kPushPath) ? request.target.substr(kPushPath.size()) : std::string();
     if (endpoint.empty() || !knows(endpoint)) {
         return {404, "there is no such endpoint\n"};
     }

@@ -27,7 +27,7 @@ using boost::system::error_code;
 
 namespace {
 
-constexpr std::chrono::seconds kPatience{30};
+constexpr std::chrono::seconds kPushRequestPatience{30};
 constexpr std::uint32_t kLargestHeader = 8 * 1024;
 constexpr std::size_t kLargestDrain = 1024 * 1024;
 constexpr std::size_t kDrainPiece = 64 * 1024;
@@ -43,7 +43,7 @@ public:
     }
 
     void start() {
-        stream_.expires_after(kPatience);
+        stream_.expires_after(kPushRequestPatience);
         http::async_read(stream_, buffer_, parser_,
                          [self = shared_from_this()](error_code error, std::size_t) { self->answer(error); });
     }
@@ -84,7 +84,7 @@ private:
         response_.body() = response.body;
         response_.keep_alive(false);
         response_.prepare_payload();
-        stream_.expires_after(kPatience);
+        stream_.expires_after(kPushRequestPatience);
         http::async_write(stream_, response_, [self = shared_from_this()](error_code error, std::size_t) {
             if (!error) {
                 error_code ignored;

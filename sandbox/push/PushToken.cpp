@@ -8,8 +8,6 @@
 namespace xel::sandbox {
 namespace {
 
-constexpr std::size_t kPublicKeyLength = 65;
-constexpr std::size_t kAuthSecretLength = 16;
 constexpr char kUncompressed = 0x04;  // what an uncompressed point begins with
 
 std::optional<unsigned> digitOf(char c) {
@@ -60,8 +58,8 @@ std::optional<PushToken> parsePushToken(std::string_view hexadecimal) {
         return std::nullopt;
     }
     PushToken token;
-    token.receiver.publicKey = bytesOf(*object, "publicKey", kPublicKeyLength);
-    token.receiver.authSecret = bytesOf(*object, "auth", kAuthSecretLength);
+    token.receiver.publicKey = bytesOf(*object, "publicKey", kPushPublicKeyLength);
+    token.receiver.authSecret = bytesOf(*object, "auth", kPushAuthSecretLength);
     if (const auto endpoint = object->find("endpoint"); endpoint != object->end() && endpoint->is_string()) {
         token.endpoint = endpoint->get<std::string>();
     }

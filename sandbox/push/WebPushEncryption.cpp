@@ -16,9 +16,7 @@
 namespace xel::sandbox {
 namespace {
 
-constexpr std::size_t kPointLength = 65;
 constexpr std::size_t kNumberLength = 32;
-constexpr std::size_t kAuthSecretLength = 16;
 constexpr std::size_t kSaltLength = 16;
 constexpr std::size_t kKeyLength = 16;
 constexpr std::size_t kNonceLength = 12;
@@ -134,9 +132,10 @@ std::string makeHeader(const PushSenderKeys& sender) {
 }
 
 void requireLengths(const PushReceiver& receiver, const PushSenderKeys& sender) {
-    require(receiver.publicKey.size() == kPointLength && sender.publicKey.size() == kPointLength,
-            "a public key has not 65 bytes");
-    require(receiver.authSecret.size() == kAuthSecretLength, "the auth secret has not 16 bytes");
+    require(
+        receiver.publicKey.size() == kPushPublicKeyLength && sender.publicKey.size() == kPushPublicKeyLength,
+        "a public key has not 65 bytes");
+    require(receiver.authSecret.size() == kPushAuthSecretLength, "the auth secret has not 16 bytes");
     require(sender.privateKey.size() == kNumberLength, "the sender's private key has not 32 bytes");
     require(sender.salt.size() == kSaltLength, "the salt has not 16 bytes");
 }
@@ -145,14 +144,14 @@ void requireLengths(const PushReceiver& receiver, const PushSenderKeys& sender) 
 
 PushSenderKeys makePushSenderKeys() {
     const Key pair(EVP_EC_gen(kCurve), &EVP_PKEY_free);
-    PushSenderKeys keys{std::string(kNumberLength, '\0'), std::string(kPointLength, '\0'),
+    PushSenderKeys keys{std::string(kNumberLength, '\0'), std::string(kPushPublicKeyLength, '\0'),
                         std::string(kSaltLength, '\0')};
     std::size_t length = 0;
     BIGNUM* number = nullptr;
     require(pair != nullptr &&
                 EVP_PKEY_get_octet_string_param(pair.get(), OSSL_PKEY_PARAM_PUB_KEY, bytesOf(keys.publicKey),
                                                 keys.publicKey.size(), &length) == 1 &&
-                length == kPointLength &&
+                length == kPushPublicKeyLength &&
                 EVP_PKEY_get_bn_param(pair.get(), OSSL_PKEY_PARAM_PRIV_KEY, &number) == 1,
             "no keys can be made");
     const std::unique_ptr<BIGNUM, decltype(&BN_clear_free)> owned(number, &BN_clear_free);

@@ -15,6 +15,10 @@ inline constexpr std::size_t kPushBodyOverhead = 16 + 4 + 1 + 65 + 1 + 16;
 /// The longest text that fits, in bytes.
 inline constexpr std::size_t kLargestPushText = kLargestPushBody - kPushBodyOverhead;
 
+/// The lengths that Web Push gives a receiver's keys, in bytes (RFC 8291, section 3).
+inline constexpr std::size_t kPushPublicKeyLength = 65;
+inline constexpr std::size_t kPushAuthSecretLength = 16;
+
 /// Whom a push message is encrypted for; raw bytes.
 struct PushReceiver {
     std::string publicKey;   ///< its point on P-256, uncompressed: 65 bytes

@@ -12,7 +12,7 @@ namespace {
 
 using Statement = Database::Statement;
 
-constexpr const char* kSchema =
+constexpr const char* kCrashReportSchema =
     "CREATE TABLE IF NOT EXISTS crashes ("
     " number INTEGER PRIMARY KEY AUTOINCREMENT, id TEXT NOT NULL, received INTEGER NOT NULL,"
     " report TEXT NOT NULL)";
@@ -20,7 +20,7 @@ constexpr const char* kSchema =
 }  // namespace
 
 CrashReportStore::CrashReportStore(Database& database) : database_(database) {
-    database_.run(kSchema);
+    database_.run(kCrashReportSchema);
 }
 
 std::string CrashReportStore::add(const Json& report) {

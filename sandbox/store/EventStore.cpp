@@ -11,7 +11,7 @@ namespace {
 
 using Statement = Database::Statement;
 
-constexpr const char* kSchema =
+constexpr const char* kEventSchema =
     "CREATE TABLE IF NOT EXISTS events ("
     " number INTEGER PRIMARY KEY, id TEXT UNIQUE, name TEXT NOT NULL, device TEXT NOT NULL,"
     " user TEXT NOT NULL, payload TEXT NOT NULL, received INTEGER NOT NULL);"
@@ -23,7 +23,7 @@ constexpr const char* kSchema =
 }  // namespace
 
 EventStore::EventStore(const std::filesystem::path& file) : database_(file, LogCopying::WhenAsked) {
-    database_.run(kSchema);
+    database_.run(kEventSchema);
 }
 
 void EventStore::keep(const EventRecord& event) {

@@ -12,7 +12,7 @@ namespace {
 
 using Statement = Database::Statement;
 
-constexpr const char* kSchema =
+constexpr const char* kInstallationSchema =
     "CREATE TABLE IF NOT EXISTS installations ("
     " id TEXT PRIMARY KEY, user TEXT NOT NULL, record TEXT NOT NULL,"
     " created INTEGER NOT NULL, modified INTEGER NOT NULL);"
@@ -48,7 +48,7 @@ Json readRow(const Statement& row) {
 }  // namespace
 
 InstallationStore::InstallationStore(Database& database) : database_(database) {
-    database_.run(kSchema);
+    database_.run(kInstallationSchema);
 }
 
 Json InstallationStore::add(const Json& record) {

@@ -7,7 +7,7 @@ namespace {
 
 using Statement = Database::Statement;
 
-constexpr const char* kSchema =
+constexpr const char* kTagSchema =
     "CREATE TABLE IF NOT EXISTS tags ("
     " installation TEXT NOT NULL REFERENCES installations (id) ON DELETE CASCADE,"
     " tag TEXT NOT NULL, PRIMARY KEY (installation, tag)) WITHOUT ROWID;"
@@ -17,7 +17,7 @@ constexpr const char* kSchema =
 }  // namespace
 
 TagStore::TagStore(Database& database) : database_(database) {
-    database_.run(kSchema);
+    database_.run(kTagSchema);
 }
 
 std::int64_t TagStore::add(std::string_view user, std::string_view tag) {

@@ -12,7 +12,7 @@ using Statement = Database::Statement;
 
 constexpr std::size_t kDigits = 6;
 
-constexpr const char* kSchema =
+constexpr const char* kCodeSchema =
     "CREATE TABLE IF NOT EXISTS codes ("
     " user TEXT PRIMARY KEY, code TEXT NOT NULL, expires INTEGER NOT NULL, tries_left INTEGER NOT NULL)";
 
@@ -20,7 +20,7 @@ constexpr const char* kSchema =
 
 VerificationCodes::VerificationCodes(Database& database, Clock clock)
     : database_(database), clock_(std::move(clock)) {
-    database_.run(kSchema);
+    database_.run(kCodeSchema);
 }
 
 std::string VerificationCodes::request(std::string_view user) {

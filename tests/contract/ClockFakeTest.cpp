@@ -4,7 +4,7 @@
 namespace xel::contract {
 namespace {
 
-class FakeSubject {
+class FakeClockSubject {
 public:
     Clock& clock() { return clock_; }
     void letPass(std::chrono::milliseconds time) { loop_->advanceBy(time); }
@@ -16,6 +16,6 @@ private:
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Fake, ClockContract, FakeSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Fake, ClockContract, FakeClockSubject);
 
 }  // namespace xel::contract

@@ -5,9 +5,9 @@
 namespace xel::contract {
 namespace {
 
-class FakeSubject {
+class FakeHTTPTransportSubject {
 public:
-    FakeSubject() {
+    FakeHTTPTransportSubject() {
         http_.fail("GET", "refused", NSURLErrorCode::CannotConnectToHost,
                    "could not connect to refused.test");
     }
@@ -32,6 +32,6 @@ private:
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Fake, HTTPTransportContract, FakeSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Fake, HTTPTransportContract, FakeHTTPTransportSubject);
 
 }  // namespace xel::contract

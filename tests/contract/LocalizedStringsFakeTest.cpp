@@ -4,9 +4,9 @@
 namespace xel::contract {
 namespace {
 
-class FakeSubject {
+class FakeLocalizedStringsSubject {
 public:
-    FakeSubject() { strings_.translate("greeting", "Gr\u00FC\u00DFe"); }
+    FakeLocalizedStringsSubject() { strings_.translate("greeting", "Gr\u00FC\u00DFe"); }
     LocalizedStrings& strings() { return strings_; }
 
 private:
@@ -15,6 +15,6 @@ private:
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Fake, LocalizedStringsContract, FakeSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Fake, LocalizedStringsContract, FakeLocalizedStringsSubject);
 
 }  // namespace xel::contract

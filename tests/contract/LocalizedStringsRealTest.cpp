@@ -58,7 +58,7 @@ private:
     std::string domain_;
 };
 
-class RealSubject {
+class RealLocalizedStringsSubject {
 public:
     LocalizedStrings& strings() { return strings_; }
 
@@ -91,6 +91,6 @@ TEST(GettextStrings, ATranslationThatIsNotUTF8IsNone) {
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Real, LocalizedStringsContract, RealSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Real, LocalizedStringsContract, RealLocalizedStringsSubject);
 
 }  // namespace xel::contract

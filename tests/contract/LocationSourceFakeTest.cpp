@@ -5,7 +5,7 @@
 namespace xel::contract {
 namespace {
 
-class FakeSubject {
+class FakeLocationSourceSubject {
 public:
     static const char* whyNot() { return nullptr; }
     LocationSource& source() { return source_; }
@@ -29,7 +29,7 @@ private:
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Fake, LocationSourceContract, FakeSubject);
-INSTANTIATE_TYPED_TEST_SUITE_P(Fake, LocatedSourceContract, FakeSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Fake, LocationSourceContract, FakeLocationSourceSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Fake, LocatedSourceContract, FakeLocationSourceSubject);
 
 }  // namespace xel::contract

@@ -4,7 +4,7 @@
 namespace xel::contract {
 namespace {
 
-class FakeSubject {
+class FakeNSFileManagerSubject {
 public:
     NSFileManager& files() { return files_; }
     static std::string folder() { return "/folder"; }
@@ -16,6 +16,6 @@ private:
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Fake, NSFileManagerContract, FakeSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Fake, NSFileManagerContract, FakeNSFileManagerSubject);
 
 }  // namespace xel::contract

@@ -14,7 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class RealSubject {
+class RealNSFileManagerSubject {
 public:
     NSFileManager& files() { return files_; }
     std::string folder() { return folder_.path(); }
@@ -65,6 +65,6 @@ TEST(PosixFileManager, ALinkOfThatNameIsNotFollowed) {
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Real, NSFileManagerContract, RealSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Real, NSFileManagerContract, RealNSFileManagerSubject);
 
 }  // namespace xel::contract

@@ -5,7 +5,7 @@
 namespace xel::contract {
 namespace {
 
-class FakeSubject {
+class FakeNSOperationQueueSubject {
 public:
     NSOperationQueueFactory& factory() { return factory_; }
     bool runUntil(const std::function<bool()>& done) {
@@ -20,6 +20,6 @@ private:
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Fake, NSOperationQueueContract, FakeSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Fake, NSOperationQueueContract, FakeNSOperationQueueSubject);
 
 }  // namespace xel::contract

@@ -4,7 +4,7 @@
 namespace xel::contract {
 namespace {
 
-class FakeSubject {
+class FakeNSThreadSubject {
 public:
     NSThread& thread() { return thread_; }
 
@@ -14,6 +14,6 @@ private:
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Fake, NSThreadContract, FakeSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Fake, NSThreadContract, FakeNSThreadSubject);
 
 }  // namespace xel::contract

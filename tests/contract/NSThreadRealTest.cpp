@@ -9,7 +9,7 @@
 namespace xel::contract {
 namespace {
 
-class RealSubject {
+class RealNSThreadSubject {
 public:
     NSThread& thread() { return thread_; }
 
@@ -51,6 +51,6 @@ TEST(BoostCallStack, BeginsWithTheCallerAndNamesModuleAndOffset) {
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Real, NSThreadContract, RealSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Real, NSThreadContract, RealNSThreadSubject);
 
 }  // namespace xel::contract

@@ -5,7 +5,7 @@
 namespace xel::contract {
 namespace {
 
-class FakeSubject {
+class FakeNSURLSessionSubject {
 public:
     NSURLSession& session() { return session_; }
     NSRunLoop& loop() { return *loop_; }
@@ -38,6 +38,6 @@ private:
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Fake, NSURLSessionContract, FakeSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Fake, NSURLSessionContract, FakeNSURLSessionSubject);
 
 }  // namespace xel::contract

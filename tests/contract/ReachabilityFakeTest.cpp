@@ -5,7 +5,7 @@
 namespace xel::contract {
 namespace {
 
-class FakeSubject {
+class FakeReachabilitySubject {
 public:
     ReachabilityFactory& factory() { return factory_; }
     void runForAWhile() { loop_->advanceBy(std::chrono::seconds(10)); }
@@ -23,6 +23,6 @@ private:
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Fake, ReachabilityContract, FakeSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Fake, ReachabilityContract, FakeReachabilitySubject);
 
 }  // namespace xel::contract

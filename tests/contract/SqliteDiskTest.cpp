@@ -26,7 +26,7 @@ unsigned modeOf(const fs::path& path) {
     return facts.st_mode & 07777U;
 }
 
-std::map<std::string, std::string> contentsOf(const std::string& folder) {
+std::map<std::string, std::string> filesIn(const std::string& folder) {
     std::map<std::string, std::string> files;
     for (const auto& entry : fs::directory_iterator(folder)) {
         std::ifstream file(entry.path(), std::ios::binary);
@@ -141,7 +141,7 @@ TEST_F(SqliteDiskTest, IsLeftAsItIsWhereItCanOnlyBeRead) {
         defaults->setObject("userId", "alice01");
         ASSERT_TRUE(defaults->synchronize());
     }
-    const auto before = contentsOf(folder());
+    const auto before = filesIn(folder());
     WITH_MOUNTS_OF_ITS_OWN([this] {
         makeReadOnly(folder());
         const auto opened = SqliteStore::open(home_.options());
@@ -149,7 +149,7 @@ TEST_F(SqliteDiskTest, IsLeftAsItIsWhereItCanOnlyBeRead) {
         EXPECT_EQ(opened.error().code, kCannotOpen) << opened.error().localizedDescription();
         EXPECT_NE(opened.error().localizedDescription().find(folder()), std::string::npos);
     });
-    EXPECT_EQ(contentsOf(folder()), before) << "and not taken for damaged";
+    EXPECT_EQ(filesIn(folder()), before) << "and not taken for damaged";
     EXPECT_EQ(home_.openDefaults()->stringForKey("userId"), "alice01");
 }
 

@@ -5,7 +5,7 @@
 namespace xel::contract {
 namespace {
 
-class FakeSubject {
+class FakeUNUserNotificationCenterSubject {
 public:
     UNUserNotificationCenter& center() { return center_; }
     NSRunLoop& loop() { return *loop_; }
@@ -27,6 +27,6 @@ private:
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Fake, UNUserNotificationCenterContract, FakeSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Fake, UNUserNotificationCenterContract, FakeUNUserNotificationCenterSubject);
 
 }  // namespace xel::contract

@@ -228,8 +228,8 @@ TEST_F(CommandActionsTest, EndsWithFiveWhenTheBrokerIsNotThere) {
 }
 
 TEST_F(CommandActionsTest, SaysWhoUsesTheStateFolder) {
-    Command bob(folder_, with({"listen", "--user", "bob02", "--timeout", "60s", "--count", "1", "--channel",
-                               "news"}));
+    Command bob(folder_,
+                with({"listen", "--user", "bob02", "--timeout", "60s", "--count", "1", "--channel", "news"}));
     ASSERT_TRUE(bob.readUntil("subscribed"));
     const CommandOutcome outcome = run(with({"channels", "--user", "bob02"}));
     EXPECT_EQ(outcome.exitCode, 1);

@@ -3,6 +3,7 @@
 #include "XelPushClient/Classes/Registration/RegistrationErrors.h"
 #include "XelPushClient/Classes/Topics/NameRules.h"
 #include "XelPushClient/Foundation/StringUtilities.h"
+#include "XelPushClient/Platform/TopicTable.h"
 
 namespace xel {
 namespace {
@@ -10,7 +11,6 @@ namespace {
 constexpr std::string_view kCouldNotRegisterUser = "Could Not Register User Id";
 constexpr std::string_view kUserIdLine = "userId is nil appId userId %@ ";
 constexpr std::string_view kQueuedWork = "-[PushClientManager registerDeviceToServer]_block_invoke";
-constexpr int kAtLeastOnce = 1;
 
 /// The line, filled with the value, when the value is missing or blank.
 std::string lineIfUnusable(std::string_view line, const std::optional<std::string>& value) {

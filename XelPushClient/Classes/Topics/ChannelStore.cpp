@@ -5,8 +5,6 @@
 namespace xel {
 namespace {
 
-constexpr int kAtLeastOnce = 1;
-
 Dictionary dictionaryFrom(const TopicTable& topics) {
     Dictionary dictionary;
     for (const auto& [topic, qos] : topics) {
@@ -18,7 +16,7 @@ Dictionary dictionaryFrom(const TopicTable& topics) {
 TopicTable tableFrom(const Dictionary& dictionary) {
     TopicTable topics;
     for (const auto& [topic, qos] : dictionary) {
-        topics.set(topic, qos.integer().value_or(kAtLeastOnce) == 0 ? 0 : kAtLeastOnce);
+        topics.set(topic, qos.integer().value_or(kAtLeastOnce) == kAtMostOnce ? kAtMostOnce : kAtLeastOnce);
     }
     return topics;
 }

@@ -11,9 +11,6 @@
 namespace xel {
 namespace {
 
-constexpr int kAtMostOnce = 0;
-constexpr int kAtLeastOnce = 1;
-
 int qosFor(bool live) {
     return live ? kAtMostOnce : kAtLeastOnce;
 }

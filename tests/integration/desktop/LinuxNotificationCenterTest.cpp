@@ -183,9 +183,9 @@ TEST_F(ClientOnADesktopTest, WhatTheHostSwitchedOffIsDeniedToo) {
 namespace contract {
 namespace {
 
-class RealSubject {
+class RealLinuxNotificationCenterSubject {
 public:
-    RealSubject() {
+    RealLinuxNotificationCenterSubject() {
         if (test::PrivateBus::whyMissing().empty()) {
             bus_ = std::make_unique<test::PrivateBus>();
             mock_ = std::make_unique<test::MockNotificationServer>(bus_->address());
@@ -218,7 +218,7 @@ private:
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Real, UNUserNotificationCenterContract, RealSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Real, UNUserNotificationCenterContract, RealLinuxNotificationCenterSubject);
 
 }  // namespace contract
 }  // namespace xel

@@ -13,8 +13,8 @@ namespace xel::test {
 
 namespace {
 
-constexpr const char* kName = "org.freedesktop.login1";
-constexpr const char* kPath = "/org/freedesktop/login1";
+constexpr const char* kLogindName = "org.freedesktop.login1";
+constexpr const char* kLogindPath = "/org/freedesktop/login1";
 constexpr const char* kManager = "org.freedesktop.login1.Manager";
 
 bool isHeld(const FileDescriptor& watchedEnd) {
@@ -27,7 +27,7 @@ bool isHeld(const FileDescriptor& watchedEnd) {
 MockLogind::MockLogind(const std::string& busAddress, std::chrono::microseconds longestDelay, bool isRefusing)
     : isRefusing_(isRefusing),
       connection_(sdbus::createSessionBusConnectionWithAddress(busAddress)),
-      object_(sdbus::createObject(*connection_, kPath)) {
+      object_(sdbus::createObject(*connection_, kLogindPath)) {
     object_->registerMethod(kManager, "Inhibit", "ssss", "h",
                             [this](sdbus::MethodCall call) { takeInhibit(call); });
     object_->registerProperty(kManager, "InhibitDelayMaxUSec", "t",
@@ -35,7 +35,7 @@ MockLogind::MockLogind(const std::string& busAddress, std::chrono::microseconds 
                                   sdbus::PropertyGetReply& reply) { reply << count; });
     object_->registerSignal(kManager, "PrepareForSleep", "b");
     object_->finishRegistration();
-    connection_->requestName(kName);
+    connection_->requestName(kLogindName);
     loop_.begin(*connection_);
 }
 

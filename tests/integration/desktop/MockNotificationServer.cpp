@@ -6,8 +6,8 @@ namespace xel::test {
 
 namespace {
 
-constexpr const char* kName = "org.freedesktop.Notifications";
-constexpr const char* kPath = "/org/freedesktop/Notifications";
+constexpr const char* kServerName = "org.freedesktop.Notifications";
+constexpr const char* kServerPath = "/org/freedesktop/Notifications";
 constexpr std::uint32_t kDismissedByUser = 2;
 
 }  // namespace
@@ -21,15 +21,15 @@ MockNotificationServer::MockNotificationServer(const std::string& busAddress, Ab
     : abilities_(std::move(abilities)),
       nextId_(abilities_.firstId),
       connection_(sdbus::createSessionBusConnectionWithAddress(busAddress)),
-      object_(sdbus::createObject(*connection_, kPath)) {
-    object_->registerMethod(kName, "GetCapabilities", "", "as", [this](sdbus::MethodCall call) {
+      object_(sdbus::createObject(*connection_, kServerPath)) {
+    object_->registerMethod(kServerName, "GetCapabilities", "", "as", [this](sdbus::MethodCall call) {
         auto reply = call.createReply();
         reply << abilities_.capabilities;
         reply.send();
     });
-    object_->registerMethod(kName, "Notify", "susssasa{sv}i", "u",
+    object_->registerMethod(kServerName, "Notify", "susssasa{sv}i", "u",
                             [this](sdbus::MethodCall call) { takeNotify(call); });
-    object_->registerMethod(kName, "CloseNotification", "u", "", [this](sdbus::MethodCall call) {
+    object_->registerMethod(kServerName, "CloseNotification", "u", "", [this](sdbus::MethodCall call) {
         std::uint32_t id = 0;
         call >> id;
         {
@@ -39,10 +39,10 @@ MockNotificationServer::MockNotificationServer(const std::string& busAddress, Ab
         call.createReply().send();
         dismiss(id);
     });
-    object_->registerSignal(kName, "ActionInvoked", "us");
-    object_->registerSignal(kName, "NotificationClosed", "uu");
+    object_->registerSignal(kServerName, "ActionInvoked", "us");
+    object_->registerSignal(kServerName, "NotificationClosed", "uu");
     object_->finishRegistration();
-    connection_->requestName(kName);
+    connection_->requestName(kServerName);
     loop_.begin(*connection_);
 }
 
@@ -79,13 +79,13 @@ std::vector<std::uint32_t> MockNotificationServer::closeRequests() const {
 }
 
 void MockNotificationServer::invoke(std::uint32_t id, const std::string& key) {
-    auto signal = object_->createSignal(kName, "ActionInvoked");
+    auto signal = object_->createSignal(kServerName, "ActionInvoked");
     signal << id << key;
     object_->emitSignal(signal);
 }
 
 void MockNotificationServer::dismiss(std::uint32_t id) {
-    auto signal = object_->createSignal(kName, "NotificationClosed");
+    auto signal = object_->createSignal(kServerName, "NotificationClosed");
     signal << id << kDismissedByUser;
     object_->emitSignal(signal);
 }

@@ -13,7 +13,7 @@ namespace {
 
 constexpr const char* kDaemon = "dbus-daemon";
 
-void writeConfiguration(const std::string& folder) {
+void writeBusConfiguration(const std::string& folder) {
     std::ofstream(folder + "/bus.conf")
         << R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
@@ -43,7 +43,7 @@ std::string PrivateBus::whyMissing() {
 
 PrivateBus::PrivateBus() {
     fs::create_directory(folder_.path() + "/services");
-    writeConfiguration(folder_.path());
+    writeBusConfiguration(folder_.path());
     start();
 }
 

@@ -23,7 +23,7 @@ std::map<std::string, std::string> environmentOf(const PrivateBus& bus) {
             {"G_MESSAGES_DEBUG", "all"}};
 }
 
-void writeConfiguration(const std::string& folder) {
+void writeGeoClueConfiguration(const std::string& folder) {
     fs::create_directory(folder + "/etc");
     std::ofstream file(folder + "/etc/geoclue.conf");
     file << "[agent]\nwhitelist=geoclue-demo-agent\n"
@@ -58,7 +58,7 @@ std::string RealGeoClue::whyMissing() {
 }
 
 RealGeoClue::RealGeoClue(Agent agent) : receiver_(folder_.path() + "/nmea") {
-    writeConfiguration(folder_.path());
+    writeGeoClueConfiguration(folder_.path());
     geoclue_ = std::make_unique<TestProgram>(
         std::vector<std::string>{programPath("unshare"), "--mount", "--net", "sh", "-c",
                                  kWithOurConfiguration, "sh", folder_.path() + "/etc", kGeoClue},

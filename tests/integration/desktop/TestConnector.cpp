@@ -9,11 +9,6 @@ namespace {
 
 constexpr const char* kInterface = "org.unifiedpush.Connector2";
 
-std::string textOf(const std::map<std::string, sdbus::Variant>& fields, const char* key) {
-    const auto found = fields.find(key);
-    return found == fields.end() ? std::string() : found->second.get<std::string>();
-}
-
 }  // namespace
 
 TestConnector::TestConnector(const std::string& busAddress, std::string name)
@@ -23,20 +18,20 @@ TestConnector::TestConnector(const std::string& busAddress, std::string name)
       asking_(sdbus::createSessionBusConnectionWithAddress(busAddress)) {
     object_->registerMethod("NewEndpoint")
         .onInterface(kInterface)
-        .implementedAs([this](const Fields& fields) {
+        .implementedAs([this](const BusFields& fields) {
             note("endpoint " + textOf(fields, "token") + " " + textOf(fields, "endpoint"));
-            return Fields();
+            return BusFields();
         });
-    object_->registerMethod("Message").onInterface(kInterface).implementedAs([this](const Fields& fields) {
+    object_->registerMethod("Message").onInterface(kInterface).implementedAs([this](const BusFields& fields) {
         const auto octets = fields.at("message").get<std::vector<std::uint8_t>>();
         note("message " + textOf(fields, "token") + " " + std::string(octets.begin(), octets.end()));
-        return Fields{{"id", fields.at("id")}};
+        return BusFields{{"id", fields.at("id")}};
     });
     object_->registerMethod("Unregistered")
         .onInterface(kInterface)
-        .implementedAs([this](const Fields& fields) {
+        .implementedAs([this](const BusFields& fields) {
             note("unregistered " + textOf(fields, "token"));
-            return Fields();
+            return BusFields();
         });
     object_->finishRegistration();
     connection_->requestName(name_);
@@ -46,7 +41,7 @@ TestConnector::TestConnector(const std::string& busAddress, std::string name)
 TestConnector::~TestConnector() = default;
 
 TestConnector::Answer TestConnector::registerWith(const std::string& distributor, const std::string& token) {
-    const Fields answer =
+    const BusFields answer =
         ask(distributor, "Register", {{"service", sdbus::Variant(name_)}, {"token", sdbus::Variant(token)}});
     return {textOf(answer, "success"), textOf(answer, "reason")};
 }
@@ -65,9 +60,9 @@ void TestConnector::note(const std::string& call) {
     calls_.push_back(call);
 }
 
-TestConnector::Fields TestConnector::ask(const std::string& distributor, const std::string& method,
-                                         const Fields& fields) {
-    Fields answer;
+BusFields TestConnector::ask(const std::string& distributor, const std::string& method,
+                             const BusFields& fields) {
+    BusFields answer;
     sdbus::createProxy(*asking_, distributor, "/org/unifiedpush/Distributor")
         ->callMethod(method)
         .onInterface("org.unifiedpush.Distributor2")

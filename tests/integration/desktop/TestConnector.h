@@ -7,6 +7,7 @@
 
 #include <sdbus-c++/sdbus-c++.h>
 
+#include "tests/integration/desktop/BusFields.h"
 #include "tests/integration/desktop/BusLoop.h"
 
 namespace xel::test {
@@ -34,10 +35,8 @@ public:
     [[nodiscard]] std::vector<std::string> calls() const;
 
 private:
-    using Fields = std::map<std::string, sdbus::Variant>;
-
     void note(const std::string& call);
-    Fields ask(const std::string& distributor, const std::string& method, const Fields& fields);
+    BusFields ask(const std::string& distributor, const std::string& method, const BusFields& fields);
 
     const std::string name_;
     mutable std::mutex mutex_;

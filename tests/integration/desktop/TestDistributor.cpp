@@ -11,11 +11,6 @@ constexpr const char* kDistributorPath = "/org/unifiedpush/Distributor";
 constexpr const char* kConnector = "org.unifiedpush.Connector2";
 constexpr const char* kConnectorPath = "/org/unifiedpush/Connector";
 
-std::string textOf(const TestDistributor::Arguments& arguments, const std::string& name) {
-    const auto found = arguments.find(name);
-    return found != arguments.end() ? found->second.get<std::string>() : std::string();
-}
-
 }  // namespace
 
 TestDistributor::TestDistributor(const std::string& busAddress, const std::string& name, Behaviour behaviour)
@@ -26,14 +21,14 @@ TestDistributor::TestDistributor(const std::string& busAddress, const std::strin
     object_->registerMethod(kDistributor, "Register", "a{sv}", "a{sv}",
                             [this](sdbus::MethodCall call) { takeRegister(call); });
     object_->registerMethod(kDistributor, "Unregister", "a{sv}", "a{sv}", [this](sdbus::MethodCall call) {
-        Arguments arguments;
+        BusFields arguments;
         call >> arguments;
         {
             const std::lock_guard lock(mutex_);
             endings_.push_back(textOf(arguments, "token"));
         }
         auto reply = call.createReply();
-        reply << Arguments();
+        reply << BusFields();
         reply.send();
     });
     object_->finishRegistration();
@@ -44,7 +39,7 @@ TestDistributor::TestDistributor(const std::string& busAddress, const std::strin
 TestDistributor::~TestDistributor() = default;
 
 void TestDistributor::takeRegister(sdbus::MethodCall& call) {
-    Arguments arguments;
+    BusFields arguments;
     call >> arguments;
     const Registration registration{textOf(arguments, "service"), textOf(arguments, "token"),
                                     textOf(arguments, "description")};
@@ -54,14 +49,14 @@ void TestDistributor::takeRegister(sdbus::MethodCall& call) {
     }
     auto reply = call.createReply();
     reply << (behaviour_.refusal
-                  ? Arguments{{"success", sdbus::Variant(std::string("REGISTRATION_FAILED"))},
+                  ? BusFields{{"success", sdbus::Variant(std::string("REGISTRATION_FAILED"))},
                               {"reason", sdbus::Variant(*behaviour_.refusal)}}
-                  : Arguments{{"success", sdbus::Variant(std::string("REGISTRATION_SUCCEEDED"))}});
+                  : BusFields{{"success", sdbus::Variant(std::string("REGISTRATION_SUCCEEDED"))}});
     reply.send();
     if (!behaviour_.refusal && !behaviour_.isSilent) {
         auto proxy = sdbus::createProxy(*connection_, registration.service, kConnectorPath);
         auto tell = proxy->createMethodCall(kConnector, "NewEndpoint");
-        tell << Arguments{{"token", sdbus::Variant(registration.token)},
+        tell << BusFields{{"token", sdbus::Variant(registration.token)},
                           {"endpoint", sdbus::Variant(behaviour_.endpoint)}};
         tell.dontExpectReply();
         proxy->callMethod(tell);
@@ -79,7 +74,7 @@ std::vector<std::string> TestDistributor::endings() const {
 }
 
 TestDistributor::Answer TestDistributor::call(const std::string& service, const std::string& method,
-                                              const Arguments& arguments) {
+                                              const BusFields& arguments) {
     // A connection of its own: the other one's thread waits for calls.
     const auto connection = sdbus::createSessionBusConnectionWithAddress(busAddress_);
     const auto proxy = sdbus::createProxy(*connection, service, kConnectorPath);
@@ -103,7 +98,7 @@ TestDistributor::Answer TestDistributor::newEndpoint(const std::string& service,
 
 TestDistributor::Answer TestDistributor::message(const std::string& service, const std::string& token,
                                                  const Data& octets, const std::string& id) {
-    Arguments arguments{{"token", sdbus::Variant(token)}, {"message", sdbus::Variant(octets)}};
+    BusFields arguments{{"token", sdbus::Variant(token)}, {"message", sdbus::Variant(octets)}};
     if (!id.empty()) {
         arguments["id"] = sdbus::Variant(id);
     }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -10,6 +9,7 @@
 #include <sdbus-c++/sdbus-c++.h>
 
 #include "XelPushClient/Foundation/Value.h"
+#include "tests/integration/desktop/BusFields.h"
 #include "tests/integration/desktop/BusLoop.h"
 
 namespace xel::test {
@@ -18,8 +18,6 @@ namespace xel::test {
 /// endpoints lead nowhere: the test itself sends. Thread: any.
 class TestDistributor {
 public:
-    using Arguments = std::map<std::string, sdbus::Variant>;
-
     struct Behaviour {
         /// Register is answered with this reason.
         std::optional<std::string> refusal{};
@@ -44,10 +42,10 @@ public:
 
     /// Calls the host. What it answers, or the name of the error.
     struct Answer {
-        Arguments results;
+        BusFields results;
         std::string error;
     };
-    Answer call(const std::string& service, const std::string& method, const Arguments& arguments);
+    Answer call(const std::string& service, const std::string& method, const BusFields& arguments);
 
     Answer newEndpoint(const std::string& service, const std::string& token, const std::string& endpoint);
     Answer message(const std::string& service, const std::string& token, const Data& octets,

@@ -179,8 +179,7 @@ TEST_F(ClientWithADistributorTest, IgnoresCallsOfTheWrongShape) {
     const std::string token = connectionToken();
     const std::string endpoint = "https://push.example/9";
     const Data good = encrypted(R"({"id": "m1"})");
-    using Arguments = TestDistributor::Arguments;
-    const std::vector<std::pair<std::string, Arguments>> table = {
+    const std::vector<std::pair<std::string, test::BusFields>> table = {
         {"Message", {}},
         {"Message", {{"token", variant(token)}}},
         {"Message", {{"message", variant(good)}}},

@@ -11,18 +11,18 @@
 namespace xel {
 namespace {
 
-constexpr std::string_view kClient = "shop/alice/d1";
+constexpr std::string_view kOwner = "shop/alice/d1";
 
 class OutboxTest : public testing::Test {
 protected:
     std::unique_ptr<Outbox> makeOutbox() {
         ids_ = std::make_shared<PacketIds>();
-        return std::make_unique<Outbox>(memory_, std::string(kClient), ids_, options_);
+        return std::make_unique<Outbox>(memory_, std::string(kOwner), ids_, options_);
     }
 
     std::vector<std::uint16_t> storedIds() {
         std::vector<std::uint16_t> ids;
-        for (const OutboxEntry& entry : memory_.loadOutbox(kClient)) {
+        for (const OutboxEntry& entry : memory_.loadOutbox(kOwner)) {
             ids.push_back(entry.packetId);
         }
         return ids;
@@ -55,7 +55,7 @@ TEST_F(OutboxTest, StoresAPublicationBeforeItIsThere) {
     const auto* publication = outbox->add("a/b", "data", true);
     ASSERT_NE(publication, nullptr);
     const std::vector<OutboxEntry> expected{{1, "a/b", "data", true}};
-    EXPECT_EQ(memory_.loadOutbox(kClient), expected);
+    EXPECT_EQ(memory_.loadOutbox(kOwner), expected);
 }
 
 TEST_F(OutboxTest, WritesThePacketPlainAndThenAsADuplicate) {
@@ -135,7 +135,7 @@ TEST_F(OutboxTest, LeavesOutWhatADamagedStoreHolds) {
                                            {7, "good", "x", false},
                                            {7, "twice", "x", false}};
     for (const auto& entry : damaged) {
-        ASSERT_TRUE(memory_.appendToOutbox(kClient, entry).isOk());
+        ASSERT_TRUE(memory_.appendToOutbox(kOwner, entry).isOk());
     }
     const auto outbox = makeOutbox();
     EXPECT_EQ(waitingIds(*outbox), (Ids{7}));

@@ -123,11 +123,11 @@ TEST_F(TrackingSessionTest, BeginsAnewInPlaceOfTheOneBefore) {
 }
 
 TEST_F(TrackingSessionTest, RefusesTimesAndDistancesThatCannotBe) {
-    constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-    constexpr double kInfinity = std::numeric_limits<double>::infinity();
-    const std::pair<double, double> refused[] = {{0.0, 10.0},       {-1.0, 10.0},        {kNaN, 10.0},
-                                                 {kInfinity, 10.0}, {316224001.0, 10.0}, {60.0, -1.0},
-                                                 {60.0, kNaN},      {60.0, kInfinity}};
+    constexpr double kNotANumber = std::numeric_limits<double>::quiet_NaN();
+    constexpr double kEndless = std::numeric_limits<double>::infinity();
+    const std::pair<double, double> refused[] = {
+        {0.0, 10.0},         {-1.0, 10.0}, {kNotANumber, 10.0}, {kEndless, 10.0},
+        {316224001.0, 10.0}, {60.0, -1.0}, {60.0, kNotANumber}, {60.0, kEndless}};
     for (const auto& [seconds, metres] : refused) {
         const auto begun = location_->trackMeUntil(seconds, metres);
         ASSERT_FALSE(begun) << seconds << " s by " << metres << " m";
