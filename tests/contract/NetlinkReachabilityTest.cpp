@@ -1,4 +1,6 @@
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <memory>
 #include <string>
 
@@ -175,15 +177,16 @@ TEST(NetlinkReachability, MayBeStoppedAndDroppedInItsBlock) {
 class NetlinkSubject {
 public:
     NetlinkSubject() : home_(::open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC)) {
-        hasOwnNetwork_ = home_ >= 0 && ::unshare(CLONE_NEWNET) == 0;
-        if (hasOwnNetwork_) {
+        if (home_ < 0 || ::unshare(CLONE_NEWNET) != 0) {
+            reason_ = std::string("a network namespace is not permitted: ") + std::strerror(errno);
+        } else {
             ip("link add eth7 type veth peer name peer-eth7");
             ip("link set peer-eth7 up");
         }
         network_ = std::make_unique<LiveNetwork>("push.example");
     }
     ~NetlinkSubject() {
-        if (hasOwnNetwork_) {
+        if (reason_.empty()) {
             EXPECT_EQ(::setns(home_, CLONE_NEWNET), 0);
         }
         ::close(home_);
@@ -194,17 +197,15 @@ public:
         int reports = 0;
         network_->runUntilReport(reports, 100ms);
     }
-    bool changeNetwork() {
-        if (hasOwnNetwork_) {
-            isUp_ = !isUp_;
-            ip(std::string("link set eth7 ") + (isUp_ ? "up" : "down"));
-        }
-        return hasOwnNetwork_;
+    const char* whyNot() { return reason_.empty() ? nullptr : reason_.c_str(); }
+    void changeNetwork() {
+        isUp_ = !isUp_;
+        ip(std::string("link set eth7 ") + (isUp_ ? "up" : "down"));
     }
 
 private:
     int home_ = -1;
-    bool hasOwnNetwork_ = false;
+    std::string reason_;  // why there is no network of its own; empty: there is one
     bool isUp_ = false;
     std::unique_ptr<LiveNetwork> network_;
 };

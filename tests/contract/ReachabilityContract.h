@@ -9,10 +9,10 @@
 namespace xel::contract {
 
 /// What every reachability monitor owes. A subject is default constructible and has
-///     ReachabilityFactory& factory();
-///     void runForAWhile();           // drives the loop for as long as a report could take to come
-///     bool changeNetwork();          // changes the links so that a report must come; false: cannot be done
-///     here
+/// - `ReachabilityFactory& factory()`;
+/// - `void runForAWhile()`: drives the loop for as long as a report could take to come;
+/// - `const char* whyNot()`: why the links cannot be changed here, or null;
+/// - `void changeNetwork()`: changes the links so that a report must come.
 template <class Subject>
 class ReachabilityContract : public ::testing::Test {
 protected:
@@ -36,7 +36,7 @@ TYPED_TEST_P(ReachabilityContract, NeverCallsTheBlockInsideACall) {
     const auto monitor = this->subject_.factory().reachabilityForInternetConnection();
     int calls = 0;
     monitor->setReachabilityBlock([&](PushClientServerReachability&) { ++calls; });
-    monitor->startNotifier();
+    EXPECT_TRUE(monitor->startNotifier());
     EXPECT_EQ(calls, 0);
     static_cast<void>(monitor->isReachable());
     monitor->stopNotifier();
@@ -45,30 +45,35 @@ TYPED_TEST_P(ReachabilityContract, NeverCallsTheBlockInsideACall) {
 }
 
 TYPED_TEST_P(ReachabilityContract, ReportsChangesBetweenStartAndStop) {
+    if (const char* reason = this->subject_.whyNot()) {
+        GTEST_SKIP() << "NOT TESTED: " << reason;
+    }
     const auto monitor = this->subject_.factory().reachabilityForInternetConnection();
     int calls = 0;
     monitor->setReachabilityBlock([&](PushClientServerReachability& reporter) {
         ++calls;
         EXPECT_EQ(&reporter, monitor.get());
     });
-    if (!monitor->startNotifier() || !this->subject_.changeNetwork()) {
-        GTEST_SKIP() << "links cannot be changed here";
-    }
+    ASSERT_TRUE(monitor->startNotifier());
+    this->subject_.changeNetwork();
     EXPECT_EQ(calls, 0);
     this->subject_.runForAWhile();
     EXPECT_GE(calls, 1);
     monitor->stopNotifier();
     calls = 0;
-    ASSERT_TRUE(this->subject_.changeNetwork());
+    this->subject_.changeNetwork();
     this->subject_.runForAWhile();
     EXPECT_EQ(calls, 0);
 }
 
 TYPED_TEST_P(ReachabilityContract, IsSilentOnceItIsDropped) {
+    if (const char* reason = this->subject_.whyNot()) {
+        GTEST_SKIP() << "NOT TESTED: " << reason;
+    }
     int calls = 0;
     auto monitor = this->subject_.factory().reachabilityForInternetConnection();
     monitor->setReachabilityBlock([&](PushClientServerReachability&) { ++calls; });
-    monitor->startNotifier();
+    ASSERT_TRUE(monitor->startNotifier());
     this->subject_.changeNetwork();
     monitor.reset();
     this->subject_.runForAWhile();

@@ -9,10 +9,10 @@ class FakeReachabilitySubject {
 public:
     ReachabilityFactory& factory() { return factory_; }
     void runForAWhile() { loop_->advanceBy(std::chrono::seconds(10)); }
-    bool changeNetwork() {
+    static const char* whyNot() { return nullptr; }
+    void changeNetwork() {
         isReachable_ = !isReachable_;
         factory_.setNetwork(isReachable_, PushClientServerReachabilityCelluarNetworkType);
-        return true;
     }
 
 private:
