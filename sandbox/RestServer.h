@@ -1,11 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <string>
 
 #include <boost/asio/io_context.hpp>
 
+#include "sandbox/ConnectionListener.h"
 #include "sandbox/RestMessage.h"
 #include "sandbox/ServerCertificate.h"
 
@@ -32,9 +32,7 @@ public:
     void close();
 
 private:
-    class Listener;
-
-    std::shared_ptr<Listener> listener_;
+    ConnectionListener listener_;
 };
 
 }  // namespace xel::sandbox

@@ -2,19 +2,15 @@
 
 #include <chrono>
 #include <cstddef>
-#include <optional>
+#include <memory>
 #include <string>
 #include <utility>
 
 #include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http.hpp>
 
-#include "sandbox/Ports.h"
-#include "sandbox/ProgressLog.h"
-#include "sandbox/SandboxError.h"
 #include "sandbox/push/WebPushEncryption.h"
 
 namespace xel::sandbox {
@@ -31,7 +27,7 @@ constexpr std::chrono::seconds kPushRequestPatience{30};
 constexpr std::uint32_t kLargestHeader = 8 * 1024;
 constexpr std::size_t kLargestDrain = 1024 * 1024;
 constexpr std::size_t kDrainPiece = 64 * 1024;
-constexpr const char* kPurpose = "push endpoints (HTTP)";
+constexpr const char* kPushPurpose = "push endpoints (HTTP)";
 
 // One connection: a request, its answer, the end. Owns itself by its pending operations.
 class Session : public std::enable_shared_from_this<Session> {
@@ -114,87 +110,18 @@ private:
 
 }  // namespace
 
-class PushServer::Listener : public std::enable_shared_from_this<Listener> {
-public:
-    Listener(asio::io_context& loop, ProgressLog& log, Handler handler)
-        : log_(log), acceptor_(loop), retry_(loop), handler_(std::move(handler)) {}
-
-    void listen(std::uint16_t port) {
-        const tcp::endpoint endpoint(asio::ip::address_v4::loopback(), port);
-        error_code error;
-        acceptor_.open(endpoint.protocol(), error);
-        if (!error) {
-            acceptor_.set_option(asio::socket_base::reuse_address(true), error);
-        }
-        if (!error) {
-            acceptor_.bind(endpoint, error);
-        }
-        if (!error) {
-            acceptor_.listen(asio::socket_base::max_listen_connections, error);
-        }
-        if (error == asio::error::address_in_use) {
-            throw PortTakenError(portTakenText(endpoint.address().to_string(), port, kPurpose));
-        }
-        if (error) {
-            throw SandboxError("cannot listen on port " + std::to_string(port) + " for " + kPurpose + ": " +
-                               error.message());
-        }
-        accept();
-    }
-
-    [[nodiscard]] std::uint16_t port() const { return acceptor_.local_endpoint().port(); }
-
-    void close() {
-        isClosed_ = true;
-        error_code ignored;
-        acceptor_.close(ignored);
-        retry_.cancel();
-    }
-
-private:
-    void accept() {
-        acceptor_.async_accept([self = shared_from_this()](error_code error, tcp::socket socket) {
-            if (self->isClosed_) {
-                return;
-            }
-            if (error) {
-                self->acceptLater(error);
-                return;
-            }
-            std::make_shared<Session>(std::move(socket), self->handler_)->start();
-            self->accept();
-        });
-    }
-
-    // Out of descriptors, most likely: trying again at once would only spin.
-    void acceptLater(error_code error) {
-        log_.write("no connection can be taken: " + error.message());
-        retry_.expires_after(std::chrono::seconds(1));
-        retry_.async_wait([self = shared_from_this()](error_code waitError) {
-            if (!waitError && !self->isClosed_) {
-                self->accept();
-            }
-        });
-    }
-
-    ProgressLog& log_;
-    tcp::acceptor acceptor_;
-    asio::steady_timer retry_;
-    Handler handler_;
-    bool isClosed_{false};
-};
-
 PushServer::PushServer(asio::io_context& loop, ProgressLog& log, std::uint16_t port, Handler handler)
-    : listener_(std::make_shared<Listener>(loop, log, std::move(handler))) {
-    listener_->listen(port);
-}
+    : listener_(loop, log, kPushPurpose, tcp::endpoint(asio::ip::address_v4::loopback(), port),
+                [handler = std::move(handler)](tcp::socket socket) {
+                    std::make_shared<Session>(std::move(socket), handler)->start();
+                }) {}
 
 PushServer::~PushServer() {
-    listener_->close();
+    listener_.close();
 }
 
 std::uint16_t PushServer::port() const {
-    return listener_->port();
+    return listener_.port();
 }
 
 }  // namespace xel::sandbox

@@ -2,10 +2,10 @@
 
 #include <cstdint>
 #include <functional>
-#include <memory>
 
 #include <boost/asio/io_context.hpp>
 
+#include "sandbox/ConnectionListener.h"
 #include "sandbox/distributor/PushRequest.h"
 
 namespace xel::sandbox {
@@ -29,9 +29,7 @@ public:
     [[nodiscard]] std::uint16_t port() const;
 
 private:
-    class Listener;
-
-    std::shared_ptr<Listener> listener_;
+    ConnectionListener listener_;
 };
 
 }  // namespace xel::sandbox
