@@ -5,31 +5,18 @@
 #include <string_view>
 #include <utility>
 
+#include "sandbox/Hexadecimal.h"
+
 namespace xel::sandbox {
 namespace {
-
-std::optional<unsigned> hexDigit(char c) {
-    if (c >= '0' && c <= '9') {
-        return static_cast<unsigned>(c - '0');
-    }
-    if (c >= 'a' && c <= 'f') {
-        return static_cast<unsigned>(c - 'a') + 10U;
-    }
-    if (c >= 'A' && c <= 'F') {
-        return static_cast<unsigned>(c - 'A') + 10U;
-    }
-    return std::nullopt;
-}
 
 std::string decodePercent(std::string_view text) {
     std::string decoded;
     decoded.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (text[i] == '%' && i + 2 < text.size()) {
-            const std::optional<unsigned> high = hexDigit(text[i + 1]);
-            const std::optional<unsigned> low = hexDigit(text[i + 2]);
-            if (high && low) {
-                decoded += static_cast<char>(*high * 16U + *low);
+            if (const std::optional<char> byte = byteOfHexDigits(text[i + 1], text[i + 2])) {
+                decoded += *byte;
                 i += 2;
                 continue;
             }

@@ -3,6 +3,7 @@
 #include <cstddef>
 
 #include "XelPushClient/Foundation/Base64URL.h"
+#include "sandbox/Hexadecimal.h"
 #include "sandbox/relay/Json.h"
 
 namespace xel::sandbox {
@@ -10,31 +11,17 @@ namespace {
 
 constexpr char kUncompressed = 0x04;  // what an uncompressed point begins with
 
-std::optional<unsigned> digitOf(char c) {
-    if (c >= '0' && c <= '9') {
-        return static_cast<unsigned>(c - '0');
-    }
-    if (c >= 'a' && c <= 'f') {
-        return static_cast<unsigned>(c - 'a') + 10U;
-    }
-    if (c >= 'A' && c <= 'F') {
-        return static_cast<unsigned>(c - 'A') + 10U;
-    }
-    return std::nullopt;
-}
-
 std::optional<std::string> decodeHexadecimal(std::string_view digits) {
     if (digits.size() % 2 != 0) {
         return std::nullopt;
     }
     std::string bytes;
     for (std::size_t i = 0; i < digits.size(); i += 2) {
-        const std::optional<unsigned> high = digitOf(digits[i]);
-        const std::optional<unsigned> low = digitOf(digits[i + 1]);
-        if (!high || !low) {
+        const std::optional<char> byte = byteOfHexDigits(digits[i], digits[i + 1]);
+        if (!byte) {
             return std::nullopt;
         }
-        bytes += static_cast<char>(*high * 16U + *low);
+        bytes += *byte;
     }
     return bytes;
 }
