@@ -1,6 +1,7 @@
 #include "sandbox/Credentials.h"
 
 #include <optional>
+#include <utility>
 
 #include "sandbox/SandboxError.h"
 #include "sandbox/StateFolder.h"
@@ -35,12 +36,12 @@ void save(const StateFolder& folder, const Credentials& credentials) {
 }
 
 std::string readField(const Json& object, const char* key, const StateFolder& folder) {
-    const auto found = object.find(key);
-    if (found == object.end() || !found->is_string() || found->get_ref<const std::string&>().empty()) {
+    std::optional<std::string> text = findText(object, key);
+    if (!text || text->empty()) {
         throw SandboxError("'" + folder.file(kFileName).string() + "' has no '" + key +
                            "'; remove the file to get new credentials");
     }
-    return found->get<std::string>();
+    return std::move(*text);
 }
 
 }  // namespace

@@ -19,11 +19,6 @@ constexpr std::size_t kRemembered = 4096;
 constexpr unsigned kNotFound = 404;
 constexpr unsigned kGone = 410;
 
-std::string textOf(const Json& object, const char* key) {
-    const auto found = object.find(key);
-    return found != object.end() && found->is_string() ? found->get<std::string>() : std::string();
-}
-
 bool isLive(const Json& message) {
     const auto found = message.find("live");
     return found != message.end() && found->is_boolean() && found->get<bool>();
@@ -52,20 +47,20 @@ PushDesk::PushDesk(InstallationStore& installations, ProgressLog& log, Post post
 void PushDesk::messageWaits(const std::string& user, const std::string& device, std::string_view message) {
     const std::optional<Json> record = installations_.find(device);
     // A session of a former user of the device lives on at the broker: what waits there is not for this one.
-    if (!record || textOf(*record, "userId") != user) {
+    if (!record || findText(*record, "userId").value_or("") != user) {
         return;
     }
-    const std::string hexadecimal = textOf(*record, "deviceToken");
+    const std::string hexadecimal = findText(*record, "deviceToken").value_or("");
     const std::optional<PushToken> token = parsePushToken(hexadecimal);
     const std::optional<Json> content = token ? parseJsonObject(message) : std::nullopt;
-    if (content && !isLive(*content) && isFirst(device, textOf(*content, "id"))) {
+    if (content && !isLive(*content) && isFirst(device, findText(*content, "id").value_or(""))) {
         order(device, hexadecimal, *token, *content);
     }
 }
 
 void PushDesk::order(const std::string& device, const std::string& hexadecimal, const PushToken& token,
                      const Json& message) {
-    const std::string id = withoutControlCharacters(textOf(message, "id"));
+    const std::string id = withoutControlCharacters(findText(message, "id").value_or(""));
     const std::chrono::seconds life = lifeOf(message);
     if (life <= std::chrono::seconds::zero()) {
         return;

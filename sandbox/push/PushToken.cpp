@@ -28,11 +28,8 @@ std::optional<std::string> decodeHexadecimal(std::string_view digits) {
 
 // The bytes that a member of the token spells; empty when there are not so many of them.
 std::string bytesOf(const Json& token, const char* key, std::size_t length) {
-    const auto found = token.find(key);
-    if (found == token.end() || !found->is_string()) {
-        return {};
-    }
-    const auto bytes = octetsOfBase64URL(found->get<std::string>());
+    const std::optional<std::string> text = findText(token, key);
+    const auto bytes = text ? octetsOfBase64URL(*text) : std::nullopt;
     return bytes && bytes->size() == length ? std::string(bytes->begin(), bytes->end()) : std::string();
 }
 
@@ -47,9 +44,7 @@ std::optional<PushToken> parsePushToken(std::string_view hexadecimal) {
     PushToken token;
     token.receiver.publicKey = bytesOf(*object, "publicKey", kPushPublicKeyLength);
     token.receiver.authSecret = bytesOf(*object, "auth", kPushAuthSecretLength);
-    if (const auto endpoint = object->find("endpoint"); endpoint != object->end() && endpoint->is_string()) {
-        token.endpoint = endpoint->get<std::string>();
-    }
+    token.endpoint = findText(*object, "endpoint").value_or("");
     if (token.endpoint.empty() || token.receiver.authSecret.empty() ||
         !token.receiver.publicKey.starts_with(kUncompressed)) {
         return std::nullopt;

@@ -11,23 +11,15 @@ std::optional<std::string> idOf(std::string_view payload) {
     if (!data) {
         return std::nullopt;
     }
-    const auto id = data->find("id");
-    if (id == data->end()) {
-        return std::nullopt;
-    }
-    if (id->is_number()) {
+    if (const auto id = data->find("id"); id != data->end() && id->is_number()) {
         return id->dump();
     }
-    return id->is_string() ? std::optional(id->get<std::string>()) : std::nullopt;
+    return findText(*data, "id");
 }
 
 std::string timeOf(std::string_view payload) {
     const std::optional<Json> data = parseJsonObject(payload);
-    if (!data) {
-        return {};
-    }
-    const auto time = data->find("ts");
-    return time != data->end() && time->is_string() ? time->get<std::string>() : std::string();
+    return data ? findText(*data, "ts").value_or("") : std::string();
 }
 
 }  // namespace

@@ -48,6 +48,12 @@ std::optional<Json> parseJsonObject(std::string_view text) {
     return std::optional<Json>(std::move(value));
 }
 
+std::optional<std::string> findText(const Json& object, const char* key) {
+    const auto found = object.find(key);
+    return found != object.end() && found->is_string() ? std::optional(found->get<std::string>())
+                                                       : std::nullopt;
+}
+
 std::string printJson(const Json& value) {
     return value.dump(-1, ' ', false, Json::error_handler_t::replace);
 }

@@ -15,6 +15,9 @@ using Json = nlohmann::ordered_json;
 /// object, or nests deeper than 64 levels: whoever prints or destroys a value recurses into it.
 std::optional<Json> parseJsonObject(std::string_view text);
 
+/// The text that a member of an object holds; nothing when there is no such member, or it is no text.
+std::optional<std::string> findText(const Json& object, const char* key);
+
 /// The value printed on one line.
 std::string printJson(const Json& value);
 

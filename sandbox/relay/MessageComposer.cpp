@@ -27,11 +27,6 @@ constexpr std::array<SenderKey, 8> kSenderKeys{{
     {"alertText", [](const Json& value) { return value.is_string(); }},
 }};
 
-std::string readText(const Json& object, const char* key) {
-    const auto found = object.find(key);
-    return found != object.end() && found->is_string() ? found->get<std::string>() : std::string();
-}
-
 }  // namespace
 
 Json composeMessage(const MessageEnvelope& envelope, const Json& content) {
@@ -71,7 +66,7 @@ std::optional<MessageOrigin> readMessageOrigin(std::string_view payload) {
     if (!message) {
         return std::nullopt;
     }
-    MessageOrigin origin{readText(*message, "id"), readText(*message, "senderId")};
+    MessageOrigin origin{findText(*message, "id").value_or(""), findText(*message, "senderId").value_or("")};
     if (!isTopicSegment(origin.id) || !isTopicSegment(origin.senderId)) {
         return std::nullopt;
     }

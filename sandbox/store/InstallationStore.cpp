@@ -32,8 +32,7 @@ Json stamp(const std::string& id, const Json& record, std::int64_t created, std:
 }
 
 std::string userOf(const Json& record) {
-    const auto user = record.find("userId");
-    return user != record.end() && user->is_string() ? user->get<std::string>() : std::string();
+    return findText(record, "userId").value_or("");
 }
 
 Json readRow(const Statement& row) {
@@ -84,7 +83,7 @@ std::optional<Json> InstallationStore::find(const std::string& id) const {
 
 void InstallationStore::forgetPushToken(const std::string& id, const std::string& token) {
     std::optional<Json> record = find(id);
-    if (!record || record->value("deviceToken", Json()) != token) {
+    if (!record || findText(*record, "deviceToken") != token) {
         return;
     }
     record->erase("deviceToken");

@@ -22,8 +22,7 @@ void require(int code, const char* what) {
 /// What stands for an event without an id: none is sent, so it is in nobody's list.
 std::string idOf(std::string_view payload) {
     const auto event = xel::sandbox::parseJsonObject(payload);
-    return event && event->contains("id") && (*event)["id"].is_string() ? (*event)["id"].get<std::string>()
-                                                                        : "(no id)";
+    return event ? xel::sandbox::findText(*event, "id").value_or("(no id)") : "(no id)";
 }
 
 }  // namespace
