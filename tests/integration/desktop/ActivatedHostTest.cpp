@@ -1,6 +1,5 @@
-#include <csignal>
 #include <filesystem>
-#include <fstream>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -10,8 +9,7 @@
 #include "XelPushClient/Linux/SqliteStore.h"
 #include "XelPushClient/Linux/SqliteUserDefaults.h"
 #include "XelPushClient/Linux/UnifiedPushRegistration.h"
-#include "tests/contract/FileContents.h"
-#include "tests/contract/TemporaryFolder.h"
+#include "tests/integration/desktop/ActivatableHost.h"
 #include "tests/integration/desktop/PrivateBus.h"
 #include "tests/integration/desktop/TestDistributor.h"
 #include "tests/unit/Linux/WebPushSender.h"
@@ -20,6 +18,7 @@ namespace xel {
 namespace {
 
 namespace fs = std::filesystem;
+using test::ActivatableHost;
 using test::eventually;
 using test::PrivateBus;
 using test::TestDistributor;
@@ -38,63 +37,24 @@ protected:
         GTEST_SKIP() << "the examples were not built (XELPUSH_BUILD_EXAMPLES)";
 #else
         bus_ = std::make_unique<PrivateBus>();
-        writeScript(XELPUSH_EXAMPLES_PATH "/activatable_host");
-        bus_->stop();
-        bus_->addService(kHost, "/bin/sh " + script());
-        bus_->start();
+        // Nobody listens where it looks for the service, which plays no part in this.
+        host_ = std::make_unique<ActivatableHost>(
+            *bus_, kHost, XELPUSH_EXAMPLES_PATH "/activatable_host",
+            std::map<std::string, std::string>{{"XELPUSH_APP_ID", "shop"},
+                                               {"XELPUSH_API_KEY", "key"},
+                                               {"XELPUSH_BROKER_USER", "user"},
+                                               {"XELPUSH_BROKER_PASSWORD", "password"},
+                                               {"XELPUSH_LOCAL_REST_SSL_URL", "https://127.0.0.1:1"},
+                                               {"XELPUSH_LOCAL_BROKER_SSL_PORT", "1"}});
         distributor_ =
             std::make_unique<TestDistributor>(bus_->address(), kDistributor, TestDistributor::Behaviour{});
 #endif
     }
-    void TearDown() override {
-        kill();
-    }
 
-    [[nodiscard]] std::string script() const {
-        return folder_.path() + "/host.sh";
-    }
-    [[nodiscard]] std::string in(const std::string& name) const {
-        return folder_.path() + "/" + name;
-    }
-
-    /// It notes its process id, and what it prints goes into a file.
-    void writeScript(const std::string& program) const {
-        std::ofstream text(script());
-        text << "export HOME=" << in("home") << "\n"
-             << "unset XDG_STATE_HOME XDG_DATA_HOME XDG_CACHE_HOME XDG_CONFIG_HOME UNIFIEDPUSH_DISTRIBUTOR\n"
-             << "export DBUS_SESSION_BUS_ADDRESS=" << bus_->address() << "\n"
-             << "export XELPUSH_BUS_NAME=" << kHost << "\n"
-             << "export XELPUSH_APP_ID=shop XELPUSH_API_KEY=key XELPUSH_BROKER_USER=user "
-                "XELPUSH_BROKER_PASSWORD=password\n"
-             // Nobody listens there: the service plays no part in this.
-             << "export XELPUSH_LOCAL_REST_SSL_URL=https://127.0.0.1:1 XELPUSH_LOCAL_BROKER_SSL_PORT=1\n"
-             << "echo $$ > " << in("pid") << "\n"
-             << "exec " << program << " >> " << in("output") << " 2>> " << in("errors") << "\n";
-    }
-
-    [[nodiscard]] static std::string contents(const std::string& path) {
-        return contract::contentsOf(path).value_or("");
-    }
-    [[nodiscard]] pid_t pid() const {
-        pid_t number = 0;
-        std::ifstream(in("pid")) >> number;
-        return number;
-    }
-    /// A process that others started, and that ends in a zombie of theirs, if in any.
-    [[nodiscard]] static bool isRunning(pid_t process) {
-        const std::string state = contents("/proc/" + std::to_string(process) + "/stat");
-        return !state.empty() && state.find(") Z ") == std::string::npos;
-    }
-    void kill() const {
-        if (const pid_t process = pid(); process > 0 && isRunning(process)) {
-            ::kill(process, SIGKILL);
-            EXPECT_TRUE(eventually([&] { return !isRunning(process); }));
-        }
-    }
     /// What the host, which has ended, has kept.
     [[nodiscard]] std::optional<UnifiedPushRegistration> kept() const {
         SqliteStoreOptions options;
-        options.folder = in("home") + "/.local/state/xelpush/activatable_host";
+        options.folder = host_->home() + "/.local/state/xelpush/activatable_host";
         const auto store = SqliteStore::open(std::move(options));
         if (!store) {
             return std::nullopt;
@@ -109,41 +69,40 @@ protected:
                                                                registration.keys.authSecret(), content));
     }
     bool prints(const std::string& line) const {
-        return eventually([&] { return contents(in("output")).find(line) != std::string::npos; });
+        return eventually([&] { return host_->output().find(line) != std::string::npos; });
     }
 
-    contract::TemporaryFolder folder_;
     std::unique_ptr<PrivateBus> bus_;
     std::unique_ptr<TestDistributor> distributor_;
+    std::unique_ptr<ActivatableHost> host_;
 };
 
 TEST_F(ActivatedHostTest, IsStartedForAMessageAfterItWasKilled) {
     // A call of any kind starts it the first time; it registers, and is called with its endpoint.
     (void)distributor_->call(kHost, "Unregistered", {});
-    const pid_t first = pid();
-    ASSERT_TRUE(eventually([&] { return distributor_->registrations().size() == 1; }))
-        << contents(in("errors"));
+    const pid_t first = host_->pid();
+    ASSERT_TRUE(eventually([&] { return distributor_->registrations().size() == 1; })) << host_->errors();
     const std::string token = distributor_->registrations()[0].token;
-    kill();
+    host_->kill();
     // A killed program's lock goes with its last thread, after the program looks ended.
     std::optional<UnifiedPushRegistration> registration;
     ASSERT_TRUE(eventually([&] { return (registration = kept()).has_value(); }))
         << "it is kept before the distributor hears of it";
     EXPECT_EQ(registration->token, token);
     const auto permissions =
-        fs::status(in("home") + "/.local/state/xelpush/activatable_host/home.db").permissions();
+        fs::status(host_->home() + "/.local/state/xelpush/activatable_host/home.db").permissions();
     EXPECT_EQ(permissions & fs::perms::all, fs::perms::owner_read | fs::perms::owner_write);
-    ASSERT_FALSE(isRunning(first));
+    ASSERT_FALSE(ActivatableHost::isRunning(first));
 
     EXPECT_EQ(send(*registration, R"({"id": "m1"})").error, "");
-    EXPECT_TRUE(prints(R"({"id":"m1"})")) << contents(in("errors"));
-    EXPECT_NE(pid(), first);
+    EXPECT_TRUE(prints(R"({"id":"m1"})")) << host_->errors();
+    EXPECT_NE(host_->pid(), first);
     ASSERT_TRUE(eventually([&] { return distributor_->registrations().size() == 2; }));
     EXPECT_EQ(distributor_->registrations()[1].token, token) << "it is the same host";
 
     EXPECT_EQ(send(*registration, R"({"id": "m2"})").error, "");
     EXPECT_TRUE(prints(R"({"id":"m2"})"));
-    EXPECT_EQ(contents(in("output")), "{\"id\":\"m1\"}\n{\"id\":\"m2\"}\n");
+    EXPECT_EQ(host_->output(), "{\"id\":\"m1\"}\n{\"id\":\"m2\"}\n");
 }
 
 }  // namespace

@@ -2,16 +2,15 @@
 // the host, and the desktop's notification server.
 
 #include <csignal>
-#include <filesystem>
-#include <fstream>
+#include <map>
 #include <memory>
-#include <sstream>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "sandbox/push/PushToken.h"
 #include "tests/integration/SandboxSupport.h"
+#include "tests/integration/desktop/ActivatableHost.h"
 #include "tests/integration/desktop/DistributorCommand.h"
 #include "tests/integration/desktop/MockNotificationServer.h"
 #include "tests/integration/desktop/PrivateBus.h"
@@ -33,12 +32,6 @@ SandboxOptions talkative() {
     return options;
 }
 
-std::string contents(const std::string& path) {
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
-}
-
 class WakeUpTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -49,58 +42,24 @@ protected:
         GTEST_SKIP() << "the examples were not built (XELPUSH_BUILD_EXAMPLES)";
 #else
         bus_ = std::make_unique<PrivateBus>();
-        writeScript(XELPUSH_EXAMPLES_PATH "/activatable_host");
-        bus_->stop();
-        bus_->addService(kHost, "/bin/sh " + script());
-        bus_->start();
+        const SandboxInfo& info = service_.info();
+        host_ = std::make_unique<ActivatableHost>(
+            *bus_, kHost, XELPUSH_EXAMPLES_PATH "/activatable_host",
+            std::map<std::string, std::string>{
+                {"XELPUSH_APP_ID", info.appId},
+                {"XELPUSH_API_KEY", info.apiKey},
+                {"XELPUSH_BROKER_USER", info.brokerUser},
+                {"XELPUSH_BROKER_PASSWORD", info.brokerPassword},
+                {"XELPUSH_LOCAL_BROKER_ADDRESS", "localhost"},
+                {"XELPUSH_LOCAL_BROKER_PORT", std::to_string(info.mqttPort)},
+                {"XELPUSH_LOCAL_BROKER_SSL_PORT", std::to_string(info.mqttTlsPort)},
+                {"XELPUSH_LOCAL_REST_SSL_URL", info.restUrl},
+                {"XELPUSH_CA_FILE", info.caFile.string()}});
         screen_ = std::make_unique<MockNotificationServer>(bus_->address());
         distributor_ = std::make_unique<DistributorCommand>(bus_->address());
 #endif
     }
-    void TearDown() override {
-        kill();
-    }
 
-    [[nodiscard]] std::string in(const std::string& name) const {
-        return folder_.path() + "/" + name;
-    }
-    [[nodiscard]] std::string script() const {
-        return in("host.sh");
-    }
-
-    void writeScript(const std::string& program) const {
-        const SandboxInfo& info = service_.info();
-        std::ofstream text(script());
-        text << "export HOME=" << in("home") << " DBUS_SESSION_BUS_ADDRESS=" << bus_->address()
-             << " XELPUSH_BUS_NAME=" << kHost << "\n"
-             << "unset XDG_STATE_HOME XDG_DATA_HOME XDG_CACHE_HOME XDG_CONFIG_HOME UNIFIEDPUSH_DISTRIBUTOR\n"
-             << "export XELPUSH_APP_ID=" << info.appId << " XELPUSH_API_KEY=" << info.apiKey
-             << " XELPUSH_BROKER_USER=" << info.brokerUser
-             << " XELPUSH_BROKER_PASSWORD=" << info.brokerPassword << "\n"
-             << "export XELPUSH_LOCAL_BROKER_ADDRESS=localhost XELPUSH_LOCAL_BROKER_PORT=" << info.mqttPort
-             << " XELPUSH_LOCAL_BROKER_SSL_PORT=" << info.mqttTlsPort
-             << " XELPUSH_LOCAL_REST_SSL_URL=" << info.restUrl << " XELPUSH_CA_FILE=" << info.caFile.string()
-             << "\n"
-             << "echo $$ > " << in("pid") << "\n"
-             << "exec " << program << " >> " << in("output") << " 2>> " << in("errors") << "\n";
-    }
-
-    [[nodiscard]] pid_t pid() const {
-        pid_t number = 0;
-        std::ifstream(in("pid")) >> number;
-        return number;
-    }
-    /// A process that the bus started ends in a zombie of its own, if in any.
-    [[nodiscard]] static bool isRunning(pid_t process) {
-        const std::string state = contents("/proc/" + std::to_string(process) + "/stat");
-        return !state.empty() && state.find(") Z ") == std::string::npos;
-    }
-    void kill() const {
-        if (const pid_t process = pid(); process > 0 && isRunning(process)) {
-            ::kill(process, SIGKILL);
-            EXPECT_TRUE(eventually([&] { return !isRunning(process); }));
-        }
-    }
     void send(const std::string& id, const std::string& text) {
         EXPECT_EQ(askRest(service_.info(), "POST", "sandbox/messages",
                           Json{{"user", "alice01"}, {"channel", "orders"}, {"id", id}, {"body", text}})
@@ -130,40 +89,40 @@ protected:
     }
 
     RunningSandbox service_{talkative()};
-    contract::TemporaryFolder folder_;
     std::unique_ptr<PrivateBus> bus_;
     std::unique_ptr<MockNotificationServer> screen_;
     std::unique_ptr<DistributorCommand> distributor_;
+    std::unique_ptr<ActivatableHost> host_;
 };
 
 TEST_F(WakeUpTest, AHostThatDoesNotRunShowsTheMessage) {
     {
         // Its first start registers it everywhere. It shows what it gets while it runs.
-        TestProgram host({"/bin/sh", script()}, in("log"));
-        ASSERT_TRUE(eventually([&] { return hasToken(); })) << contents(in("errors"));
+        TestProgram byHand(host_->command(), host_->in("log"));
+        ASSERT_TRUE(eventually([&] { return hasToken(); })) << host_->errors();
         int count = 0;
         ASSERT_TRUE(eventually([&] {
             send("early-" + std::to_string(++count), "while you are here");
             return isShown("while you are here");
-        })) << contents(in("errors"));
-        ::kill(host.pid(), SIGKILL);
-        ASSERT_TRUE(eventually([&] { return !host.isRunning(); }));
+        })) << host_->errors();
+        ::kill(byHand.pid(), SIGKILL);
+        ASSERT_TRUE(eventually([&] { return !byHand.isRunning(); }));
     }
-    const pid_t first = pid();
+    const pid_t first = host_->pid();
     ASSERT_TRUE(eventually([&] { return service_.log.contains("closed its connection"); }));
 
     send("m1", "while you are away");
     EXPECT_TRUE(eventually([&] { return isShown("while you are away"); }))
-        << distributor_->output() << contents(in("errors"));
-    EXPECT_NE(pid(), first);
+        << distributor_->output() << host_->errors();
+    EXPECT_NE(host_->pid(), first);
     EXPECT_TRUE(eventually([&] { return service_.log.contains("of message m1: sent"); }));
     EXPECT_TRUE(distributor_->logs("a message handed to org.example.Shop"));
     // The host prints the push message itself, too.
     EXPECT_TRUE(eventually([&] {
-        const std::string printed = contents(in("output"));
+        const std::string printed = host_->output();
         return printed.find(R"("body":"while you are away")") != std::string::npos &&
                printed.find(R"("id":"m1")") != std::string::npos;
-    })) << contents(in("output"));
+    })) << host_->output();
 }
 
 }  // namespace
