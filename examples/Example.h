@@ -38,15 +38,20 @@ inline void registerWithService(xel::PushClientManager& push, const std::string&
     }
 }
 
-/// Opens the home of that name; throws with the reason when it cannot be had, such as one that another
-/// process owns.
-inline xel::Home openHome(xel::LinuxOptions options, const xel::Machine& machine, const std::string& name) {
-    options.name = name;
+/// Opens the home of the options' name; throws with the reason when it cannot be had, such as one that
+/// another process owns.
+inline xel::Home openHome(const xel::LinuxOptions& options, const xel::Machine& machine) {
     auto home = xel::openLinuxHome(options, machine);
     if (!home) {
         throw std::runtime_error(home.error().localizedDescription());
     }
     return std::move(home).value();
+}
+
+/// As above, by another name.
+inline xel::Home openHome(xel::LinuxOptions options, const xel::Machine& machine, const std::string& name) {
+    options.name = name;
+    return openHome(options, machine);
 }
 
 /// Runs the host's context until SIGINT or SIGTERM; then every client says goodbye to the broker, which takes

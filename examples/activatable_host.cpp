@@ -3,22 +3,13 @@
 // XELPUSH_BUS_NAME is the host's name on the bus.
 
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
-#include <optional>
-#include <string>
 
 #include "XelPushClient/Foundation/JSONPrinter.h"
 #include "XelPushClient/Linux/AsioRunLoop.h"
-#include "XelPushClient/Linux/LinuxPlatform.h"
-#include "XelPushClient/XelPushClient.h"
+#include "examples/Example.h"
 
 namespace {
-
-std::optional<std::string> setting(const char* name) {
-    const char* value = std::getenv(name);
-    return value == nullptr ? std::nullopt : std::optional<std::string>(value);
-}
 
 class Printer : public xel::UIApplicationDelegate {
 public:
@@ -29,24 +20,20 @@ public:
     }
 };
 
-}  // namespace
-
-int main() {
-    xel::PushClientManager::setDevelopment(true);
+void runHost() {
     // The name is the host's from here on: what made the bus start it waits until somebody takes it.
     const xel::LinuxOptions options;
     const auto machine = xel::makeLinuxMachine(options);
-    auto home = xel::openLinuxHome(options, machine);
-    if (!home) {
-        std::fprintf(stderr, "%s\n", home.error().localizedDescription().c_str());
-        return 1;
-    }
-    xel::PushClientManager push(machine, std::move(home).value());
+    xel::PushClientManager push(machine, example::openHome(options, machine));
     const auto printer = std::make_shared<Printer>();
     machine.application->attachDelegate(printer);
 
-    push.registerApplication(setting("XELPUSH_APP_ID"), setting("XELPUSH_API_KEY"),
-                             setting("XELPUSH_BROKER_USER"), setting("XELPUSH_BROKER_PASSWORD"));
-    push.registerUser("alice01", std::vector<std::string>{"news", "private/orders"});
+    example::registerWithService(push, "alice01", {"news", "private/orders"});
     xel::NSRunLoop::mainRunLoop().run();
+}
+
+}  // namespace
+
+int main(int count, char** /*arguments*/) {
+    return example::run(count == 1, "activatable_host", runHost);
 }
