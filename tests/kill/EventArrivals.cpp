@@ -7,17 +7,12 @@
 
 #include "sandbox/relay/Json.h"
 #include "tests/kill/KillLoop.h"
+#include "tests/kill/MosquittoCodes.h"
 
 namespace xel::killtest {
 namespace {
 
 constexpr int kAtLeastOnce = 1;
-
-void require(int code, const char* what) {
-    if (code != MOSQ_ERR_SUCCESS) {
-        throw std::runtime_error(std::string(what) + ": " + mosquitto_strerror(code));
-    }
-}
 
 /// What stands for an event without an id: none is sent, so it is in nobody's list.
 std::string idOf(std::string_view payload) {
@@ -42,12 +37,13 @@ EventArrivals::EventArrivals(const xel::sandbox::SandboxInfo& info) {
         static_cast<EventArrivals*>(self)->take(*publication);
     });
     try {
-        require(mosquitto_username_pw_set(client_, info.brokerUser.c_str(), info.brokerPassword.c_str()),
-                "credentials");
-        require(mosquitto_connect(client_, info.address.c_str(), info.mqttPort, 60), "connect");
-        require(mosquitto_loop_start(client_), "network thread");
+        requireMosquitto(
+            mosquitto_username_pw_set(client_, info.brokerUser.c_str(), info.brokerPassword.c_str()),
+            "credentials");
+        requireMosquitto(mosquitto_connect(client_, info.address.c_str(), info.mqttPort, 60), "connect");
+        requireMosquitto(mosquitto_loop_start(client_), "network thread");
         const std::string filter = "app/" + info.appId + "/event/+/+";
-        require(mosquitto_subscribe(client_, nullptr, filter.c_str(), kAtLeastOnce), "subscribe");
+        requireMosquitto(mosquitto_subscribe(client_, nullptr, filter.c_str(), kAtLeastOnce), "subscribe");
         const auto isSubscribed = [this] {
             const std::lock_guard lock(mutex_);
             return isSubscribed_;

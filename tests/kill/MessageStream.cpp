@@ -5,6 +5,8 @@
 
 #include <mosquitto.h>
 
+#include "tests/kill/MosquittoCodes.h"
+
 namespace xel::killtest {
 namespace {
 
@@ -12,12 +14,6 @@ using namespace std::chrono_literals;
 
 constexpr auto kPause = 2ms;
 constexpr auto kPatience = 30s;
-
-void require(int code, const char* what) {
-    if (code != MOSQ_ERR_SUCCESS) {
-        throw std::runtime_error(std::string(what) + ": " + mosquitto_strerror(code));
-    }
-}
 
 }  // namespace
 
@@ -31,10 +27,10 @@ MessageStream::MessageStream(const xel::sandbox::SandboxInfo& info, const std::s
     mosquitto_publish_callback_set(client_, [](mosquitto*, void* self, int) {
         static_cast<MessageStream*>(self)->acknowledged_.fetch_add(1);
     });
-    require(mosquitto_username_pw_set(client_, info.brokerUser.c_str(), info.brokerPassword.c_str()),
-            "credentials");
-    require(mosquitto_connect(client_, info.address.c_str(), info.mqttPort, 60), "connect");
-    require(mosquitto_loop_start(client_), "network thread");
+    requireMosquitto(mosquitto_username_pw_set(client_, info.brokerUser.c_str(), info.brokerPassword.c_str()),
+                     "credentials");
+    requireMosquitto(mosquitto_connect(client_, info.address.c_str(), info.mqttPort, 60), "connect");
+    requireMosquitto(mosquitto_loop_start(client_), "network thread");
 }
 
 MessageStream::~MessageStream() {
@@ -49,9 +45,9 @@ MessageStream::~MessageStream() {
 
 void MessageStream::sendOne(const std::string& body) {
     const std::string payload = R"({"messageBody":")" + body + R"(","data":{"from":"kill test"}})";
-    require(mosquitto_publish(client_, nullptr, topic_.c_str(), static_cast<int>(payload.size()),
-                              payload.data(), 1, false),
-            "publish");
+    requireMosquitto(mosquitto_publish(client_, nullptr, topic_.c_str(), static_cast<int>(payload.size()),
+                                       payload.data(), 1, false),
+                     "publish");
     ++published_;
 }
 

@@ -6,10 +6,10 @@
 namespace xel::killtest {
 namespace {
 
-const std::string kStart(kStartLine);
+const std::string kStartOfLife(kStartLine);
 
 TEST(PublishVerdict, IsGoodWhenEveryPromiseArrived) {
-    const auto verdict = judgePublishing({kStart, "a", kStart, "b"}, {{"a", 1}, {"b", 1}});
+    const auto verdict = judgePublishing({kStartOfLife, "a", kStartOfLife, "b"}, {{"a", 1}, {"b", 1}});
     EXPECT_TRUE(verdict.isGood());
     EXPECT_EQ(verdict.promised, 2U);
     EXPECT_EQ(verdict.arrived, 2U);
@@ -18,13 +18,13 @@ TEST(PublishVerdict, IsGoodWhenEveryPromiseArrived) {
 }
 
 TEST(PublishVerdict, NamesAPromiseThatNeverArrived) {
-    const auto verdict = judgePublishing({kStart, "a", "b"}, {{"a", 1}});
+    const auto verdict = judgePublishing({kStartOfLife, "a", "b"}, {{"a", 1}});
     EXPECT_FALSE(verdict.isGood());
     EXPECT_EQ(verdict.lost, std::vector<std::string>{"b"});
 }
 
 TEST(PublishVerdict, AllowsArrivalsThatWereNotNotedAndRepetitions) {
-    const auto verdict = judgePublishing({kStart, "a"}, {{"a", 3}, {"b", 1}});
+    const auto verdict = judgePublishing({kStartOfLife, "a"}, {{"a", 3}, {"b", 1}});
     EXPECT_TRUE(verdict.isGood());
     EXPECT_EQ(verdict.arrived, 2U);
     EXPECT_EQ(verdict.arrivedAgain, 2U);
