@@ -77,9 +77,8 @@ public:
     /// An application has come to the bus.
     void serviceAppeared(const std::string& service);
 
-    [[nodiscard]] std::string urlOf(const Registration& registration) const;
-
 private:
+    [[nodiscard]] std::string urlOf(const Registration& registration) const;
     void goOn(const Registration& registration);
     void handOver(const Registration& registration, const KeptPush& push);
     void handedOver(const Registration& registration, std::int64_t number, HandOver outcome);

@@ -53,7 +53,7 @@ void PushDesk::messageWaits(const std::string& user, const std::string& device, 
     const std::string hexadecimal = findText(*record, "deviceToken").value_or("");
     const std::optional<PushToken> token = parsePushToken(hexadecimal);
     const std::optional<Json> content = token ? parseJsonObject(message) : std::nullopt;
-    if (content && !isLive(*content) && isFirst(device, findText(*content, "id").value_or(""))) {
+    if (content && !isLive(*content) && remember(device, findText(*content, "id").value_or(""))) {
         order(device, hexadecimal, *token, *content);
     }
 }
@@ -86,7 +86,7 @@ void PushDesk::order(const std::string& device, const std::string& hexadecimal, 
     goOn();
 }
 
-bool PushDesk::isFirst(const std::string& device, const std::string& messageId) {
+bool PushDesk::remember(const std::string& device, const std::string& messageId) {
     std::string key = messageId + '/' + device;
     if (!ordered_.insert(key).second) {
         return false;

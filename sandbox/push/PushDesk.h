@@ -64,7 +64,8 @@ private:
 
     void order(const std::string& device, const std::string& hexadecimal, const PushToken& token,
                const Json& message);
-    [[nodiscard]] bool isFirst(const std::string& device, const std::string& messageId);
+    /// False when it was remembered before. Every message that was composed has an id.
+    [[nodiscard]] bool remember(const std::string& device, const std::string& messageId);
     [[nodiscard]] std::chrono::seconds lifeOf(const Json& message) const;
     void goOn();
     void answered(const Order& order, const PushAnswer& answer);
