@@ -15,7 +15,11 @@ namespace {
 // (https://sqlite.org/fileformat2.html#walformat).
 constexpr int kLogHeaderSize = 32;
 constexpr int kFrameHeaderSize = 24;
-constexpr std::size_t kLargestGathering = 256 * 1024;
+constexpr std::size_t kLargestPage = 64 * 1024;
+// SQLite writes a page at most at a time, and its VFS for Unix takes the lowest 17 bits of a count for the
+// count: what is gathered is written before one more frame would not fit.
+constexpr std::size_t kLargestWrite = 0x1FFFF;
+constexpr std::size_t kLargestGathering = kLargestWrite - kFrameHeaderSize - kLargestPage;
 
 /// Gathers what is appended to a log until the frame that commits it.
 class LogFile {

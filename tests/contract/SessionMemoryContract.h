@@ -139,6 +139,17 @@ TYPED_TEST_P(SessionMemoryContract, ErasesEverythingOfAClientId) {
     EXPECT_EQ(this->memory_->loadOutbox(this->kClient).size(), 1U);
 }
 
+TYPED_TEST_P(SessionMemoryContract, KeepsPublicationsOfEverySize) {
+    typename TestFixture::Outbox expected;
+    std::uint16_t packetId = 0;
+    for (const std::size_t kibibytes : {60U, 127U, 128U, 129U, 200U, 256U, 257U, 1024U, 4096U}) {
+        expected.push_back(this->entry(++packetId, "t", std::string(kibibytes * 1024, 'p')));
+        ASSERT_TRUE(this->memory_->appendToOutbox(this->kClient, expected.back()).isOk()) << kibibytes;
+    }
+    this->reopen();
+    EXPECT_TRUE(this->memory_->loadOutbox(this->kClient) == expected);
+}
+
 TYPED_TEST_P(SessionMemoryContract, AnswersAnErrorForWhatCouldNotBeStored) {
     this->append(this->kClient, this->entry(1, "t", "kept"));
     this->subject_.setFailingCommits(true);
@@ -156,6 +167,7 @@ REGISTER_TYPED_TEST_SUITE_P(SessionMemoryContract, RemembersNothingAtFirst,
                             KeepsANewEntryUnderAnIdThatWasFreed,
                             StoresALateRemovalWithTheNextAppendAtTheLatest,
                             FindsTheGrantedTopicsInTheirOrderAfterReopening, KeepsClientIdsApart,
-                            ErasesEverythingOfAClientId, AnswersAnErrorForWhatCouldNotBeStored);
+                            ErasesEverythingOfAClientId, KeepsPublicationsOfEverySize,
+                            AnswersAnErrorForWhatCouldNotBeStored);
 
 }  // namespace xel::contract
