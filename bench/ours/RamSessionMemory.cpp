@@ -22,6 +22,7 @@ std::vector<OutboxEntry> RamSessionMemory::loadOutbox(std::string_view) {
     std::sort(taken.begin(), taken.end(),
               [](const Slot* left, const Slot* right) { return left->order < right->order; });
     std::vector<OutboxEntry> entries;
+    entries.reserve(taken.size());
     for (const Slot* slot : taken) {
         entries.push_back(*slot->entry);
     }

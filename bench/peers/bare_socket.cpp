@@ -59,7 +59,7 @@ int run(const BenchOptions& options) {
     sendAll(descriptor, outgoing);
 
     SubjectTally tally;
-    std::array<char, 64 * 1024> piece;
+    std::array<char, 64 * 1024> piece{};
     std::size_t held = 0;  // the head of a packet that the last piece cut through
     while (tally.messages < subject.count) {
         const ssize_t got = recv(descriptor, piece.data() + held, piece.size() - held, 0);

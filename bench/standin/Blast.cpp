@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 #include "bench/common/MqttPackets.h"
 #include "bench/common/SampleMessage.h"
@@ -19,7 +20,7 @@ std::uint16_t packetIdOf(std::uint64_t index) {
 
 }  // namespace
 
-Blast::Blast(const BlastOptions& options) : options_(options) {
+Blast::Blast(BlastOptions options) : options_(std::move(options)) {
     if (options_.count == 0 || options_.inFlight == 0 || options_.inFlight > kPacketIds) {
         throw std::invalid_argument("--count must be positive and --in-flight 1 to 65535");
     }

@@ -22,7 +22,7 @@ class Blast {
 public:
     using Clock = std::chrono::steady_clock;
 
-    explicit Blast(const BlastOptions& options);
+    explicit Blast(BlastOptions options);
 
     std::uint64_t checksum() const { return checksum_; }
 

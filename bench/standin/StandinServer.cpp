@@ -1,7 +1,6 @@
 #include "bench/standin/StandinServer.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdint>
 #include <stdexcept>
@@ -98,8 +97,7 @@ std::chrono::nanoseconds StandinServer::pauseBefore(Blast::Clock::time_point now
 }
 
 StandinServer::Reading StandinServer::readSome(int client) {
-    std::array<char, 65536> piece;
-    const ssize_t got = recv(client, piece.data(), piece.size(), 0);
+    const ssize_t got = recv(client, piece_.data(), piece_.size(), 0);
     if (got == 0) {
         return Reading::Closed;
     }
@@ -109,7 +107,7 @@ StandinServer::Reading StandinServer::readSome(int client) {
         }
         throwSystemError("recv");
     }
-    incoming_.append(piece.data(), static_cast<std::size_t>(got));
+    incoming_.append(piece_.data(), static_cast<std::size_t>(got));
     incoming_.erase(0, forEachPacket(incoming_, [this](const PacketView& packet) { handle(packet); }));
     return Reading::Some;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -60,6 +61,7 @@ private:
     std::optional<Blast> blast_;
     std::optional<Sink> sink_;
     OwnedDescriptor listener_;
+    std::array<char, 65536> piece_{};  ///< what a read fills, before it is appended to `incoming_`
     std::string incoming_;
     std::string control_;     // answers, sent between two publications
     std::string_view chunk_;  // what is left of the publications being written
