@@ -80,6 +80,16 @@ TEST_F(TwoClients, AMessageArrivesWithSenderAndTimeAndItsDeliveryIsReported) {
     EXPECT_EQ(alice->deliveries.front().deliveredDeviceId, bob->push().deviceId());
 }
 
+TEST_F(TwoClients, ALargeMessageTakesTheWholeRoad) {
+    const auto alice = connect("alice01", {});
+    const auto bob = connect("bob02", {"private/inbox"});
+    const std::string text(700 * 1024, 't');
+    ASSERT_TRUE(alice->push().publish(PushClientMessage::withMessage(text, "bob02", "inbox")));
+    alice->runFor(200ms);
+    ASSERT_TRUE(bob->runUntilMessages(1));
+    EXPECT_TRUE(bob->messages.front().messageBody == text);
+}
+
 TEST_F(TwoClients, ReceiptsOfAMessageArriveAtTheService) {
     const auto bob = connect("bob02", {});
     ASSERT_TRUE(bob->push().markAsRead("m1"));
