@@ -7,7 +7,6 @@
 
 #include "sandbox/Ports.h"
 #include "sandbox/ProgressLog.h"
-#include "sandbox/SandboxError.h"
 
 namespace xel::sandbox {
 
@@ -26,24 +25,7 @@ public:
           onSocket_(std::move(onSocket)) {}
 
     void listen(const tcp::endpoint& endpoint) {
-        error_code error;
-        acceptor_.open(endpoint.protocol(), error);
-        if (!error) {
-            acceptor_.set_option(asio::socket_base::reuse_address(true), error);
-        }
-        if (!error) {
-            acceptor_.bind(endpoint, error);
-        }
-        if (!error) {
-            acceptor_.listen(asio::socket_base::max_listen_connections, error);
-        }
-        if (error == asio::error::address_in_use) {
-            throw PortTakenError(portTakenText(endpoint.address().to_string(), endpoint.port(), purpose_));
-        }
-        if (error) {
-            throw SandboxError("cannot listen on port " + std::to_string(endpoint.port()) + " for " +
-                               purpose_ + ": " + error.message());
-        }
+        listenAt(acceptor_, endpoint, purpose_);
         port_ = acceptor_.local_endpoint().port();
         accept();
     }
@@ -98,7 +80,9 @@ ConnectionListener::ConnectionListener(asio::io_context& loop, ProgressLog& log,
     acceptance_->listen(endpoint);
 }
 
-ConnectionListener::~ConnectionListener() = default;
+ConnectionListener::~ConnectionListener() {
+    close();
+}
 
 std::uint16_t ConnectionListener::port() const {
     return acceptance_->port();

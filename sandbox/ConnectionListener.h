@@ -15,8 +15,8 @@ class ProgressLog;
 /// Listens at a TCP endpoint and hands over each connection. When none can be taken, it says so in the log
 /// and tries again after a second.
 ///
-/// Runs on the thread of `loop`; `onSocket` is called there. Whoever has it closes it: what waits on the loop
-/// lives on without it.
+/// Runs on the thread of `loop`; `onSocket` is called there. To be closed, or dropped, on that thread, or
+/// when the loop does not run.
 class ConnectionListener {
 public:
     using OnSocket = std::function<void(boost::asio::ip::tcp::socket socket)>;
@@ -31,7 +31,7 @@ public:
 
     [[nodiscard]] std::uint16_t port() const;
 
-    /// Takes no further connection. To be called on the loop's thread, or when the loop does not run.
+    /// Takes no further connection.
     void close();
 
 private:

@@ -1,7 +1,6 @@
 #include "sandbox/Ports.h"
 
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/ip/tcp.hpp>
 
 #include "sandbox/SandboxError.h"
 
@@ -20,8 +19,13 @@ void requireLoopback(const std::string& address) {
 
 std::uint16_t claimPort(const std::string& address, std::uint16_t wanted, const std::string& purpose) {
     asio::io_context context;
-    const asio::ip::tcp::endpoint endpoint(asio::ip::make_address(address), wanted);
     asio::ip::tcp::acceptor acceptor(context);
+    listenAt(acceptor, {asio::ip::make_address(address), wanted}, purpose);
+    return acceptor.local_endpoint().port();
+}
+
+void listenAt(asio::ip::tcp::acceptor& acceptor, const asio::ip::tcp::endpoint& endpoint,
+              const std::string& purpose) {
     boost::system::error_code error;
     acceptor.open(endpoint.protocol(), error);
     if (!error) {
@@ -34,19 +38,14 @@ std::uint16_t claimPort(const std::string& address, std::uint16_t wanted, const 
     if (!error) {
         acceptor.listen(asio::socket_base::max_listen_connections, error);
     }
+    const std::string port = std::to_string(endpoint.port()) + " of " + endpoint.address().to_string();
     if (error == asio::error::address_in_use) {
-        throw PortTakenError(portTakenText(address, wanted, purpose));
+        throw PortTakenError("port " + port + ", wanted for " + purpose +
+                             ", is taken by another program; stop that program or choose another port");
     }
     if (error) {
-        throw SandboxError("cannot listen on port " + std::to_string(wanted) + " of " + address + " for " +
-                           purpose + ": " + error.message());
+        throw SandboxError("cannot listen on port " + port + " for " + purpose + ": " + error.message());
     }
-    return acceptor.local_endpoint().port();
-}
-
-std::string portTakenText(const std::string& address, std::uint16_t port, const std::string& purpose) {
-    return "port " + std::to_string(port) + " of " + address + ", wanted for " + purpose +
-           ", is taken by another program; stop that program or choose another port";
 }
 
 }  // namespace xel::sandbox

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string>
 
+#include <boost/asio/ip/tcp.hpp>
+
 namespace xel::sandbox {
 
 /// Throws SandboxError unless `address` is a numeric address of the loopback interface.
@@ -13,7 +15,8 @@ void requireLoopback(const std::string& address);
 /// this user may not have it. Nothing reserves the port afterwards.
 std::uint16_t claimPort(const std::string& address, std::uint16_t wanted, const std::string& purpose);
 
-/// The text of PortTakenError.
-std::string portTakenText(const std::string& address, std::uint16_t port, const std::string& purpose);
+/// Opens the acceptor at the endpoint and listens; port 0 means a free one. Throws as claimPort does.
+void listenAt(boost::asio::ip::tcp::acceptor& acceptor, const boost::asio::ip::tcp::endpoint& endpoint,
+              const std::string& purpose);
 
 }  // namespace xel::sandbox

@@ -44,8 +44,6 @@ RestServer::RestServer(asio::io_context& loop, ProgressLog& log, const std::stri
                     std::make_shared<RestSession>(std::move(socket), *tls, handler)->start();
                 }) {}
 
-RestServer::~RestServer() = default;
-
 std::uint16_t RestServer::port() const {
     return listener_.port();
 }

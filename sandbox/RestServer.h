@@ -22,9 +22,6 @@ public:
     /// Listens at once. Throws PortTakenError or SandboxError. Port 0 means a free one.
     RestServer(boost::asio::io_context& loop, ProgressLog& log, const std::string& address,
                std::uint16_t port, const ServerCertificateFiles& certificate, RestHandler handler);
-    ~RestServer();
-    RestServer(const RestServer&) = delete;
-    RestServer& operator=(const RestServer&) = delete;
 
     [[nodiscard]] std::uint16_t port() const;
 

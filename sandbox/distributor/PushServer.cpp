@@ -116,10 +116,6 @@ PushServer::PushServer(asio::io_context& loop, ProgressLog& log, std::uint16_t p
                     std::make_shared<Session>(std::move(socket), handler)->start();
                 }) {}
 
-PushServer::~PushServer() {
-    listener_.close();
-}
-
 std::uint16_t PushServer::port() const {
     return listener_.port();
 }

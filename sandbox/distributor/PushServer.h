@@ -22,9 +22,6 @@ public:
 
     /// Listens at once. Throws PortTakenError or SandboxError. Port 0 means a free one.
     PushServer(boost::asio::io_context& loop, ProgressLog& log, std::uint16_t port, Handler handler);
-    ~PushServer();
-    PushServer(const PushServer&) = delete;
-    PushServer& operator=(const PushServer&) = delete;
 
     [[nodiscard]] std::uint16_t port() const;
 
