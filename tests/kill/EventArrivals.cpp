@@ -5,14 +5,13 @@
 
 #include <mosquitto.h>
 
+#include "XelPushClient/Platform/TopicTable.h"
 #include "sandbox/relay/Json.h"
 #include "tests/kill/KillLoop.h"
 #include "tests/kill/MosquittoCodes.h"
 
 namespace xel::killtest {
 namespace {
-
-constexpr int kAtLeastOnce = 1;
 
 /// What stands for an event without an id: none is sent, so it is in nobody's list.
 std::string idOf(std::string_view payload) {
