@@ -1,6 +1,5 @@
 #include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <memory>
 #include <string>
 
@@ -178,7 +177,7 @@ class NetlinkSubject {
 public:
     NetlinkSubject() : home_(::open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC)) {
         if (home_ < 0 || ::unshare(CLONE_NEWNET) != 0) {
-            reason_ = std::string("a network namespace is not permitted: ") + std::strerror(errno);
+            reason_ = networkRefusalText(errno);
         } else {
             ip("link add eth7 type veth peer name peer-eth7");
             ip("link set peer-eth7 up");

@@ -36,6 +36,11 @@ public:
     }
 };
 
+/// Why there is no network namespace, by the error number of unshare(2).
+inline std::string networkRefusalText(int error) {
+    return std::string("a network namespace is not permitted: ") + std::strerror(error);
+}
+
 /// Runs the command of iproute2 in the calling thread's namespace, which a child inherits.
 inline void ip(const std::string& arguments) {
     ASSERT_EQ(std::system(("ip " + arguments).c_str()), 0) << "ip " << arguments;
@@ -85,9 +90,9 @@ public:
 
 }  // namespace xel::contract
 
-#define IN_A_NETWORK_OF_ITS_OWN(...)                                                                        \
-    do {                                                                                                    \
-        if (const int refusal = NetworkNamespace::run(__VA_ARGS__); refusal != 0) {                         \
-            GTEST_SKIP() << "NOT TESTED: a network namespace is not permitted: " << std::strerror(refusal); \
-        }                                                                                                   \
+#define IN_A_NETWORK_OF_ITS_OWN(...)                                                \
+    do {                                                                            \
+        if (const int refusal = NetworkNamespace::run(__VA_ARGS__); refusal != 0) { \
+            GTEST_SKIP() << "NOT TESTED: " << networkRefusalText(refusal);          \
+        }                                                                           \
     } while (false)
