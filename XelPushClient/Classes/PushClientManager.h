@@ -94,7 +94,8 @@ public:
     // ---- Who hears of outcomes.
 
     /// Appends a delegate unless it is there already. Which operations it responds to is worked out from its
-    /// type. Throws `DelegateListChangedError` from inside a delegate's callback; so do all of this group.
+    /// type. Throws `DelegateListChangedError` from inside a delegate's callback when it would change the
+    /// list; so do all of this group.
     template <class D>
     void addDelegate(std::shared_ptr<D> delegate) {
         addDelegate(std::move(delegate), operationsOverriddenBy<D>());

@@ -5,30 +5,33 @@
 namespace xel {
 
 void DelegateList::addDelegate(Delegate delegate, DelegateOperations operations) {
-    refuseWhileWalked();
-    if (delegate && !contains(delegate.get())) {
-        entries_.push_back({std::move(delegate), operations});
+    if (!delegate || contains(delegate.get())) {
+        return;
     }
+    refuseWhileWalked();
+    entries_.push_back({std::move(delegate), operations});
 }
 
 void DelegateList::removeDelegate(const PushClientManagerDelegate* delegate) {
+    if (!contains(delegate)) {
+        return;
+    }
     refuseWhileWalked();
     std::erase_if(entries_, [&](const Entry& entry) { return entry.delegate.get() == delegate; });
 }
 
 void DelegateList::removeAllDelegates() {
+    if (entries_.empty()) {
+        return;
+    }
     refuseWhileWalked();
     entries_.clear();
 }
 
 void DelegateList::setDelegate(Delegate delegate, DelegateOperations operations) {
-    refuseWhileWalked();
     const auto current = primary_.lock();
     if (!delegate) {
-        primary_.reset();
-        if (entries_.size() == 1) {
-            entries_.clear();
-        }
+        clearDelegate();
         return;
     }
     if (delegate == current) {
@@ -38,8 +41,21 @@ void DelegateList::setDelegate(Delegate delegate, DelegateOperations operations)
         removeDelegate(current.get());
         return;
     }
+    refuseWhileWalked();
     primary_ = delegate;
     addDelegate(std::move(delegate), operations);
+}
+
+void DelegateList::clearDelegate() {
+    const bool emptiesList = entries_.size() == 1;
+    if (primary_.expired() && !emptiesList) {
+        return;
+    }
+    refuseWhileWalked();
+    primary_.reset();
+    if (emptiesList) {
+        entries_.clear();
+    }
 }
 
 std::vector<DelegateList::Delegate> DelegateList::delegates() const {

@@ -16,7 +16,9 @@ public:
               "the delegate list cannot be changed from inside a delegate's callback; post the change") {}
 };
 
-/// The host's delegates, in order, each once, held strongly, and the primary one, held weakly.
+/// The host's delegates, in order, each once, held strongly, and the primary one, held weakly. While it is
+/// walked a call that would change it throws `DelegateListChangedError`; one that would change nothing does
+/// nothing.
 ///
 /// Owner: `EventFanout`. Thread: the manager's run loop.
 class DelegateList {
@@ -73,6 +75,7 @@ private:
         DelegateList& list_;
     };
 
+    void clearDelegate();
     [[nodiscard]] bool contains(const PushClientManagerDelegate* delegate) const;
     void refuseWhileWalked() const;
 

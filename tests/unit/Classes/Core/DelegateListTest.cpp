@@ -121,6 +121,28 @@ TEST_F(DelegateListTest, RefusesEveryChangeWhileItIsWalked) {
     }
 }
 
+TEST_F(DelegateListTest, TakesWhatChangesNothingWhileItIsWalked) {
+    const auto walked = [&](const std::function<void()>& call) {
+        const auto before = list_.delegates();
+        const auto primaryBefore = list_.delegate();
+        list_.forEach([&](auto& /*delegate*/, const auto& /*operations*/) { EXPECT_NO_THROW(call()); });
+        EXPECT_EQ(list_.delegates(), before);
+        EXPECT_EQ(list_.delegate(), primaryBefore);
+    };
+    set(a_);
+    add(b_);
+    walked([&] { add(b_); });
+    walked([&] { add(nullptr); });
+    walked([&] { list_.removeDelegate(c_.get()); });
+    walked([&] { set(a_); });
+    list_.removeDelegate(a_.get());
+    add(c_);
+    walked([&] { set(b_); });
+    set(nullptr);
+    walked([&] { set(nullptr); });
+    walked([&] { set(b_); });
+}
+
 TEST_F(DelegateListTest, MayBeChangedAgainAfterAWalkThatThrew) {
     add(a_);
     EXPECT_THROW(list_.forEach([](auto&, const auto&) { throw std::runtime_error("host"); }),
