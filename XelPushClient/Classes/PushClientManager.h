@@ -88,7 +88,9 @@ public:
     void setEnableLocationOnLaunch(bool enable);
     [[nodiscard]] std::optional<Dictionary> locationOnLaunchWithDictionary() const;
     void setLocationOnLaunchWithDictionary(const std::optional<Dictionary>& options);
-    /// The last failure of registration or connection.
+    /// The last failure of registration or connection, or of storing the ids of received messages (domain
+    /// "PushClientStoreErrorDomain": nothing is lost while the process lives, and registering again is no
+    /// help).
     [[nodiscard]] const std::optional<NSError>& failureError() const;
 
     // ---- Who hears of outcomes.

@@ -211,7 +211,9 @@ void BrokerConnection::handleConnected() {
 
 void BrokerConnection::handleError(const std::optional<NSError>& error) {
     TVRLog(log_, "[%@]: ConnectionError %@", kHandleEvent, error);
-    settings_.failureError = error;
+    if (error) {
+        settings_.failureError = error;
+    }
     const bool isRefused = isRefusedIdentity(error);
     assignStateThen(PushClientServerDisconnectedErrorState,
                     [this, isRefused, generation = sessionGeneration_] {

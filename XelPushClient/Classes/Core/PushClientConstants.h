@@ -23,6 +23,10 @@ enum PushClientErrorCode : std::int64_t {
     kPushClientNoInternetConnectionErrorCode = -5030,
 };
 
+/// Domain of the error of a store that failed; its one code. What was to be stored is kept in memory.
+inline constexpr std::string_view kPushClientStoreErrorDomain = "PushClientStoreErrorDomain";
+inline constexpr std::int64_t kPushClientStoreFailedErrorCode = 1;
+
 /// Domain of the errors about an invalid channel or event name.
 inline constexpr std::string_view kInvalidParameterErrorDomain = "InvalidParameter";
 

@@ -80,7 +80,7 @@ void MessageIds::putIntoDefaults() {
 
 void MessageIds::reportFailure() {
     settings_.failureError =
-        makeError(kPushClientErrorDomain, kPushClientNotInitializedErrorCode,
+        makeError(kPushClientStoreErrorDomain, kPushClientStoreFailedErrorCode,
                   "the ids of received messages could not be stored; they are kept in memory "
                   "and storing is tried again with the next messages");
     TVRLog(log_, "Could not store message ids %@", settings_.failureError);

@@ -27,6 +27,14 @@ protected:
     }
 };
 
+TEST_F(BrokerReconnectTest, KeepsTheLastFailureWhenAnEventBringsNone) {
+    auto& session = connect();
+    session.fail(MQTTSessionEvent::ConnectionError, kLost);
+    session.delegate->handleEvent(session, MQTTSessionEvent::ConnectionClosedByBroker, std::nullopt);
+    EXPECT_EQ(rooms_->settings.failureError, kLost);
+    EXPECT_EQ(room().connectionState(), PushClientServerDisconnectedErrorState);
+}
+
 TEST_F(BrokerReconnectTest, TriesAgainThreeSecondsAfterEveryKindOfError) {
     connect();
     std::size_t wanted = 1;

@@ -98,7 +98,7 @@ TEST_F(MessageIdsTest, AcknowledgeATurnThatCouldNotBeCommittedAndTryAgain) {
     store("m1");
     EXPECT_TRUE(close());
     ASSERT_TRUE(rooms_->settings.failureError);
-    EXPECT_EQ(rooms_->settings.failureError->domain, "PushClientErrorDomain");
+    EXPECT_EQ(rooms_->settings.failureError->domain, "PushClientStoreErrorDomain");
     EXPECT_EQ(takeLog().size(), 1U);
     EXPECT_TRUE(store("m1")) << "kept in memory";
     machine_.disk->setFailingCommits(false);
@@ -150,7 +150,10 @@ TEST_F(MessageIdsTest, StoreNothingThatWasForgottenWhileItsCommitFailed) {
 TEST_F(MessageIdsTest, ReportAFailedCommitOutsideATurn) {
     machine_.disk->setFailingCommits(true);
     EXPECT_FALSE(store("m1"));
-    EXPECT_TRUE(rooms_->settings.failureError);
+    ASSERT_TRUE(rooms_->settings.failureError);
+    EXPECT_EQ(rooms_->settings.failureError->domain, "PushClientStoreErrorDomain")
+        << "in the client's own domain it would ask the host to register again";
+    EXPECT_EQ(rooms_->settings.failureError->code, 1);
     machine_.disk->setFailingCommits(false);
     rooms_->messageIds.beginTurn();
     EXPECT_TRUE(close());
