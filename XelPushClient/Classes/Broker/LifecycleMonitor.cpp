@@ -89,18 +89,18 @@ void LifecycleMonitor::applicationWillEnterForeground(UIApplication& /*applicati
 }
 
 void LifecycleMonitor::applicationDidEnterBackground(UIApplication& application) {
-    backgroundTask_ =
-        application.beginBackgroundTaskWithName(kBackgroundTaskName, [life = std::weak_ptr(life_)] {
+    backgroundTaskOwner_ = &application;
+    backgroundTask_ = application.beginBackgroundTaskWithName(
+        kBackgroundTaskName, [life = std::weak_ptr(life_), &application] {
             if (const auto self = life.lock()) {
-                (*self)->backgroundTimeIsUp();
+                (*self)->backgroundTimeIsUp(application);
             }
         });
 }
 
-void LifecycleMonitor::backgroundTimeIsUp() {
+void LifecycleMonitor::backgroundTimeIsUp(const UIApplication& application) {
     TVRLog(surroundings_.log, "########################### Expired Background Task!");
-    TVRLog(surroundings_.log, "Time remaining: %.1f",
-           surroundings_.machine.application->backgroundTimeRemaining());
+    TVRLog(surroundings_.log, "Time remaining: %.1f", application.backgroundTimeRemaining());
     surroundings_.connection.disconnectFromServer();
     endBackgroundTask();
 }
@@ -115,8 +115,8 @@ void LifecycleMonitor::applicationWillTerminate(UIApplication& /*application*/) 
 
 void LifecycleMonitor::endBackgroundTask() {
     if (backgroundTask_ != 0) {
-        surroundings_.machine.application->endBackgroundTask(backgroundTask_);
-        backgroundTask_ = UIBackgroundTaskInvalid;
+        std::exchange(backgroundTaskOwner_, nullptr)
+            ->endBackgroundTask(std::exchange(backgroundTask_, UIBackgroundTaskInvalid));
     }
 }
 

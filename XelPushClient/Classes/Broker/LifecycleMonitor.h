@@ -50,6 +50,7 @@ public:
     void applicationDidBecomeActive(UIApplication& application);
     void applicationWillResignActive(UIApplication& application);
     void applicationWillEnterForeground(UIApplication& application);
+    /// Begins a background task of the application, which outlives the task.
     void applicationDidEnterBackground(UIApplication& application);
     /// Queues the disconnect and returns at once.
     void applicationWillTerminate(UIApplication& application);
@@ -63,7 +64,7 @@ public:
 private:
     using ApplicationOperation = void (LifecycleMonitor::*)(UIApplication&);
     void observe(std::string_view name, ApplicationOperation operation);
-    void backgroundTimeIsUp();
+    void backgroundTimeIsUp(const UIApplication& application);
 
     Surroundings surroundings_;
     std::shared_ptr<PushClientServerReachability> reachability_;
@@ -71,6 +72,8 @@ private:
     PushClientServerReachabilityNetworkType serverNetworkType_ =
         PushClientServerReachabilityNoNetworkFoundType;
     UIBackgroundTaskIdentifier backgroundTask_ = UIBackgroundTaskInvalid;
+    /// Whose task it is; null while there is none.
+    UIApplication* backgroundTaskOwner_ = nullptr;
     std::vector<NSNotificationCenter::Token> observations_;
     /// Callbacks that outlive this object hold it weakly.
     std::shared_ptr<LifecycleMonitor*> life_;

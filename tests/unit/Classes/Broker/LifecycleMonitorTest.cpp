@@ -119,6 +119,19 @@ TEST_F(LifecycleMonitorTest, DisconnectsWhenTheBackgroundTimeIsUp) {
                             "[-[PushClientManager handleEvent:event:error:]]: ConnectionClosed"));
 }
 
+TEST_F(LifecycleMonitorTest, HoldsTheTaskOfTheApplicationItWasGiven) {
+    FakeApplication other(machine_.runLoop);
+    other.didEnterBackground();
+    other.setBackgroundTimeRemaining(7.0);
+    switchLogOn();
+    room().applicationDidEnterBackground(other);
+    EXPECT_THAT(other.runningBackgroundTaskNames(), ElementsAre("XEL PUSH BG Task"));
+    other.expireBackgroundTasks();
+    EXPECT_THAT(takeLog(), testing::Contains("Time remaining: 7.0"));
+    EXPECT_THAT(other.runningBackgroundTaskNames(), IsEmpty());
+    EXPECT_EQ(room().backgroundTask(), UIBackgroundTaskInvalid);
+}
+
 TEST_F(LifecycleMonitorTest, EndsTheTaskWhenTimeIsUpWithoutAConnection) {
     machine_.application->didEnterBackground();
     machine_.application->expireBackgroundTasks();
