@@ -11,9 +11,6 @@ ClientRooms::ClientRooms(NSObject& managerObject, Machine machineToUse, Home hom
     : manager(managerObject),
       machine(std::move(machineToUse)),
       home(std::move(homeToUse)),
-      operationQueue(machine.operationQueues->makeOperationQueue(
-          "com.xel.pushClientQueue", NSOperationQueue::kDefaultMaxConcurrentOperationCount)),
-      connectionQueue(machine.operationQueues->makeOperationQueue("XelPushConnectionQueue", kSerial)),
       log(*home.defaults, *machine.logSink),
       coordinator(*this),
       settings(machine, home),
@@ -35,10 +32,16 @@ ClientRooms::ClientRooms(NSObject& managerObject, Machine machineToUse, Home hom
       localNotifications(*machine.application, channels, richNotifications),
       record(settings, channels, device, token),
       registration({machine, settings, log, fanout, connection, lifecycle, channels, tokens, token, record,
-                    *operationQueue, coordinator}),
+                    operationQueue, coordinator}),
       requests(machine, settings, log),
       verification(settings, requests, fanout),
       tags(settings, requests, log),
-      crashReports({machine, home, settings, log, *operationQueue, registration}) {}
+      crashReports({machine, home, settings, log, operationQueue, registration}) {}
+
+void ClientRooms::makeQueues() {
+    operationQueue = machine.operationQueues->makeOperationQueue(
+        "com.xel.pushClientQueue", NSOperationQueue::kDefaultMaxConcurrentOperationCount);
+    connectionQueue = machine.operationQueues->makeOperationQueue("XelPushConnectionQueue", kSerial);
+}
 
 }  // namespace xel

@@ -38,12 +38,15 @@ struct ClientRooms {
     ClientRooms& operator=(const ClientRooms&) = delete;
     ~ClientRooms() = default;
 
+    /// Makes both queues; until then there are none. Reachability is followed before.
+    void makeQueues();
+
     NSObject& manager;
     const Machine machine;
     const Home home;
-    const std::shared_ptr<NSOperationQueue> operationQueue;
+    std::shared_ptr<NSOperationQueue> operationQueue;
     /// Made with the client and kept for it; nothing runs on it.
-    const std::shared_ptr<NSOperationQueue> connectionQueue;
+    std::shared_ptr<NSOperationQueue> connectionQueue;
     LogOutput log;
     ClientCoordinator coordinator;
     PushTokenState token;

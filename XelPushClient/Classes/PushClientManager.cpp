@@ -10,6 +10,7 @@ PushClientManager::PushClientManager(Machine machine, Home home)
     rooms_->lifecycle.observeApplication();
     rooms_->coordinator.observeInstallationId();
     rooms_->lifecycle.observeReachability();
+    rooms_->makeQueues();
     rooms_->connection.setConnectionState(PushClientServerDisconnectedState);
     rooms_->location.resumeMonitoring();
 }

@@ -67,9 +67,9 @@ void CrashReports::applicationCrashedWithUserInfo(const Dictionary& userInfo, Cr
     Outlet outlet{machine.clock, machine.device,    machine.files,
                   machine.http,  machine.endpoints, surroundings_.home.documentsDirectory};
 
-    surroundings_.operationQueue.addOperationWithBlock([report = std::move(report), options,
-                                                        outlet = std::move(outlet),
-                                                        weak = std::weak_ptr(life_)]() mutable {
+    surroundings_.operationQueue->addOperationWithBlock([report = std::move(report), options,
+                                                         outlet = std::move(outlet),
+                                                         weak = std::weak_ptr(life_)]() mutable {
         report.created = outlet.clock->now();
         report.osVersion = outlet.device->systemVersion();
         std::string text = crashReportText(report);

@@ -22,7 +22,7 @@ public:
         const Home& home;
         ClientSettings& settings;
         const LogOutput& log;
-        NSOperationQueue& operationQueue;
+        const std::shared_ptr<NSOperationQueue>& operationQueue;
         Registration& registration;
     };
 

@@ -192,7 +192,7 @@ bool Registration::registerDeviceToServer() {
     }
     // The queue decides when the save starts; what it says of the client is read then, on the client's own
     // loop.
-    surroundings_.operationQueue.addOperationWithBlock(
+    surroundings_.operationQueue->addOperationWithBlock(
         [runLoop = surroundings_.machine.runLoop, isStillTrue = whileIdentityLasts()] {
             runLoop->post([isStillTrue] {
                 if (auto* self = isStillTrue()) {

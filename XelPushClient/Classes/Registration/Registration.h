@@ -50,7 +50,7 @@ public:
         PushTokens& tokens;
         const PushTokenState& token;
         InstallationRecord& record;
-        NSOperationQueue& operationQueue;
+        const std::shared_ptr<NSOperationQueue>& operationQueue;
         RegistrationObserver& observer;
     };
 

@@ -13,9 +13,11 @@ public:
     explicit RecordingQueues(std::shared_ptr<NSOperationQueueFactory> queues) : queues_(std::move(queues)) {}
     std::shared_ptr<NSOperationQueue> makeOperationQueue(std::string name, int most) override {
         made.push_back(formatted("%@ %d", name, most));
+        onMaking();
         return queues_->makeOperationQueue(std::move(name), most);
     }
     std::vector<std::string> made;
+    std::function<void()> onMaking = [] {};
 
 private:
     std::shared_ptr<NSOperationQueueFactory> queues_;
@@ -55,6 +57,13 @@ TEST_F(PushClientManagerTest, StartsDisconnectedAfterOneStateReport) {
 TEST_F(PushClientManagerTest, MakesItsTwoQueues) {
     makeManager();
     EXPECT_THAT(queues_->made, ElementsAre("com.xel.pushClientQueue -1", "XelPushConnectionQueue 1"));
+}
+
+TEST_F(PushClientManagerTest, FollowsTheNetworkBeforeItMakesItsQueues) {
+    std::vector<std::size_t> followers;
+    queues_->onMaking = [&] { followers.push_back(machine_.reachability->startedCount()); };
+    makeManager();
+    EXPECT_THAT(followers, ElementsAre(1U, 1U));
 }
 
 TEST_F(PushClientManagerTest, LoadsThePersistedIdentity) {

@@ -198,6 +198,7 @@ TEST_F(CrashReportsTest, ForgetTheIdentityWithReset) {
     rooms_->coordinator.reset();
     const auto snapshot = rooms_->settings.identitySnapshot();
     EXPECT_FALSE(snapshot.deviceId);
+    rooms_->makeQueues();
     EXPECT_EQ(snapshot.launchTime, 0);
     EXPECT_EQ(snapshot.appId, "a1b2c3") << "credentials stay";
 }

@@ -31,6 +31,7 @@ protected:
         ports.sessions = sessions_;
         home_ = machine_.makeHome();
         rooms_ = std::make_unique<ClientRooms>(manager_, std::move(ports), home_);
+        rooms_->makeQueues();
     }
     ~RoomsTest() override { setDevelopmentEnvironment(false); }
 
