@@ -5,7 +5,7 @@
 #include "XelPushClient/Classes/Core/ServiceRequests.h"
 #include "XelPushClient/Classes/Registration/CrashReport.h"
 #include "XelPushClient/Classes/Registration/RegistrationErrors.h"
-#include "XelPushClient/Foundation/StringUtilities.h"
+#include "XelPushClient/Foundation/FormattedText.h"
 
 namespace xel {
 namespace {
@@ -39,9 +39,8 @@ void save(const Outlet& outlet, const std::string& text, Date created) {
 std::shared_ptr<SLAFHTTPRequestOperation> operationFor(const Outlet& outlet, const IdentitySnapshot& identity,
                                                        std::string text) {
     const auto client = serviceHTTPClient(outlet.endpoints, identity.appId, outlet.http);
-    const std::string token = encodeUrlString(textOrNull(identity.apiKey));
-    auto request =
-        client.requestWithMethod("POST", formatted("crashReports?access_token=%@", token), std::nullopt);
+    auto request = client.requestWithMethod(
+        "POST", formatted("crashReports?access_token=%@", identity.apiKey), std::nullopt);
     setJSONBody(request, std::move(text));
     return client.operationWithRequest(std::move(request));
 }

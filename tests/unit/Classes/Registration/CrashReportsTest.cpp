@@ -93,6 +93,18 @@ TEST_F(CrashReportsTest, AreSentToTheBackend) {
     EXPECT_THAT(takeHeard(), IsEmpty());
 }
 
+TEST_F(CrashReportsTest, CarryTheKeyInTheirPathAsItIs) {
+    identify();
+    rooms_->settings.apiKey = "k/y+1=";
+    rooms_->tags.addTag("vip", nullptr, nullptr);
+    crash();
+    machine_.runUntilIdle();
+    ASSERT_EQ(sent().size(), 1U);
+    EXPECT_THAT(sent().front().url, testing::EndsWith("/crashReports?access_token=k/y+1="));
+    EXPECT_THAT(machine_.http->requests().front().url, testing::EndsWith("/vip?access_token=k/y+1="))
+        << "as the other paths do";
+}
+
 TEST_F(CrashReportsTest, GoToTheEnvironmentOfTheMoment) {
     identify();
     setDevelopmentEnvironment(true);
@@ -186,6 +198,7 @@ TEST_F(CrashReportsTest, KnowTheIdentityOfAnEarlierStart) {
     const auto launchTime = rooms_->settings.getLaunchTime();
     rooms_.reset();
     rooms_ = std::make_unique<ClientRooms>(manager_, machine_.machine(), home_);
+    rooms_->makeQueues();
     rooms_->registration.registerApplication("a1b2c3", "key", "broker-user", "broker-password");
     const auto snapshot = rooms_->settings.identitySnapshot();
     EXPECT_EQ(snapshot.deviceId, "D3V1CE");
@@ -198,7 +211,6 @@ TEST_F(CrashReportsTest, ForgetTheIdentityWithReset) {
     rooms_->coordinator.reset();
     const auto snapshot = rooms_->settings.identitySnapshot();
     EXPECT_FALSE(snapshot.deviceId);
-    rooms_->makeQueues();
     EXPECT_EQ(snapshot.launchTime, 0);
     EXPECT_EQ(snapshot.appId, "a1b2c3") << "credentials stay";
 }
