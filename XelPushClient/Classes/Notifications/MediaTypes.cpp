@@ -11,7 +11,8 @@ constexpr std::size_t kLongestExtension = 32;
 bool mayStandInFileName(char character) {
     const bool isLetter = (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
     const bool isDigit = character >= '0' && character <= '9';
-    return isLetter || isDigit || character == '.' || character == '-' || character == '_';
+    return isLetter || isDigit || character == '.' || character == '-' || character == '_' ||
+           character == '+';
 }
 
 }  // namespace

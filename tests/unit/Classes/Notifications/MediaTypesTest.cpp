@@ -32,6 +32,7 @@ TEST(MediaTypes, AFileNameTakesOnlyWhatCannotLeaveItsFolder) {
         {".jpg", ".jpg"},
         {".Image", ".Image"},
         {".tar.gz", ".tar.gz"},
+        {".svg+xml", ".svg+xml"},
         {".", "."},
         {".image/png", ".image_png"},
         {".../../x", "..._.._x"},
