@@ -47,8 +47,8 @@ void ClientCoordinator::turnWillBegin() {
     rooms_.messageIds.beginTurn();
 }
 
-void ClientCoordinator::publicationArrived(std::string_view payload, std::string_view topic) {
-    rooms_.pipeline.handleNewMessage(payload, topic);
+void ClientCoordinator::publicationArrived(const MQTTPublication& publication) {
+    rooms_.pipeline.handleNewMessage(publication.data, publication.topic);
 }
 
 void ClientCoordinator::turnWillClose(std::function<void()> acknowledge) {
@@ -66,6 +66,19 @@ void ClientCoordinator::unsubscriptionWasAnswered(std::uint16_t packetId) {
 
 void ClientCoordinator::restoredTopicWasRefused(std::string_view topic) {
     rooms_.subscriptions.removeTopicFromUserDefault(topic);
+}
+
+void ClientCoordinator::publicationFailed(std::string_view /*payload*/, std::string_view /*topic*/,
+                                          const NSError& error) {
+    rooms_.fanout.invokePushClientManagerDidFailInPublish(error);
+}
+
+void ClientCoordinator::subscriptionFailed(std::string_view /*topic*/, const NSError& error) {
+    rooms_.fanout.invokePushClientManagerDidFailInSubscribe(error);
+}
+
+void ClientCoordinator::unsubscriptionFailed(std::string_view /*topic*/, const NSError& error) {
+    rooms_.fanout.invokePushClientManagerDidFailInUnsubscribe(error);
 }
 
 // ---- Messages.

@@ -47,11 +47,14 @@ public:
 
     // Traffic.
     void turnWillBegin() override;
-    void publicationArrived(std::string_view payload, std::string_view topic) override;
+    void publicationArrived(const MQTTPublication& publication) override;
     void turnWillClose(std::function<void()> acknowledge) override;
     void subscriptionWasAnswered(std::uint16_t packetId, std::span<const std::uint8_t> grantedQoss) override;
     void unsubscriptionWasAnswered(std::uint16_t packetId) override;
     void restoredTopicWasRefused(std::string_view topic) override;
+    void publicationFailed(std::string_view payload, std::string_view topic, const NSError& error) override;
+    void subscriptionFailed(std::string_view topic, const NSError& error) override;
+    void unsubscriptionFailed(std::string_view topic, const NSError& error) override;
 
     // Messages.
     void messageArrived(const std::shared_ptr<const PushClientMessage>& message) override;

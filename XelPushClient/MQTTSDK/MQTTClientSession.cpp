@@ -6,7 +6,7 @@
 
 #include "XelPushClient/MQTTSDK/MQTTEncoder.h"
 #include "XelPushClient/MQTTSDK/MQTTErrors.h"
-#include "XelPushClient/MQTTSDK/MQTTTopics.h"
+#include "XelPushClient/MQTTSDK/SendableNames.h"
 #include "XelPushClient/Platform/NSRunLoop.h"
 #include "XelPushClient/Platform/SessionMemory.h"
 
@@ -54,12 +54,10 @@ void MQTTClientSession::connectToHost(std::string_view host, std::uint16_t port,
     status_ = MQTTSessionStatus::Connecting;
     connection_ = std::make_shared<MQTTConnection>(
         MQTTConnectionContext{anchor_, parameters_, options_, packetIds_, clock_, runLoop_});
-    if (canEncodeConnect(*parameters_)) {
+    if (isSendableConnect(*parameters_)) {
         connection_->open(*streams_, host, port, usingSSL);
     } else {
-        connection_->failLater(makeMQTTError(MQTTErrorCode::ParametersInvalid,
-                                             "the client id, user name or password is too long for MQTT, not "
-                                             "UTF-8, or the client id is empty"));
+        connection_->refuseLater(makeIdentityError(*parameters_));
     }
 }
 
@@ -74,68 +72,84 @@ void MQTTClientSession::close() {
     report(MQTTSessionEvent::ConnectionClosed);
 }
 
-std::uint16_t MQTTClientSession::subscribeToTopic(std::string_view topic, int qos) {
+MQTTSubscribeOutcome MQTTClientSession::subscribeToTopic(std::string_view topic, int qos) {
     TopicTable topics;
     topics.set(topic, qos);
     return subscribeToTopics(topics);
 }
 
-std::uint16_t MQTTClientSession::subscribeToTopics(const TopicTable& topics) {
+MQTTSubscribeOutcome MQTTClientSession::subscribeToTopics(const TopicTable& topics) {
+    MQTTSubscribeOutcome outcome;
     if (!isConnected()) {
-        return 0;
+        return outcome;
     }
-    const std::uint16_t packetId = connection_->engine().subscribe(topics, SubscribePurpose::Owner);
+    const std::uint16_t packetId =
+        connection_->engine().subscribe(topics, SubscribePurpose::Owner, outcome.refused);
+    if (packetId != 0) {
+        MQTTSubscribeBatch& batch = outcome.batches.emplace_back();
+        batch.packetId = packetId;
+        for (const auto& [topic, qos] : topics) {
+            if (isSendableTopicFilter(topic)) {
+                batch.filters.push_back(topic);
+            }
+        }
+    }
     connection_->flushSoon();
-    return packetId;
+    return outcome;
 }
 
-std::uint16_t MQTTClientSession::unsubscribeTopic(std::string_view topic) {
+MQTTUnsubscribeOutcome MQTTClientSession::unsubscribeTopic(std::string_view topic) {
     return unsubscribe({&topic, 1});
 }
 
-std::uint16_t MQTTClientSession::unsubscribeTopics(std::span<const std::string> topics) {
+MQTTUnsubscribeOutcome MQTTClientSession::unsubscribeTopics(std::span<const std::string> topics) {
     const std::vector<std::string_view> views(topics.begin(), topics.end());
     return unsubscribe(views);
 }
 
-std::uint16_t MQTTClientSession::unsubscribe(std::span<const std::string_view> topics) {
+MQTTUnsubscribeOutcome MQTTClientSession::unsubscribe(std::span<const std::string_view> topics) {
+    MQTTUnsubscribeOutcome outcome;
     for (const std::string_view topic : topics) {
         granted_.forget(topic);
     }
     granted_.store();
-    if (!isConnected()) {
-        return 0;
+    if (isConnected()) {
+        outcome.packetId = connection_->engine().unsubscribe(topics, outcome.refused);
+        connection_->flushSoon();
     }
-    const std::uint16_t packetId = connection_->engine().unsubscribe(topics);
-    connection_->flushSoon();
-    return packetId;
+    return outcome;
 }
 
-bool MQTTClientSession::publishDataAtMostOnce(std::string_view data, std::string_view topic, bool retain) {
-    const std::size_t limit = std::min(options_.maxPacketSize, kMQTTMaxRemainingLength);
-    if (!isValidTopicName(topic) || publishPacketSize(topic, data, 0) > limit) {
-        return false;
+Result<void> MQTTClientSession::publishDataAtMostOnce(std::string_view data, std::string_view topic,
+                                                      bool retain) {
+    if (!isSendableTopicName(topic)) {
+        return makeNotSendableError(topic);
+    }
+    const std::size_t size = publishPacketSize(topic, data, 0);
+    if (const std::size_t limit = std::min(options_.maxPacketSize, kMQTTMaxRemainingLength); size > limit) {
+        return makeTooLargeError(topic, size, limit);
     }
     if (isConnected()) {
         connection_->engine().publishAtMostOnce(topic, data, retain);
         connection_->flushSoon();
     }
-    return true;
+    return {};
 }
 
-bool MQTTClientSession::publishDataAtLeastOnce(std::string_view data, std::string_view topic, bool retain) {
-    if (!isValidTopicName(topic)) {
-        return false;
+Result<void> MQTTClientSession::publishDataAtLeastOnce(std::string_view data, std::string_view topic,
+                                                       bool retain) {
+    if (!isSendableTopicName(topic)) {
+        return makeNotSendableError(topic);
     }
-    Outbox::Publication* publication = outbox_.add(topic, data, retain);
-    if (publication == nullptr) {
-        return false;
+    const auto added = outbox_.add(topic, data, retain);
+    if (!added) {
+        return added.error();
     }
     if (isConnected()) {
-        Outbox::write(*publication, connection_->engine().output());
+        Outbox::write(*added.value(), connection_->engine().output());
         connection_->flushSoon();
     }
-    return true;
+    return {};
 }
 
 void MQTTClientSession::connectionDidOpen(bool sessionPresent) {
@@ -157,8 +171,8 @@ void MQTTClientSession::connectionWillDeliver() {
 }
 
 void MQTTClientSession::connectionDidReceive(const MQTTInboundPacket& publication) {
-    delegate_->newMessage(*this, publication.payload, publication.topic, publication.qos,
-                          publication.retained, publication.packetId);
+    delegate_->newMessage(*this, {publication.payload, publication.topic, publication.qos,
+                                  publication.retained, publication.packetId});
 }
 
 void MQTTClientSession::connectionDidReceiveAnswer(MQTTEngineEvent answer, const MQTTInboundPacket& packet) {
@@ -222,7 +236,8 @@ void MQTTClientSession::restoreTopics(bool sessionPresent) {
         granted_.setRestorationAwaited(true);
         granted_.store();
     }
-    connection_->engine().subscribe(granted_.topics(), SubscribePurpose::Restoration);
+    std::vector<MQTTRefusedTopic> refused;
+    connection_->engine().subscribe(granted_.topics(), SubscribePurpose::Restoration, refused);
 }
 
 void MQTTClientSession::writeOutboxAgain() {

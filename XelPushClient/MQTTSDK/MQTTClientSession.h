@@ -30,11 +30,10 @@ struct MQTTSessionSurroundings {
 
 /// The client's own MQTT session: what outlives a connection, and the one connection at a time.
 ///
-/// Beyond the port: a topic that is no topic filter is left out of a SUBSCRIBE and answered as refused (0x80)
-/// at its place. After a turn that the owner ended by closing, or that the network ended, `sessionDidDeliver`
-/// comes all the same, and `acknowledge` then does nothing. An exception of the owner's travels out of the
-/// run loop, and the session goes on from where it was; one thrown while a dropped session reports its
-/// closing is thrown from the loop a pass later.
+/// Beyond the port: after a turn that the owner ended by closing, or that the network ended,
+/// `sessionDidDeliver` comes all the same, and `acknowledge` then does nothing. An exception of the owner's
+/// travels out of the run loop, and the session goes on from where it was; one thrown while a dropped session
+/// reports its closing is thrown from the loop a pass later.
 class MQTTClientSession final : public MQTTSession, private MQTTConnectionObserver {
 public:
     MQTTClientSession(MQTTSessionParameters parameters, const MQTTSessionOptions& options,
@@ -49,13 +48,13 @@ public:
     void connectToHost(std::string_view host, std::uint16_t port, bool usingSSL) override;
     void close() override;
 
-    std::uint16_t subscribeToTopic(std::string_view topic, int qos) override;
-    std::uint16_t subscribeToTopics(const TopicTable& topics) override;
-    std::uint16_t unsubscribeTopic(std::string_view topic) override;
-    std::uint16_t unsubscribeTopics(std::span<const std::string> topics) override;
+    MQTTSubscribeOutcome subscribeToTopic(std::string_view topic, int qos) override;
+    MQTTSubscribeOutcome subscribeToTopics(const TopicTable& topics) override;
+    MQTTUnsubscribeOutcome unsubscribeTopic(std::string_view topic) override;
+    MQTTUnsubscribeOutcome unsubscribeTopics(std::span<const std::string> topics) override;
 
-    bool publishDataAtMostOnce(std::string_view data, std::string_view topic, bool retain) override;
-    bool publishDataAtLeastOnce(std::string_view data, std::string_view topic, bool retain) override;
+    Result<void> publishDataAtMostOnce(std::string_view data, std::string_view topic, bool retain) override;
+    Result<void> publishDataAtLeastOnce(std::string_view data, std::string_view topic, bool retain) override;
 
 private:
     void connectionDidOpen(bool sessionPresent) override;
@@ -68,7 +67,7 @@ private:
 
     [[nodiscard]] bool isConnected() const { return connection_ && connection_->isConnected(); }
     void report(MQTTSessionEvent event, const std::optional<NSError>& error = std::nullopt);
-    std::uint16_t unsubscribe(std::span<const std::string_view> topics);
+    MQTTUnsubscribeOutcome unsubscribe(std::span<const std::string_view> topics);
     void restoreTopics(bool sessionPresent);
     void writeOutboxAgain();
     void takeSubscribeAnswer(std::uint16_t packetId);

@@ -34,10 +34,10 @@ void MQTTConnection::open(ByteStreamFactory& streams, std::string_view host, std
     stream_->open(host, port, usingTLS);
 }
 
-void MQTTConnection::failLater(NSError error) {
+void MQTTConnection::refuseLater(NSError error) {
     runLoop_.post([weak = weak_from_this(), error = std::move(error)] {
         if (const auto self = weak.lock()) {
-            self->end(MQTTSessionEvent::ConnectionError, error);
+            self->end(MQTTSessionEvent::ConnectionRefused, error);
         }
     });
 }

@@ -72,8 +72,8 @@ public:
     /// Starts the attempt. Its outcome comes from the loop.
     void open(ByteStreamFactory& streams, std::string_view host, std::uint16_t port, bool usingTLS);
 
-    /// Ends an attempt that cannot be made.
-    void failLater(NSError error);
+    /// Ends an attempt that is not to be made, as a broker's refusal would.
+    void refuseLater(NSError error);
 
     /// Writes what is still to be written and DISCONNECT, and ends the connection. Tells nobody.
     void closeInOrder();

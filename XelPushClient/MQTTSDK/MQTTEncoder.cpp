@@ -65,12 +65,6 @@ bool fits(std::size_t remainingLength) {
 
 }  // namespace
 
-bool canEncodeConnect(const MQTTSessionParameters& parameters) {
-    return isValidMQTTString(parameters.clientId) && isValidMQTTString(parameters.userName) &&
-           parameters.password.size() <= kMQTTMaxStringLength &&
-           (parameters.cleanSession || !parameters.clientId.empty());
-}
-
 std::chrono::seconds effectiveKeepAlive(const MQTTSessionParameters& parameters) {
     return std::clamp(parameters.keepAlive, std::chrono::seconds(0), std::chrono::seconds(0xFFFF));
 }

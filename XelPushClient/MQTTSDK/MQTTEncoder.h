@@ -15,10 +15,6 @@ namespace xel {
 // The packets that a client sends (MQTT 3.1.1 section 3). Each writer appends one whole packet. Texts were
 // found valid before, and what would not fit is refused before anything is appended.
 
-/// False when a text of the parameters cannot be said in a CONNECT, or the client id is empty and the session
-/// is to be kept (section 3.1.3).
-[[nodiscard]] bool canEncodeConnect(const MQTTSessionParameters& parameters);
-
 /// The keep-alive as a CONNECT can say it: the nearest of 0..65535 seconds.
 [[nodiscard]] std::chrono::seconds effectiveKeepAlive(const MQTTSessionParameters& parameters);
 

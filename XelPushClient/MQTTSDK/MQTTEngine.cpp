@@ -5,6 +5,7 @@
 
 #include "XelPushClient/MQTTSDK/MQTTEncoder.h"
 #include "XelPushClient/MQTTSDK/MQTTTopics.h"
+#include "XelPushClient/MQTTSDK/SendableNames.h"
 
 namespace xel {
 namespace {
@@ -86,15 +87,11 @@ MQTTEngineEvent MQTTEngine::takeSuback(const MQTTInboundPacket& packet) {
     if (waiting == nullptr) {
         return violate("a SUBACK for no SUBSCRIBE that waits for one");
     }
-    if (waiting->countSent() != packet.returnCodes.size()) {
+    if (waiting->topics.size() != packet.returnCodes.size()) {
         return violate("a SUBACK with more or fewer return codes than its SUBSCRIBE had topics");
     }
     answered_ = std::move(*requests_.takeSubscribe(packet.packetId));
-    answeredCodes_.clear();
-    auto code = packet.returnCodes.begin();
-    for (const SubscribeRequest::Topic& topic : answered_.topics) {
-        answeredCodes_.push_back(topic.wasSent ? *code++ : kMQTTSubscribeFailure);
-    }
+    answeredCodes_.assign(packet.returnCodes.begin(), packet.returnCodes.end());
     return MQTTEngineEvent::Subscribed;
 }
 
@@ -108,18 +105,20 @@ void MQTTEngine::start(const MQTTSessionParameters& parameters) {
     phase_ = Phase::AwaitingConnack;
 }
 
-std::uint16_t MQTTEngine::subscribe(const TopicTable& topics, SubscribePurpose purpose) {
+std::uint16_t MQTTEngine::subscribe(const TopicTable& topics, SubscribePurpose purpose,
+                                    std::vector<MQTTRefusedTopic>& refused) {
     SubscribeRequest request;
     request.purpose = purpose;
     request.topics.reserve(topics.size());
     std::vector<std::pair<std::string_view, int>> sent;
     for (const auto& [filter, wantedQoS] : topics) {
         const int qos = std::clamp(wantedQoS, 0, kMQTTHighestQoS);
-        const bool isSent = isValidTopicFilter(filter);
-        request.topics.push_back({filter, qos, isSent});
-        if (isSent) {
-            sent.emplace_back(filter, qos);
+        if (!isSendableTopicFilter(filter)) {
+            refused.push_back({filter, makeNotSendableError(filter)});
+            continue;
         }
+        request.topics.push_back({filter, qos});
+        sent.emplace_back(filter, qos);
     }
     if (sent.empty()) {
         return 0;
@@ -132,12 +131,15 @@ std::uint16_t MQTTEngine::subscribe(const TopicTable& topics, SubscribePurpose p
     return packetId;
 }
 
-std::uint16_t MQTTEngine::unsubscribe(std::span<const std::string_view> filters) {
+std::uint16_t MQTTEngine::unsubscribe(std::span<const std::string_view> filters,
+                                      std::vector<MQTTRefusedTopic>& refused) {
     std::vector<std::string_view> sent;
     for (const std::string_view filter : filters) {
         requests_.noteUnsubscribed(filter);
         if (isValidTopicFilter(filter)) {
             sent.push_back(filter);
+        } else {
+            refused.push_back({std::string(filter), makeNotSendableError(filter)});
         }
     }
     if (sent.empty()) {

@@ -53,10 +53,13 @@ public:
     /// CONNECT, when the transport is there.
     void start(const MQTTSessionParameters& parameters);
     [[nodiscard]] bool isConnected() const { return phase_ == Phase::Connected; }
-    /// Answers the packet identifier, or 0 when nothing was appended: no topic is a topic filter, they are
-    /// too many for one packet, or no identifier is free. Qualities of service are brought into 0..1.
-    std::uint16_t subscribe(const TopicTable& topics, SubscribePurpose purpose);
-    std::uint16_t unsubscribe(std::span<const std::string_view> filters);
+    /// Answers the packet identifier, or 0 when nothing was appended: no topic can be sent, they are too many
+    /// for one packet, or no identifier is free. Topics that cannot be sent are left out and told. Qualities
+    /// of service are brought into 0..1.
+    std::uint16_t subscribe(const TopicTable& topics, SubscribePurpose purpose,
+                            std::vector<MQTTRefusedTopic>& refused);
+    std::uint16_t unsubscribe(std::span<const std::string_view> filters,
+                              std::vector<MQTTRefusedTopic>& refused);
     void publishAtMostOnce(std::string_view topic, std::string_view data, bool retain);
     void acknowledge(std::span<const std::uint16_t> packetIds);
     void disconnect();

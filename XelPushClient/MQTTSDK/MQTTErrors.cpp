@@ -1,11 +1,19 @@
 #include "XelPushClient/MQTTSDK/MQTTErrors.h"
 
-#include "XelPushClient/Platform/MQTTSession.h"
+#include <string>
+
+#include "XelPushClient/MQTTSDK/SendableNames.h"
 
 namespace xel {
 
 NSError makeMQTTError(MQTTErrorCode code, std::string_view description) {
     return makeError(kMQTTErrorDomain, static_cast<std::int64_t>(code), description);
+}
+
+NSError makeTooLargeError(std::string_view topic, std::size_t size, std::size_t limit) {
+    return makeMQTTError(MQTTErrorCode::PublicationTooLarge,
+                         "the publication on topic '" + shownName(topic) + "' has " + std::to_string(size) +
+                             " octets, more than the " + std::to_string(limit) + " that a packet may have");
 }
 
 NSError makeConnackError(std::uint8_t returnCode) {

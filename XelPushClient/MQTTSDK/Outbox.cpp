@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "XelPushClient/MQTTSDK/MQTTEncoder.h"
+#include "XelPushClient/MQTTSDK/MQTTErrors.h"
 #include "XelPushClient/MQTTSDK/MQTTPacket.h"
 #include "XelPushClient/MQTTSDK/MQTTTopics.h"
 
@@ -64,27 +65,34 @@ bool Outbox::restore(const OutboxEntry& entry) {
     return true;
 }
 
-Outbox::Publication* Outbox::add(std::string_view topic, std::string_view data, bool retain) {
+Result<Outbox::Publication*> Outbox::add(std::string_view topic, std::string_view data, bool retain) {
     const std::size_t size = publishPacketSize(topic, data, kSomePacketId);
-    if (size > maxPacketSize_ || !hasRoomFor(size)) {
-        return nullptr;
+    if (size > maxPacketSize_) {
+        return makeTooLargeError(topic, size, maxPacketSize_);
     }
-    scratch_.packetId = packetIds_->take();
+    scratch_.packetId = hasRoomFor(size) ? packetIds_->take() : std::uint16_t{0};
     if (scratch_.packetId == 0) {
-        return nullptr;
+        return makeMQTTError(MQTTErrorCode::OutboxFull,
+                             "the outbox is full: " + std::to_string(publications_.size()) +
+                                 " publications (" + std::to_string(octets_) +
+                                 " octets) wait for the broker's acknowledgement");
     }
     scratch_.topic.assign(topic);
     scratch_.payload.assign(data);
     scratch_.retain = retain;
-    const bool isStored = memory_.appendToOutbox(clientId_, scratch_).isOk();
+    const Result<void> stored = memory_.appendToOutbox(clientId_, scratch_);
     Publication* publication = nullptr;
-    if (isStored) {
+    if (stored) {
         publication = &append(scratch_.packetId, encode(scratch_), false);
     } else {
         packetIds_->release(scratch_.packetId);
     }
     if (scratch_.payload.capacity() > kKeptScratchSize) {
         scratch_.payload = std::string();
+    }
+    if (!stored) {
+        return makeMQTTError(MQTTErrorCode::PublicationNotStored,
+                             "the publication could not be stored: " + describeError(stored.error()));
     }
     return publication;
 }

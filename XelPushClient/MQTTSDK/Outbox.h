@@ -33,9 +33,9 @@ public:
     Outbox(SessionMemory& memory, std::string clientId, std::shared_ptr<PacketIds> packetIds,
            const MQTTSessionOptions& options);
 
-    /// Makes a publication and stores it. The topic is valid. Null when it is over a limit or could not be
-    /// stored; otherwise it is durable, and the pointer is good until it is settled.
-    [[nodiscard]] Publication* add(std::string_view topic, std::string_view data, bool retain);
+    /// Makes a publication and stores it. The topic is sendable. An error when it is over a limit or could
+    /// not be stored; otherwise it is durable, and the pointer is good until it is settled.
+    Result<Publication*> add(std::string_view topic, std::string_view data, bool retain);
 
     /// The broker acknowledged: the publication is not written again. False for an identifier of none. The
     /// memory hears of it, and the identifier is free, with the next `commitSettled`.

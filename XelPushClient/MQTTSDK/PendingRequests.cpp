@@ -1,14 +1,8 @@
 #include "XelPushClient/MQTTSDK/PendingRequests.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace xel {
-
-std::size_t SubscribeRequest::countSent() const {
-    return static_cast<std::size_t>(
-        std::count_if(topics.begin(), topics.end(), [](const Topic& topic) { return topic.wasSent; }));
-}
 
 PendingRequests::~PendingRequests() {
     for (const auto& [packetId, request] : subscribes_) {

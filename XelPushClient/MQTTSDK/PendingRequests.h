@@ -24,16 +24,12 @@ struct SubscribeRequest {
     struct Topic {
         std::string filter;
         int qos = 0;
-        /// False for one that is no topic filter: it was left out of the packet and counts as refused.
-        bool wasSent = true;
         /// Set when it was unsubscribed before the answer came: the grant is then out of date.
         bool wasUnsubscribed = false;
     };
 
     SubscribePurpose purpose = SubscribePurpose::Owner;
     std::vector<Topic> topics;
-
-    [[nodiscard]] std::size_t countSent() const;
 };
 
 /// One connection's SUBSCRIBEs and UNSUBSCRIBEs that the broker has not answered, by packet identifier.

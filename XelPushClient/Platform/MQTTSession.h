@@ -8,8 +8,10 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "XelPushClient/Foundation/NSError.h"
+#include "XelPushClient/Foundation/Result.h"
 #include "XelPushClient/Platform/TopicTable.h"
 
 namespace xel {
@@ -37,12 +39,68 @@ enum class MQTTSessionEvent {
 /// identity is refused, with a description that contains "not authorized".
 inline constexpr std::string_view kMQTTErrorDomain = "MQTT";
 
+/// Codes in `kMQTTErrorDomain`. Up to 5 they are CONNACK's return codes (MQTT 3.1.1 section 3.2.2.3).
+enum class MQTTErrorCode : std::int64_t {
+    UnacceptableProtocolVersion = 1,
+    IdentifierRejected = 2,
+    ServerUnavailable = 3,
+    NotAuthorized = 5,  ///< return codes 4 and 5, and an identity that no CONNECT may hold
+    ConnectTimedOut = 101,
+    PingTimedOut = 102,
+    ProtocolViolation = 103,
+    ClosedByBroker = 104,
+    NameNotSendable = 105,       ///< a topic that brokers may end the connection on
+    PublicationTooLarge = 106,   ///< over the session's limit on the size of a packet
+    OutboxFull = 107,            ///< or no packet identifier is free
+    PublicationNotStored = 108,  ///< the session's memory could not be written
+    GivenUp = 109,               ///< the broker ended the connection on it, again and again
+};
+
 struct MQTTSessionParameters {
     std::string clientId;
     std::string userName;
     std::string password;
     std::chrono::seconds keepAlive{180};
     bool cleanSession = false;
+};
+
+/// A publication that arrived. The views are valid during the call only.
+struct MQTTPublication {
+    std::string_view data;
+    std::string_view topic;
+    int qos = 0;
+    bool retained = false;
+    std::uint16_t mid = 0;  ///< the packet identifier; 0 at QoS 0
+    /// The owner has had it before: the broker sends it again because an acknowledgement was lost.
+    bool isRepeat = false;
+};
+
+/// A topic for which nothing was sent, and nothing will be, with the reason.
+struct MQTTRefusedTopic {
+    std::string topic;
+    NSError error;
+};
+
+/// One SUBSCRIBE: its SUBACK carries the packet identifier, and a return code for each filter in this order.
+struct MQTTSubscribeBatch {
+    std::uint16_t packetId = 0;
+    std::vector<std::string> filters;
+};
+
+/// What became of topics that were to be subscribed to. Topics that are neither in a batch nor refused wait
+/// for a connection, or for a packet identifier: ask again after the next connect.
+struct MQTTSubscribeOutcome {
+    std::vector<MQTTSubscribeBatch> batches;
+    std::vector<MQTTRefusedTopic> refused;
+    /// Batches of before that will not be answered: they had not left yet, and a later one carries all of
+    /// theirs.
+    std::vector<std::uint16_t> superseded;
+};
+
+/// What became of topics that were to be unsubscribed from. The identifier is 0 when nothing was sent.
+struct MQTTUnsubscribeOutcome {
+    std::uint16_t packetId = 0;
+    std::vector<MQTTRefusedTopic> refused;
 };
 
 class MQTTSession;
@@ -61,9 +119,7 @@ public:
     /// A turn begins: at most 24 publications follow, then one `sessionDidDeliver`.
     virtual void sessionWillDeliver(MQTTSession& session) = 0;
 
-    /// One publication. The views are valid during the call only.
-    virtual void newMessage(MQTTSession& session, std::string_view data, std::string_view topic, int qos,
-                            bool retained, std::uint16_t mid) = 0;
+    virtual void newMessage(MQTTSession& session, const MQTTPublication& publication) = 0;
 
     /// The turn's publications have been handled and everything posted meanwhile has run. The owner stores
     /// what must survive and calls `acknowledge`, now or later, exactly once; only then the turn's
@@ -76,6 +132,15 @@ public:
 
     /// A topic that the broker had granted was refused when the session restored it.
     virtual void topicWasRefused(MQTTSession& session, std::string_view topic) = 0;
+
+    /// The session has dropped what it had taken over, and says why: a publication, a topic to subscribe to
+    /// or one to unsubscribe from that no broker may be sent, or on which the broker ended the connection
+    /// again and again. A topic to subscribe to has left the session's memory.
+    virtual void publicationDidFail(MQTTSession& session, std::string_view data, std::string_view topic,
+                                    const NSError& error) = 0;
+    virtual void subscriptionDidFail(MQTTSession& session, std::string_view topic, const NSError& error) = 0;
+    virtual void unsubscriptionDidFail(MQTTSession& session, std::string_view topic,
+                                       const NSError& error) = 0;
 };
 
 /// One MQTT 3.1.1 session of one client id, over any number of connections.
@@ -101,24 +166,30 @@ public:
     /// the same.
     virtual void close() = 0;
 
-    /// One SUBSCRIBE for the topic, or for all topics of the table in its order. Answers the packet
-    /// identifier. Without a connection nothing is sent and the answer is 0.
-    virtual std::uint16_t subscribeToTopic(std::string_view topic, int qos) = 0;
-    virtual std::uint16_t subscribeToTopics(const TopicTable& topics) = 0;
+    /// Subscribes to one topic with a SUBSCRIBE of its own, or to all topics of the table, in its order, with
+    /// one SUBSCRIBE. Of tables that leave together only those are written which no later one contains. After
+    /// the broker has ended two connections in a row, each topic gets a SUBSCRIBE of its own, in its turn.
+    virtual MQTTSubscribeOutcome subscribeToTopic(std::string_view topic, int qos) = 0;
+    virtual MQTTSubscribeOutcome subscribeToTopics(const TopicTable& topics) = 0;
 
-    /// One UNSUBSCRIBE. Removes the topics from the session's memory, also without a connection (the answer
-    /// is then 0).
-    virtual std::uint16_t unsubscribeTopic(std::string_view topic) = 0;
-    virtual std::uint16_t unsubscribeTopics(std::span<const std::string> topics) = 0;
+    /// One UNSUBSCRIBE. The topics leave the session's memory and are remembered as to be unsubscribed until
+    /// the broker has answered, across connections and restarts. Without a connection that is all: while this
+    /// session lives, the owner asks again after the next connect.
+    virtual MQTTUnsubscribeOutcome unsubscribeTopic(std::string_view topic) = 0;
+    virtual MQTTUnsubscribeOutcome unsubscribeTopics(std::span<const std::string> topics) = 0;
 
-    /// QoS 0. Dropped without a connection. False when the publication cannot be made (a topic that is empty,
-    /// too long, not UTF-8 or holds a wildcard or NUL; a packet over the size limit).
-    virtual bool publishDataAtMostOnce(std::string_view data, std::string_view topic, bool retain) = 0;
+    /// QoS 0. Dropped without a connection. An error when the publication cannot be made: `NameNotSendable`
+    /// (a topic that is empty, too long, not UTF-8, or holds a wildcard or a character that brokers may
+    /// refuse) or `PublicationTooLarge`.
+    virtual Result<void> publishDataAtMostOnce(std::string_view data, std::string_view topic,
+                                               bool retain) = 0;
 
-    /// QoS 1. Durable when it returns true, sent now or after the next connect, again after a loss, until the
-    /// broker acknowledges it. False for a publication that cannot be made (as above), when the outbox is
-    /// full (50,000 publications or 64 MiB), or when it could not be stored.
-    virtual bool publishDataAtLeastOnce(std::string_view data, std::string_view topic, bool retain) = 0;
+    /// QoS 1. Durable when it returns without an error, sent now or after the next connect, again after a
+    /// loss, until the broker acknowledges it or it is given up (`publicationDidFail`). An error for a
+    /// publication that cannot be made (as above), `OutboxFull` (50,000 publications or 64 MiB), or
+    /// `PublicationNotStored`.
+    virtual Result<void> publishDataAtLeastOnce(std::string_view data, std::string_view topic,
+                                                bool retain) = 0;
 };
 
 class NSRunLoop;

@@ -43,7 +43,7 @@ public:
     }
 
     void sessionWillDeliver(MQTTSession&) override {}
-    void newMessage(MQTTSession&, std::string_view, std::string_view, int, bool, std::uint16_t) override {}
+    void newMessage(MQTTSession&, const MQTTPublication&) override {}
     void sessionDidDeliver(MQTTSession&, std::function<void()> acknowledge) override { acknowledge(); }
     void subAckReceived(MQTTSession&, std::uint16_t, std::span<const std::uint8_t>) override {}
     void unsubAckReceived(MQTTSession&, std::uint16_t) override {}

@@ -84,8 +84,8 @@ public:
         publicationsInTurn_ = 0;
     }
 
-    void newMessage(MQTTSession& mine, std::string_view data, std::string_view topic, int qos, bool,
-                    std::uint16_t mid) override {
+    void newMessage(MQTTSession& mine, const MQTTPublication& publication) override {
+        const auto [data, topic, qos, retained, mid, isRepeat] = publication;
         require(isConnected_ && ++publicationsInTurn_ <= 24);
         require(isValidTopicName(topic) && (qos == 0 || qos == 1) && (mid != 0) == (qos == 1));
         deliveredIds.insert(mid);
@@ -111,6 +111,9 @@ public:
     void topicWasRefused(MQTTSession&, std::string_view topic) override {
         require(isValidTopicFilter(topic));
     }
+    void publicationDidFail(MQTTSession&, std::string_view, std::string_view, const NSError&) override {}
+    void subscriptionDidFail(MQTTSession&, std::string_view, const NSError&) override {}
+    void unsubscriptionDidFail(MQTTSession&, std::string_view, const NSError&) override {}
 
     bool isAttempted = false;
 
@@ -192,7 +195,7 @@ private:
         owner_.session = factory.makeSession(parameters, *loop_, memory_);
         owner_.session->setDelegate(&owner_);
         if (state == State::Publishing) {
-            require(owner_.session->publishDataAtLeastOnce("early", "t", false));
+            require(owner_.session->publishDataAtLeastOnce("early", "t", false).isOk());
         }
         owner_.isAttempted = true;
         owner_.session->connectToHost("host", 1, false);
@@ -211,11 +214,11 @@ private:
     void act(State state) {
         MQTTSession& session = *owner_.session;
         if (state == State::Requesting) {
-            require(session.subscribeToTopics({{"a", 1}, {"b", 0}}) == 1);
-            require(session.unsubscribeTopic("b") == 2);
-            require(session.subscribeToTopic("c", 1) == 3);
+            require(session.subscribeToTopics({{"a", 1}, {"b", 0}}).batches.at(0).packetId == 1);
+            require(session.unsubscribeTopic("b").packetId == 2);
+            require(session.subscribeToTopic("c", 1).batches.at(0).packetId == 3);
         } else if (state == State::Publishing) {
-            require(session.publishDataAtLeastOnce("late", "t", true));
+            require(session.publishDataAtLeastOnce("late", "t", true).isOk());
         } else if (state == State::TurnOpen) {
             connection().feed(encodePublish("t", "x", 1, false, false, 1));
         } else if (state == State::Pinging) {

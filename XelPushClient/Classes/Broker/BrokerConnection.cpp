@@ -259,9 +259,8 @@ void BrokerConnection::sessionWillDeliver(MQTTSession& /*session*/) {
     observers_.traffic.turnWillBegin();
 }
 
-void BrokerConnection::newMessage(MQTTSession& /*session*/, std::string_view data, std::string_view topic,
-                                  int /*qos*/, bool /*retained*/, std::uint16_t /*mid*/) {
-    observers_.traffic.publicationArrived(data, topic);
+void BrokerConnection::newMessage(MQTTSession& /*session*/, const MQTTPublication& publication) {
+    observers_.traffic.publicationArrived(publication);
 }
 
 void BrokerConnection::sessionDidDeliver(MQTTSession& /*session*/, std::function<void()> acknowledge) {
@@ -279,6 +278,21 @@ void BrokerConnection::unsubAckReceived(MQTTSession& /*session*/, std::uint16_t 
 
 void BrokerConnection::topicWasRefused(MQTTSession& /*session*/, std::string_view topic) {
     observers_.traffic.restoredTopicWasRefused(topic);
+}
+
+void BrokerConnection::publicationDidFail(MQTTSession& /*session*/, std::string_view data,
+                                          std::string_view topic, const NSError& error) {
+    observers_.traffic.publicationFailed(data, topic, error);
+}
+
+void BrokerConnection::subscriptionDidFail(MQTTSession& /*session*/, std::string_view topic,
+                                           const NSError& error) {
+    observers_.traffic.subscriptionFailed(topic, error);
+}
+
+void BrokerConnection::unsubscriptionDidFail(MQTTSession& /*session*/, std::string_view topic,
+                                             const NSError& error) {
+    observers_.traffic.unsubscriptionFailed(topic, error);
 }
 
 }  // namespace xel

@@ -67,13 +67,16 @@ private:
     void handleEvent(MQTTSession& session, MQTTSessionEvent event,
                      const std::optional<NSError>& error) override;
     void sessionWillDeliver(MQTTSession& session) override;
-    void newMessage(MQTTSession& session, std::string_view data, std::string_view topic, int qos,
-                    bool retained, std::uint16_t mid) override;
+    void newMessage(MQTTSession& session, const MQTTPublication& publication) override;
     void sessionDidDeliver(MQTTSession& session, std::function<void()> acknowledge) override;
     void subAckReceived(MQTTSession& session, std::uint16_t msgID,
                         std::span<const std::uint8_t> grantedQoss) override;
     void unsubAckReceived(MQTTSession& session, std::uint16_t msgID) override;
     void topicWasRefused(MQTTSession& session, std::string_view topic) override;
+    void publicationDidFail(MQTTSession& session, std::string_view data, std::string_view topic,
+                            const NSError& error) override;
+    void subscriptionDidFail(MQTTSession& session, std::string_view topic, const NSError& error) override;
+    void unsubscriptionDidFail(MQTTSession& session, std::string_view topic, const NSError& error) override;
 
     /// Assigns the state and does the rest, also when a host's callback throws: the connection must not stop
     /// half way. The exception goes on afterwards.

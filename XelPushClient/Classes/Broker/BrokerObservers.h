@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "XelPushClient/Foundation/NSError.h"
+#include "XelPushClient/Platform/MQTTSession.h"
 
 namespace xel {
 
@@ -30,13 +31,18 @@ public:
     virtual ~BrokerTrafficObserver() = default;
 
     virtual void turnWillBegin() = 0;
-    virtual void publicationArrived(std::string_view payload, std::string_view topic) = 0;
+    virtual void publicationArrived(const MQTTPublication& publication) = 0;
     /// Store what the turn brought, then call `acknowledge` exactly once.
     virtual void turnWillClose(std::function<void()> acknowledge) = 0;
     virtual void subscriptionWasAnswered(std::uint16_t packetId,
                                          std::span<const std::uint8_t> grantedQoss) = 0;
     virtual void unsubscriptionWasAnswered(std::uint16_t packetId) = 0;
     virtual void restoredTopicWasRefused(std::string_view topic) = 0;
+    /// The session has given up what it had taken over.
+    virtual void publicationFailed(std::string_view payload, std::string_view topic,
+                                   const NSError& error) = 0;
+    virtual void subscriptionFailed(std::string_view topic, const NSError& error) = 0;
+    virtual void unsubscriptionFailed(std::string_view topic, const NSError& error) = 0;
 };
 
 }  // namespace xel

@@ -40,13 +40,14 @@ bool Publisher::handOver(const std::string& topic, const Dictionary& payload, Pu
         return false;
     }
     TVRLog(surroundings_.log, "Publishing on topic %@", topic);
-    const bool isTaken = options.live ? session->publishDataAtMostOnce(*octets, topic, options.stateful)
-                                      : session->publishDataAtLeastOnce(*octets, topic, options.stateful);
-    if (!isTaken) {
+    const Result<void> taken = options.live
+                                   ? session->publishDataAtMostOnce(*octets, topic, options.stateful)
+                                   : session->publishDataAtLeastOnce(*octets, topic, options.stateful);
+    if (!taken) {
         TVRLog(surroundings_.log, "The session refused the publication on topic %@ (%d octets)", topic,
                octets->size());
     }
-    return isTaken;
+    return taken.isOk();
 }
 
 bool Publisher::publish(const PushClientMessage& message) {

@@ -61,7 +61,7 @@ void Subscriptions::subscribeWithTopicDictionary(std::shared_ptr<TopicTable> top
         return;
     }
     if (topics && !topics->empty()) {
-        session->subscribeToTopics(*topics);
+        static_cast<void>(session->subscribeToTopics(*topics));
         TVRLog(surroundings_.log, "brokerSession subscribe!");
     }
 }
@@ -85,7 +85,9 @@ void Subscriptions::subscribeEventWithTopic(const std::string& topic, int qos) {
         return;
     }
     forgetRequestsOfFormerSession();
-    subscribeMsgIds_[session->subscribeToTopic(topic, qos)] = topic;
+    for (const auto& batch : session->subscribeToTopic(topic, qos).batches) {
+        subscribeMsgIds_[batch.packetId] = topic;
+    }
 }
 
 void Subscriptions::unsubscribe(const std::string& channel) {
@@ -120,7 +122,7 @@ void Subscriptions::unsubscribeToTopic(const std::string& topic) {
         return;
     }
     forgetRequestsOfFormerSession();
-    unSubscribeMsgIds_[session->unsubscribeTopic(topic)] = topic;
+    unSubscribeMsgIds_[session->unsubscribeTopic(topic).packetId] = topic;
 }
 
 TopicTable Subscriptions::topicsOfThisClient() const {
@@ -154,7 +156,7 @@ void Subscriptions::unsubscribeFromEverything() {
         topics.push_back(topic);
     }
     if (const auto session = surroundings_.connection.brokerSession(); session && !topics.empty()) {
-        session->unsubscribeTopics(topics);
+        static_cast<void>(session->unsubscribeTopics(topics));
     }
 }
 

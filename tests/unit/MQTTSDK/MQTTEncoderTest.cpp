@@ -96,25 +96,6 @@ TEST(MQTTEncoder, WritesTheRemainingLengthInOneToFourOctets) {
     }
 }
 
-TEST(MQTTEncoder, RefusesParametersThatConnectCannotSay) {
-    auto parameters = someParameters();
-    EXPECT_TRUE(canEncodeConnect(parameters));
-    parameters.clientId = "";
-    EXPECT_FALSE(canEncodeConnect(parameters)) << "a kept session needs a client id";
-    parameters.cleanSession = true;
-    EXPECT_TRUE(canEncodeConnect(parameters));
-    parameters.userName = "\xFF";
-    EXPECT_FALSE(canEncodeConnect(parameters));
-    parameters.userName = "u";
-    parameters.clientId = std::string(65'536, 'c');
-    EXPECT_FALSE(canEncodeConnect(parameters));
-    parameters.clientId = "c";
-    parameters.password = "\xFF\x01 a password is octets";
-    EXPECT_TRUE(canEncodeConnect(parameters));
-    parameters.password = std::string(65'536, 'p');
-    EXPECT_FALSE(canEncodeConnect(parameters));
-}
-
 TEST(MQTTEncoder, AppendsNothingWhenTopicsAreNoneOrTooMany) {
     std::string out;
     EXPECT_FALSE(appendSubscribe(out, 1, TopicList{}));

@@ -52,12 +52,21 @@ protected:
         return {engine_->answeredCodes().begin(), engine_->answeredCodes().end()};
     }
 
+    std::vector<std::string> refusedTopics() const {
+        std::vector<std::string> topics;
+        for (const MQTTRefusedTopic& refused : refused_) {
+            topics.push_back(refused.topic);
+        }
+        return topics;
+    }
+
     MQTTSessionParameters parameters_;
     MQTTSessionOptions options_;
     std::shared_ptr<PacketIds> ids_ = std::make_shared<PacketIds>();
     std::unique_ptr<MQTTEngine> engine_;
     std::string input_;
     MQTTInboundPacket packet_;
+    std::vector<MQTTRefusedTopic> refused_;
 };
 
 using Codes = std::vector<std::uint8_t>;
@@ -119,7 +128,7 @@ TEST_F(MQTTEngineTest, SaysAViolationAgainAndTakesNothingBehindIt) {
 
 TEST_F(MQTTEngineTest, SubscribesInTheOrderOfTheTableAndMatchesTheAnswer) {
     connect();
-    EXPECT_EQ(engine_->subscribe({{"b", 1}, {"a", 0}}, SubscribePurpose::Owner), 1);
+    EXPECT_EQ(engine_->subscribe({{"b", 1}, {"a", 0}}, SubscribePurpose::Owner, refused_), 1);
     EXPECT_EQ(takeOutput(),
               "820a0001"
               "00016201"
@@ -132,7 +141,7 @@ TEST_F(MQTTEngineTest, SubscribesInTheOrderOfTheTableAndMatchesTheAnswer) {
 
 TEST_F(MQTTEngineTest, BringsQualitiesOfServiceIntoRange) {
     connect();
-    engine_->subscribe({{"a", 2}, {"b", -1}, {"c", 7}}, SubscribePurpose::Owner);
+    engine_->subscribe({{"a", 2}, {"b", -1}, {"c", 7}}, SubscribePurpose::Owner, refused_);
     EXPECT_EQ(takeOutput(),
               "820e0001"
               "00016101"
@@ -140,17 +149,18 @@ TEST_F(MQTTEngineTest, BringsQualitiesOfServiceIntoRange) {
               "00016301");
 }
 
-TEST_F(MQTTEngineTest, LeavesOutWhatIsNoTopicAndAnswersItAsRefused) {
+TEST_F(MQTTEngineTest, LeavesOutWhatCannotBeSentAndTellsIt) {
     connect();
-    EXPECT_EQ(engine_->subscribe({{"a/#/b", 1}, {"good", 1}, {"", 0}}, SubscribePurpose::Owner), 1);
+    EXPECT_EQ(engine_->subscribe({{"a/#/b", 1}, {"good", 1}, {"", 0}}, SubscribePurpose::Owner, refused_), 1);
     EXPECT_EQ(takeOutput(),
               "82090001"
               "0004676f6f64"
               "01");
     EXPECT_EQ(feed("90 03 0001 00"), MQTTEngineEvent::Subscribed);
-    EXPECT_EQ(answeredCodes(), (Codes{0x80, 0, 0x80}));
-    EXPECT_EQ(engine_->subscribe({{"+a", 1}}, SubscribePurpose::Owner), 0);
-    EXPECT_EQ(engine_->subscribe({}, SubscribePurpose::Owner), 0);
+    EXPECT_EQ(answeredCodes(), (Codes{0}));
+    EXPECT_EQ(refusedTopics(), (std::vector<std::string>{"a/#/b", ""}));
+    EXPECT_EQ(engine_->subscribe({{"+a", 1}}, SubscribePurpose::Owner, refused_), 0);
+    EXPECT_EQ(engine_->subscribe({}, SubscribePurpose::Owner, refused_), 0);
     EXPECT_EQ(takeOutput(), "");
 }
 
@@ -160,7 +170,7 @@ TEST_F(MQTTEngineTest, RefusesASubackOfAnotherLength) {
         ids_ = std::make_shared<PacketIds>();
         makeEngine();
         connect();
-        engine_->subscribe({{"a", 1}, {"b", 1}}, SubscribePurpose::Owner);
+        engine_->subscribe({{"a", 1}, {"b", 1}}, SubscribePurpose::Owner, refused_);
         EXPECT_EQ(feed(hex), MQTTEngineEvent::Violation) << hex;
     }
 }
@@ -173,22 +183,22 @@ TEST_F(MQTTEngineTest, RefusesAnswersToWhatWasNotAsked) {
         ids_ = std::make_shared<PacketIds>();
         makeEngine();
         connect();
-        ASSERT_EQ(engine_->subscribe({{"a", 1}}, SubscribePurpose::Owner), 1);
-        ASSERT_EQ(engine_->unsubscribe(std::vector<std::string_view>{"b"}), 2);
+        ASSERT_EQ(engine_->subscribe({{"a", 1}}, SubscribePurpose::Owner, refused_), 1);
+        ASSERT_EQ(engine_->unsubscribe(std::vector<std::string_view>{"b"}, refused_), 2);
         EXPECT_EQ(feed(hex), MQTTEngineEvent::Violation) << hex;
     }
 }
 
 TEST_F(MQTTEngineTest, RefusesASecondAnswer) {
     connect();
-    engine_->subscribe({{"a", 1}}, SubscribePurpose::Owner);
+    engine_->subscribe({{"a", 1}}, SubscribePurpose::Owner, refused_);
     EXPECT_EQ(feed("90 03 0001 01"), MQTTEngineEvent::Subscribed);
     EXPECT_EQ(feed("90 03 0001 01"), MQTTEngineEvent::Violation);
 }
 
 TEST_F(MQTTEngineTest, UnsubscribesAndMatchesTheAnswer) {
     connect();
-    EXPECT_EQ(engine_->unsubscribe(std::vector<std::string_view>{"a", "b/#", "#x"}), 1);
+    EXPECT_EQ(engine_->unsubscribe(std::vector<std::string_view>{"a", "b/#", "#x"}, refused_), 1);
     EXPECT_EQ(takeOutput(),
               "a20a0001"
               "000161"
@@ -200,8 +210,8 @@ TEST_F(MQTTEngineTest, UnsubscribesAndMatchesTheAnswer) {
 
 TEST_F(MQTTEngineTest, RemembersWhatWasUnsubscribedBeforeItsGrantCame) {
     connect();
-    engine_->subscribe({{"a", 1}, {"b", 1}}, SubscribePurpose::Owner);
-    engine_->unsubscribe(std::vector<std::string_view>{"a"});
+    engine_->subscribe({{"a", 1}, {"b", 1}}, SubscribePurpose::Owner, refused_);
+    engine_->unsubscribe(std::vector<std::string_view>{"a"}, refused_);
     EXPECT_EQ(feed("90 04 0001 01 01"), MQTTEngineEvent::Subscribed);
     EXPECT_TRUE(engine_->answeredSubscribe().topics[0].wasUnsubscribed);
     EXPECT_FALSE(engine_->answeredSubscribe().topics[1].wasUnsubscribed);
@@ -209,8 +219,8 @@ TEST_F(MQTTEngineTest, RemembersWhatWasUnsubscribedBeforeItsGrantCame) {
 
 TEST_F(MQTTEngineTest, FreesTheIdentifiersOfUnansweredRequestsAtItsEnd) {
     connect();
-    engine_->subscribe({{"a", 1}}, SubscribePurpose::Owner);
-    engine_->unsubscribe(std::vector<std::string_view>{"a"});
+    engine_->subscribe({{"a", 1}}, SubscribePurpose::Owner, refused_);
+    engine_->unsubscribe(std::vector<std::string_view>{"a"}, refused_);
     EXPECT_EQ(ids_->countInUse(), 2U);
     engine_.reset();
     EXPECT_EQ(ids_->countInUse(), 0U);

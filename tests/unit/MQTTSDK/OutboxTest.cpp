@@ -52,7 +52,7 @@ using Ids = std::vector<std::uint16_t>;
 
 TEST_F(OutboxTest, StoresAPublicationBeforeItIsThere) {
     const auto outbox = makeOutbox();
-    const auto* publication = outbox->add("a/b", "data", true);
+    const auto* publication = outbox->add("a/b", "data", true).value();
     ASSERT_NE(publication, nullptr);
     const std::vector<OutboxEntry> expected{{1, "a/b", "data", true}};
     EXPECT_EQ(memory_.loadOutbox(kOwner), expected);
@@ -60,7 +60,7 @@ TEST_F(OutboxTest, StoresAPublicationBeforeItIsThere) {
 
 TEST_F(OutboxTest, WritesThePacketPlainAndThenAsADuplicate) {
     const auto outbox = makeOutbox();
-    auto* publication = outbox->add("a", "x", true);
+    auto* publication = outbox->add("a", "x", true).value();
     ASSERT_NE(publication, nullptr);
     EXPECT_EQ(written(*publication),
               "33060001610001"
@@ -73,7 +73,7 @@ TEST_F(OutboxTest, WritesThePacketPlainAndThenAsADuplicate) {
 TEST_F(OutboxTest, KeepsTheOrderOfMakingWhateverIsAcknowledgedFirst) {
     const auto outbox = makeOutbox();
     for (int i = 0; i < 5; ++i) {
-        ASSERT_NE(outbox->add("a", "x", false), nullptr);
+        ASSERT_TRUE(outbox->add("a", "x", false));
     }
     EXPECT_TRUE(outbox->settle(4));
     EXPECT_TRUE(outbox->settle(1));
@@ -83,7 +83,7 @@ TEST_F(OutboxTest, KeepsTheOrderOfMakingWhateverIsAcknowledgedFirst) {
 TEST_F(OutboxTest, TellsTheMemoryOnceForAllThatWasSettled) {
     const auto outbox = makeOutbox();
     for (int i = 0; i < 3; ++i) {
-        ASSERT_NE(outbox->add("a", "x", false), nullptr);
+        ASSERT_TRUE(outbox->add("a", "x", false));
     }
     const auto commits = disk_->commitCount();
     EXPECT_TRUE(outbox->settle(1));
@@ -98,7 +98,7 @@ TEST_F(OutboxTest, TellsTheMemoryOnceForAllThatWasSettled) {
 
 TEST_F(OutboxTest, FreesAnIdentifierOnlyWhenTheMemoryHasForgottenIt) {
     const auto outbox = makeOutbox();
-    ASSERT_NE(outbox->add("a", "x", false), nullptr);
+    ASSERT_TRUE(outbox->add("a", "x", false));
     EXPECT_TRUE(outbox->settle(1));
     EXPECT_FALSE(ids_->reserve(1));
     outbox->commitSettled();
@@ -107,7 +107,7 @@ TEST_F(OutboxTest, FreesAnIdentifierOnlyWhenTheMemoryHasForgottenIt) {
 
 TEST_F(OutboxTest, SettlesOnlyWhatItHolds) {
     const auto outbox = makeOutbox();
-    ASSERT_NE(outbox->add("a", "x", false), nullptr);
+    ASSERT_TRUE(outbox->add("a", "x", false));
     EXPECT_FALSE(outbox->settle(2));
     EXPECT_TRUE(outbox->settle(1));
     EXPECT_FALSE(outbox->settle(1));
@@ -116,15 +116,15 @@ TEST_F(OutboxTest, SettlesOnlyWhatItHolds) {
 TEST_F(OutboxTest, LoadsWhatAnEarlierLifeLeftAndMarksItAsDuplicate) {
     {
         const auto outbox = makeOutbox();
-        ASSERT_NE(outbox->add("a", "x", false), nullptr);
-        ASSERT_NE(outbox->add("b", "y", false), nullptr);
+        ASSERT_TRUE(outbox->add("a", "x", false));
+        ASSERT_TRUE(outbox->add("b", "y", false));
     }
     const auto outbox = makeOutbox();
     EXPECT_EQ(waitingIds(*outbox), (Ids{1, 2}));
     EXPECT_EQ(written(outbox->publications().front()),
               "3a060001610001"
               "78");
-    ASSERT_NE(outbox->add("c", "z", false), nullptr);
+    ASSERT_TRUE(outbox->add("c", "z", false));
     EXPECT_EQ(waitingIds(*outbox), (Ids{1, 2, 3})) << "no identifier is used twice";
 }
 
@@ -145,39 +145,39 @@ TEST_F(OutboxTest, LeavesOutWhatADamagedStoreHolds) {
 TEST_F(OutboxTest, RefusesBeyondTheNumberOfPublications) {
     options_.maxOutboxPublications = 2;
     const auto outbox = makeOutbox();
-    ASSERT_NE(outbox->add("a", "x", false), nullptr);
-    ASSERT_NE(outbox->add("a", "x", false), nullptr);
-    EXPECT_EQ(outbox->add("a", "x", false), nullptr);
+    ASSERT_TRUE(outbox->add("a", "x", false));
+    ASSERT_TRUE(outbox->add("a", "x", false));
+    EXPECT_FALSE(outbox->add("a", "x", false));
     EXPECT_EQ(storedIds(), (Ids{1, 2}));
     EXPECT_TRUE(outbox->settle(1));
-    EXPECT_NE(outbox->add("a", "x", false), nullptr) << "there is room again";
+    EXPECT_TRUE(outbox->add("a", "x", false)) << "there is room again";
 }
 
 TEST_F(OutboxTest, RefusesBeyondTheNumberOfOctets) {
     options_.maxOutboxOctets = 8 + 8;  // a packet of one letter of topic and one of data has eight
     const auto outbox = makeOutbox();
-    ASSERT_NE(outbox->add("a", "x", false), nullptr);
-    EXPECT_EQ(outbox->add("a", "xy", false), nullptr);
-    ASSERT_NE(outbox->add("a", "x", false), nullptr);
-    EXPECT_EQ(outbox->add("a", "", false), nullptr);
+    ASSERT_TRUE(outbox->add("a", "x", false));
+    EXPECT_FALSE(outbox->add("a", "xy", false));
+    ASSERT_TRUE(outbox->add("a", "x", false));
+    EXPECT_FALSE(outbox->add("a", "", false));
     EXPECT_TRUE(outbox->settle(2));
-    EXPECT_NE(outbox->add("a", "x", false), nullptr);
+    EXPECT_TRUE(outbox->add("a", "x", false));
 }
 
 TEST_F(OutboxTest, RefusesAPacketOverTheSizeLimit) {
     options_.maxPacketSize = 100;
     const auto outbox = makeOutbox();
-    EXPECT_NE(outbox->add("a", std::string(93, 'x'), false), nullptr);
-    EXPECT_EQ(outbox->add("a", std::string(94, 'x'), false), nullptr);
+    EXPECT_TRUE(outbox->add("a", std::string(93, 'x'), false));
+    EXPECT_FALSE(outbox->add("a", std::string(94, 'x'), false));
 }
 
 TEST_F(OutboxTest, RefusesWhatCannotBeStored) {
     const auto outbox = makeOutbox();
     disk_->setFailingCommits(true);
-    EXPECT_EQ(outbox->add("a", "x", false), nullptr);
+    EXPECT_FALSE(outbox->add("a", "x", false));
     EXPECT_EQ(ids_->countInUse(), 0U);
     disk_->setFailingCommits(false);
-    EXPECT_NE(outbox->add("a", "x", false), nullptr);
+    EXPECT_TRUE(outbox->add("a", "x", false));
     EXPECT_EQ(storedIds().size(), 1U);
 }
 
@@ -194,9 +194,9 @@ TEST_F(OutboxTest, HoldsFiftyThousandPublications) {
     Nowhere nowhere;
     Outbox outbox(nowhere, "c", std::make_shared<PacketIds>(), options_);
     for (int i = 0; i < 50'000; ++i) {
-        ASSERT_NE(outbox.add("a", "x", false), nullptr) << i;
+        ASSERT_TRUE(outbox.add("a", "x", false)) << i;
     }
-    EXPECT_EQ(outbox.add("a", "x", false), nullptr);
+    EXPECT_FALSE(outbox.add("a", "x", false));
 }
 
 }  // namespace

@@ -60,13 +60,14 @@ public:
         }
     }
 
-    void newMessage(MQTTSession& session, std::string_view data, std::string_view topic, int qos,
-                    bool retained, std::uint16_t mid) override {
-        lines.push_back(std::string(topic) + " " + std::string(data) + " q" + std::to_string(qos) +
-                        (retained ? "r" : "") + " #" + std::to_string(mid));
+    void newMessage(MQTTSession& session, const MQTTPublication& publication) override {
+        lines.push_back(std::string(publication.topic) + " " + std::string(publication.data) + " q" +
+                        std::to_string(publication.qos) + (publication.retained ? "r" : "") + " #" +
+                        std::to_string(publication.mid) + (publication.isRepeat ? " again" : ""));
         if (const auto hook = onMessage) {
-            hook(session, data);
-            lastDataAfterHook = data;  // the views last until the call is over, whatever the hook did
+            hook(session, publication.data);
+            lastDataAfterHook =
+                publication.data;  // the views last until the call is over, whatever the hook did
         }
     }
 
@@ -103,6 +104,20 @@ public:
         if (const auto hook = onTopicRefused) {
             hook(session, topic);
         }
+    }
+
+    void publicationDidFail(MQTTSession&, std::string_view data, std::string_view topic,
+                            const NSError& error) override {
+        lines.push_back("publication failed " + std::string(topic) + " " + std::string(data));
+        errors.push_back(error);
+    }
+    void subscriptionDidFail(MQTTSession&, std::string_view topic, const NSError& error) override {
+        lines.push_back("subscription failed " + std::string(topic));
+        errors.push_back(error);
+    }
+    void unsubscriptionDidFail(MQTTSession&, std::string_view topic, const NSError& error) override {
+        lines.push_back("unsubscription failed " + std::string(topic));
+        errors.push_back(error);
     }
 
     std::string lastDataAfterHook;

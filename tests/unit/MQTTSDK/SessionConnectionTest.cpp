@@ -147,7 +147,7 @@ TEST_F(SessionConnection, ReportsClosingOnceBeforeCloseReturns) {
 
 TEST_F(SessionConnection, StillWritesWhatCameBeforeTheClosing) {
     connectQuietly();
-    EXPECT_EQ(session->unsubscribeTopic("a"), 1);
+    EXPECT_EQ(idOf(session->unsubscribeTopic("a")), 1);
     EXPECT_TRUE(session->publishDataAtMostOnce("x", "t", false));
     session->close();
     run();
@@ -298,7 +298,7 @@ TEST_F(SessionConnection, GoesOnAfterAReportThatThrew) {
 TEST_F(SessionConnection, PingsOnceNothingWasWrittenForTheKeepAlive) {
     connectQuietly();
     loop->advanceBy(100s);
-    session->publishDataAtMostOnce("x", "t", false);
+    EXPECT_TRUE(session->publishDataAtMostOnce("x", "t", false));
     loop->advanceBy(179s);
     EXPECT_EQ(takeWritten(), (Lines{"PUBLISH t x q0", "|"}));
     loop->advanceBy(1s);
@@ -342,7 +342,7 @@ TEST_F(SessionConnection, SchedulesNoTimerForAPacket) {
     const auto deadline = loop->nextTimerDeadline();
     for (int i = 1; i <= 20; ++i) {
         feed(publication(i));
-        session->publishDataAtMostOnce("x", "t", false);
+        EXPECT_TRUE(session->publishDataAtMostOnce("x", "t", false));
         run();
     }
     EXPECT_EQ(loop->nextTimerDeadline(), deadline);

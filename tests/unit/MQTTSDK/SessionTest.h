@@ -58,6 +58,14 @@ private:
     std::shared_ptr<ByteStreamFactory> streams_;
 };
 
+/// The packet identifier of what was written; 0 for nothing.
+inline std::uint16_t idOf(const MQTTSubscribeOutcome& outcome) {
+    return outcome.batches.empty() ? std::uint16_t{0} : outcome.batches.front().packetId;
+}
+inline std::uint16_t idOf(const MQTTUnsubscribeOutcome& outcome) {
+    return outcome.packetId;
+}
+
 /// A session on virtual time, and the test in the broker's place, packet by packet.
 class SessionTest : public testing::Test {
 protected:

@@ -24,7 +24,7 @@ public:
     }
     void unsubAck(std::uint16_t packetId) { delegate->unsubAckReceived(*this, packetId); }
     void publish(std::string_view payload, std::string_view topic) {
-        delegate->newMessage(*this, payload, topic, 1, false, 1);
+        delegate->newMessage(*this, {payload, topic, 1, false, 1});
     }
 
     // The port.
@@ -43,34 +43,35 @@ public:
             raise(MQTTSessionStatus::Closed, MQTTSessionEvent::ConnectionClosed, std::nullopt);
         }
     }
-    std::uint16_t subscribeToTopic(std::string_view topic, int qos) override {
-        calls.push_back("subscribe " + std::string(topic) + "@" + std::to_string(qos));
-        return ++lastPacketId;
+    MQTTSubscribeOutcome subscribeToTopic(std::string_view topic, int qos) override {
+        return subscribeToTopics({{std::string(topic), qos}});
     }
-    std::uint16_t subscribeToTopics(const TopicTable& topics) override {
+    MQTTSubscribeOutcome subscribeToTopics(const TopicTable& topics) override {
         std::string call = "subscribe";
+        MQTTSubscribeBatch batch{++lastPacketId, {}};
         for (const auto& [topic, qos] : topics) {
             call += " " + topic + "@" + std::to_string(qos);
+            batch.filters.push_back(topic);
         }
         calls.push_back(call);
-        return ++lastPacketId;
+        return {{std::move(batch)}, {}, {}};
     }
-    std::uint16_t unsubscribeTopic(std::string_view topic) override {
-        calls.push_back("unsubscribe " + std::string(topic));
-        return ++lastPacketId;
+    MQTTUnsubscribeOutcome unsubscribeTopic(std::string_view topic) override {
+        const std::string text(topic);
+        return unsubscribeTopics({&text, 1});
     }
-    std::uint16_t unsubscribeTopics(std::span<const std::string> topics) override {
+    MQTTUnsubscribeOutcome unsubscribeTopics(std::span<const std::string> topics) override {
         std::string call = "unsubscribe";
         for (const auto& topic : topics) {
             call += " " + topic;
         }
         calls.push_back(call);
-        return ++lastPacketId;
+        return {++lastPacketId, {}};
     }
-    bool publishDataAtMostOnce(std::string_view data, std::string_view topic, bool retain) override {
+    Result<void> publishDataAtMostOnce(std::string_view data, std::string_view topic, bool retain) override {
         return takePublication({std::string(topic), std::string(data), 0, retain});
     }
-    bool publishDataAtLeastOnce(std::string_view data, std::string_view topic, bool retain) override {
+    Result<void> publishDataAtLeastOnce(std::string_view data, std::string_view topic, bool retain) override {
         return takePublication({std::string(topic), std::string(data), 1, retain});
     }
 
@@ -93,9 +94,12 @@ public:
     bool isRefusingPublications = false;
 
 private:
-    bool takePublication(Publication publication) {
+    Result<void> takePublication(Publication publication) {
         publications.push_back(std::move(publication));
-        return !isRefusingPublications;
+        if (isRefusingPublications) {
+            return makeError(kMQTTErrorDomain, static_cast<std::int64_t>(MQTTErrorCode::OutboxFull), "full");
+        }
+        return {};
     }
     void raise(MQTTSessionStatus status, MQTTSessionEvent event, const std::optional<NSError>& error) {
         currentStatus = status;
