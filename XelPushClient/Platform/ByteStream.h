@@ -19,6 +19,7 @@ enum class ByteStreamErrorCode : std::int64_t {
     CertificateRefused = 3,  ///< expired, self-signed, unknown authority, another host's
     TLSFailed = 4,
     ConnectionLost = 5,
+    ConnectionReset = 6,  ///< the peer broke it off
 };
 
 /// What a stream tells its user, on the stream's run loop, never from inside a call of the user.

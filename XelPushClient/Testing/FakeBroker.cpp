@@ -45,6 +45,7 @@ void FakeBroker::accept(const std::shared_ptr<FakeConnection>& connection) {
     auto client = std::make_shared<Client>();
     client->connection = connection;
     client->lastHeard = runLoop_.elapsed();
+    connection->setMostOctetsPerRead(mostOctetsPerRead_);
     clients_.push_back(client);
     const std::weak_ptr<Client> weak = client;
     connection->setOctetsHandler([this, weak](std::string_view octets) {
@@ -90,9 +91,12 @@ void FakeBroker::answer(const ClientPointer& client, FakeBrokerPacketType type, 
     }
 }
 
-void FakeBroker::releaseWithheld(FakeBrokerPacketType type) {
+void FakeBroker::releaseWithheld(FakeBrokerPacketType type, Order order) {
     withholding_.erase(type);
     auto withheld = std::exchange(withheld_, {});
+    if (order == Order::Reversed) {
+        std::reverse(withheld.begin(), withheld.end());
+    }
     for (auto& [kind, packet] : withheld) {
         const auto client = packet.first.lock();
         if (kind != type) {
@@ -145,10 +149,28 @@ void FakeBroker::forgetClient(const ClientPointer& client) {
 }
 
 void FakeBroker::dropConnections() {
+    loseConnections(ByteStreamErrorCode::ConnectionLost);
+}
+
+void FakeBroker::resetConnections() {
+    loseConnections(ByteStreamErrorCode::ConnectionReset);
+}
+
+void FakeBroker::loseConnections(ByteStreamErrorCode code) {
     const auto clients = clients_;
     for (const auto& client : clients) {
-        client->connection->fail(ByteStreamErrorCode::ConnectionLost, "connection reset by peer");
+        client->connection->fail(code, code == ByteStreamErrorCode::ConnectionReset
+                                           ? "connection reset by peer"
+                                           : "network is unreachable");
         forgetClient(client);
+    }
+}
+
+void FakeBroker::setEndingOn(std::string topic, bool isEnding) {
+    if (isEnding) {
+        endingOn_.insert(std::move(topic));
+    } else {
+        endingOn_.erase(topic);
     }
 }
 

@@ -35,14 +35,12 @@ struct FakeBrokerRecord {
 
 /// A broker (MQTT 3.1.1, quality of service 0 and 1) at the far end of a `FakeNetwork`.
 ///
-/// Keeps a session for each client id that asks for one: subscriptions, at most 20 unacknowledged
-/// publications in flight, the rest queued in order, also while the client is away, and sent again with the
+/// Keeps a session for each client id that asks for one: subscriptions, some unacknowledged publications
+/// (20, unless told otherwise) in flight, the rest queued in order, also while the client is away, and sent again with the
 /// duplicate flag after it has come back. A client that breaks the protocol loses its connection, and
 /// `faults` tells. Thread: the run loop it was made with.
 class FakeBroker {
 public:
-    static constexpr std::size_t kMostInFlight = 20;
-
     /// Takes every connection of the network from now on. Both outlive the broker.
     FakeBroker(FakeNetwork& network, FakeRunLoop& runLoop);
     ~FakeBroker();
@@ -72,8 +70,20 @@ public:
     void clearGrantedCodes() { grantedCodes_.clear(); }
     /// Withholds answers of that kind (ConnAck, PubAck, SubAck, UnsubAck, PingResp) until `releaseWithheld`.
     void setWithholding(FakeBrokerPacketType answer, bool isWithholding);
-    /// Sends what was withheld of that kind, in order, and answers at once from then on.
-    void releaseWithheld(FakeBrokerPacketType answer);
+    enum class Order { AsAsked, Reversed };
+    /// Sends what was withheld of that kind, and answers at once from then on.
+    void releaseWithheld(FakeBrokerPacketType answer, Order order = Order::AsAsked);
+    /// Takes no PUBLISH on the topic and no SUBSCRIBE with it: it ends the connection instead, unanswered, as
+    /// MQTT 3.1.1 section 3.3.5 lets a broker do.
+    void setEndingOn(std::string topic, bool isEnding);
+    /// Ends the connection of everybody who publishes, as a broker whose disk is full may.
+    void setEndingOnEveryPublication(bool isEnding) { isEndingOnEveryPublication_ = isEnding; }
+    /// At most so many publications are sent to a client before it has acknowledged some.
+    void setMostInFlight(std::size_t most) { mostInFlight_ = most; }
+    /// Loses every PUBACK of the clients', as a connection does that ends before they arrive.
+    void setLosingAcknowledgements(bool isLosing) { isLosingAcknowledgements_ = isLosing; }
+    /// At most so many octets reach a client in one read, on connections from now on.
+    void setMostOctetsPerRead(std::size_t most) { mostOctetsPerRead_ = most; }
 
     // What it does by itself.
 
@@ -85,6 +95,8 @@ public:
     void sendOctets(std::string_view octets);
     /// Loses every connection, as a network does (ConnectionLost).
     void dropConnections();
+    /// Breaks every connection off (ConnectionReset), as a broker does that is killed.
+    void resetConnections();
     /// Ends every connection in order, as a broker that shuts down does.
     void endConnections();
     /// Forgets every session and retained message, as a broker restarted without persistence.
@@ -123,6 +135,8 @@ private:
     void enqueue(Session& session, FakeBrokerPublication publication);
     void sendQueued(Session& session);
     void route(const FakeBrokerPublication& publication);
+    [[nodiscard]] bool endsConnectionOn(const FakeBrokerPacket& packet) const;
+    void loseConnections(ByteStreamErrorCode code);
     void breach(const ClientPointer& client, std::string_view fault);
     void forgetClient(const ClientPointer& client);
     void watchKeepAlive(const ClientPointer& client);
@@ -139,6 +153,11 @@ private:
     std::optional<std::pair<std::string, std::string>> credentials_;
     std::optional<std::pair<ByteStreamErrorCode, std::string>> connectFailure_;
     std::uint8_t connectReturnCode_ = 0;
+    std::set<std::string, std::less<>> endingOn_;
+    bool isEndingOnEveryPublication_ = false;
+    std::size_t mostInFlight_ = 20;
+    bool isLosingAcknowledgements_ = false;
+    std::size_t mostOctetsPerRead_ = 65536;
     bool isListening_ = true;
     bool isHoldingConnections_ = false;
     std::vector<FakeBrokerRecord> records_;

@@ -20,6 +20,11 @@ void FakeBroker::takePacket(const ClientPointer& client, const FakeBrokerPacket&
     if (!isConnect && !client->session) {
         return;  // refused, or thrown out: what it had written already counts for nothing
     }
+    if (endsConnectionOn(packet)) {
+        client->connection->endByPeer();
+        forgetClient(client);
+        return;
+    }
     switch (packet.type) {
         case FakeBrokerPacketType::Connect: takeConnect(client, packet.connect); break;
         case FakeBrokerPacketType::Publish: takePublish(client, packet); break;
@@ -32,6 +37,15 @@ void FakeBroker::takePacket(const ClientPointer& client, const FakeBrokerPacket&
         case FakeBrokerPacketType::Disconnect: forgetClient(client); break;
         default: break;
     }
+}
+
+bool FakeBroker::endsConnectionOn(const FakeBrokerPacket& packet) const {
+    if (packet.type == FakeBrokerPacketType::Publish) {
+        return isEndingOnEveryPublication_ || endingOn_.contains(packet.topic);
+    }
+    return packet.type == FakeBrokerPacketType::Subscribe &&
+           std::any_of(packet.topics.begin(), packet.topics.end(),
+                       [this](const auto& topic) { return endingOn_.contains(topic.first); });
 }
 
 void FakeBroker::takeConnect(const ClientPointer& client, const FakeBrokerConnect& connect) {
@@ -95,6 +109,9 @@ void FakeBroker::takePublish(const ClientPointer& client, const FakeBrokerPacket
 }
 
 void FakeBroker::takePubAck(const ClientPointer& client, std::uint16_t packetId) {
+    if (isLosingAcknowledgements_) {
+        return;
+    }
     auto& flights = client->session->inFlight;
     const auto isIt = [&](const Session::InFlight& flight) { return flight.packetId == packetId; };
     const auto at = std::find_if(flights.begin(), flights.end(), isIt);
@@ -173,7 +190,7 @@ void FakeBroker::sendQueued(Session& session) {
     }
     while (!session.queued.empty()) {
         auto& next = session.queued.front();
-        if (next.qos > 0 && session.inFlight.size() >= kMostInFlight) {
+        if (next.qos > 0 && session.inFlight.size() >= mostInFlight_) {
             return;
         }
         const std::uint16_t packetId = next.qos > 0 ? session.takePacketId() : std::uint16_t{0};

@@ -99,7 +99,9 @@ void withholds(ScenarioWorld& world, Words& words) {
 }
 
 void releases(ScenarioWorld& world, Words& words) {
-    brokerOf(world).releaseWithheld(takePacketType(words));
+    const auto type = takePacketType(words);
+    brokerOf(world).releaseWithheld(
+        type, words.takeIf("reversed") ? FakeBroker::Order::Reversed : FakeBroker::Order::AsAsked);
 }
 
 /// "grants <topic> <code>": 0, 1 or 128.
@@ -108,16 +110,61 @@ void grants(ScenarioWorld& world, Words& words) {
     brokerOf(world).setGrantedCode(std::move(topic), static_cast<std::uint8_t>(words.takeNumber("a code")));
 }
 
-/// "loses connections", as a network does.
+/// "loses connections", as a network does; "loses acknowledgements", until it "hears acknowledgements".
 void loses(ScenarioWorld& world, Words& words) {
+    if (words.takeIf("acknowledgements")) {
+        brokerOf(world).setLosingAcknowledgements(true);
+        return;
+    }
     words.take("connections");
     brokerOf(world).dropConnections();
 }
 
-/// "ends connections", in order.
+void hears(ScenarioWorld& world, Words& words) {
+    words.take("acknowledgements");
+    brokerOf(world).setLosingAcknowledgements(false);
+}
+
+/// "keeps <n> in flight".
+void keeps(ScenarioWorld& world, Words& words) {
+    brokerOf(world).setMostInFlight(static_cast<std::size_t>(words.takeNumber("how many")));
+    words.take("in");
+    words.take("flight");
+}
+
+/// "ends connections", in order; "ends on <topic>" and "ends on everything": whenever that is published, or
+/// the topic subscribed to.
 void ends(ScenarioWorld& world, Words& words) {
+    if (!words.takeIf("on")) {
+        words.take("connections");
+        brokerOf(world).endConnections();
+    } else if (words.takeIf("everything")) {
+        brokerOf(world).setEndingOnEveryPublication(true);
+    } else {
+        brokerOf(world).setEndingOn(words.take("a topic"), true);
+    }
+}
+
+/// "takes <topic>" and "takes everything": again.
+void takes(ScenarioWorld& world, Words& words) {
+    if (words.takeIf("everything")) {
+        brokerOf(world).setEndingOnEveryPublication(false);
+    } else {
+        brokerOf(world).setEndingOn(words.take("a topic"), false);
+    }
+}
+
+/// "resets connections", as one that is killed.
+void resets(ScenarioWorld& world, Words& words) {
     words.take("connections");
-    brokerOf(world).endConnections();
+    brokerOf(world).resetConnections();
+}
+
+/// "cuts reads to <n>" octets, on connections from now on.
+void cuts(ScenarioWorld& world, Words& words) {
+    words.take("reads");
+    words.take("to");
+    brokerOf(world).setMostOctetsPerRead(static_cast<std::size_t>(words.takeNumber("how many octets")));
 }
 
 /// "forgets sessions", as one restarted without persistence.
@@ -146,6 +193,7 @@ void performBroker(ScenarioWorld& world, Words& words) {
         {"holds", holds},         {"accepts", accepts}, {"withholds", withholds},
         {"releases", releases},   {"grants", grants},   {"loses", loses},
         {"ends", ends},           {"forgets", forgets}, {"shows", shows},
+        {"takes", takes},         {"resets", resets},   {"cuts", cuts}, {"hears", hears}, {"keeps", keeps},
     };
     performFrom(verbs, world, words, "an act of the broker's");
 }
