@@ -1,5 +1,7 @@
 #include "XelPushClient/MQTTSDK/ConnectionDeadlines.h"
 
+#include <algorithm>
+
 namespace xel {
 namespace {
 
@@ -12,12 +14,13 @@ constexpr std::chrono::seconds kReprieve{1};
 
 }  // namespace
 
-ConnectionDeadlines::ConnectionDeadlines(TimePoint now, Duration connectDeadline, Duration keepAlive,
-                                         Duration pingResponseDeadline)
-    : keepAlive_(keepAlive),
-      pingResponseDeadline_(pingResponseDeadline),
-      connectDeadline_(now + connectDeadline),
-      lastWrite_(now) {}
+ConnectionDeadlines::ConnectionDeadlines(TimePoint now, const Limits& limits)
+    : limits_(limits), connectDeadline_(now + limits.connect), lastWrite_(now) {
+    // Who asks for a short keep-alive wants to know soon, and the broker counts from the same PINGREQ.
+    if (limits_.keepAlive > Duration::zero()) {
+        limits_.pingResponse = std::min(limits_.pingResponse, limits_.keepAlive);
+    }
+}
 
 void ConnectionDeadlines::didConnect(TimePoint now) {
     connectDeadline_.reset();
@@ -28,7 +31,7 @@ void ConnectionDeadlines::didConnect(TimePoint now) {
 
 void ConnectionDeadlines::didWritePingRequest(TimePoint now) {
     lastWrite_ = now;
-    pingDeadline_ = now + pingResponseDeadline_;
+    pingDeadline_ = now + limits_.pingResponse;
     isReprieved_ = false;
 }
 
@@ -40,10 +43,18 @@ std::optional<ConnectionDeadlines::TimePoint> ConnectionDeadlines::next() const 
     if (connectDeadline_ || pingDeadline_) {
         return connectDeadline_ ? connectDeadline_ : pingDeadline_;
     }
-    if (!wasConnected_ || keepAlive_ <= Duration::zero()) {
+    if (!wasConnected_) {
         return std::nullopt;
     }
-    return lastWrite_ + keepAlive_;
+    std::optional<TimePoint> next;
+    if (limits_.keepAlive > Duration::zero()) {
+        next = lastWrite_ + limits_.keepAlive;
+    }
+    if (silentSince_) {
+        const TimePoint tooSilent = *silentSince_ + limits_.silence;
+        next = next ? std::min(*next, tooSilent) : tooSilent;
+    }
+    return next;
 }
 
 ConnectionDeadlines::Due ConnectionDeadlines::check(TimePoint now, bool readingIsHeldUp) {

@@ -14,17 +14,28 @@ public:
 
     enum class Due { Nothing, PingRequest, ConnectTimedOut, PingTimedOut };
 
-    /// A keep-alive of 0 sends no PINGREQ.
-    ConnectionDeadlines(TimePoint now, Duration connectDeadline, Duration keepAlive,
-                        Duration pingResponseDeadline);
+    struct Limits {
+        Duration connect;
+        Duration keepAlive;  ///< 0 sends no PINGREQ for it
+        Duration pingResponse;
+        Duration silence;  ///< how long an answer may be outstanding without an octet before PINGREQ asks
+    };
+
+    ConnectionDeadlines(TimePoint now, const Limits& limits);
 
     void didConnect(TimePoint now);
     void didWrite(TimePoint now) { lastWrite_ = now; }
     void didWritePingRequest(TimePoint now);
     void didReceivePingResponse();
+
+    /// An answer to something but a PINGREQ is outstanding, and this is when the broker was last heard, or
+    /// when that was written if it was later; none when nothing is outstanding.
+    void setSilentSince(std::optional<TimePoint> since) { silentSince_ = since; }
+    [[nodiscard]] bool isListeningForAnswers() const { return silentSince_.has_value(); }
+
     [[nodiscard]] bool isAwaitingPingResponse() const { return pingDeadline_.has_value(); }
 
-    /// When to ask `check` next, at the latest; none when nothing is awaited. Writing only moves it back.
+    /// When to ask `check` next, at the latest; none when nothing is awaited.
     [[nodiscard]] std::optional<TimePoint> next() const;
 
     /// What is due. `readingIsHeldUp` says that the broker's answer may have arrived and not been looked at:
@@ -34,10 +45,10 @@ public:
 private:
     [[nodiscard]] bool isPassed(std::optional<TimePoint>& deadline, TimePoint now, bool readingIsHeldUp);
 
-    Duration keepAlive_;
-    Duration pingResponseDeadline_;
+    Limits limits_;
     std::optional<TimePoint> connectDeadline_;
     std::optional<TimePoint> pingDeadline_;
+    std::optional<TimePoint> silentSince_;
     TimePoint lastWrite_;
     bool wasConnected_ = false;
     bool isReprieved_ = false;

@@ -5,18 +5,36 @@
 
 #include "XelPushClient/MQTTSDK/MQTTPacket.h"
 #include "XelPushClient/MQTTSDK/MQTTTopics.h"
+#include "XelPushClient/MQTTSDK/SendableNames.h"
 
 namespace xel {
 
 GrantedTopics::GrantedTopics(SessionMemory& memory, std::string clientId)
     : memory_(memory), clientId_(std::move(clientId)) {
-    for (const auto& [topic, qos] : memory_.loadGrantedTopics(clientId_)) {
-        if (topic == kRestorationMark) {
-            isRestorationAwaited_ = true;
-        } else if (isValidTopicFilter(topic)) {
-            topics_.set(topic, std::clamp(qos, 0, kMQTTHighestQoS));
-        }
+    for (const auto& [entry, qos] : memory_.loadGrantedTopics(clientId_)) {
+        load(entry, qos);
     }
+}
+
+void GrantedTopics::load(std::string_view entry, int qos) {
+    if (entry == kMark) {
+        isRestorationAwaited_ = true;
+    } else if (entry.starts_with(kMark)) {
+        const std::string_view removed = entry.substr(kMark.size());
+        if (isValidTopicFilter(removed)) {
+            removals_.emplace(removed);
+        }
+    } else if (isSendableTopicFilter(entry)) {
+        topics_.set(entry, std::clamp(qos, 0, kMQTTHighestQoS));
+    } else if (isValidTopicFilter(entry)) {
+        unsendable_.emplace_back(entry);
+        isStored_ = false;
+    }
+}
+
+bool GrantedTopics::wasGranted(std::string_view topic) const {
+    return topics_.contains(topic) ||
+           std::find(unsendable_.begin(), unsendable_.end(), topic) != unsendable_.end();
 }
 
 void GrantedTopics::grant(std::string_view topic, int qos) {
@@ -41,16 +59,39 @@ void GrantedTopics::setRestorationAwaited(bool isAwaited) {
     }
 }
 
+void GrantedTopics::beginRemoval(std::string_view topic) {
+    forget(topic);
+    if (removals_.emplace(topic).second) {
+        isStored_ = false;
+    }
+}
+
+void GrantedTopics::endRemoval(std::string_view topic) {
+    if (const auto found = removals_.find(topic); found != removals_.end()) {
+        removals_.erase(found);
+        isStored_ = false;
+    }
+}
+
+void GrantedTopics::endAllRemovals() {
+    if (!removals_.empty()) {
+        removals_.clear();
+        isStored_ = false;
+    }
+}
+
 void GrantedTopics::store() {
     if (isStored_) {
         return;
     }
-    TopicTable marked;
+    TopicTable table = topics_;
     if (isRestorationAwaited_ && !topics_.empty()) {
-        marked = topics_;
-        marked.set(kRestorationMark, 0);
+        table.set(kMark, 0);
     }
-    isStored_ = memory_.storeGrantedTopics(clientId_, marked.empty() ? topics_ : marked).isOk();
+    for (const std::string& topic : removals_) {
+        table.set(std::string(kMark) + topic, 0);
+    }
+    isStored_ = memory_.storeGrantedTopics(clientId_, table).isOk();
 }
 
 }  // namespace xel

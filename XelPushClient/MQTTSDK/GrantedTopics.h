@@ -1,7 +1,9 @@
 #pragma once
 
+#include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "XelPushClient/Platform/SessionMemory.h"
 #include "XelPushClient/Platform/TopicTable.h"
@@ -9,39 +11,56 @@
 namespace xel {
 
 /// The topics that the broker granted to a session, with the quality of service of each, kept in its memory
-/// so that a broker that lost the session can be given them again.
+/// so that a broker that lost the session can be given them again; and the topics that it is still to be told
+/// to forget, so that an UNSUBSCRIBE that was lost is sent again.
 ///
-/// While the answer to that is awaited, the memory holds a mark beside the topics. A connection or a process
-/// that ends in between leaves a broker with a session that lacks them, and the mark is what tells the next
-/// connection.
-///
-/// When the memory cannot be written, the change is kept and tried again with the next one.
-/// Owner: the session. Thread: its run loop.
+/// The memory holds one table. While the answer to a restoration is awaited a mark stands in it: a connection
+/// or a process that ends in between leaves a broker with a session that lacks the topics, and the mark is
+/// what tells the next connection. A topic to be unsubscribed stands behind the same mark. When the memory
+/// cannot be written, the change is kept and tried again with the next one. Owner: the session. Thread: its
+/// run loop.
 class GrantedTopics {
 public:
-    /// The mark: an entry that cannot be mistaken for a topic, as it is no topic filter.
-    static constexpr std::string_view kRestorationMark = "#/";
+    /// The mark: an entry that cannot be mistaken for a topic, as nothing that begins so is a topic filter.
+    static constexpr std::string_view kMark = "#/";
 
     /// Loads the topics. What is no topic filter is left out. The memory outlives this.
     GrantedTopics(SessionMemory& memory, std::string clientId);
 
     [[nodiscard]] const TopicTable& topics() const { return topics_; }
 
+    /// Topics that were granted once, and that no broker is sent any more, because it may end the connection
+    /// on them. They have left the table.
+    [[nodiscard]] const std::vector<std::string>& unsendable() const { return unsendable_; }
+    [[nodiscard]] bool wasGranted(std::string_view topic) const;
+
     /// Whether the topics were to be given again on an earlier connection, and no answer came.
     [[nodiscard]] bool isRestorationAwaited() const { return isRestorationAwaited_; }
+
+    /// The topics that the broker has not confirmed to have forgotten, in no particular order.
+    [[nodiscard]] const std::set<std::string, std::less<>>& unconfirmedRemovals() const { return removals_; }
 
     // Changes, which `store` makes durable.
     void grant(std::string_view topic, int qos);
     void forget(std::string_view topic);
     void setRestorationAwaited(bool isAwaited);
+    /// The topic is forgotten, and the broker is to be told.
+    void beginRemoval(std::string_view topic);
+    /// The broker was told, or need not be.
+    void endRemoval(std::string_view topic);
+    void endAllRemovals();
 
     /// Writes the memory when something has changed since it was written.
     void store();
 
 private:
+    void load(std::string_view entry, int qos);
+
     SessionMemory& memory_;
     std::string clientId_;
     TopicTable topics_;
+    std::vector<std::string> unsendable_;
+    std::set<std::string, std::less<>> removals_;
     bool isRestorationAwaited_ = false;
     bool isStored_ = true;
 };

@@ -4,13 +4,21 @@
 #include <exception>
 #include <utility>
 
-#include "XelPushClient/MQTTSDK/MQTTEncoder.h"
 #include "XelPushClient/MQTTSDK/MQTTErrors.h"
 #include "XelPushClient/MQTTSDK/SendableNames.h"
 #include "XelPushClient/Platform/NSRunLoop.h"
-#include "XelPushClient/Platform/SessionMemory.h"
 
 namespace xel {
+namespace {
+
+// The broker may end a connection with octets of ours unread; then the end comes as a reset.
+bool isEndByBroker(MQTTSessionEvent event, const NSError& error) {
+    return event == MQTTSessionEvent::ConnectionClosedByBroker ||
+           (error.domain == kByteStreamErrorDomain &&
+            error.code == static_cast<std::int64_t>(ByteStreamErrorCode::ConnectionReset));
+}
+
+}  // namespace
 
 MQTTClientSession::MQTTClientSession(MQTTSessionParameters parameters, const MQTTSessionOptions& options,
                                      MQTTSessionSurroundings surroundings)
@@ -20,8 +28,8 @@ MQTTClientSession::MQTTClientSession(MQTTSessionParameters parameters, const MQT
       streams_(std::move(surroundings.streams)),
       clock_(std::move(surroundings.clock)),
       packetIds_(std::make_shared<PacketIds>()),
-      outbox_(surroundings.memory, parameters_->clientId, packetIds_, options),
-      granted_(surroundings.memory, parameters_->clientId),
+      acknowledgements_(std::make_shared<LostAcknowledgements>()),
+      traffic_(surroundings.memory, *parameters_, packetIds_, options),
       closingRoute_(surroundings.runLoop, surroundings.mainRunLoop),
       anchor_(std::make_shared<SessionAnchor>()) {
     anchor_->session = this;
@@ -42,7 +50,11 @@ MQTTClientSession::~MQTTClientSession() {
 void MQTTClientSession::setDelegate(MQTTSessionDelegate* delegate) {
     delegate_ = delegate;
     anchor_->isListening = delegate != nullptr;
-    if (delegate != nullptr && connection_) {
+    if (delegate == nullptr) {
+        return;
+    }
+    tellUntoldLater();
+    if (connection_) {
         connection_->resumeLater();
     }
 }
@@ -52,8 +64,8 @@ void MQTTClientSession::connectToHost(std::string_view host, std::uint16_t port,
         return;
     }
     status_ = MQTTSessionStatus::Connecting;
-    connection_ = std::make_shared<MQTTConnection>(
-        MQTTConnectionContext{anchor_, parameters_, options_, packetIds_, clock_, runLoop_});
+    connection_ = std::make_shared<MQTTConnection>(MQTTConnectionContext{
+        anchor_, parameters_, options_, packetIds_, acknowledgements_, clock_, runLoop_});
     if (isSendableConnect(*parameters_)) {
         connection_->open(*streams_, host, port, usingSSL);
     } else {
@@ -67,7 +79,7 @@ void MQTTClientSession::close() {
     }
     status_ = MQTTSessionStatus::Disconnecting;
     std::exchange(connection_, nullptr)->closeInOrder();
-    outbox_.commitSettled();
+    traffic_.connectionDidEnd(false, clock_->steadyNow());
     status_ = MQTTSessionStatus::Closed;
     report(MQTTSessionEvent::ConnectionClosed);
 }
@@ -75,93 +87,50 @@ void MQTTClientSession::close() {
 MQTTSubscribeOutcome MQTTClientSession::subscribeToTopic(std::string_view topic, int qos) {
     TopicTable topics;
     topics.set(topic, qos);
-    return subscribeToTopics(topics);
+    return subscribe(topics, SubscribePurpose::Single);
 }
 
 MQTTSubscribeOutcome MQTTClientSession::subscribeToTopics(const TopicTable& topics) {
-    MQTTSubscribeOutcome outcome;
-    if (!isConnected()) {
-        return outcome;
-    }
-    const std::uint16_t packetId =
-        connection_->engine().subscribe(topics, SubscribePurpose::Owner, outcome.refused);
-    if (packetId != 0) {
-        MQTTSubscribeBatch& batch = outcome.batches.emplace_back();
-        batch.packetId = packetId;
-        for (const auto& [topic, qos] : topics) {
-            if (isSendableTopicFilter(topic)) {
-                batch.filters.push_back(topic);
-            }
-        }
-    }
-    connection_->flushSoon();
+    return subscribe(topics, SubscribePurpose::Batch);
+}
+
+MQTTSubscribeOutcome MQTTClientSession::subscribe(const TopicTable& topics, SubscribePurpose purpose) {
+    auto outcome = traffic_.subscribe(topics, purpose);
+    armRetryTimer();  // one that was set aside waits for its time
     return outcome;
 }
 
 MQTTUnsubscribeOutcome MQTTClientSession::unsubscribeTopic(std::string_view topic) {
-    return unsubscribe({&topic, 1});
+    return traffic_.unsubscribe({&topic, 1});
 }
 
 MQTTUnsubscribeOutcome MQTTClientSession::unsubscribeTopics(std::span<const std::string> topics) {
-    const std::vector<std::string_view> views(topics.begin(), topics.end());
-    return unsubscribe(views);
-}
-
-MQTTUnsubscribeOutcome MQTTClientSession::unsubscribe(std::span<const std::string_view> topics) {
-    MQTTUnsubscribeOutcome outcome;
-    for (const std::string_view topic : topics) {
-        granted_.forget(topic);
-    }
-    granted_.store();
-    if (isConnected()) {
-        outcome.packetId = connection_->engine().unsubscribe(topics, outcome.refused);
-        connection_->flushSoon();
-    }
-    return outcome;
+    return traffic_.unsubscribe(std::vector<std::string_view>(topics.begin(), topics.end()));
 }
 
 Result<void> MQTTClientSession::publishDataAtMostOnce(std::string_view data, std::string_view topic,
                                                       bool retain) {
-    if (!isSendableTopicName(topic)) {
-        return makeNotSendableError(topic);
-    }
-    const std::size_t size = publishPacketSize(topic, data, 0);
-    if (const std::size_t limit = std::min(options_.maxPacketSize, kMQTTMaxRemainingLength); size > limit) {
-        return makeTooLargeError(topic, size, limit);
-    }
-    if (isConnected()) {
-        connection_->engine().publishAtMostOnce(topic, data, retain);
-        connection_->flushSoon();
-    }
-    return {};
+    return traffic_.publishAtMostOnce(data, topic, retain);
 }
 
 Result<void> MQTTClientSession::publishDataAtLeastOnce(std::string_view data, std::string_view topic,
                                                        bool retain) {
-    if (!isSendableTopicName(topic)) {
-        return makeNotSendableError(topic);
-    }
-    const auto added = outbox_.add(topic, data, retain);
-    if (!added) {
-        return added.error();
-    }
-    if (isConnected()) {
-        Outbox::write(*added.value(), connection_->engine().output());
-        connection_->flushSoon();
-    }
-    return {};
+    return traffic_.publishAtLeastOnce(data, topic, retain);
 }
 
 void MQTTClientSession::connectionDidOpen(bool sessionPresent) {
     status_ = MQTTSessionStatus::Connected;
-    restoreTopics(sessionPresent);
-    writeOutboxAgain();
+    traffic_.connectionDidOpen(connection_, sessionPresent);
+    armRetryTimer();
+    tellUntoldLater();
     report(MQTTSessionEvent::Connected);
 }
 
 void MQTTClientSession::connectionDidEnd(MQTTSessionEvent event, const NSError& error) {
+    const bool wasConnected = status_ == MQTTSessionStatus::Connected;
     connection_.reset();
-    outbox_.commitSettled();
+    traffic_.connectionDidEnd(wasConnected && isEndByBroker(event, error), clock_->steadyNow());
+    tellUntoldLater();
     status_ = MQTTSessionStatus::Error;
     report(event, error);
 }
@@ -170,24 +139,40 @@ void MQTTClientSession::connectionWillDeliver() {
     delegate_->sessionWillDeliver(*this);
 }
 
-void MQTTClientSession::connectionDidReceive(const MQTTInboundPacket& publication) {
+void MQTTClientSession::connectionDidReceive(const MQTTInboundPacket& publication, bool isRepeat) {
     delegate_->newMessage(*this, {publication.payload, publication.topic, publication.qos,
-                                  publication.retained, publication.packetId});
+                                  publication.retained, publication.packetId, isRepeat});
 }
 
 void MQTTClientSession::connectionDidReceiveAnswer(MQTTEngineEvent answer, const MQTTInboundPacket& packet) {
     if (answer == MQTTEngineEvent::PublicationAcknowledged) {
-        // One that was not waited for is ignored.
-        static_cast<void>(outbox_.settle(packet.packetId));
+        traffic_.publicationWasAcknowledged(packet.packetId);
     } else if (answer == MQTTEngineEvent::Subscribed) {
         takeSubscribeAnswer(packet.packetId);
+    } else {
+        traffic_.unsubscribeWasAnswered();
+        if (delegate_ != nullptr) {
+            delegate_->unsubAckReceived(*this, packet.packetId);
+        }
+    }
+}
+
+// The codes are copied: what the owner does about them may end the connection that holds them.
+void MQTTClientSession::takeSubscribeAnswer(std::uint16_t packetId) {
+    const MQTTEngine& engine = connection_->engine();
+    const bool isRestoration = engine.answeredSubscribe().purpose == SubscribePurpose::Restoration;
+    const std::vector<std::uint8_t> codes(engine.answeredCodes().begin(), engine.answeredCodes().end());
+    traffic_.subscribeWasAnswered();
+    if (isRestoration) {
+        tellUntold();
     } else if (delegate_ != nullptr) {
-        delegate_->unsubAckReceived(*this, packet.packetId);
+        delegate_->subAckReceived(*this, packetId, codes);
     }
 }
 
 void MQTTClientSession::connectionDidFinishStep() {
-    outbox_.commitSettled();
+    traffic_.commitSettled();
+    armRetryTimer();
 }
 
 void MQTTClientSession::connectionDidEndTurn(std::weak_ptr<MQTTConnection> connection, std::uint64_t turn) {
@@ -227,73 +212,80 @@ void MQTTClientSession::closeTurn(const std::weak_ptr<MQTTConnection>& connectio
     }
 }
 
-void MQTTClientSession::restoreTopics(bool sessionPresent) {
-    if (granted_.topics().empty() || (sessionPresent && !granted_.isRestorationAwaited())) {
+// ---- What the delegate has not been told.
+
+void MQTTClientSession::tellUntoldLater() {
+    if (!traffic_.hasUntold()) {
         return;
     }
-    // A clean session never comes back, so there is no later connection to warn.
-    if (!parameters_->cleanSession) {
-        granted_.setRestorationAwaited(true);
-        granted_.store();
-    }
-    std::vector<MQTTRefusedTopic> refused;
-    connection_->engine().subscribe(granted_.topics(), SubscribePurpose::Restoration, refused);
-}
-
-void MQTTClientSession::writeOutboxAgain() {
-    for (Outbox::Publication& publication : outbox_.publications()) {
-        Outbox::write(publication, connection_->engine().output());
-        connection_->flushSoon();
-    }
-}
-
-void MQTTClientSession::takeSubscribeAnswer(std::uint16_t packetId) {
-    const SubscribeRequest& request = connection_->engine().answeredSubscribe();
-    const std::span<const std::uint8_t> codes = connection_->engine().answeredCodes();
-    const bool isRestoration = request.purpose == SubscribePurpose::Restoration;
-    for (std::size_t i = 0; i < codes.size(); ++i) {
-        const SubscribeRequest::Topic& topic = request.topics[i];
-        if (topic.wasUnsubscribed) {
-            continue;
+    runLoop_.post([anchor = anchor_] {
+        if (auto* const session = sessionAt(*anchor)) {
+            session->tellUntold();
         }
-        if (codes[i] != kMQTTSubscribeFailure) {
-            granted_.grant(topic.filter, std::min<int>(codes[i], kMQTTHighestQoS));
-        } else if (granted_.topics().contains(topic.filter)) {
-            granted_.forget(topic.filter);
-            if (isRestoration) {
-                refusedTopics_.push_back(topic.filter);
-            }
-        }
-    }
-    if (isRestoration) {
-        granted_.setRestorationAwaited(false);
-    }
-    granted_.store();
-    if (isRestoration) {
-        tellRefusedTopics();
-    } else if (delegate_ != nullptr) {
-        delegate_->subAckReceived(*this, packetId, codes);
-    }
+    });
 }
 
-void MQTTClientSession::tellRefusedTopics() {
+void MQTTClientSession::tellUntold() {
     const auto anchor = anchor_;
     try {
-        while (anchor->session != nullptr && delegate_ != nullptr && !refusedTopics_.empty()) {
-            const std::string topic = std::move(refusedTopics_.front());
-            refusedTopics_.erase(refusedTopics_.begin());
-            delegate_->topicWasRefused(*this, topic);
+        while (anchor->session != nullptr && delegate_ != nullptr) {
+            const auto outcome = traffic_.takeUntold();
+            if (!outcome) {
+                return;
+            }
+            tell(*outcome);
         }
     } catch (...) {
         if (anchor->session != nullptr) {
-            runLoop_.post([anchor] {
-                if (auto* const session = sessionAt(*anchor)) {
-                    session->tellRefusedTopics();
-                }
-            });
+            tellUntoldLater();
         }
         throw;
     }
+}
+
+void MQTTClientSession::tell(const UntoldOutcome& outcome) {
+    switch (outcome.kind) {
+        case UntoldOutcome::Kind::PublicationFailed:
+            delegate_->publicationDidFail(*this, outcome.data, outcome.topic, outcome.error);
+            return;
+        case UntoldOutcome::Kind::SubscriptionFailed:
+            delegate_->subscriptionDidFail(*this, outcome.topic, outcome.error);
+            return;
+        case UntoldOutcome::Kind::UnsubscriptionFailed:
+            delegate_->unsubscriptionDidFail(*this, outcome.topic, outcome.error);
+            return;
+        case UntoldOutcome::Kind::RestoredTopicRefused:
+            delegate_->topicWasRefused(*this, outcome.topic);
+            return;
+        case UntoldOutcome::Kind::UnsubscriptionSettled:
+            delegate_->unsubAckReceived(*this, outcome.packetId);
+            return;
+    }
+}
+
+// ---- Trying again what was set aside.
+
+void MQTTClientSession::armRetryTimer() {
+    const auto next = traffic_.nextTry();
+    if (!next || (retryTimer_ && retryAt_ <= *next)) {
+        return;
+    }
+    if (retryTimer_) {
+        retryTimer_->invalidate();
+    }
+    retryAt_ = *next;
+    const auto delay = std::chrono::ceil<std::chrono::milliseconds>(*next - clock_->steadyNow());
+    retryTimer_ = runLoop_.scheduleTimer(std::max(delay, std::chrono::milliseconds(0)), [anchor = anchor_] {
+        if (auto* const session = sessionAt(*anchor)) {
+            session->retryTimerDidFire();
+        }
+    });
+}
+
+void MQTTClientSession::retryTimerDidFire() {
+    retryTimer_.reset();
+    traffic_.tryAgain(clock_->steadyNow());
+    armRetryTimer();
 }
 
 void MQTTClientSession::report(MQTTSessionEvent event, const std::optional<NSError>& error) {

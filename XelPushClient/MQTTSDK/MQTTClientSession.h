@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -8,10 +9,9 @@
 #include <string_view>
 #include <vector>
 
-#include "XelPushClient/MQTTSDK/GrantedTopics.h"
 #include "XelPushClient/MQTTSDK/MQTTConnection.h"
 #include "XelPushClient/MQTTSDK/MQTTSessionOptions.h"
-#include "XelPushClient/MQTTSDK/Outbox.h"
+#include "XelPushClient/MQTTSDK/OutgoingTraffic.h"
 #include "XelPushClient/MQTTSDK/TurnClosingRoute.h"
 #include "XelPushClient/Platform/ByteStream.h"
 #include "XelPushClient/Platform/Clock.h"
@@ -28,7 +28,8 @@ struct MQTTSessionSurroundings {
     std::shared_ptr<const Clock> clock;
 };
 
-/// The client's own MQTT session: what outlives a connection, and the one connection at a time.
+/// The client's own MQTT session: what outlives a connection, and the one connection at a time. What it sends
+/// is the matter of its outgoing traffic; here are the life of the connection, the turns and the reports.
 ///
 /// Beyond the port: after a turn that the owner ended by closing, or that the network ended,
 /// `sessionDidDeliver` comes all the same, and `acknowledge` then does nothing. An exception of the owner's
@@ -60,18 +61,21 @@ private:
     void connectionDidOpen(bool sessionPresent) override;
     void connectionDidEnd(MQTTSessionEvent event, const NSError& error) override;
     void connectionWillDeliver() override;
-    void connectionDidReceive(const MQTTInboundPacket& publication) override;
+    void connectionDidReceive(const MQTTInboundPacket& publication, bool isRepeat) override;
     void connectionDidReceiveAnswer(MQTTEngineEvent answer, const MQTTInboundPacket& packet) override;
     void connectionDidFinishStep() override;
+    [[nodiscard]] bool connectionAwaitsAnswer() const override { return traffic_.isAwaitingAnswer(); }
     void connectionDidEndTurn(std::weak_ptr<MQTTConnection> connection, std::uint64_t turn) override;
 
-    [[nodiscard]] bool isConnected() const { return connection_ && connection_->isConnected(); }
+    MQTTSubscribeOutcome subscribe(const TopicTable& topics, SubscribePurpose purpose);
     void report(MQTTSessionEvent event, const std::optional<NSError>& error = std::nullopt);
-    MQTTUnsubscribeOutcome unsubscribe(std::span<const std::string_view> topics);
-    void restoreTopics(bool sessionPresent);
-    void writeOutboxAgain();
+    /// Tells what is untold, in a later pass of the loop; or now.
+    void tellUntoldLater();
+    void tellUntold();
+    void tell(const UntoldOutcome& outcome);
+    void armRetryTimer();
+    void retryTimerDidFire();
     void takeSubscribeAnswer(std::uint16_t packetId);
-    void tellRefusedTopics();
     void closeTurn(const std::weak_ptr<MQTTConnection>& connection, std::uint64_t turn);
     [[nodiscard]] static MQTTClientSession* sessionAt(const SessionAnchor& anchor);
 
@@ -81,15 +85,16 @@ private:
     std::shared_ptr<ByteStreamFactory> streams_;
     std::shared_ptr<const Clock> clock_;
     std::shared_ptr<PacketIds> packetIds_;
-    Outbox outbox_;
-    GrantedTopics granted_;
+    std::shared_ptr<LostAcknowledgements> acknowledgements_;
+    OutgoingTraffic traffic_;
     TurnClosingRoute closingRoute_;
     std::shared_ptr<SessionAnchor> anchor_;
 
     MQTTSessionDelegate* delegate_ = nullptr;
     MQTTSessionStatus status_ = MQTTSessionStatus::Created;
-    std::vector<std::string> refusedTopics_;  // of which the delegate has not been told
     bool isBeingDestroyed_ = false;
+    std::shared_ptr<NSTimer> retryTimer_;
+    std::chrono::steady_clock::time_point retryAt_;
     std::shared_ptr<MQTTConnection> connection_;
 };
 

@@ -23,7 +23,8 @@ MQTTConnection::MQTTConnection(MQTTConnectionContext context)
       clock_(std::move(context.clock)),
       runLoop_(context.runLoop),
       options_(context.options),
-      engine_(*parameters_, context.options, std::move(context.packetIds), clock_->steadyNow()) {}
+      engine_(*parameters_, context.options, std::move(context.packetIds), clock_->steadyNow()),
+      acknowledgements_(std::move(context.acknowledgements)) {}
 
 MQTTConnection::~MQTTConnection() = default;
 
@@ -86,6 +87,10 @@ void MQTTConnection::flushSoon() {
     if (engine_.output().size() >= kMostUnwritten) {
         flush();
     }
+    flushAtEndOfPass();
+}
+
+void MQTTConnection::flushAtEndOfPass() {
     // A step flushes at its end.
     if (isInStep_ || engine_.output().empty() || std::exchange(isFlushPosted_, true)) {
         return;
@@ -102,6 +107,19 @@ void MQTTConnection::flush() {
     if (isAttached_ && isStreamOpen_ && !engine_.output().empty()) {
         stream_->write(engine_.output());
         engine_.didWriteOutput(clock_->steadyNow());
+        noteSilence(false);
+    }
+}
+
+// How long the broker has said nothing while it owes an answer. The clock is read for connections that wait
+// for one only, so not in a flood of messages.
+void MQTTConnection::noteSilence(bool wasHeard) {
+    ConnectionDeadlines& deadlines = engine_.deadlines();
+    if (!engine_.isConnected() || !anchor_->session->connectionAwaitsAnswer()) {
+        deadlines.setSilentSince(std::nullopt);
+    } else if (wasHeard || !deadlines.isListeningForAnswers()) {
+        deadlines.setSilentSince(clock_->steadyNow());
+        armTimer();
     }
 }
 
@@ -118,6 +136,11 @@ void MQTTConnection::end(MQTTSessionEvent event, const NSError& error) {
 }
 
 void MQTTConnection::detach() {
+    if (isAttached_ && !turn_.isIdle()) {
+        // The owner has had these too; the broker sends them again behind those whose acknowledgement was
+        // lost.
+        rememberAcknowledgements(LostAcknowledgements::kNeverWritten);
+    }
     isAttached_ = false;
     isStreamOpen_ = false;
     if (timer_) {

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "XelPushClient/MQTTSDK/InputBuffer.h"
+#include "XelPushClient/MQTTSDK/LostAcknowledgements.h"
 #include "XelPushClient/MQTTSDK/MQTTEngine.h"
 #include "XelPushClient/MQTTSDK/Turn.h"
 #include "XelPushClient/Platform/ByteStream.h"
@@ -28,13 +29,16 @@ public:
     virtual void connectionDidEnd(MQTTSessionEvent event, const NSError& error) = 0;
 
     virtual void connectionWillDeliver() = 0;
-    virtual void connectionDidReceive(const MQTTInboundPacket& publication) = 0;
+    virtual void connectionDidReceive(const MQTTInboundPacket& publication, bool isRepeat) = 0;
 
     /// The broker answered a publication, a SUBSCRIBE or an UNSUBSCRIBE.
     virtual void connectionDidReceiveAnswer(MQTTEngineEvent answer, const MQTTInboundPacket& packet) = 0;
 
     /// What one read brought, or as much of it as a turn takes, has been worked through.
     virtual void connectionDidFinishStep() = 0;
+
+    /// Whether the broker owes an answer to a publication, a SUBSCRIBE or an UNSUBSCRIBE.
+    [[nodiscard]] virtual bool connectionAwaitsAnswer() const = 0;
 
     /// The turn's publications were delivered; its closing may be posted.
     virtual void connectionDidEndTurn(std::weak_ptr<MQTTConnection> connection, std::uint64_t turn) = 0;
@@ -54,6 +58,7 @@ struct MQTTConnectionContext {
     std::shared_ptr<const MQTTSessionParameters> parameters;
     MQTTSessionOptions options;
     std::shared_ptr<PacketIds> packetIds;
+    std::shared_ptr<LostAcknowledgements> acknowledgements;
     std::shared_ptr<const Clock> clock;
     NSRunLoop& runLoop;
 };
@@ -83,7 +88,9 @@ public:
     /// Whoever makes it append packets calls `flushSoon` then.
     [[nodiscard]] MQTTEngine& engine() { return engine_; }
 
-    /// Writes at the end of this pass of the loop, so that what a pass appends leaves together; much at once.
+    /// Writes at the end of this pass of the loop, so that what a pass appends leaves together.
+    void flushAtEndOfPass();
+    /// Likewise, but much is written at once.
     void flushSoon();
 
     /// Goes on with what is held, in a later pass.
@@ -111,6 +118,8 @@ private:
     void endTurn();
     void resume();
     void flush();
+    void noteSilence(bool wasHeard);
+    void rememberAcknowledgements(std::uint64_t place);
     void end(MQTTSessionEvent event, const NSError& error);
     void detach();
     void armTimer();
@@ -122,6 +131,7 @@ private:
     NSRunLoop& runLoop_;
     MQTTSessionOptions options_;
     MQTTEngine engine_;
+    std::shared_ptr<LostAcknowledgements> acknowledgements_;
     InputBuffer input_;
     MQTTInboundPacket packet_;
     Turn turn_;

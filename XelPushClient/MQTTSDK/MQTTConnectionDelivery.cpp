@@ -46,6 +46,7 @@ bool MQTTConnection::takePacket() {
         case MQTTEngineEvent::Connected:
             engine_.didConnect(clock_->steadyNow());
             armTimer();
+            acknowledgements_->connectionDidOpen(packet_.sessionPresent);
             anchor_->session->connectionDidOpen(packet_.sessionPresent);
             flush();
             return true;
@@ -80,16 +81,26 @@ bool MQTTConnection::deliver(std::string_view inputBefore) {
         input_.unread() = inputBehind;
     }
     // Counted first: one whose handling throws counts as delivered.
-    turn_.add(packet_.packetId);
-    anchor_->session->connectionDidReceive(packet_);
+    bool isRepeat = false;
+    if (packet_.qos == 0) {
+        turn_.add();
+    } else {
+        const PublicationHash hash = hashPublication(packet_.topic, packet_.payload);
+        isRepeat = acknowledgements_->takeArrival(packet_.packetId, packet_.duplicate, hash);
+        turn_.add(packet_.packetId, hash);
+    }
+    anchor_->session->connectionDidReceive(packet_, isRepeat);
     return true;
 }
 
 void MQTTConnection::finishStep(bool completesNormally) {
     input_.keep();
     if (isAttached_) {
+        acknowledgements_->didReceiveAnswerTo(engine_.answeredPlace());
         anchor_->session->connectionDidFinishStep();
+        noteSilence(true);
         flush();
+        armTimer();
     }
     if (turn_.isDelivering()) {
         endTurn();
@@ -142,10 +153,17 @@ void MQTTConnection::acknowledgeTurn(std::uint64_t turn) {
     if (!isAttached_) {
         return;
     }
+    rememberAcknowledgements(engine_.place());
     engine_.acknowledge(turn_.packetIds());
     flush();
     if (!isInClosing_) {
         resumeLater();
+    }
+}
+
+void MQTTConnection::rememberAcknowledgements(std::uint64_t place) {
+    for (std::size_t i = 0; i < turn_.packetIds().size(); ++i) {
+        acknowledgements_->didAcknowledge(turn_.packetIds()[i], turn_.hashes()[i], place);
     }
 }
 

@@ -125,6 +125,7 @@ bool MQTTDecoder::decodeBody(const Frame& frame, std::string_view body, MQTTInbo
 bool MQTTDecoder::decodePublish(const Frame& frame, std::string_view body, MQTTInboundPacket& packet) {
     packet.qos = static_cast<std::uint8_t>(qosOf(frame.flags));
     packet.retained = (frame.flags & 0x01U) != 0;
+    packet.duplicate = (frame.flags & kMQTTDuplicateFlag) != 0;
     const std::size_t topicLength = numberAt(body, 0);
     body.remove_prefix(kNumberSize);
     if (topicLength > body.size()) {

@@ -4,8 +4,7 @@
 #include <utility>
 
 #include "XelPushClient/MQTTSDK/MQTTEncoder.h"
-#include "XelPushClient/MQTTSDK/MQTTTopics.h"
-#include "XelPushClient/MQTTSDK/SendableNames.h"
+#include "XelPushClient/MQTTSDK/MQTTPacket.h"
 
 namespace xel {
 namespace {
@@ -13,13 +12,35 @@ namespace {
 // A greater buffer is given back once its content is written.
 constexpr std::size_t kKeptOutputSize = std::size_t{128} * 1024;
 
+bool isSame(const SubscribeRequest::Topic& a, const SubscribeRequest::Topic& b) {
+    return a.qos == b.qos && a.filter == b.filter;
+}
+
+/// Whether the later request has every topic of the earlier one, at the same level. Tables grow at their end,
+/// so nearly every topic is found at its own place.
+bool hasAllOf(const SubscribeRequest& earlier, const SubscribeRequest& later) {
+    for (std::size_t i = 0; i < earlier.topics.size(); ++i) {
+        const auto& topic = earlier.topics[i];
+        if (topic.wasUnsubscribed) {
+            return false;
+        }
+        const bool isAtItsPlace = i < later.topics.size() && isSame(later.topics[i], topic);
+        if (!isAtItsPlace && std::none_of(later.topics.begin(), later.topics.end(),
+                                          [&](const auto& other) { return isSame(other, topic); })) {
+            return false;
+        }
+    }
+    return true;
+}
+
 }  // namespace
 
 MQTTEngine::MQTTEngine(const MQTTSessionParameters& parameters, const MQTTSessionOptions& options,
                        std::shared_ptr<PacketIds> packetIds, TimePoint now)
     : decoder_(options.maxPacketSize),
       requests_(std::move(packetIds)),
-      deadlines_(now, options.connectDeadline, effectiveKeepAlive(parameters), options.pingResponseDeadline),
+      deadlines_(now, {options.connectDeadline, effectiveKeepAlive(parameters), options.pingResponseDeadline,
+                       options.longestSilence}),
       cleanSession_(parameters.cleanSession) {}
 
 MQTTEngineEvent MQTTEngine::next(std::string_view& input, MQTTInboundPacket& packet) {
@@ -55,17 +76,9 @@ MQTTEngineEvent MQTTEngine::interpret(const MQTTInboundPacket& packet) {
     switch (packet.type) {
         case MQTTPacketType::Puback: return MQTTEngineEvent::PublicationAcknowledged;
         case MQTTPacketType::Suback: return takeSuback(packet);
-        case MQTTPacketType::Unsuback:
-            return requests_.takeUnsubscribe(packet.packetId)
-                       ? MQTTEngineEvent::Unsubscribed
-                       : violate("an UNSUBACK for no UNSUBSCRIBE that waits for one");
-        default: break;
+        case MQTTPacketType::Unsuback: return takeUnsuback(packet);
+        default: return takePingresp();
     }
-    if (!deadlines_.isAwaitingPingResponse()) {
-        return violate("a PINGRESP without a PINGREQ");
-    }
-    deadlines_.didReceivePingResponse();
-    return MQTTEngineEvent::NeedMore;
 }
 
 MQTTEngineEvent MQTTEngine::takeConnack(const MQTTInboundPacket& packet) {
@@ -84,7 +97,7 @@ MQTTEngineEvent MQTTEngine::takeConnack(const MQTTInboundPacket& packet) {
 
 MQTTEngineEvent MQTTEngine::takeSuback(const MQTTInboundPacket& packet) {
     const SubscribeRequest* waiting = requests_.findSubscribe(packet.packetId);
-    if (waiting == nullptr) {
+    if (waiting == nullptr || !waiting->place) {
         return violate("a SUBACK for no SUBSCRIBE that waits for one");
     }
     if (waiting->topics.size() != packet.returnCodes.size()) {
@@ -92,7 +105,32 @@ MQTTEngineEvent MQTTEngine::takeSuback(const MQTTInboundPacket& packet) {
     }
     answered_ = std::move(*requests_.takeSubscribe(packet.packetId));
     answeredCodes_.assign(packet.returnCodes.begin(), packet.returnCodes.end());
+    noteAnswer(answered_.place);
     return MQTTEngineEvent::Subscribed;
+}
+
+MQTTEngineEvent MQTTEngine::takeUnsuback(const MQTTInboundPacket& packet) {
+    const UnsubscribeRequest* waiting = requests_.findUnsubscribe(packet.packetId);
+    if (waiting == nullptr || !waiting->place) {
+        return violate("an UNSUBACK for no UNSUBSCRIBE that waits for one");
+    }
+    answeredUnsubscribe_ = std::move(*requests_.takeUnsubscribe(packet.packetId));
+    noteAnswer(answeredUnsubscribe_.place);
+    return MQTTEngineEvent::Unsubscribed;
+}
+
+MQTTEngineEvent MQTTEngine::takePingresp() {
+    if (!deadlines_.isAwaitingPingResponse()) {
+        return violate("a PINGRESP without a PINGREQ");
+    }
+    deadlines_.didReceivePingResponse();
+    noteAnswerTo(pingPlace_);
+    return MQTTEngineEvent::NeedMore;
+}
+
+void MQTTEngine::noteAnswer(const std::optional<std::uint64_t>& place) {
+    --unansweredRequests_;
+    noteAnswerTo(place.value_or(0));
 }
 
 MQTTEngineEvent MQTTEngine::violate(std::string_view fault) {
@@ -105,56 +143,79 @@ void MQTTEngine::start(const MQTTSessionParameters& parameters) {
     phase_ = Phase::AwaitingConnack;
 }
 
-std::uint16_t MQTTEngine::subscribe(const TopicTable& topics, SubscribePurpose purpose,
-                                    std::vector<MQTTRefusedTopic>& refused) {
-    SubscribeRequest request;
-    request.purpose = purpose;
-    request.topics.reserve(topics.size());
-    std::vector<std::pair<std::string_view, int>> sent;
-    for (const auto& [filter, wantedQoS] : topics) {
-        const int qos = std::clamp(wantedQoS, 0, kMQTTHighestQoS);
-        if (!isSendableTopicFilter(filter)) {
-            refused.push_back({filter, makeNotSendableError(filter)});
-            continue;
-        }
-        request.topics.push_back({filter, qos});
-        sent.emplace_back(filter, qos);
+bool MQTTEngine::writeSubscribe(std::uint16_t packetId, std::vector<std::uint16_t>& superseded) {
+    SubscribeRequest& request = *requests_.findSubscribe(packetId);
+    if (request.purpose == SubscribePurpose::Batch) {
+        supersede(request, superseded);
     }
-    if (sent.empty()) {
-        return 0;
+    std::vector<std::pair<std::string_view, int>> topics;
+    topics.reserve(request.topics.size());
+    for (const SubscribeRequest::Topic& topic : request.topics) {
+        topics.emplace_back(topic.filter, topic.qos);
     }
-    const std::uint16_t packetId = requests_.addSubscribe(std::move(request));
-    if (packetId != 0 && !appendSubscribe(output_, packetId, sent)) {
+    const std::size_t begin = output_.size();
+    const std::uint64_t packetPlace = place();
+    if (!appendSubscribe(output_, packetId, topics)) {
         static_cast<void>(requests_.takeSubscribe(packetId));
-        return 0;
+        return false;
     }
-    return packetId;
+    request.place = packetPlace;
+    ++unansweredRequests_;
+    if (request.purpose == SubscribePurpose::Batch) {
+        unwrittenBatches_.push_back({packetId, begin, output_.size()});
+    }
+    return true;
 }
 
-std::uint16_t MQTTEngine::unsubscribe(std::span<const std::string_view> filters,
-                                      std::vector<MQTTRefusedTopic>& refused) {
-    std::vector<std::string_view> sent;
-    for (const std::string_view filter : filters) {
-        requests_.noteUnsubscribed(filter);
-        if (isValidTopicFilter(filter)) {
-            sent.push_back(filter);
-        } else {
-            refused.push_back({std::string(filter), makeNotSendableError(filter)});
+bool MQTTEngine::writeUnsubscribe(std::uint16_t packetId) {
+    UnsubscribeRequest& request = *requests_.findUnsubscribe(packetId);
+    const std::vector<std::string_view> filters(request.filters.begin(), request.filters.end());
+    const std::uint64_t packetPlace = place();
+    if (!appendUnsubscribe(output_, packetId, filters)) {
+        static_cast<void>(requests_.takeUnsubscribe(packetId));
+        return false;
+    }
+    request.place = packetPlace;
+    ++unansweredRequests_;
+    return true;
+}
+
+// A host that subscribes to many channels, one call each, sends a growing table with every call; only the
+// last one need leave.
+void MQTTEngine::supersede(const SubscribeRequest& later, std::vector<std::uint16_t>& superseded) {
+    if (!unwrittenBatches_.empty() && unwrittenBatches_.back().end != output_.size()) {
+        unwrittenBatches_.clear();
+    }
+    for (std::size_t i = unwrittenBatches_.size(); i-- > 0;) {
+        const UnwrittenBatch batch = unwrittenBatches_[i];
+        if (!hasAllOf(*requests_.findSubscribe(batch.packetId), later)) {
+            continue;
         }
+        const std::size_t size = batch.end - batch.begin;
+        output_.erase(batch.begin, size);
+        unwrittenBatches_.erase(unwrittenBatches_.begin() + static_cast<std::ptrdiff_t>(i));
+        for (std::size_t j = i; j < unwrittenBatches_.size(); ++j) {
+            unwrittenBatches_[j].begin -= size;
+            unwrittenBatches_[j].end -= size;
+        }
+        static_cast<void>(requests_.takeSubscribe(batch.packetId));
+        --unansweredRequests_;
+        superseded.push_back(batch.packetId);
     }
-    if (sent.empty()) {
-        return 0;
-    }
-    const std::uint16_t packetId = requests_.addUnsubscribe();
-    if (packetId != 0 && !appendUnsubscribe(output_, packetId, sent)) {
-        requests_.takeUnsubscribe(packetId);
-        return 0;
-    }
-    return packetId;
 }
 
 void MQTTEngine::publishAtMostOnce(std::string_view topic, std::string_view data, bool retain) {
     appendPublish(output_, topic, data, 0, retain);
+}
+
+std::uint64_t MQTTEngine::publishAtLeastOnce(std::string_view packet, bool isDuplicate) {
+    const std::uint64_t packetPlace = place();
+    const std::size_t begin = output_.size();
+    output_.append(packet);
+    if (isDuplicate) {
+        output_[begin] = static_cast<char>(static_cast<unsigned char>(output_[begin]) | kMQTTDuplicateFlag);
+    }
+    return packetPlace;
 }
 
 void MQTTEngine::acknowledge(std::span<const std::uint16_t> packetIds) {
@@ -168,6 +229,8 @@ void MQTTEngine::disconnect() {
 }
 
 void MQTTEngine::didWriteOutput(TimePoint now) {
+    writtenBefore_ += output_.size();
+    unwrittenBatches_.clear();
     output_.clear();
     if (output_.capacity() > kKeptOutputSize) {
         output_ = std::string();
@@ -178,6 +241,7 @@ void MQTTEngine::didWriteOutput(TimePoint now) {
 ConnectionDeadlines::Due MQTTEngine::checkDeadlines(TimePoint now, bool readingIsHeldUp) {
     const ConnectionDeadlines::Due due = deadlines_.check(now, readingIsHeldUp);
     if (due == ConnectionDeadlines::Due::PingRequest) {
+        pingPlace_ = place();
         appendPingreq(output_);
         deadlines_.didWritePingRequest(now);
     }

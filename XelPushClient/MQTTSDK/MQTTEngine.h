@@ -1,11 +1,14 @@
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "XelPushClient/MQTTSDK/ConnectionDeadlines.h"
 #include "XelPushClient/MQTTSDK/MQTTDecoder.h"
@@ -47,22 +50,45 @@ public:
     /// After `Subscribed`: the request, and one return code for each of its topics.
     [[nodiscard]] const SubscribeRequest& answeredSubscribe() const { return answered_; }
     [[nodiscard]] std::span<const std::uint8_t> answeredCodes() const { return answeredCodes_; }
+    /// After `Unsubscribed`.
+    [[nodiscard]] const UnsubscribeRequest& answeredUnsubscribe() const { return answeredUnsubscribe_; }
 
     // Packets out: each operation appends to `output`.
 
     /// CONNECT, when the transport is there.
     void start(const MQTTSessionParameters& parameters);
     [[nodiscard]] bool isConnected() const { return phase_ == Phase::Connected; }
-    /// Answers the packet identifier, or 0 when nothing was appended: no topic can be sent, they are too many
-    /// for one packet, or no identifier is free. Topics that cannot be sent are left out and told. Qualities
-    /// of service are brought into 0..1.
-    std::uint16_t subscribe(const TopicTable& topics, SubscribePurpose purpose,
-                            std::vector<MQTTRefusedTopic>& refused);
-    std::uint16_t unsubscribe(std::span<const std::string_view> filters,
-                              std::vector<MQTTRefusedTopic>& refused);
+    /// A request gets its packet identifier, 0 when none is free, and may be written then or later. Its
+    /// topics are sendable, their qualities of service 0 or 1.
+    std::uint16_t addSubscribe(SubscribeRequest request) {
+        return requests_.addSubscribe(std::move(request));
+    }
+    std::uint16_t addUnsubscribe(UnsubscribeRequest request) {
+        return requests_.addUnsubscribe(std::move(request));
+    }
+    /// One of an earlier connection goes on under the identifier that it has kept.
+    void addUnsubscribe(std::uint16_t packetId, UnsubscribeRequest request) {
+        requests_.addUnsubscribe(packetId, std::move(request));
+    }
+    /// False, and the request is gone, when its topics are too many for one packet. A batch takes the place
+    /// of batches that have not been written out, when it has all of their topics and nothing else was
+    /// appended since: they are gone, and their identifiers are added to `superseded`.
+    [[nodiscard]] bool writeSubscribe(std::uint16_t packetId, std::vector<std::uint16_t>& superseded);
+    [[nodiscard]] bool writeUnsubscribe(std::uint16_t packetId);
+    [[nodiscard]] PendingRequests& requests() { return requests_; }
+    [[nodiscard]] std::size_t countUnansweredRequests() const { return unansweredRequests_; }
+
     void publishAtMostOnce(std::string_view topic, std::string_view data, bool retain);
+    /// A packet from the outbox. Answers its place, as below.
+    std::uint64_t publishAtLeastOnce(std::string_view packet, bool isDuplicate);
     void acknowledge(std::span<const std::uint16_t> packetIds);
     void disconnect();
+
+    /// Where the next packet stands in everything that the connection writes, in octets.
+    [[nodiscard]] std::uint64_t place() const { return writtenBefore_ + output_.size(); }
+    /// The last place of which the broker has answered something. It has taken what stands before it.
+    [[nodiscard]] std::uint64_t answeredPlace() const { return answeredPlace_; }
+    void noteAnswerTo(std::uint64_t place) { answeredPlace_ = std::max(answeredPlace_, place); }
 
     /// What is to be written. Whoever writes it calls `didWriteOutput`.
     [[nodiscard]] std::string& output() { return output_; }
@@ -75,6 +101,8 @@ public:
     [[nodiscard]] ConnectionDeadlines::Due checkDeadlines(TimePoint now, bool readingIsHeldUp);
     /// CONNACK came: from now on the keep-alive counts.
     void didConnect(TimePoint now) { deadlines_.didConnect(now); }
+    /// See `ConnectionDeadlines::setSilentSince`.
+    [[nodiscard]] ConnectionDeadlines& deadlines() { return deadlines_; }
 
 private:
     enum class Phase { BeforeConnect, AwaitingConnack, Connected };
@@ -82,7 +110,11 @@ private:
     MQTTEngineEvent interpret(const MQTTInboundPacket& packet);
     MQTTEngineEvent takeConnack(const MQTTInboundPacket& packet);
     MQTTEngineEvent takeSuback(const MQTTInboundPacket& packet);
+    MQTTEngineEvent takeUnsuback(const MQTTInboundPacket& packet);
+    MQTTEngineEvent takePingresp();
     MQTTEngineEvent violate(std::string_view fault);
+    void noteAnswer(const std::optional<std::uint64_t>& place);
+    void supersede(const SubscribeRequest& later, std::vector<std::uint16_t>& superseded);
 
     MQTTDecoder decoder_;
     PendingRequests requests_;
@@ -93,6 +125,19 @@ private:
     std::string output_;
     SubscribeRequest answered_;
     std::vector<std::uint8_t> answeredCodes_;
+    UnsubscribeRequest answeredUnsubscribe_;
+
+    /// Batches at the end of `output_`, with nothing between or behind them.
+    struct UnwrittenBatch {
+        std::uint16_t packetId;
+        std::size_t begin;
+        std::size_t end;
+    };
+    std::vector<UnwrittenBatch> unwrittenBatches_;
+    std::uint64_t writtenBefore_ = 0;
+    std::uint64_t answeredPlace_ = 0;
+    std::uint64_t pingPlace_ = 0;
+    std::size_t unansweredRequests_ = 0;
 };
 
 }  // namespace xel

@@ -45,6 +45,7 @@ struct MQTTInboundPacket {
     // PUBLISH
     std::uint8_t qos = 0;
     bool retained = false;
+    bool duplicate = false;  ///< the broker sends it again (section 3.3.1.1)
     std::string_view topic;
     std::string_view payload;
 

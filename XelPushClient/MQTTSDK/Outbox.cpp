@@ -4,10 +4,12 @@
 #include <iterator>
 #include <utility>
 
+#include "XelPushClient/MQTTSDK/MQTTDecoder.h"
 #include "XelPushClient/MQTTSDK/MQTTEncoder.h"
+#include "XelPushClient/MQTTSDK/MQTTEngine.h"
 #include "XelPushClient/MQTTSDK/MQTTErrors.h"
 #include "XelPushClient/MQTTSDK/MQTTPacket.h"
-#include "XelPushClient/MQTTSDK/MQTTTopics.h"
+#include "XelPushClient/MQTTSDK/SendableNames.h"
 
 namespace xel {
 namespace {
@@ -39,30 +41,47 @@ Outbox::Outbox(SessionMemory& memory, std::string clientId, std::shared_ptr<Pack
 }
 
 void Outbox::load() {
-    std::vector<std::uint16_t> unusable;
-    for (const OutboxEntry& entry : memory_.loadOutbox(clientId_)) {
-        if (!restore(entry)) {
-            unusable.push_back(entry.packetId);
-        }
+    for (OutboxEntry& entry : memory_.loadOutbox(clientId_)) {
+        restore(std::move(entry));
     }
-    // What a damaged store holds under an identifier of a sound publication stays there until that one is
-    // settled.
-    std::erase_if(unusable, [&](std::uint16_t id) { return byPacketId_.contains(id); });
-    if (!unusable.empty()) {
-        memory_.removeFromOutbox(clientId_, unusable);
+    for (Unusable& unusable : unusable_) {
+        // What a damaged store holds under an identifier of a sound publication leaves it with that one.
+        if (!packetIds_->reserve(unusable.entry.packetId)) {
+            unusable.entry.packetId = 0;
+        }
     }
 }
 
-bool Outbox::restore(const OutboxEntry& entry) {
+void Outbox::restore(OutboxEntry entry) {
     // The size limit was that of its making: it may be another one now.
-    if (!isValidTopicName(entry.topic) ||
-        publishPacketSize(entry.topic, entry.payload, kSomePacketId) > kMQTTMaxRemainingLength ||
-        !packetIds_->reserve(entry.packetId)) {
-        return false;
+    const std::size_t size = publishPacketSize(entry.topic, entry.payload, kSomePacketId);
+    if (!isSendableTopicName(entry.topic)) {
+        NSError error = makeNotSendableError(entry.topic);
+        unusable_.push_back({std::move(entry), std::move(error)});
+    } else if (size > kMQTTMaxRemainingLength) {
+        NSError error = makeTooLargeError(entry.topic, size, kMQTTMaxRemainingLength);
+        unusable_.push_back({std::move(entry), std::move(error)});
+    } else if (!packetIds_->reserve(entry.packetId)) {
+        NSError error = makeMQTTError(MQTTErrorCode::PublicationNotStored,
+                                      "the store is damaged: it holds the publication on topic '" +
+                                          shownName(entry.topic) + "' under packet identifier " +
+                                          std::to_string(entry.packetId) + ", which is taken");
+        unusable_.push_back({std::move(entry), std::move(error)});
+    } else {
+        // Whether it was written before the process ended is not known, so it counts as written.
+        append(entry.packetId, encode(entry), true);
     }
-    // Whether it was written before the process ended is not known, so it counts as written.
-    append(entry.packetId, encode(entry), true);
-    return true;
+}
+
+std::optional<Outbox::Unusable> Outbox::takeUnusable() {
+    if (unusable_.empty()) {
+        return std::nullopt;
+    }
+    Unusable unusable = std::move(unusable_.front());
+    unusable_.pop_front();
+    settled_.push_back(unusable.entry.packetId);
+    commitSettled();
+    return unusable;
 }
 
 Result<Outbox::Publication*> Outbox::add(std::string_view topic, std::string_view data, bool retain) {
@@ -97,16 +116,23 @@ Result<Outbox::Publication*> Outbox::add(std::string_view topic, std::string_vie
     return publication;
 }
 
-bool Outbox::settle(std::uint16_t packetId) {
+std::optional<Outbox::Publication> Outbox::settle(std::uint16_t packetId) {
     const auto found = byPacketId_.find(packetId);
     if (found == byPacketId_.end()) {
-        return false;
+        return std::nullopt;
     }
-    octets_ -= found->second->packet.size();
+    std::optional<Publication> publication = std::move(*found->second);
+    unanswered_ -= publication->place ? 1 : 0;
+    octets_ -= publication->packet.size();
     publications_.erase(found->second);
     byPacketId_.erase(found);
     settled_.push_back(packetId);
-    return true;
+    return publication;
+}
+
+void Outbox::drop(std::uint16_t packetId) {
+    static_cast<void>(settle(packetId));
+    commitSettled();
 }
 
 void Outbox::commitSettled() {
@@ -121,18 +147,38 @@ void Outbox::commitSettled() {
     settled_.clear();
 }
 
-void Outbox::write(Publication& publication, std::string& out) {
-    const std::size_t begin = out.size();
-    out.append(publication.packet);
-    if (publication.wasWritten) {
-        out[begin] = static_cast<char>(static_cast<unsigned char>(out[begin]) | kMQTTDuplicateFlag);
-    }
+void Outbox::write(Publication& publication, MQTTEngine& engine) {
+    publication.place = engine.publishAtLeastOnce(publication.packet, publication.wasWritten);
     publication.wasWritten = true;
+    ++unanswered_;
+}
+
+void Outbox::connectionDidEnd() {
+    if (unanswered_ == 0) {
+        return;
+    }
+    for (Publication& publication : publications_) {
+        publication.place.reset();
+    }
+    unanswered_ = 0;
+}
+
+void Outbox::moveToEnd(std::uint16_t packetId) {
+    const auto found = byPacketId_.find(packetId);
+    publications_.splice(publications_.end(), publications_, found->second);
+}
+
+std::pair<std::string_view, std::string_view> Outbox::contentOf(const Publication& publication) {
+    MQTTDecoder decoder(kMQTTMaxRemainingLength);
+    std::string_view octets = publication.packet;
+    MQTTInboundPacket packet;
+    static_cast<void>(decoder.decode(octets, packet));
+    return {packet.topic, packet.payload};
 }
 
 Outbox::Publication& Outbox::append(std::uint16_t packetId, std::string packet, bool wasWritten) {
     octets_ += packet.size();
-    publications_.push_back({packetId, std::move(packet), wasWritten});
+    publications_.push_back({packetId, std::move(packet), wasWritten, std::nullopt});
     byPacketId_[packetId] = std::prev(publications_.end());
     return publications_.back();
 }

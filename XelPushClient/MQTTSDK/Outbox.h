@@ -2,18 +2,24 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
+#include "XelPushClient/Foundation/Result.h"
 #include "XelPushClient/MQTTSDK/MQTTSessionOptions.h"
 #include "XelPushClient/MQTTSDK/PacketIds.h"
 #include "XelPushClient/Platform/SessionMemory.h"
 
 namespace xel {
+
+class MQTTEngine;
 
 /// A session's QoS 1 publications that the broker has not acknowledged, in the order in which they were made:
 /// as packets ready to be written, with their copy in the session's memory.
@@ -27,6 +33,14 @@ public:
         std::string packet;
         /// It may have reached the broker before, so the next time it is marked as a duplicate.
         bool wasWritten = false;
+        /// Where it stands in what this connection writes; none while it has not been written on it.
+        std::optional<std::uint64_t> place = std::nullopt;
+    };
+
+    /// What an earlier life left in the memory and no broker may be sent.
+    struct Unusable {
+        OutboxEntry entry;
+        NSError error;
     };
 
     /// Loads what an earlier life left in the memory. The memory outlives the outbox.
@@ -37,22 +51,42 @@ public:
     /// not be stored; otherwise it is durable, and the pointer is good until it is settled.
     Result<Publication*> add(std::string_view topic, std::string_view data, bool retain);
 
-    /// The broker acknowledged: the publication is not written again. False for an identifier of none. The
-    /// memory hears of it, and the identifier is free, with the next `commitSettled`.
-    bool settle(std::uint16_t packetId);
+    /// The broker acknowledged: the publication is not written again, and answered here; none for an
+    /// identifier of none. The memory hears of it, and the identifier is free, with the next `commitSettled`.
+    std::optional<Publication> settle(std::uint16_t packetId);
+    /// It is given up: likewise not written again. The publication is there.
+    void drop(std::uint16_t packetId);
 
     /// Tells the memory of everything settled since the last time, in one call.
     void commitSettled();
 
-    /// Appends the packet, with the duplicate flag (MQTT 3.1.1 section 3.3.1.1) from the second time on.
-    static void write(Publication& publication, std::string& out);
+    /// Writes the packet, with the duplicate flag (MQTT 3.1.1 section 3.3.1.1) from the second time on.
+    void write(Publication& publication, MQTTEngine& engine);
+    /// What was written on the connection counts as not written on the next one.
+    void connectionDidEnd();
 
-    /// In the order of making.
+    /// How many were written on this connection and not acknowledged.
+    [[nodiscard]] std::size_t countUnanswered() const { return unanswered_; }
+
+    /// In the order of making, but for those that were moved to the end.
     [[nodiscard]] std::list<Publication>& publications() { return publications_; }
+    [[nodiscard]] const std::list<Publication>& publications() const { return publications_; }
+    [[nodiscard]] std::size_t countUnwritten() const { return publications_.size() - unanswered_; }
+    [[nodiscard]] bool contains(std::uint16_t packetId) const { return byPacketId_.contains(packetId); }
+    /// The publication is there.
+    [[nodiscard]] Publication& at(std::uint16_t packetId) { return *byPacketId_.at(packetId); }
+    void moveToEnd(std::uint16_t packetId);
+    /// Topic and payload, which point into the packet.
+    [[nodiscard]] static std::pair<std::string_view, std::string_view> contentOf(
+        const Publication& publication);
+
+    /// Whoever tells of them takes them one by one; each leaves the memory when it is taken.
+    [[nodiscard]] std::optional<Unusable> takeUnusable();
+    [[nodiscard]] bool hasUnusable() const { return !unusable_.empty(); }
 
 private:
     void load();
-    bool restore(const OutboxEntry& entry);
+    void restore(OutboxEntry entry);
     Publication& append(std::uint16_t packetId, std::string packet, bool wasWritten);
     [[nodiscard]] bool hasRoomFor(std::size_t packetSize) const;
 
@@ -66,7 +100,9 @@ private:
     std::list<Publication> publications_;
     std::unordered_map<std::uint16_t, std::list<Publication>::iterator> byPacketId_;
     std::size_t octets_ = 0;
+    std::size_t unanswered_ = 0;
     std::vector<std::uint16_t> settled_;
+    std::deque<Unusable> unusable_;
     OutboxEntry scratch_;  // keeps its memory from one publication to the next
 };
 

@@ -8,7 +8,7 @@ PendingRequests::~PendingRequests() {
     for (const auto& [packetId, request] : subscribes_) {
         packetIds_->release(packetId);
     }
-    for (const std::uint16_t packetId : unsubscribes_) {
+    for (const auto& [packetId, request] : unsubscribes_) {
         packetIds_->release(packetId);
     }
 }
@@ -21,12 +21,16 @@ std::uint16_t PendingRequests::addSubscribe(SubscribeRequest request) {
     return packetId;
 }
 
-std::uint16_t PendingRequests::addUnsubscribe() {
+std::uint16_t PendingRequests::addUnsubscribe(UnsubscribeRequest request) {
     const std::uint16_t packetId = packetIds_->take();
     if (packetId != 0) {
-        unsubscribes_.insert(packetId);
+        addUnsubscribe(packetId, std::move(request));
     }
     return packetId;
+}
+
+void PendingRequests::addUnsubscribe(std::uint16_t packetId, UnsubscribeRequest request) {
+    unsubscribes_.insert_or_assign(packetId, std::move(request));
 }
 
 void PendingRequests::noteUnsubscribed(std::string_view filter) {
@@ -37,9 +41,14 @@ void PendingRequests::noteUnsubscribed(std::string_view filter) {
     }
 }
 
-const SubscribeRequest* PendingRequests::findSubscribe(std::uint16_t packetId) const {
+SubscribeRequest* PendingRequests::findSubscribe(std::uint16_t packetId) {
     const auto found = subscribes_.find(packetId);
     return found == subscribes_.end() ? nullptr : &found->second;
+}
+
+UnsubscribeRequest* PendingRequests::findUnsubscribe(std::uint16_t packetId) {
+    const auto found = unsubscribes_.find(packetId);
+    return found == unsubscribes_.end() ? nullptr : &found->second;
 }
 
 std::optional<SubscribeRequest> PendingRequests::takeSubscribe(std::uint16_t packetId) {
@@ -51,12 +60,17 @@ std::optional<SubscribeRequest> PendingRequests::takeSubscribe(std::uint16_t pac
     return std::move(node.mapped());
 }
 
-bool PendingRequests::takeUnsubscribe(std::uint16_t packetId) {
-    if (unsubscribes_.erase(packetId) == 0) {
-        return false;
+std::optional<UnsubscribeRequest> PendingRequests::takeUnsubscribe(std::uint16_t packetId) {
+    auto node = unsubscribes_.extract(packetId);
+    if (node.empty()) {
+        return std::nullopt;
     }
     packetIds_->release(packetId);
-    return true;
+    return std::move(node.mapped());
+}
+
+std::map<std::uint16_t, UnsubscribeRequest> PendingRequests::takeUnsubscribes() {
+    return std::exchange(unsubscribes_, {});
 }
 
 }  // namespace xel

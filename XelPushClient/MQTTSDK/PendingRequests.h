@@ -4,7 +4,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,11 +14,12 @@ namespace xel {
 
 /// Who asked for a SUBSCRIBE.
 enum class SubscribePurpose {
-    Owner,        ///< the session's owner, who hears the answer
+    Batch,        ///< the session's owner, with a table: may be superseded by a later one
+    Single,       ///< the session's owner, with one topic
     Restoration,  ///< the session itself, after the broker had lost its topics
 };
 
-/// A SUBSCRIBE that waits for its SUBACK.
+/// A SUBSCRIBE that waits for its SUBACK, or to be written.
 struct SubscribeRequest {
     struct Topic {
         std::string filter;
@@ -28,8 +28,16 @@ struct SubscribeRequest {
         bool wasUnsubscribed = false;
     };
 
-    SubscribePurpose purpose = SubscribePurpose::Owner;
+    SubscribePurpose purpose = SubscribePurpose::Single;
     std::vector<Topic> topics;
+    /// Where it stands in what the connection writes; none while it has not been written.
+    std::optional<std::uint64_t> place = std::nullopt;
+};
+
+/// An UNSUBSCRIBE that waits for its UNSUBACK, or to be written.
+struct UnsubscribeRequest {
+    std::vector<std::string> filters;
+    std::optional<std::uint64_t> place = std::nullopt;
 };
 
 /// One connection's SUBSCRIBEs and UNSUBSCRIBEs that the broker has not answered, by packet identifier.
@@ -43,22 +51,33 @@ public:
 
     /// Adds a request and answers its new identifier, or 0 when all are in use.
     [[nodiscard]] std::uint16_t addSubscribe(SubscribeRequest request);
-    [[nodiscard]] std::uint16_t addUnsubscribe();
+    [[nodiscard]] std::uint16_t addUnsubscribe(UnsubscribeRequest request);
+    /// Adds a request under an identifier that is in use for it already.
+    void addUnsubscribe(std::uint16_t packetId, UnsubscribeRequest request);
 
     /// Marks the topic in every SUBSCRIBE that is still unanswered.
     void noteUnsubscribed(std::string_view filter);
 
     /// The request, while it is unanswered.
-    [[nodiscard]] const SubscribeRequest* findSubscribe(std::uint16_t packetId) const;
+    [[nodiscard]] SubscribeRequest* findSubscribe(std::uint16_t packetId);
+    [[nodiscard]] UnsubscribeRequest* findUnsubscribe(std::uint16_t packetId);
 
     /// Takes a request out; none when there is none of that identifier.
     [[nodiscard]] std::optional<SubscribeRequest> takeSubscribe(std::uint16_t packetId);
-    bool takeUnsubscribe(std::uint16_t packetId);
+    [[nodiscard]] std::optional<UnsubscribeRequest> takeUnsubscribe(std::uint16_t packetId);
+
+    /// Takes all UNSUBSCRIBEs out, whose identifiers stay in use.
+    [[nodiscard]] std::map<std::uint16_t, UnsubscribeRequest> takeUnsubscribes();
+
+    [[nodiscard]] const std::map<std::uint16_t, SubscribeRequest>& subscribes() const { return subscribes_; }
+    [[nodiscard]] const std::map<std::uint16_t, UnsubscribeRequest>& unsubscribes() const {
+        return unsubscribes_;
+    }
 
 private:
     std::shared_ptr<PacketIds> packetIds_;
     std::map<std::uint16_t, SubscribeRequest> subscribes_;
-    std::set<std::uint16_t> unsubscribes_;
+    std::map<std::uint16_t, UnsubscribeRequest> unsubscribes_;
 };
 
 }  // namespace xel

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <span>
 
+#include "XelPushClient/MQTTSDK/KeyedHash.h"
+
 namespace xel {
 
 /// The publications that are delivered together and acknowledged together, of one connection; one after the
@@ -37,12 +39,12 @@ public:
         packetIdCount_ = 0;
     }
 
-    /// Counts a publication; an identifier of 0 is that of one which needs no acknowledgement.
-    void add(std::uint16_t packetId) {
-        ++publicationCount_;
-        if (packetId != 0) {
-            packetIds_[packetIdCount_++] = packetId;
-        }
+    /// Counts a publication at QoS 0, and one that needs an acknowledgement.
+    void add() { ++publicationCount_; }
+    void add(std::uint16_t packetId, const PublicationHash& hash) {
+        add();
+        packetIds_[packetIdCount_] = packetId;
+        hashes_[packetIdCount_++] = hash;
     }
 
     void beginClosing() { state_ = State::Closing; }
@@ -53,6 +55,8 @@ public:
     [[nodiscard]] std::span<const std::uint16_t> packetIds() const {
         return {packetIds_.data(), packetIdCount_};
     }
+    /// The hash of each.
+    [[nodiscard]] std::span<const PublicationHash> hashes() const { return {hashes_.data(), packetIdCount_}; }
 
 private:
     State state_ = State::Idle;
@@ -60,6 +64,7 @@ private:
     std::size_t publicationCount_ = 0;
     std::size_t packetIdCount_ = 0;
     std::array<std::uint16_t, kMostPublications> packetIds_{};
+    std::array<PublicationHash, kMostPublications> hashes_{};
 };
 
 }  // namespace xel

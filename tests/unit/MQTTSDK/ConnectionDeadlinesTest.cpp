@@ -11,13 +11,13 @@ using Due = ConnectionDeadlines::Due;
 constexpr ConnectionDeadlines::TimePoint kStart{1000s};
 
 ConnectionDeadlines connectedDeadlines(ConnectionDeadlines::Duration keepAlive = 180s) {
-    ConnectionDeadlines deadlines(kStart, 30s, keepAlive, 20s);
+    ConnectionDeadlines deadlines(kStart, {30s, keepAlive, 20s, 30s});
     deadlines.didConnect(kStart);
     return deadlines;
 }
 
 TEST(ConnectionDeadlines, WaitForTheConnectionFirst) {
-    ConnectionDeadlines deadlines(kStart, 30s, 180s, 20s);
+    ConnectionDeadlines deadlines(kStart, {30s, 180s, 20s, 30s});
     EXPECT_EQ(deadlines.next(), kStart + 30s);
     EXPECT_EQ(deadlines.check(kStart + 29'999ms, false), Due::Nothing);
     EXPECT_EQ(deadlines.check(kStart + 30s, false), Due::ConnectTimedOut);
@@ -69,6 +69,32 @@ TEST(ConnectionDeadlines, LetALoopThatWasHeldUpLookOnce) {
     EXPECT_EQ(deadlines.check(kStart + 300s, false), Due::Nothing);
     EXPECT_EQ(deadlines.next(), kStart + 301s);
     EXPECT_EQ(deadlines.check(kStart + 400s, false), Due::PingTimedOut) << "once only";
+}
+
+TEST(ConnectionDeadlines, WaitForAPingNoLongerThanTheKeepAlive) {
+    auto deadlines = connectedDeadlines(5s);
+    deadlines.didWritePingRequest(kStart + 5s);
+    EXPECT_EQ(deadlines.next(), kStart + 10s);
+    EXPECT_EQ(deadlines.check(kStart + 10s, false), Due::PingTimedOut);
+}
+
+TEST(ConnectionDeadlines, AskForAPingWhenAnAnswerIsOwedAndNothingComes) {
+    for (const auto keepAlive : {0s, 180s}) {
+        auto deadlines = connectedDeadlines(keepAlive);
+        deadlines.setSilentSince(kStart + 10s);
+        EXPECT_EQ(deadlines.next(), kStart + 40s);
+        EXPECT_EQ(deadlines.check(kStart + 39s, false), Due::Nothing);
+        EXPECT_EQ(deadlines.check(kStart + 40s, false), Due::PingRequest);
+        deadlines.didWritePingRequest(kStart + 40s);
+        EXPECT_EQ(deadlines.check(kStart + 60s, false), Due::PingTimedOut);
+    }
+}
+
+TEST(ConnectionDeadlines, AskForNoneWhenNoAnswerIsOwed) {
+    auto deadlines = connectedDeadlines();
+    deadlines.setSilentSince(kStart + 10s);
+    deadlines.setSilentSince(std::nullopt);
+    EXPECT_EQ(deadlines.next(), kStart + 180s);
 }
 
 }  // namespace

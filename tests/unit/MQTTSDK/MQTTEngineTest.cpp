@@ -1,3 +1,4 @@
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -52,12 +53,23 @@ protected:
         return {engine_->answeredCodes().begin(), engine_->answeredCodes().end()};
     }
 
-    std::vector<std::string> refusedTopics() const {
-        std::vector<std::string> topics;
-        for (const MQTTRefusedTopic& refused : refused_) {
-            topics.push_back(refused.topic);
+    std::uint16_t subscribe(const TopicTable& topics, SubscribePurpose purpose = SubscribePurpose::Single) {
+        SubscribeRequest request{purpose, {}};
+        for (const auto& [filter, qos] : topics) {
+            request.topics.push_back({filter, qos});
         }
-        return topics;
+        const std::uint16_t packetId = engine_->addSubscribe(std::move(request));
+        EXPECT_TRUE(engine_->writeSubscribe(packetId, superseded_));
+        return packetId;
+    }
+
+    std::uint16_t unsubscribe(std::vector<std::string> filters) {
+        for (const std::string& filter : filters) {
+            engine_->requests().noteUnsubscribed(filter);
+        }
+        const std::uint16_t packetId = engine_->addUnsubscribe({std::move(filters)});
+        EXPECT_TRUE(engine_->writeUnsubscribe(packetId));
+        return packetId;
     }
 
     MQTTSessionParameters parameters_;
@@ -66,7 +78,7 @@ protected:
     std::unique_ptr<MQTTEngine> engine_;
     std::string input_;
     MQTTInboundPacket packet_;
-    std::vector<MQTTRefusedTopic> refused_;
+    std::vector<std::uint16_t> superseded_;
 };
 
 using Codes = std::vector<std::uint8_t>;
@@ -128,7 +140,7 @@ TEST_F(MQTTEngineTest, SaysAViolationAgainAndTakesNothingBehindIt) {
 
 TEST_F(MQTTEngineTest, SubscribesInTheOrderOfTheTableAndMatchesTheAnswer) {
     connect();
-    EXPECT_EQ(engine_->subscribe({{"b", 1}, {"a", 0}}, SubscribePurpose::Owner, refused_), 1);
+    EXPECT_EQ(subscribe({{"b", 1}, {"a", 0}}), 1);
     EXPECT_EQ(takeOutput(),
               "820a0001"
               "00016201"
@@ -139,29 +151,59 @@ TEST_F(MQTTEngineTest, SubscribesInTheOrderOfTheTableAndMatchesTheAnswer) {
     EXPECT_EQ(ids_->countInUse(), 0U);
 }
 
-TEST_F(MQTTEngineTest, BringsQualitiesOfServiceIntoRange) {
+TEST_F(MQTTEngineTest, WritesOfBatchesInOnePassOnlyThoseThatNoLaterOneContains) {
     connect();
-    engine_->subscribe({{"a", 2}, {"b", -1}, {"c", 7}}, SubscribePurpose::Owner, refused_);
+    EXPECT_EQ(subscribe({{"a", 1}}, SubscribePurpose::Batch), 1);
+    EXPECT_EQ(subscribe({{"x", 1}}, SubscribePurpose::Batch), 2);
+    EXPECT_EQ(subscribe({{"b", 1}, {"a", 1}}, SubscribePurpose::Batch), 3);
+    EXPECT_EQ(superseded_, std::vector<std::uint16_t>{1});
     EXPECT_EQ(takeOutput(),
-              "820e0001"
-              "00016101"
-              "00016200"
-              "00016301");
+              "82060002"
+              "00017801"
+              "820a0003"
+              "00016201"
+              "00016101");
+    EXPECT_EQ(ids_->countInUse(), 2U);
+    EXPECT_EQ(feed("90 03 0001 01"), MQTTEngineEvent::Violation) << "no answer is owed to what did not leave";
 }
 
-TEST_F(MQTTEngineTest, LeavesOutWhatCannotBeSentAndTellsIt) {
+TEST_F(MQTTEngineTest, WritesABatchThatALaterOneDoesNotReplace) {
+    const auto isReplaced = [this](const std::function<void()>& between, const TopicTable& later) {
+        input_.clear();
+        ids_ = std::make_shared<PacketIds>();
+        superseded_.clear();
+        makeEngine();
+        connect();
+        subscribe({{"a", 1}}, SubscribePurpose::Batch);
+        between();
+        subscribe(later, SubscribePurpose::Batch);
+        return !superseded_.empty();
+    };
+    EXPECT_TRUE(isReplaced([] {}, {{"a", 1}, {"b", 1}}));
+    EXPECT_FALSE(isReplaced([] {}, {{"a", 0}, {"b", 1}})) << "at another level";
+    EXPECT_FALSE(isReplaced([] {}, {{"b", 1}}));
+    EXPECT_FALSE(isReplaced([this] { takeOutput(); }, {{"a", 1}})) << "it has left";
+    EXPECT_FALSE(isReplaced([this] { subscribe({{"e", 1}}); }, {{"a", 1}})) << "not a batch between";
+    EXPECT_FALSE(isReplaced([this] { unsubscribe({"a"}); }, {{"a", 1}}));
+    EXPECT_FALSE(isReplaced([this] { engine_->publishAtMostOnce("t", "x", false); }, {{"a", 1}}));
+}
+
+TEST_F(MQTTEngineTest, TellsUpToWhichPlaceTheBrokerHasRead) {
     connect();
-    EXPECT_EQ(engine_->subscribe({{"a/#/b", 1}, {"good", 1}, {"", 0}}, SubscribePurpose::Owner, refused_), 1);
-    EXPECT_EQ(takeOutput(),
-              "82090001"
-              "0004676f6f64"
-              "01");
-    EXPECT_EQ(feed("90 03 0001 00"), MQTTEngineEvent::Subscribed);
-    EXPECT_EQ(answeredCodes(), (Codes{0}));
-    EXPECT_EQ(refusedTopics(), (std::vector<std::string>{"a/#/b", ""}));
-    EXPECT_EQ(engine_->subscribe({{"+a", 1}}, SubscribePurpose::Owner, refused_), 0);
-    EXPECT_EQ(engine_->subscribe({}, SubscribePurpose::Owner, refused_), 0);
-    EXPECT_EQ(takeOutput(), "");
+    const auto begin = engine_->place();
+    subscribe({{"a", 1}});
+    engine_->acknowledge(std::vector<std::uint16_t>{7});
+    const auto behind = engine_->place();
+    unsubscribe({"a"});
+    takeOutput();
+    EXPECT_EQ(feed("90 03 0001 01"), MQTTEngineEvent::Subscribed);
+    EXPECT_EQ(engine_->answeredPlace(), begin);
+    EXPECT_EQ(feed("b0 02 0002"), MQTTEngineEvent::Unsubscribed);
+    EXPECT_EQ(engine_->answeredPlace(), behind);
+    EXPECT_EQ(engine_->checkDeadlines(kStart + 180s, false), ConnectionDeadlines::Due::PingRequest);
+    const auto ping = engine_->place() - 2;
+    EXPECT_EQ(feed("d0 00"), MQTTEngineEvent::NeedMore);
+    EXPECT_EQ(engine_->answeredPlace(), ping);
 }
 
 TEST_F(MQTTEngineTest, RefusesASubackOfAnotherLength) {
@@ -170,7 +212,7 @@ TEST_F(MQTTEngineTest, RefusesASubackOfAnotherLength) {
         ids_ = std::make_shared<PacketIds>();
         makeEngine();
         connect();
-        engine_->subscribe({{"a", 1}, {"b", 1}}, SubscribePurpose::Owner, refused_);
+        subscribe({{"a", 1}, {"b", 1}});
         EXPECT_EQ(feed(hex), MQTTEngineEvent::Violation) << hex;
     }
 }
@@ -183,22 +225,22 @@ TEST_F(MQTTEngineTest, RefusesAnswersToWhatWasNotAsked) {
         ids_ = std::make_shared<PacketIds>();
         makeEngine();
         connect();
-        ASSERT_EQ(engine_->subscribe({{"a", 1}}, SubscribePurpose::Owner, refused_), 1);
-        ASSERT_EQ(engine_->unsubscribe(std::vector<std::string_view>{"b"}, refused_), 2);
+        ASSERT_EQ(subscribe({{"a", 1}}), 1);
+        ASSERT_EQ(unsubscribe({"b"}), 2);
         EXPECT_EQ(feed(hex), MQTTEngineEvent::Violation) << hex;
     }
 }
 
 TEST_F(MQTTEngineTest, RefusesASecondAnswer) {
     connect();
-    engine_->subscribe({{"a", 1}}, SubscribePurpose::Owner, refused_);
+    subscribe({{"a", 1}});
     EXPECT_EQ(feed("90 03 0001 01"), MQTTEngineEvent::Subscribed);
     EXPECT_EQ(feed("90 03 0001 01"), MQTTEngineEvent::Violation);
 }
 
 TEST_F(MQTTEngineTest, UnsubscribesAndMatchesTheAnswer) {
     connect();
-    EXPECT_EQ(engine_->unsubscribe(std::vector<std::string_view>{"a", "b/#", "#x"}, refused_), 1);
+    EXPECT_EQ(unsubscribe({"a", "b/#"}), 1);
     EXPECT_EQ(takeOutput(),
               "a20a0001"
               "000161"
@@ -210,8 +252,8 @@ TEST_F(MQTTEngineTest, UnsubscribesAndMatchesTheAnswer) {
 
 TEST_F(MQTTEngineTest, RemembersWhatWasUnsubscribedBeforeItsGrantCame) {
     connect();
-    engine_->subscribe({{"a", 1}, {"b", 1}}, SubscribePurpose::Owner, refused_);
-    engine_->unsubscribe(std::vector<std::string_view>{"a"}, refused_);
+    subscribe({{"a", 1}, {"b", 1}});
+    unsubscribe({"a"});
     EXPECT_EQ(feed("90 04 0001 01 01"), MQTTEngineEvent::Subscribed);
     EXPECT_TRUE(engine_->answeredSubscribe().topics[0].wasUnsubscribed);
     EXPECT_FALSE(engine_->answeredSubscribe().topics[1].wasUnsubscribed);
@@ -219,8 +261,8 @@ TEST_F(MQTTEngineTest, RemembersWhatWasUnsubscribedBeforeItsGrantCame) {
 
 TEST_F(MQTTEngineTest, FreesTheIdentifiersOfUnansweredRequestsAtItsEnd) {
     connect();
-    engine_->subscribe({{"a", 1}}, SubscribePurpose::Owner, refused_);
-    engine_->unsubscribe(std::vector<std::string_view>{"a"}, refused_);
+    subscribe({{"a", 1}});
+    unsubscribe({"a"});
     EXPECT_EQ(ids_->countInUse(), 2U);
     engine_.reset();
     EXPECT_EQ(ids_->countInUse(), 0U);

@@ -2,8 +2,10 @@
 #include <string>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "XelPushClient/MQTTSDK/MQTTEngine.h"
 #include "XelPushClient/MQTTSDK/Outbox.h"
 #include "XelPushClient/Testing/InMemorySessionMemory.h"
 #include "tests/unit/MQTTSDK/Octets.h"
@@ -36,10 +38,11 @@ protected:
         return ids;
     }
 
-    static std::string written(Outbox::Publication& publication) {
-        std::string out;
-        Outbox::write(publication, out);
-        return hexFromOctets(out);
+    std::string written(Outbox& outbox, Outbox::Publication& publication) {
+        MQTTEngine engine({}, options_, ids_, {});
+        outbox.write(publication, engine);
+        outbox.connectionDidEnd();
+        return hexFromOctets(engine.output());
     }
 
     std::shared_ptr<FakeDisk> disk_ = std::make_shared<FakeDisk>();
@@ -62,10 +65,10 @@ TEST_F(OutboxTest, WritesThePacketPlainAndThenAsADuplicate) {
     const auto outbox = makeOutbox();
     auto* publication = outbox->add("a", "x", true).value();
     ASSERT_NE(publication, nullptr);
-    EXPECT_EQ(written(*publication),
+    EXPECT_EQ(written(*outbox, *publication),
               "33060001610001"
               "78");
-    EXPECT_EQ(written(*publication),
+    EXPECT_EQ(written(*outbox, *publication),
               "3b060001610001"
               "78");
 }
@@ -121,7 +124,7 @@ TEST_F(OutboxTest, LoadsWhatAnEarlierLifeLeftAndMarksItAsDuplicate) {
     }
     const auto outbox = makeOutbox();
     EXPECT_EQ(waitingIds(*outbox), (Ids{1, 2}));
-    EXPECT_EQ(written(outbox->publications().front()),
+    EXPECT_EQ(written(*outbox, outbox->publications().front()),
               "3a060001610001"
               "78");
     ASSERT_TRUE(outbox->add("c", "z", false));
@@ -139,6 +142,13 @@ TEST_F(OutboxTest, LeavesOutWhatADamagedStoreHolds) {
     }
     const auto outbox = makeOutbox();
     EXPECT_EQ(waitingIds(*outbox), (Ids{7}));
+    EXPECT_EQ(storedIds().size(), damaged.size()) << "nothing leaves the memory untold";
+    std::vector<std::string> told;
+    while (const auto unusable = outbox->takeUnusable()) {
+        told.push_back(unusable->entry.topic + ": " + unusable->error.localizedDescription());
+    }
+    ASSERT_EQ(told.size(), 4U);
+    EXPECT_THAT(told, testing::Each(testing::HasSubstr("the ")));
     EXPECT_EQ(storedIds(), (Ids{7, 7})) << "a sound publication is not removed with its double";
 }
 

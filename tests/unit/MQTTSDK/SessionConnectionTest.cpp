@@ -121,14 +121,18 @@ TEST_F(SessionConnection, GivesUpWhenNoConnackComesInTime) {
     EXPECT_EQ(loop->scheduledTimerCount(), 0U);
 }
 
-TEST_F(SessionConnection, ReportsParametersThatCannotBeSentFromTheLoop) {
-    parameters.userName = "\xFF";
+TEST_F(SessionConnection, RefusesAnIdentityThatCannotBeSentAsABrokerWouldFromTheLoop) {
+    parameters.userName = "\x07";
     makeSession();
     session->connectToHost("broker.example", 1880, false);
     EXPECT_EQ(delegate.lines, Lines{});
     EXPECT_EQ(session->status(), MQTTSessionStatus::Connecting);
     run();
-    EXPECT_EQ(delegate.lines, Lines{"ConnectionError"});
+    EXPECT_EQ(delegate.lines, Lines{"ConnectionRefused"});
+    ASSERT_EQ(delegate.errors.size(), 1U);
+    EXPECT_EQ(delegate.errors[0].code, 5);
+    EXPECT_THAT(delegate.errors[0].localizedDescription(),
+                testing::HasSubstr("not authorized: the user name"));
     EXPECT_TRUE(network->connections().empty());
 }
 

@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "XelPushClient/MQTTSDK/GrantedTopics.h"
 #include "XelPushClient/MQTTSDK/MQTTClientSessionFactory.h"
 #include "XelPushClient/Testing/FakeBrokerPackets.h"
 #include "XelPushClient/Testing/FakeClock.h"
@@ -179,6 +180,31 @@ protected:
 
     static std::string suback(std::uint16_t packetId, std::vector<std::uint8_t> codes) {
         return encodeSubAck(packetId, codes);
+    }
+
+    /// The topics that the memory holds as granted, and those to be unsubscribed from.
+    TopicTable granted() {
+        TopicTable topics;
+        for (const auto& [topic, qos] : memory.loadGrantedTopics(kClient)) {
+            if (!topic.starts_with(GrantedTopics::kMark)) {
+                topics.set(topic, qos);
+            }
+        }
+        return topics;
+    }
+    std::vector<std::string> removals() {
+        std::vector<std::string> topics;
+        for (const auto& [topic, qos] : memory.loadGrantedTopics(kClient)) {
+            if (topic.starts_with(GrantedTopics::kMark) && topic != GrantedTopics::kMark) {
+                topics.push_back(topic.substr(GrantedTopics::kMark.size()));
+            }
+        }
+        return topics;
+    }
+
+    void grantTopics(const TopicTable& topics) {
+        ASSERT_TRUE(memory.storeGrantedTopics(kClient, topics).isOk());
+        makeSession();
     }
 
     MQTTSessionParameters parameters;

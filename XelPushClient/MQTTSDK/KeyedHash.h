@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace xel {
+
+/// 128 bits that stand for a publication.
+struct PublicationHash {
+    std::uint64_t low = 0;
+    std::uint64_t high = 0;
+
+    friend bool operator==(const PublicationHash&, const PublicationHash&) = default;
+};
+
+/// The hash of a topic with its payload. Its key is random for each process, so that nobody outside can make
+/// two publications that have the same; not for use on disk or between processes.
+[[nodiscard]] PublicationHash hashPublication(std::string_view topic, std::string_view payload);
+
+/// Both halves of the product of two numbers, folded into one by exclusive or: the step that the hash is made
+/// of.
+[[nodiscard]] std::uint64_t foldedProduct(std::uint64_t a, std::uint64_t b);
+/// The same by 32-bit multiplications, for processors and compilers without the wide one.
+[[nodiscard]] std::uint64_t foldedProductByHalves(std::uint64_t a, std::uint64_t b);
+
+}  // namespace xel

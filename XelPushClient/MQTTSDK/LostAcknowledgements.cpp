@@ -1,0 +1,84 @@
+#include "XelPushClient/MQTTSDK/LostAcknowledgements.h"
+
+#include <utility>
+
+namespace xel {
+
+void LostAcknowledgements::connectionDidOpen(bool sessionPresent) {
+    isKeptSession_ = sessionPresent;
+    firstOfThisConnection_ = nextNumber_;
+    answeredPlace_ = 0;
+    if (!sessionPresent) {
+        byPacketId_.clear();
+        inOrder_.clear();
+    }
+}
+
+void LostAcknowledgements::didAcknowledge(std::uint16_t packetId, const PublicationHash& hash,
+                                          std::uint64_t place) {
+    const Entry entry{hash, nextNumber_++};
+    if (const auto known = byPacketId_.find(packetId); known != byPacketId_.end()) {
+        known->second = entry;
+    } else if (spare_) {
+        spare_.key() = packetId;
+        spare_.mapped() = entry;
+        byPacketId_.insert(std::move(spare_));
+    } else {
+        byPacketId_.emplace(packetId, entry);
+    }
+    inOrder_.push_back({packetId, entry.number, place});
+    while (inOrder_.size() > kMostRemembered) {
+        forgetOldest();
+    }
+}
+
+void LostAcknowledgements::didReceiveAnswerTo(std::uint64_t place) {
+    if (place <= answeredPlace_) {
+        return;
+    }
+    answeredPlace_ = place;
+    // Those of earlier connections stand in front, and no answer on this one says anything of them.
+    auto first = inOrder_.begin();
+    while (first != inOrder_.end() && first->number < firstOfThisConnection_) {
+        ++first;
+    }
+    auto behind = first;
+    for (; behind != inOrder_.end() && behind->place < place; ++behind) {
+        const auto known = byPacketId_.find(behind->packetId);
+        if (known != byPacketId_.end() && known->second.number == behind->number) {
+            byPacketId_.erase(known);
+        }
+    }
+    inOrder_.erase(first, behind);
+}
+
+bool LostAcknowledgements::takeArrival(std::uint16_t packetId, bool isMarkedAsDuplicate,
+                                       const PublicationHash& hash) {
+    if (byPacketId_.empty()) {
+        return false;
+    }
+    if (!isMarkedAsDuplicate) {
+        forgetEarlierConnections();
+        byPacketId_.erase(packetId);
+        return false;
+    }
+    const auto known = byPacketId_.find(packetId);
+    return isKeptSession_ && known != byPacketId_.end() && known->second.hash == hash;
+}
+
+void LostAcknowledgements::forgetOldest() {
+    const Place oldest = inOrder_.front();
+    inOrder_.pop_front();
+    const auto known = byPacketId_.find(oldest.packetId);
+    if (known != byPacketId_.end() && known->second.number == oldest.number) {
+        spare_ = byPacketId_.extract(known);
+    }
+}
+
+void LostAcknowledgements::forgetEarlierConnections() {
+    while (!inOrder_.empty() && inOrder_.front().number < firstOfThisConnection_) {
+        forgetOldest();
+    }
+}
+
+}  // namespace xel

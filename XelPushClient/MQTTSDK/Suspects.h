@@ -1,0 +1,93 @@
+#pragma once
+
+#include <chrono>
+#include <compare>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "XelPushClient/MQTTSDK/MQTTSessionOptions.h"
+
+namespace xel {
+
+/// One thing that a session sends and that the broker answers. A subscription and an unsubscription are told
+/// by their one topic filter, a publication by the packet identifier that it keeps until it is acknowledged.
+struct SentThing {
+    enum class Kind { Publication, Subscription, Unsubscription };
+
+    Kind kind = Kind::Publication;
+    std::uint16_t packetId = 0;
+    std::string filter;
+
+    static SentThing publication(std::uint16_t packetId) { return {Kind::Publication, packetId, {}}; }
+    static SentThing subscription(std::string filter) { return {Kind::Subscription, 0, std::move(filter)}; }
+    static SentThing unsubscription(std::string filter) {
+        return {Kind::Unsubscription, 0, std::move(filter)};
+    }
+
+    friend auto operator<=>(const SentThing&, const SentThing&) = default;
+};
+
+/// What a broker seems to end connections on: the only way in which it can refuse a publication (MQTT 3.1.1
+/// section 3.3.5), and the way in which some refuse a topic filter.
+///
+/// Ends of connections in a row make the session send one thing at a time. What is then alone unanswered at
+/// three ends in a row is set aside and tried alone later, ever more seldom; after five tries that ended the
+/// connection while the broker acknowledged others of its kind, it is given up. A broker that acknowledges
+/// nothing (whose disk is full, say) so never makes anything the one given up. Knows no timer: it is told the
+/// time. Owner: the session. Thread: its run loop.
+class Suspects {
+public:
+    using TimePoint = std::chrono::steady_clock::time_point;
+
+    static constexpr int kEndsToSendOneAtATime = 2;
+    static constexpr int kEndsToSetAside = 3;
+    static constexpr int kTriesToGiveUp = 5;
+
+    explicit Suspects(const MQTTSessionOptions& options)
+        : firstRetry_(options.firstRetry), longestRetry_(options.longestRetry) {}
+
+    [[nodiscard]] bool callForOneAtATime() const { return endsInARow_ >= kEndsToSendOneAtATime; }
+    [[nodiscard]] bool isSetAside(const SentThing& thing) const;
+    [[nodiscard]] bool isEmpty() const { return setAside_.empty() && !lastAlone_; }
+
+    /// The broker ended the connection while `alone`, and nothing else, was unanswered; none when it was not
+    /// one thing. Answers the thing that is set aside by this end, or given up by it: `isSetAside` tells
+    /// which.
+    [[nodiscard]] std::optional<SentThing> connectionWasEnded(const std::optional<SentThing>& alone,
+                                                              TimePoint now);
+
+    /// The broker answered it.
+    void didAnswer(const SentThing& thing);
+    /// Nothing that was sent is unanswered any more: the row of ends is over.
+    void didAnswerEverything() { endsInARow_ = 0; }
+    /// It is not sent any more, for another reason.
+    void forget(const SentThing& thing);
+
+    struct Try {
+        SentThing thing;
+        TimePoint dueAt;
+    };
+    /// The next thing set aside that is to be tried, of those that can be.
+    [[nodiscard]] std::optional<Try> nextTry(const std::function<bool(const SentThing&)>& canTry) const;
+
+private:
+    struct SetAside {
+        std::chrono::milliseconds wait{0};
+        TimePoint dueAt;
+        int failedTries = 0;
+        bool othersWereAcknowledged = false;
+    };
+
+    std::chrono::milliseconds firstRetry_;
+    std::chrono::milliseconds longestRetry_;
+    int endsInARow_ = 0;
+    std::optional<SentThing> lastAlone_;
+    int endsOfLastAlone_ = 0;
+    std::map<SentThing, SetAside> setAside_;
+};
+
+}  // namespace xel
