@@ -48,6 +48,11 @@ public:
     void subAckReceived(MQTTSession&, std::uint16_t, std::span<const std::uint8_t>) override {}
     void unsubAckReceived(MQTTSession&, std::uint16_t) override {}
     void topicWasRefused(MQTTSession&, std::string_view) override {}
+    void publicationDidFail(MQTTSession&, std::string_view, std::string_view, const NSError& error) override {
+        fail(describeError(error));
+    }
+    void subscriptionDidFail(MQTTSession&, std::string_view, const NSError&) override {}
+    void unsubscriptionDidFail(MQTTSession&, std::string_view, const NSError&) override {}
 
 private:
     void goOn() {
