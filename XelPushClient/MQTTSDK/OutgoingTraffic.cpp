@@ -238,6 +238,7 @@ MQTTUnsubscribeOutcome OutgoingTraffic::unsubscribe(std::span<const std::string_
     for (const std::string_view topic : topics) {
         if (connection_) {
             engine().requests().noteUnsubscribed(topic);
+            dropParked(topic);
         }
         // A broker that granted a topic lives with its name.
         const bool canBeSent =
@@ -264,6 +265,18 @@ MQTTUnsubscribeOutcome OutgoingTraffic::unsubscribe(std::span<const std::string_
         }
     }
     return outcome;
+}
+
+// What waits to be tried would come behind the UNSUBSCRIBE.
+void OutgoingTraffic::dropParked(std::string_view topic) {
+    std::erase_if(parked_, [&](std::uint16_t packetId) {
+        const auto* request = engine().requests().findSubscribe(packetId);
+        const bool isIt = request != nullptr && request->topics.front().filter == topic;
+        if (isIt) {
+            static_cast<void>(engine().requests().takeSubscribe(packetId));
+        }
+        return isIt;
+    });
 }
 
 std::uint16_t OutgoingTraffic::add(UnsubscribeRequest request) {

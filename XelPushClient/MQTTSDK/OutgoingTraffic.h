@@ -96,6 +96,7 @@ private:
     void restoreTopics(bool sessionPresent);
     void add(SubscribeRequest request, MQTTSubscribeOutcome& outcome);
     std::uint16_t add(UnsubscribeRequest request);
+    void dropParked(std::string_view topic);
     void writeOrHold(std::uint16_t packetId, MQTTSubscribeOutcome& outcome);
     void supersedeHeld(const SubscribeRequest& later, MQTTSubscribeOutcome& outcome);
     void write(std::uint16_t packetId, MQTTSubscribeOutcome& outcome);

@@ -232,6 +232,26 @@ TEST_F(SessionEnds, GrantATopicThatWasSetAsideOnceTheBrokerTakesIt) {
     EXPECT_EQ(takeWritten().size(), 2U) << "it is like any other again";
 }
 
+TEST_F(SessionEnds, TryNoTopicThatWasUnsubscribedMeanwhile) {
+    connectQuietly();
+    for (int i = 0; i < 3; ++i) {
+        session->subscribeToTopic("bad", 1);
+        run();
+        end();
+        connectQuietly();
+    }
+    session->subscribeToTopic("bad", 1);
+    session->unsubscribeTopic("bad");
+    run();
+    const Lines written = takeWritten();
+    ASSERT_EQ(written.size(), 2U);
+    EXPECT_THAT(written[0], testing::StartsWith("UNSUBSCRIBE"));
+    loop->advanceBy(10s);
+    feed(encodeUnsubAck(static_cast<std::uint16_t>(std::stoi(written[0].substr(written[0].find('#') + 1)))));
+    loop->advanceBy(100s);
+    EXPECT_EQ(takeWritten(), Lines{});
+}
+
 TEST_F(SessionEnds, OneAtATimeDropsWhatNoAnswerWouldTellApart) {
     publish("one");
     for (int i = 0; i < 2; ++i) {
