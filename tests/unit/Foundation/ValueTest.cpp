@@ -103,7 +103,7 @@ TEST(Value, IsEqualByKindAndContent) {
 TEST(Value, IsCopiedDeeply) {
     Value first(Dictionary{{"list", Array{Value(1)}}});
     const Value second = first;
-    first.asDictionary()->find("list")->asArray()->push_back(Value(2));
+    first.asDictionary()->find("list")->asArray()->emplace_back(2);
     EXPECT_EQ(second, Value(Dictionary{{"list", Array{Value(1)}}}));
 }
 

@@ -57,7 +57,7 @@ TEST_F(LocationReportsTest, PublishesALocationInEveryForm) {
         std::string event;
     };
     const std::string begin = R"({"lat":-33.5,"lng":151.25,"ts":1514800000000.5)";
-    const Case cases[] = {
+    const std::vector<Case> cases = {
         {{}, begin + "} qos 1"},
         {{.stateful = true}, begin + "} qos 1 retained"},
         {{.live = true, .stateful = true}, begin + "} qos 0 retained"},

@@ -5,7 +5,7 @@
 namespace xel {
 namespace {
 
-struct Row {
+struct RefusedRequest {
     TopicIdentity identity;
     std::string eventName;
     std::optional<std::string> installationId;
@@ -19,7 +19,7 @@ const TopicIdentity kNoApplication = {std::nullopt, "alice01", "D3V1CE"};
 const TopicIdentity kNothing;
 
 TEST(EventRequestRules, ChooseTheTextOfTheLastTestThatFails) {
-    const std::vector<Row> table = {
+    const std::vector<RefusedRequest> table = {
         {kKnown, "login", std::nullopt, std::nullopt, std::nullopt},
         {kKnown, "login", "X9", std::nullopt, std::nullopt},
         {kNoDevice, "login", std::nullopt, std::nullopt, std::nullopt},
