@@ -11,6 +11,7 @@
 #include "XelPushClient/Classes/Core/ServiceAddresses.h"
 #include "XelPushClient/MQTTSDK/MQTTDecoder.h"
 #include "XelPushClient/MQTTSDK/MQTTEncoder.h"
+#include "XelPushClient/MQTTSDK/SendableNames.h"
 #include "tools/ProbeSocket.h"
 #include "tools/ProbeTLS.h"
 
@@ -104,7 +105,7 @@ private:
         parameters.password = options_.access.brokerPassword;
         parameters.cleanSession = true;
         std::string packet;
-        if (!canEncodeConnect(parameters)) {
+        if (!isSendableConnect(parameters)) {
             fail(kConnack, "the user id or a credential is no valid text", "check both", ExitCode::Usage);
             return;
         }
