@@ -60,6 +60,8 @@ std::optional<NSError> CurlTransfer::prepare() {
     curl_easy_setopt(handle(), CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(handle(), CURLOPT_ERRORBUFFER, errorText_.data());
     curl_easy_setopt(handle(), CURLOPT_URL, request_.url.c_str());
+    // A tag may be called "." or "..", which libcurl would fold into the path before it.
+    curl_easy_setopt(handle(), CURLOPT_PATH_AS_IS, 1L);
     curl_easy_setopt(handle(), CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(handle(), CURLOPT_FOLLOWLOCATION, 0L);
     curl_easy_setopt(handle(), CURLOPT_USERAGENT, options_.userAgent.c_str());

@@ -68,6 +68,15 @@ TEST_F(CurlHTTPTransportTest, SendsHeadersAsGivenAndNoneOfItsOwnMaking) {
     EXPECT_EQ(headers["User-Agent"], "XelPushClient");
 }
 
+TEST_F(CurlHTTPTransportTest, SendsThePathAsItIsGiven) {
+    LocalHTTPServer server([](const auto&, HTTPExchange& exchange) { return exchange.answer(200, ""); });
+    for (const std::string path :
+         {"/api/addTag/alice01/.?k=1", "/api/addTag/alice01/..?k=1", "/a/./../b//c"}) {
+        expectStatus(get(server.url() + path), 200);
+        EXPECT_EQ(server.received().back().url, path);
+    }
+}
+
 TEST_F(CurlHTTPTransportTest, SendsTheLengthOfAnEmptyBody) {
     LocalHTTPServer server([](const auto&, HTTPExchange& exchange) { return exchange.answer(200, ""); });
     for (const char* method : {"POST", "PUT"}) {
