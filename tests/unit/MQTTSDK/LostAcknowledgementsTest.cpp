@@ -93,11 +93,18 @@ TEST(KeyedHash, TellsTopicsAndPayloadsApart) {
     EXPECT_NE(hash, hashPublication("a", "bc"));
     EXPECT_NE(hash, hashPublication("ab", std::string("c\0", 2)));
     EXPECT_NE(hash, hashPublication("c", "ab"));
-    const std::string text(300, 'x');
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        std::string changed = text;
-        changed[i] = 'y';
-        EXPECT_NE(hashPublication("t", text), hashPublication("t", changed)) << i;
+    EXPECT_NE(hashPublication("", ""), hashPublication("", std::string(1, '\0')));
+    for (std::size_t size = 1; size <= 100; ++size) {
+        const std::string text(size, 'x');
+        const auto ofText = hashPublication("t", text);
+        EXPECT_NE(ofText, hashPublication("t", text + "x"));
+        for (std::size_t i = 0; i < size; ++i) {
+            std::string changed = text;
+            changed[i] = 'y';
+            const auto ofChanged = hashPublication("t", changed);
+            EXPECT_NE(ofText.low, ofChanged.low) << size << " " << i;
+            EXPECT_NE(ofText.high, ofChanged.high) << size << " " << i;
+        }
     }
     EXPECT_NE(hashPublication("t", "0123456789abcdef"), hashPublication("t", "89abcdef01234567"));
 }
