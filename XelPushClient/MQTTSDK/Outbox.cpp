@@ -163,11 +163,6 @@ void Outbox::connectionDidEnd() {
     unanswered_ = 0;
 }
 
-void Outbox::moveToEnd(std::uint16_t packetId) {
-    const auto found = byPacketId_.find(packetId);
-    publications_.splice(publications_.end(), publications_, found->second);
-}
-
 std::pair<std::string_view, std::string_view> Outbox::contentOf(const Publication& publication) {
     MQTTDecoder decoder(kMQTTMaxRemainingLength);
     std::string_view octets = publication.packet;

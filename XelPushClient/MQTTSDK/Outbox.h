@@ -68,14 +68,13 @@ public:
     /// How many were written on this connection and not acknowledged.
     [[nodiscard]] std::size_t countUnanswered() const { return unanswered_; }
 
-    /// In the order of making, but for those that were moved to the end.
+    /// In the order of making.
     [[nodiscard]] std::list<Publication>& publications() { return publications_; }
     [[nodiscard]] const std::list<Publication>& publications() const { return publications_; }
     [[nodiscard]] std::size_t countUnwritten() const { return publications_.size() - unanswered_; }
     [[nodiscard]] bool contains(std::uint16_t packetId) const { return byPacketId_.contains(packetId); }
     /// The publication is there.
     [[nodiscard]] Publication& at(std::uint16_t packetId) { return *byPacketId_.at(packetId); }
-    void moveToEnd(std::uint16_t packetId);
     /// Topic and payload, which point into the packet.
     [[nodiscard]] static std::pair<std::string_view, std::string_view> contentOf(
         const Publication& publication);

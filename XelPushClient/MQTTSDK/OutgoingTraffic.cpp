@@ -67,12 +67,9 @@ void OutgoingTraffic::connectionDidEnd(bool wasEndedByBroker, TimePoint now) {
     if (!wasEndedByBroker) {
         return;
     }
-    if (const auto thing = suspects_.connectionWasEnded(alone, now)) {
-        if (suspects_.isSetAside(*thing)) {
-            setAside(*thing);
-        } else {
-            giveUp(*thing);
-        }
+    const auto changed = suspects_.connectionWasEnded(alone, now);
+    if (changed && !suspects_.isSetAside(*changed)) {
+        giveUp(*changed);
     }
 }
 
@@ -556,12 +553,6 @@ void OutgoingTraffic::writeTried() {
     parked_.erase(parked);
     MQTTSubscribeOutcome none;
     write(packetId, none);
-}
-
-void OutgoingTraffic::setAside(const SentThing& thing) {
-    if (thing.kind == SentThing::Kind::Publication) {
-        outbox_.moveToEnd(thing.packetId);
-    }
 }
 
 void OutgoingTraffic::giveUp(const SentThing& thing) {

@@ -115,7 +115,6 @@ private:
     [[nodiscard]] bool canTry(const SentThing& thing) const;
     [[nodiscard]] std::optional<Suspects::Try> nextThingToTry() const;
     void writeTried();
-    void setAside(const SentThing& thing);
     void giveUp(const SentThing& thing);
     void giveUpUnsubscription(const std::string& filter);
     [[nodiscard]] bool isRestorationOutstanding() const;

@@ -60,6 +60,19 @@ TEST_F(SessionEnds, InARowMakeItSendOneThingAtATime) {
     EXPECT_EQ(takeWritten().size(), 3U) << "everything was answered, so everything goes at once again";
 }
 
+TEST_F(SessionEnds, AreInNoRowOnceEverythingWasAnsweredBetween) {
+    for (int i = 0; i < 4; ++i) {
+        publish("one");
+        publish("two");
+        const Lines written = writtenAfterConnect();
+        ASSERT_EQ(written.size(), 3U) << i;
+        for (const std::string& line : {written[0], written[1]}) {
+            feed(encodePubAck(static_cast<std::uint16_t>(std::stoi(line.substr(line.find('#') + 1)))));
+        }
+        end();
+    }
+}
+
 TEST_F(SessionEnds, AreCountedOnlyWhenTheBrokerEndedAnAcceptedConnection) {
     publish("one");
     publish("two");
