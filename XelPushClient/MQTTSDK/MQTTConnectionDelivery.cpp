@@ -100,7 +100,6 @@ void MQTTConnection::finishStep(bool completesNormally) {
         anchor_->session->connectionDidFinishStep();
         noteSilence(true);
         flush();
-        armTimer();
     }
     if (turn_.isDelivering()) {
         endTurn();

@@ -21,9 +21,6 @@ bool isSame(const SubscribeRequest::Topic& a, const SubscribeRequest::Topic& b) 
 bool hasAllOf(const SubscribeRequest& earlier, const SubscribeRequest& later) {
     for (std::size_t i = 0; i < earlier.topics.size(); ++i) {
         const auto& topic = earlier.topics[i];
-        if (topic.wasUnsubscribed) {
-            return false;
-        }
         const bool isAtItsPlace = i < later.topics.size() && isSame(later.topics[i], topic);
         if (!isAtItsPlace && std::none_of(later.topics.begin(), later.topics.end(),
                                           [&](const auto& other) { return isSame(other, topic); })) {

@@ -219,8 +219,7 @@ void OutgoingTraffic::supersedeHeld(const SubscribeRequest& later, MQTTSubscribe
         const auto* earlier = engine().requests().findSubscribe(packetId);
         const bool isSame = earlier != nullptr && earlier->purpose == SubscribePurpose::Batch &&
                             earlier->topics.front().filter == later.topics.front().filter &&
-                            earlier->topics.front().qos == later.topics.front().qos &&
-                            !earlier->topics.front().wasUnsubscribed;
+                            earlier->topics.front().qos == later.topics.front().qos;
         if (isSame) {
             static_cast<void>(engine().requests().takeSubscribe(packetId));
             outcome.superseded.push_back(packetId);
