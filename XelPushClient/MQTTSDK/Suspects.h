@@ -1,12 +1,12 @@
 #pragma once
 
 #include <chrono>
-#include <compare>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <utility>
 
 #include "XelPushClient/MQTTSDK/MQTTSessionOptions.h"
@@ -28,7 +28,11 @@ struct SentThing {
         return {Kind::Unsubscription, 0, std::move(filter)};
     }
 
-    friend auto operator<=>(const SentThing&, const SentThing&) = default;
+    friend bool operator==(const SentThing&, const SentThing&) = default;
+    /// In no particular order.
+    friend bool operator<(const SentThing& a, const SentThing& b) {
+        return std::tie(a.kind, a.packetId, a.filter) < std::tie(b.kind, b.packetId, b.filter);
+    }
 };
 
 /// What a broker seems to end connections on: the only way in which it can refuse a publication (MQTT 3.1.1
