@@ -77,6 +77,10 @@ int BrokerPlugin::checkAccess(const mosquitto_evt_acl_check& event) {
     if (!client || event.topic == nullptr) {
         return MOSQ_ERR_ACL_DENIED;
     }
+    // Asked here, because the broker acknowledges what a client may not publish without showing it again.
+    if (event.access == MOSQ_ACL_WRITE && !canWriteRows()) {
+        return MOSQ_ERR_UNKNOWN;
+    }
     bool allowed = false;
     switch (event.access) {
         case MOSQ_ACL_UNSUBSCRIBE: return MOSQ_ERR_SUCCESS;
@@ -92,6 +96,19 @@ int BrokerPlugin::checkAccess(const mosquitto_evt_acl_check& event) {
         return MOSQ_ERR_ACL_DENIED;
     }
     return MOSQ_ERR_SUCCESS;
+}
+
+bool BrokerPlugin::canWriteRows() {
+    if (!events_.hasUnwritten()) {
+        return true;
+    }
+    try {
+        events_.writeUnwritten();
+    } catch (const SandboxError&) {
+        return false;  // told when it began
+    }
+    mosquitto_log_printf(MOSQ_LOG_WARNING, "xelpush: events can be stored again");
+    return true;
 }
 
 int BrokerPlugin::checkRead(const mosquitto_evt_acl_check& event, const ClientIdentity& client) {
@@ -161,13 +178,15 @@ int BrokerPlugin::store(const mosquitto_evt_message& event) {
     }
     try {
         if (const auto read = readEvent(settings_.app, event.topic, payload, publisher)) {
-            events_.keep(*read);
+            events_.write(*read);
         } else if (const auto receipt = readReceipt(settings_.app, event.topic, payload, publisher)) {
-            events_.keep(*receipt);
+            events_.write(*receipt);
         }
     } catch (const SandboxError& error) {
-        mosquitto_log_printf(MOSQ_LOG_ERR, "xelpush: no event taken from '%s': %s", clientIdOf(event.client),
-                             error.what());
+        mosquitto_log_printf(
+            MOSQ_LOG_ERR,
+            "xelpush: no event taken from '%s', and nothing from anybody until it can be stored: %s",
+            clientIdOf(event.client), error.what());
         return MOSQ_ERR_UNKNOWN;
     }
     return MOSQ_ERR_SUCCESS;

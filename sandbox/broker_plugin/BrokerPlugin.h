@@ -7,7 +7,7 @@
 
 #include "sandbox/broker_plugin/BrokerApi.h"
 #include "sandbox/broker_plugin/DeliveryReports.h"
-#include "sandbox/store/EventStore.h"
+#include "sandbox/broker_plugin/EventWriter.h"
 
 namespace xel::sandbox {
 
@@ -38,7 +38,9 @@ public:
     int checkClient(const mosquitto_evt_basic_auth& event);
 
     /// Applies the access rules; a read of a message by a connected client is a delivery, and one by a
-    /// session without a connection is a message that waits.
+    /// session without a connection is a message that waits. While a row cannot be written, whatever a client
+    /// publishes ends its connection: were other publications acknowledged meanwhile, their senders would
+    /// have to take the one that is not for one that is refused.
     int checkAccess(const mosquitto_evt_acl_check& event);
 
     /// Turns a publication on a publish topic into a push message; stores an event or a receipt; lets every
@@ -52,12 +54,13 @@ private:
     [[nodiscard]] bool isService(const mosquitto* client) const;
     [[nodiscard]] std::optional<ClientIdentity> identify(const mosquitto* client) const;
     int checkRead(const mosquitto_evt_acl_check& event, const ClientIdentity& client);
+    bool canWriteRows();
     static void tellThatItWaits(const ClientIdentity& client, std::string_view message);
     int relay(mosquitto_evt_message& event, const PublishRequest& request);
     int store(const mosquitto_evt_message& event);
 
     Settings settings_;
-    EventStore events_;
+    EventWriter events_;
     DeliveryReports deliveryReports_;
     // Clients that have a connection. A session without one is asked for its read permission too, when a
     // message is queued for it, and again when it comes back: only then is the message delivered.

@@ -1,6 +1,8 @@
 // What clients publish and send is stored by the service, and stays stored whatever ends.
 
 #include <csignal>
+#include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -9,16 +11,29 @@
 
 #include "sandbox/SandboxInfo.h"
 #include "sandbox/store/ServiceStores.h"
+#include "tests/contract/MountNamespace.h"
 #include "tests/integration/CommandSupport.h"
 #include "tests/integration/SandboxSupport.h"
 
 namespace xel::sandbox::test {
 namespace {
 
+using contract::mountDisk;
+using contract::MountNamespace;
+
 Json listed(const SandboxInfo& info, const std::string& what) {
     const HttpAnswer answer = askRest(info, "GET", "sandbox/" + what + "?limit=1000");
     EXPECT_EQ(answer.status, 200U) << answer.error;
     return answer.body.value(what, Json::array());
+}
+
+/// Takes the room on the file's disk but for so many octets.
+void fillDiskUpTo(const std::filesystem::path& filler, std::uintmax_t left) {
+    const std::uintmax_t room = std::filesystem::space(filler.parent_path()).available;
+    ASSERT_GT(room, left);
+    std::ofstream file(filler, std::ios::binary);
+    file << std::string(room - left, 'f') << std::flush;
+    ASSERT_TRUE(file.good());
 }
 
 class SandboxStore : public testing::Test {
@@ -108,6 +123,35 @@ TEST_F(SandboxStore, AcknowledgesNoEventThatItCannotStore) {
     EXPECT_EQ(listed(sandbox_.info(), "events").size(), 2U);
 }
 
+TEST_F(SandboxStore, EndsEveryPublishersConnectionWhileARowCannotBeWritten) {
+    Database database(sandbox_.info().stateFolder / kEventStoreFile);
+    ASSERT_EQ(alice_.connect(), 0);
+    database.run("ALTER TABLE events RENAME TO elsewhere");
+    EXPECT_FALSE(alice_.publish(app_ + "/event/login/A1", R"({"id":"e1"})"));
+
+    MqttTestClient reader(sandbox_.info(), "bob02", "B1");
+    ASSERT_EQ(reader.connect(), 0);
+    ASSERT_EQ(reader.subscribe(app_ + "/user/bob02/news"), 1);
+    const std::string relayed = app_ + "/publish/bob02/news";
+    for (const std::string& topic : {app_ + "/event/seen/m1", app_ + "/event/login/C1", relayed,
+                                     std::string("what/nobody/may/publish")}) {
+        MqttTestClient publisher(sandbox_.info(), "carol03", "C1");
+        ASSERT_EQ(publisher.connect(), 0);
+        EXPECT_FALSE(publisher.publish(topic, R"({"id":"x"})")) << topic;
+    }
+
+    database.run("ALTER TABLE elsewhere RENAME TO events");
+    MqttTestClient publisher(sandbox_.info(), "carol03", "C1");
+    ASSERT_EQ(publisher.connect(), 0);
+    EXPECT_TRUE(publisher.publish(relayed, R"({"messageBody":"healed"})"));
+    const auto received = reader.receive();
+    ASSERT_TRUE(received.has_value());
+    EXPECT_EQ(received->json()["messageBody"], "healed");
+    ASSERT_EQ(alice_.connect(), 0);
+    EXPECT_TRUE(alice_.publish(app_ + "/event/login/A1", R"({"id":"e1"})"));
+    EXPECT_EQ(listed(sandbox_.info(), "events").size(), 1U);
+}
+
 TEST_F(SandboxStore, RefusesEveryRouteWithoutTheToken) {
     const SandboxInfo& info = sandbox_.info();
     for (const char* route :
@@ -131,6 +175,41 @@ TEST_F(SandboxStore, RefusesACrashReportThatIsTooLarge) {
     const std::string large(1100 * 1024, 'x');
     EXPECT_EQ(askRest(sandbox_.info(), "POST", "crashReports", Json{{"x", large}}).status, 413U);
     EXPECT_EQ(askRest(sandbox_.info(), "POST", "crashReports", Json{{"x", "small"}}).status, 200U);
+}
+
+// A large row finds no room where a small one still does: it decides what is taken, not the small one.
+TEST(SandboxStoreOnASmallDisk, TakesNothingUntilThereIsRoomForWhatFoundNone) {
+    WITH_MOUNTS_OF_ITS_OWN([] {
+        const TemporaryFolder folder;
+        const LogKeeper log;
+        mountDisk(folder.path().string(), "4m");
+        SandboxService service(makeOptions(folder, log));
+        service.start();
+        const std::string app = "app/" + service.info().appId;
+        const std::string small = R"({"id":"small"})";
+        const std::string large = R"({"id":"large","text":")" + std::string(300'000, 'x') + "\"}";
+        MqttTestClient alice(service.info(), "alice01", "A1");
+        MqttTestClient bob(service.info(), "bob02", "B1");
+        ASSERT_EQ(alice.connect(), 0);
+        ASSERT_EQ(bob.connect(), 0);
+        ASSERT_TRUE(bob.publish(app + "/publish/alice01/news", "{}"));
+
+        const std::filesystem::path filler = folder.path() / "filler";
+        fillDiskUpTo(filler, 150'000);
+        EXPECT_FALSE(alice.publish(app + "/event/login/A1", large));
+        EXPECT_FALSE(bob.publish(app + "/event/login/B1", small));
+        ASSERT_EQ(bob.connect(), 0);
+        EXPECT_FALSE(bob.publish(app + "/publish/alice01/news", "{}"));
+
+        std::filesystem::remove(filler);
+        ASSERT_EQ(bob.connect(), 0);
+        EXPECT_TRUE(bob.publish(app + "/publish/alice01/news", "{}"));
+        EXPECT_TRUE(bob.publish(app + "/event/login/B1", small));
+        ASSERT_EQ(alice.connect(), 0);
+        EXPECT_TRUE(alice.publish(app + "/event/login/A1", large));
+        EXPECT_EQ(listed(service.info(), "events").size(), 2U);
+        EXPECT_TRUE(log.contains("events can be stored again"));
+    });
 }
 
 TEST(SandboxStoreAndProgram, KeepsWhatWasAcknowledgedWhenTheServiceIsKilled) {
