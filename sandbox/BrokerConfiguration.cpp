@@ -10,6 +10,9 @@
 namespace xel::sandbox {
 namespace {
 
+// The broker saves in the second after the interval.
+constexpr int kAutosaveInterval = kSecondsBetweenSaves - 1;
+
 // A value runs to the end of its line, and nothing quotes a line feed.
 std::string checked(const std::string& value) {
     if (std::any_of(value.begin(), value.end(),
@@ -32,16 +35,19 @@ std::string writeBrokerConfiguration(const BrokerConfiguration& configuration) {
          << "plugin_opt_app_id " << checked(configuration.appId) << "\n"
          << "plugin_opt_service_user " << checked(configuration.serviceUser) << "\n"
          << "plugin_opt_event_store " << checked(configuration.eventStore.string()) << "\n"
-         << "persistence true\n"
          << "persistence_location " << checked(configuration.persistenceFolder.string()) << "\n"
          << "persistence_file " << kBrokerPersistenceFile << "\n"
-         << "autosave_interval 30\n"
+         << "autosave_interval " << kAutosaveInterval << "\n"
+         << "persistence true\n"
          // A device that is away for long gets everything when it comes back. No limit would be 0, but with 0
          // Debian's mosquitto ends the connection of whoever publishes what is refused, instead of dropping
          // it.
          << "max_queued_messages " << std::numeric_limits<int>::max() << "\n"
          << "message_size_limit " << kLargestPayload << "\n"
          << "sys_interval 0\n"
+         // Without it a CONNACK over TLS, which follows what ends the handshake, waits for the client's
+         // delayed acknowledgement of that: 40 ms.
+         << "set_tcp_nodelay true\n"
          << "log_dest stderr\n"
          << "log_timestamp false\n"
          << "log_type error\n"

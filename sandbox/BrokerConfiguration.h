@@ -27,6 +27,9 @@ struct BrokerConfiguration {
 /// The name of the persistence file inside `persistenceFolder`.
 inline constexpr const char* kBrokerPersistenceFile = "mosquitto.db";
 
+/// What a killed broker loses came after its last save, and so at most so long ago.
+inline constexpr int kSecondsBetweenSaves = 10;
+
 /// The configuration as mosquitto.conf(5) has it. Throws SandboxError for a path or id with a line feed.
 std::string writeBrokerConfiguration(const BrokerConfiguration& configuration);
 

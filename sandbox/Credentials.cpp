@@ -12,7 +12,6 @@
 namespace xel::sandbox {
 namespace {
 
-constexpr const char* kFileName = "credentials.json";
 constexpr const char* kDefaultAppId = "xelpush-demo";
 constexpr std::size_t kSecretBytes = 24;
 
@@ -32,13 +31,13 @@ void save(const StateFolder& folder, const Credentials& credentials) {
                       {"brokerPassword", credentials.brokerPassword},
                       {"serviceUser", credentials.serviceUser},
                       {"servicePassword", credentials.servicePassword}};
-    writePrivateFile(folder.file(kFileName), object.dump(4) + "\n");
+    writePrivateFile(credentialsFile(folder), object.dump(4) + "\n");
 }
 
 std::string readField(const Json& object, const char* key, const StateFolder& folder) {
     std::optional<std::string> text = findText(object, key);
     if (!text || text->empty()) {
-        throw SandboxError("'" + folder.file(kFileName).string() + "' has no '" + key +
+        throw SandboxError("'" + credentialsFile(folder).string() + "' has no '" + key +
                            "'; remove the file to get new credentials");
     }
     return std::move(*text);
@@ -46,16 +45,20 @@ std::string readField(const Json& object, const char* key, const StateFolder& fo
 
 }  // namespace
 
+std::filesystem::path credentialsFile(const StateFolder& folder) {
+    return folder.file("credentials.json");
+}
+
 LoadedCredentials loadOrCreateCredentials(const StateFolder& folder, const std::string& appId) {
     if (!appId.empty() && !isTopicSegment(appId)) {
         throw SandboxError("the application id '" + appId +
                            "' cannot be part of a topic: no '/', '+' or '#'");
     }
     LoadedCredentials loaded;
-    if (const std::optional<std::string> text = readWholeFile(folder.file(kFileName))) {
+    if (const std::optional<std::string> text = readWholeFile(credentialsFile(folder))) {
         const std::optional<Json> object = parseJsonObject(*text);
         if (!object) {
-            throw SandboxError("'" + folder.file(kFileName).string() +
+            throw SandboxError("'" + credentialsFile(folder).string() +
                                "' is damaged; remove it to get new credentials");
         }
         loaded.credentials = Credentials{.appId = readField(*object, "appId", folder),

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 
 namespace xel::sandbox {
@@ -18,8 +19,11 @@ struct Credentials {
 
 struct LoadedCredentials {
     Credentials credentials;
-    bool areNew{false};  ///< made just now: the one time to show them
+    bool areNew{false};  ///< made just now
 };
+
+/// The file in the state folder that holds them: one JSON object whose keys are the members' names.
+std::filesystem::path credentialsFile(const StateFolder& folder);
 
 /// The kept credentials, or new ones for `appId`. An empty `appId` means the kept one, at first
 /// "xelpush-demo"; another one than the kept one replaces it and leaves the secrets.

@@ -57,7 +57,7 @@ public:
     [[nodiscard]] const SandboxInfo& info() const { return info_; }
 
 private:
-    void announceCredentials(bool areNew);
+    void announceCredentials();
     void startBrokerOnFreePorts();
     void fillInfo();
     void announceReady();
@@ -114,7 +114,7 @@ SandboxService::Running::Running(const SandboxOptions& options)
 void SandboxService::Running::start() {
     // A file of a service that was killed would mislead those who wait for this one.
     fs::remove(folder_.file(kSandboxInfoFile));
-    announceCredentials(credentials_.areNew);
+    announceCredentials();
     brokerSettings_ = prepareBroker(options_, folder_, credentials_.credentials, certificate_);
     claimBrokerPorts(options_, brokerSettings_.configuration);
     server_.emplace(thread_.loop(), log_, options_.address, options_.restPort, certificate_,
@@ -135,17 +135,11 @@ void SandboxService::Running::start() {
     announceReady();
 }
 
-void SandboxService::Running::announceCredentials(bool areNew) {
-    const Credentials& credentials = credentials_.credentials;
-    if (!areNew) {
-        log_.write("credentials as before, in " + folder_.path().string());
-        return;
-    }
-    log_.write("new credentials, shown once and kept in " + folder_.path().string());
-    log_.write("    application id   " + credentials.appId);
-    log_.write("    API key          " + credentials.apiKey);
-    log_.write("    broker user      " + credentials.brokerUser);
-    log_.write("    broker password  " + credentials.brokerPassword);
+// Where they are, never what they are: the log may be kept and shown.
+void SandboxService::Running::announceCredentials() {
+    const std::string file = credentialsFile(folder_).string();
+    log_.write(credentials_.areNew ? "new credentials in " + file + ", readable by you alone"
+                                   : "credentials as before, in " + file);
 }
 
 // Between the choice of a free port and the broker's use of it another program may have taken it.

@@ -1,12 +1,19 @@
 // Who may do what on the local push service's broker, over real MQTT.
 
+#include <algorithm>
+#include <chrono>
 #include <condition_variable>
+#include <csignal>
 #include <mutex>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "sandbox/BrokerConfiguration.h"
+#include "sandbox/SandboxError.h"
 #include "tests/integration/SandboxSupport.h"
 
 namespace xel::sandbox::test {
@@ -28,6 +35,25 @@ TEST(SandboxBroker, ServesAClientOverPlainAndTls) {
                             .caFile = info.caFile,
                             .cleanSession = false});
     EXPECT_EQ(overTls.connect(), 0) << overTls.lastError();
+}
+
+// Of many connects, because the one or the other may wait for the processor.
+TEST(SandboxBroker, AnswersOverTlsBeforeTheKernelsAcknowledgementIsDue) {
+    const RunningSandbox sandbox;
+    const SandboxInfo& info = sandbox.info();
+    auto fastest = std::chrono::steady_clock::duration::max();
+    for (int i = 0; i < 20; ++i) {
+        MqttTestClient client({.clientId = info.appId + "/alice01/D" + std::to_string(i),
+                               .user = info.brokerUser,
+                               .password = info.brokerPassword,
+                               .port = info.mqttTlsPort,
+                               .caFile = info.caFile,
+                               .cleanSession = true});
+        const auto start = std::chrono::steady_clock::now();
+        ASSERT_EQ(client.connect(), 0) << client.lastError();
+        fastest = std::min(fastest, std::chrono::steady_clock::now() - start);
+    }
+    EXPECT_LT(fastest, std::chrono::milliseconds(35));
 }
 
 TEST(SandboxBroker, RefusesWrongCredentialsAndClientIds) {
@@ -124,6 +150,64 @@ TEST(SandboxBroker, TellsTheServiceOfEvents) {
     EXPECT_EQ(events[0], app + "/event/seen/m1 {\"ts\":\"1.0\"}");
     EXPECT_EQ(events[1], app + "/event/login/D1 {}");
     EXPECT_TRUE(sandbox.log.contains("message m1 was seen"));
+}
+
+/// Waits until the broker says that it saves.
+class SaveWatch {
+public:
+    LogSink sink() {
+        return [this](std::string_view line) {
+            if (line.find("Saving in-memory database") != std::string_view::npos) {
+                const std::lock_guard lock(mutex_);
+                ++saves_;
+                changed_.notify_all();
+            }
+        };
+    }
+    /// Whether it does so again in that time.
+    bool seesTheNext(std::chrono::seconds patience) {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, patience, [this, before = saves_] { return saves_ > before; });
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    int saves_ = 0;
+};
+
+TEST(SandboxBroker, LosesNothingThatIsOlderThanTenSecondsWhenItIsKilled) {
+    const TemporaryFolder folder;
+    const LogKeeper log;
+    const Json message{{"user", "alice01"}, {"channel", "news"}, {"body", "queued"}};
+    {
+        SaveWatch watch;
+        SandboxOptions options = makeOptions(folder, log);
+        options.verbose = true;
+        options.log = watch.sink();
+        SandboxService service(std::move(options));
+        service.start();
+        {
+            MqttTestClient device(service.info(), "alice01", "D1");
+            ASSERT_EQ(device.connect(), 0);
+            ASSERT_EQ(device.subscribe("app/" + service.info().appId + "/user/alice01/news"), 1);
+        }
+        ASSERT_EQ(askRest(service.info(), "POST", "sandbox/messages", message).status, 200U);
+        // One second for a machine with other things to do.
+        ASSERT_TRUE(watch.seesTheNext(std::chrono::seconds(kSecondsBetweenSaves + 1)));
+        // It says so before, and answers nobody meanwhile.
+        ASSERT_EQ(askRest(service.info(), "POST", "sandbox/messages", message).status, 200U);
+        ASSERT_EQ(::kill(service.brokerPid(), SIGKILL), 0);
+        EXPECT_THROW(service.waitUntilStopped(), SandboxError);
+    }
+    SandboxService again(makeOptions(folder, log));
+    again.start();
+    MqttTestClient device(again.info(), "alice01", "D1");
+    ASSERT_EQ(device.connect(), 0);
+    EXPECT_TRUE(device.sessionPresent());
+    const auto received = device.receive();
+    ASSERT_TRUE(received);
+    EXPECT_EQ(received->json()["messageBody"], "queued");
 }
 
 }  // namespace

@@ -81,14 +81,18 @@ TEST(SandboxService, KeepsEveryFileToItself) {
     EXPECT_TRUE(fs::exists(sandbox.folder.path() / "mosquitto.db"));
 }
 
-TEST(SandboxService, ShowsItsCredentialsOnceAndNoSecretElse) {
+TEST(SandboxService, NamesTheFileOfItsCredentialsAndShowsNoSecret) {
     const TemporaryFolder folder;
     LogKeeper first;
     SandboxService service(makeOptions(folder, first));
     service.start();
     const SandboxInfo info = service.info();
-    EXPECT_TRUE(first.contains(info.apiKey));
-    EXPECT_TRUE(first.contains(info.brokerPassword));
+    const fs::path file = folder.path() / "credentials.json";
+    EXPECT_TRUE(first.contains("new credentials in " + file.string()));
+    struct stat status {};
+    ASSERT_EQ(::stat(file.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0600U);
+    EXPECT_NE(readWholeFile(file).value().find(info.apiKey), std::string::npos);
     service.stop();
 
     LogKeeper second;
@@ -105,6 +109,7 @@ TEST(SandboxService, ShowsItsCredentialsOnceAndNoSecretElse) {
     ASSERT_FALSE(second.lines().empty());
     ASSERT_NE(commandLine.find("mosquitto"), std::string::npos);
     for (const std::string& secret : {info.apiKey, info.brokerPassword}) {
+        EXPECT_FALSE(first.contains(secret));
         EXPECT_FALSE(second.contains(secret));
         EXPECT_EQ(commandLine.find(secret), std::string::npos);
     }
