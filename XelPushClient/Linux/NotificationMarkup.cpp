@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 
 #include "XelPushClient/Foundation/StringUtilities.h"
 
@@ -10,34 +11,33 @@ namespace xel {
 namespace {
 
 constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
+constexpr std::string_view kEllipsis = "\u2026";
 constexpr std::array<std::string_view, 5> kElements{"b", "i", "u", "a", "img"};
+constexpr std::size_t kLongestElement = 3;
 
 bool isUnwantedControl(char32_t character) {
     const bool isControl = character < 0x20 || (character >= 0x7F && character < 0xA0);
     return isControl && character != U'\n' && character != U'\t';
 }
 
-/// How long the tag at the text's front is; 0 when there is none of the markup's.
-std::size_t tagLength(std::string_view text) {
-    const auto end = text.find('>');
-    if (end == std::string_view::npos) {
-        return 0;
-    }
-    std::string_view inside = text.substr(1, end - 1);
+/// Whether what stands between "<" and ">" is a tag of the markup's.
+bool isTag(std::string_view inside) {
     if (inside.starts_with('/')) {
         inside.remove_prefix(1);
     }
-    const std::string_view name = inside.substr(0, inside.find_first_of(" \t\n/"));
-    const bool isMarkup = std::find(kElements.begin(), kElements.end(), name) != kElements.end();
-    return isMarkup ? end + 1 : 0;
+    const std::string_view name = inside.substr(0, kLongestElement + 1);
+    return std::find(kElements.begin(), kElements.end(), name.substr(0, name.find_first_of(" \t\n/"))) !=
+           kElements.end();
 }
 
 }  // namespace
 
-std::string textForDBus(std::string_view text) {
+std::string textForDBus(std::string_view text, std::size_t mostCharacters) {
     std::string clean;
-    clean.reserve(text.size());
-    while (!text.empty()) {
+    for (std::size_t count = 0; !text.empty(); ++count) {
+        if (count == mostCharacters) {
+            return clean += kEllipsis;
+        }
         std::string_view rest = text;
         const char32_t character = takeFirstCharacter(rest);
         const std::string_view octets = text.substr(0, text.size() - rest.size());
@@ -67,15 +67,21 @@ std::string escapedForMarkup(std::string_view text) {
     return escaped;
 }
 
+// Each octet is looked at a fixed number of times, whatever the text: where the next ">" is stays known until
+// it is passed, and an element's name is short.
 std::string withoutMarkup(std::string_view text) {
     std::string plain;
     plain.reserve(text.size());
-    while (!text.empty()) {
-        const auto tag = text.front() == '<' ? tagLength(text) : 0;
-        if (tag == 0) {
-            plain += text.front();
+    std::size_t end = 0;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (text[at] == '<') {
+            end = end <= at ? text.find('>', at) : end;
+            if (end != std::string_view::npos && isTag(text.substr(at + 1, end - at - 1))) {
+                at = end;
+                continue;
+            }
         }
-        text.remove_prefix(std::max<std::size_t>(tag, 1));
+        plain += text[at];
     }
     return plain;
 }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstddef>
+#include <string_view>
 
 #include "XelPushClient/Foundation/StringUtilities.h"
 #include "XelPushClient/Linux/CurlHeaders.h"
@@ -16,6 +18,13 @@ constexpr const char* kDefaultKey = "default";
 /// The name under which a desktop's sound theme has what a message sounds like.
 constexpr const char* kMessageSound = "message-new-instant";
 constexpr unsigned char kNormalUrgency = 1;
+/// A message may hold a megabyte of text, and it is the desktop's own process that would have to lay it out.
+constexpr std::size_t kLongestLine = 1'000;
+constexpr std::size_t kLongestBody = 10'000;
+
+std::string lineForDBus(std::string_view text) {
+    return textForDBus(text, kLongestLine);
+}
 
 /// Films and sounds may be attached too; no server shows them, and some would show a broken picture.
 bool isFilmOrSound(const std::string& file) {
@@ -37,16 +46,16 @@ std::string fileURL(const std::string& path) {
 }
 
 std::string bodyOf(const DesktopNotification& notification, const ServerCapabilities& server) {
-    const auto text = [&](const std::string& plain) {
-        const std::string clean = textForDBus(plain);
+    const auto text = [&](const std::string& clean) {
         return server.bodyMarkup ? escapedForMarkup(clean) : withoutMarkup(clean);
     };
+    const std::string body = text(textForDBus(notification.body, kLongestBody));
     if (notification.subtitle.empty()) {
-        return text(notification.body);
+        return body;
     }
-    const std::string subtitle = text(notification.subtitle);
+    const std::string subtitle = text(lineForDBus(notification.subtitle));
     const std::string firstLine = server.bodyMarkup ? "<b>" + subtitle + "</b>" : subtitle;
-    return notification.body.empty() ? firstLine : firstLine + "\n" + text(notification.body);
+    return notification.body.empty() ? firstLine : firstLine + "\n" + body;
 }
 
 void addSound(std::map<std::string, sdbus::Variant>& hints, const DesktopNotification& notification,
@@ -55,7 +64,7 @@ void addSound(std::map<std::string, sdbus::Variant>& hints, const DesktopNotific
         hints["suppress-sound"] = sdbus::Variant(true);
     } else if (server.sound) {
         // A name of the sound theme, never a path: the name comes from the network.
-        const std::string name = textForDBus(notification.soundName);
+        const std::string name = lineForDBus(notification.soundName);
         const bool isName = !name.empty() && name.find('/') == std::string::npos;
         hints["sound-name"] = sdbus::Variant(isName ? name : std::string(kMessageSound));
     }
@@ -73,21 +82,21 @@ ServerCapabilities serverCapabilities(const std::vector<std::string>& names) {
 NotifyCall notifyCall(const DesktopNotification& notification, const DesktopHost& host,
                       const ServerCapabilities& server) {
     NotifyCall call;
-    call.summary = textForDBus(notification.title);
+    call.summary = lineForDBus(notification.title);
     if (call.summary.empty()) {
-        call.summary = textForDBus(host.applicationName);  // a server may ask for one
+        call.summary = lineForDBus(host.applicationName);  // a server may ask for one
     }
     call.body = bodyOf(notification, server);
     if (server.actions) {
         call.actions = {kDefaultKey, ""};
         for (std::size_t i = 0; i < notification.actions.size(); ++i) {
             call.actions.push_back(std::to_string(i));
-            call.actions.push_back(textForDBus(notification.actions[i].title));
+            call.actions.push_back(lineForDBus(notification.actions[i].title));
         }
     }
     call.hints["urgency"] = sdbus::Variant(kNormalUrgency);
     if (!host.desktopId.empty()) {
-        call.hints["desktop-entry"] = sdbus::Variant(textForDBus(host.desktopId));
+        call.hints["desktop-entry"] = sdbus::Variant(lineForDBus(host.desktopId));
     }
     if (!notification.imageFile.empty() && !isFilmOrSound(notification.imageFile)) {
         call.hints["image-path"] = sdbus::Variant(fileURL(notification.imageFile));

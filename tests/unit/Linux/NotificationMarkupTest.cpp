@@ -1,7 +1,10 @@
+#include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <time.h>
 
 #include "XelPushClient/Linux/NotificationMarkup.h"
 
@@ -25,7 +28,22 @@ TEST(NotificationMarkup, ATextForDBusIsCleanUTF8) {
         {"\uFFFD", "\uFFFD"},
     };
     for (const auto& row : table) {
-        EXPECT_EQ(textForDBus(row.plain), row.expected);
+        EXPECT_EQ(textForDBus(row.plain, 100), row.expected);
+    }
+}
+
+TEST(NotificationMarkup, ATextForDBusIsCutBetweenCharacters) {
+    const std::vector<Row> table = {
+        {"12345", "12345"},
+        {"123456", "12345\u2026"},
+        {"\U0001F408\U0001F408\U0001F408\U0001F408\U0001F408",
+         "\U0001F408\U0001F408\U0001F408\U0001F408\U0001F408"},
+        {"\U0001F408\U0001F408\U0001F408\U0001F408\U0001F408\U0001F408",
+         "\U0001F408\U0001F408\U0001F408\U0001F408\U0001F408\u2026"},
+        {"\xFF\xFF\xFF\xFF\xFF\xFF", "\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\u2026"},
+    };
+    for (const auto& row : table) {
+        EXPECT_EQ(textForDBus(row.plain, 5), row.expected);
     }
 }
 
@@ -56,13 +74,47 @@ TEST(NotificationMarkup, TagsOfTheMarkupAreStrippedAndNothingElse) {
         {"<", "<"},
         {"<>", "<>"},
         {"<<b>b</b>", "<b"},
+        {"<b><b>twice</b></b>", "twice"},
+        {"<x <b>bold</b> y>", "<x bold y>"},
+        {"> <b>after</b> an end", "> after an end"},
+        {"<b", "<b"},
+        {"<b>", ""},
         {"&amp;", "&amp;"},
     };
     for (const auto& row : table) {
         EXPECT_EQ(withoutMarkup(row.plain), row.expected) << row.plain;
     }
-    const std::string hostile(200'000, '<');
-    EXPECT_EQ(withoutMarkup(hostile), hostile);
+}
+
+std::string repeated(std::string_view piece, std::size_t size) {
+    std::string text;
+    while (text.size() < size) {
+        text += piece;
+    }
+    return text;
+}
+
+/// The processor time of this thread, which other programs do not lengthen.
+double secondsOfWork() {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+TEST(NotificationMarkup, AHostileTextTakesAsLongAsAnyOther) {
+    constexpr std::size_t kSize = 1'000'000;
+    const std::vector<std::string> texts = {
+        std::string(kSize, '<'),      std::string(kSize, '<') + '>',  repeated("<b ", kSize),
+        repeated("<b ", kSize) + '>', repeated("<img", kSize) + " >", repeated("</", kSize) + '>',
+    };
+    double begin = secondsOfWork();
+    ASSERT_EQ(withoutMarkup(std::string(kSize, 'x')).size(), kSize);
+    const double usual = secondsOfWork() - begin;
+    for (const auto& text : texts) {
+        begin = secondsOfWork();
+        EXPECT_LE(withoutMarkup(text).size(), text.size());
+        EXPECT_LT(secondsOfWork() - begin, 10 * usual) << text.substr(0, 8);
+    }
 }
 
 }  // namespace

@@ -67,6 +67,20 @@ TEST(NotifyCall, TheSummaryIsPlainAndNeverEmpty) {
     EXPECT_EQ(notifyCall(one, kHost, {}).summary, "Shop");
 }
 
+TEST(NotifyCall, TextsThatNoDesktopShowsAreCut) {
+    auto one = notification();
+    one.title = one.subtitle = one.body = std::string(1'000'000, 'x');
+    one.soundName = one.title;
+    one.actions = {{"yes", one.title, 0}};
+    const std::string line = std::string(1'000, 'x') + "\u2026";
+    const std::string body = std::string(10'000, 'x') + "\u2026";
+    const auto call = notifyCall(one, kHost, {.actions = true, .sound = true});
+    EXPECT_EQ(call.summary, line);
+    EXPECT_EQ(call.body, line + "\n" + body);
+    EXPECT_THAT(call.actions, ElementsAre("default", "", "0", line));
+    EXPECT_EQ(hint<std::string>(call, "sound-name"), line);
+}
+
 TEST(NotifyCall, ActionsHaveKeysOfOurOwn) {
     auto one = notification();
     one.actions = {{"default", "Yes", 0}, {"\xFF", "No\xFF", 0}};
