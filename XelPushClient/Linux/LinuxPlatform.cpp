@@ -77,11 +77,17 @@ std::string nameOf(const LinuxOptions& options) {
 }
 
 /// Without a folder every download fails, and nothing else does.
-std::string mediaFolderOf(const LinuxOptions& options) {
-    const std::string cache = !options.cacheFolder.empty()
-                                  ? options.cacheFolder
-                                  : defaultCacheFolder(nameOf(options)).value_or("/nonexistent");
-    return cache + "/media";
+std::string cacheFolderOf(const LinuxOptions& options) {
+    return !options.cacheFolder.empty() ? options.cacheFolder
+                                        : defaultCacheFolder(nameOf(options)).value_or("/nonexistent");
+}
+
+/// A user's group is often his alone, so this is no reason to refuse the folder.
+void tellOfGroupWritable(const std::string& folder, LogSink& log) {
+    if (isGroupWritable(folder)) {
+        log.write("the folder " + folder +
+                  " may be written to by its group (chmod g-w takes that right away)");
+    }
 }
 
 Result<std::string> folderOr(const std::string& wanted, std::optional<std::string> byRule) {
@@ -190,12 +196,13 @@ Machine makeLinuxMachine(const LinuxOptions& options) {
     machine.mainRunLoop = mainRunLoop;
     machine.clock = std::make_shared<SystemClock>();
     machine.logSink = options.logSink != nullptr ? options.logSink : std::make_shared<StandardErrorLogSink>();
+    tellOfGroupWritable(cacheFolderOf(options), *machine.logSink);
     machine.operationQueues = std::make_shared<ThreadOperationQueueFactory>();
     machine.sessions = std::make_shared<MQTTClientSessionFactory>(
         std::make_shared<AsioByteStreamFactory>(std::move(tls)), machine.clock,
         mainRunLoop == runLoop ? nullptr : mainRunLoop.get());
     machine.http = std::make_shared<CurlHTTPTransport>(runLoop, withSurroundings({}, caFile));
-    machine.urlSession = std::make_shared<CurlURLSession>(runLoop, mediaFolderOf(options),
+    machine.urlSession = std::make_shared<CurlURLSession>(runLoop, cacheFolderOf(options) + "/media",
                                                           withSurroundings(downloadOptions(), caFile));
     machine.files = std::make_shared<PosixFileManager>();
     machine.strings = std::make_shared<GettextStrings>(options.textDomain);
@@ -225,6 +232,7 @@ Result<Home> openLinuxHome(const LinuxOptions& options, const Machine& machine) 
     if (!store) {
         return store.error();
     }
+    tellOfGroupWritable(stateFolder.value(), *machine.logSink);
     const auto defaults = SqliteUserDefaults::load(store.value());
     if (!defaults) {
         return defaults.error();

@@ -24,13 +24,15 @@ struct LinuxOptions {
     std::string name{};
 
     /// Where the home's store is. Empty: "$XDG_STATE_HOME/xelpush/<name>", or
-    /// "~/.local/state/xelpush/<name>".
+    /// "~/.local/state/xelpush/<name>". A folder that everybody may write to, or that belongs neither to this
+    /// user nor to root, is refused.
     std::string stateFolder{};
 
     /// Where crash reports go. Empty: "$XDG_DATA_HOME/xelpush/<name>", or "~/.local/share/xelpush/<name>".
     std::string documentsFolder{};
 
     /// Where downloaded media goes. Empty: "$XDG_CACHE_HOME/xelpush/<name>", or "~/.cache/xelpush/<name>".
+    /// In a folder such as is refused above every download fails.
     std::string cacheFolder{};
 
     /// The host's text domain, where the texts of rich notifications are looked up (gettext). Empty: the one

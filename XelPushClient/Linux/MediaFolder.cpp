@@ -24,7 +24,7 @@ constexpr const char* kPrefix = "media-";
 }  // namespace
 
 Result<MediaFolder::NewFile> MediaFolder::makeFile() const {
-    if (const auto made = makeStoreFolder(path_); !made) {
+    if (const auto made = makeFolder(); !made) {
         return makeFileError(NSFileErrorCode::WriteUnknown, made.error().localizedDescription());
     }
     removeOldFiles();
@@ -36,6 +36,17 @@ Result<MediaFolder::NewFile> MediaFolder::makeFile() const {
                              formatted("cannot make a file in %@: %@", path_, reason));
     }
     return NewFile{std::move(path), std::move(descriptor)};
+}
+
+// The folder above counts too: who may write there could put another one in this one's place.
+Result<void> MediaFolder::makeFolder() const {
+    if (auto made = makeStoreFolder(path_); !made) {
+        return made;
+    }
+    if (auto above = refuseForeignFolder(fs::path(path_).parent_path().string()); !above) {
+        return above;
+    }
+    return refuseForeignFolder(path_);
 }
 
 void MediaFolder::removeOldFiles() const {

@@ -8,7 +8,8 @@
 
 namespace xel {
 
-/// A folder of downloaded media, for the user alone (mode 0700), made with its first file. Notifications on
+/// A folder of downloaded media, for the user alone (mode 0700), made with its first file; one in which
+/// others could put files in the place of ours, or that lies in such a one, takes none. Notifications on
 /// screen still show their files, so it keeps the newest; the rest goes when another file is made.
 /// Thread: any.
 class MediaFolder {
@@ -25,6 +26,7 @@ public:
     [[nodiscard]] Result<NewFile> makeFile() const;
 
 private:
+    [[nodiscard]] Result<void> makeFolder() const;
     void removeOldFiles() const;
 
     std::string path_;

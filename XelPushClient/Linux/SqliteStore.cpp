@@ -80,6 +80,9 @@ Result<std::shared_ptr<SqliteStore>> SqliteStore::open(SqliteStoreOptions option
     if (auto made = makeStoreFolder(folder); !made) {
         return made.error();
     }
+    if (auto ours = refuseForeignFolder(folder); !ours) {
+        return ours.error();
+    }
     auto ownership = takeOwnership(folder + "/" + parts->options.name + ".lock");
     if (!ownership) {
         return ownership.error();

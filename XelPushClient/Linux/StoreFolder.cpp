@@ -73,6 +73,31 @@ Result<void> makeStoreFolder(const std::string& folder) {
     return {};
 }
 
+Result<void> refuseForeignFolder(const std::string& folder) {
+    struct stat facts {};
+    if (stat(folder.c_str(), &facts) != 0) {
+        return systemError("cannot use the folder", folder);
+    }
+    if ((facts.st_mode & S_IWOTH) != 0) {
+        return makeStoreError(StoreErrorCode::CannotOpen,
+                              "the folder " + folder +
+                                  " may be written to by every user of this machine; "
+                                  "take that right away (chmod o-w) or use another");
+    }
+    if (facts.st_uid != geteuid() && facts.st_uid != 0) {
+        return makeStoreError(StoreErrorCode::CannotOpen,
+                              "the folder " + folder + " belongs to another user (" +
+                                  std::to_string(facts.st_uid) + "), not to this one (" +
+                                  std::to_string(geteuid()) + ") or root; use one of this user's");
+    }
+    return {};
+}
+
+bool isGroupWritable(const std::string& folder) {
+    struct stat facts {};
+    return stat(folder.c_str(), &facts) == 0 && (facts.st_mode & S_IWGRP) != 0;
+}
+
 Result<void> makePrivateFile(const std::string& path) {
     const FileDescriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
     if (!file.isOpen()) {

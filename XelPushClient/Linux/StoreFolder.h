@@ -25,6 +25,13 @@ private:
 /// Makes the folder and what is missing above it, for the user alone (mode 0700).
 [[nodiscard]] Result<void> makeStoreFolder(const std::string& folder);
 
+/// Refuses a folder in which others could put files in the place of ours: one that everybody may write to, or
+/// whose owner is neither this user nor root.
+[[nodiscard]] Result<void> refuseForeignFolder(const std::string& folder);
+
+/// Whether the folder's group may write to it; no when there is none.
+[[nodiscard]] bool isGroupWritable(const std::string& folder);
+
 /// Makes the file when it is missing, and for the user alone (mode 0600) in any case.
 [[nodiscard]] Result<void> makePrivateFile(const std::string& path);
 

@@ -113,6 +113,22 @@ TEST_F(CurlURLSessionTest, FileAndFolderAreForTheUserAlone) {
     EXPECT_EQ(fileCount(), 0U);
 }
 
+TEST_F(CurlURLSessionTest, NothingIsPutWhereOthersMayWrite) {
+    const LocalHTTPServer server(
+        [](const ReceivedRequest&, HTTPExchange& exchange) { return exchange.answer(200, "meow"); });
+    for (const fs::path& folder : {fs::path(mediaFolder()), fs::path(mediaFolder()).parent_path()}) {
+        fs::create_directories(mediaFolder());
+        fs::permissions(folder, fs::perms(0777));
+        const auto outcome = download(server.url());
+        ASSERT_TRUE(outcome && !outcome->isOk()) << folder;
+        EXPECT_NE(outcome->error().localizedDescription().find(folder.string()), std::string::npos)
+            << outcome->error().localizedDescription();
+        EXPECT_EQ(fileCount(), 0U);
+        fs::permissions(folder, fs::perms(0700));
+        EXPECT_TRUE(download(server.url())->isOk()) << folder;
+    }
+}
+
 TEST_F(CurlURLSessionTest, AnAnswerThatIsTooLargeIsCutAndNothingIsLeft) {
     auto options = downloadOptions();
     options.largestAnswer = 1000;

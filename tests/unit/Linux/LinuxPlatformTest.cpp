@@ -110,6 +110,29 @@ TEST_F(LinuxPlatformTest, RefusesAHomeThatIsInUse) {
     EXPECT_EQ(second.error().code, static_cast<std::int64_t>(StoreErrorCode::InUse));
 }
 
+TEST_F(LinuxPlatformTest, RefusesAStateFolderInWhichOthersMayWrite) {
+    const Machine machine = makeLinuxMachine(options_);
+    std::filesystem::create_directory(options_.stateFolder);
+    std::filesystem::permissions(options_.stateFolder, std::filesystem::perms(0777));
+    const auto refused = openLinuxHome(options_, machine);
+    ASSERT_FALSE(refused.isOk());
+    EXPECT_EQ(refused.error().domain, kStoreErrorDomain);
+    EXPECT_NE(refused.error().localizedDescription().find(options_.stateFolder), std::string::npos);
+    EXPECT_TRUE(std::filesystem::is_empty(options_.stateFolder));
+
+    std::filesystem::permissions(options_.stateFolder, std::filesystem::perms(0775));
+    EXPECT_TRUE(openLinuxHome(options_, machine).isOk());
+    EXPECT_TRUE(log_->contains("the folder " + options_.stateFolder + " may be written to by its group"));
+}
+
+TEST_F(LinuxPlatformTest, TellsOfACacheFolderOfItsGroups) {
+    options_.cacheFolder = folder_ / "cache";
+    std::filesystem::create_directory(options_.cacheFolder);
+    std::filesystem::permissions(options_.cacheFolder, std::filesystem::perms(0770));
+    const Machine machine = makeLinuxMachine(options_);
+    EXPECT_TRUE(log_->contains("the folder " + options_.cacheFolder + " may be written to by its group"));
+}
+
 TEST_F(LinuxPlatformTest, KeepsHomesOfDifferentNamesApart) {
     TemporaryEnvironment environment;
     environment.set("XDG_STATE_HOME", (folder_ / "xdg-state").string());
