@@ -4,6 +4,7 @@
 #include <optional>
 #include <string_view>
 
+#include "XelPushClient/Classes/Core/ServiceAddresses.h"
 #include "XelPushClient/Foundation/FormattedText.h"
 #include "XelPushClient/Linux/EnvironmentVariable.h"
 
@@ -11,9 +12,12 @@ namespace xel {
 
 namespace {
 
+enum class Encryption { Any, Required };
+
 struct TextVariable {
     const char* name;
     std::string Endpoints::*target;
+    Encryption encryption = Encryption::Any;
 };
 
 struct PortVariable {
@@ -25,9 +29,9 @@ constexpr TextVariable kTexts[] = {
     {"XELPUSH_BROKER_ADDRESS", &Endpoints::kBrokerAddress},
     {"XELPUSH_LOCAL_BROKER_ADDRESS", &Endpoints::kBrokerLocalAddress},
     {"XELPUSH_REST_URL", &Endpoints::kLoopBackAddress},
-    {"XELPUSH_REST_SSL_URL", &Endpoints::kLoopBackSSLAddress},
+    {"XELPUSH_REST_SSL_URL", &Endpoints::kLoopBackSSLAddress, Encryption::Required},
     {"XELPUSH_LOCAL_REST_URL", &Endpoints::kLoopBackLocalAddress},
-    {"XELPUSH_LOCAL_REST_SSL_URL", &Endpoints::kLoopBackLocalSSLAddress},
+    {"XELPUSH_LOCAL_REST_SSL_URL", &Endpoints::kLoopBackLocalSSLAddress, Encryption::Required},
 };
 
 constexpr PortVariable kPorts[] = {
@@ -50,10 +54,16 @@ std::optional<std::uint16_t> portOf(std::string_view text) {
 }  // namespace
 
 Result<Endpoints> endpointsOfEnvironment(Endpoints endpoints) {
-    for (const auto& [name, target] : kTexts) {
-        if (const auto value = environmentVariable(name)) {
-            endpoints.*target = *value;
+    for (const auto& [name, target, encryption] : kTexts) {
+        const auto value = environmentVariable(name);
+        if (!value) {
+            continue;
         }
+        if (encryption == Encryption::Required && !isSecureURL(*value)) {
+            return makeError("InvalidParameter", 1,
+                             "The environment variable " + insecureAddressText(name, *value));
+        }
+        endpoints.*target = *value;
     }
     for (const auto& [name, target] : kPorts) {
         const auto value = environmentVariable(name);

@@ -14,9 +14,9 @@ namespace xel {
 ///   broker XELPUSH_REST_URL, XELPUSH_REST_SSL_URL ("%@" takes the application's host) production backend
 ///   XELPUSH_LOCAL_REST_URL, XELPUSH_LOCAL_REST_SSL_URL                                      sandbox backend
 ///
-/// An empty variable does not count. A port that is no number from 1 to 65535 is an error of the domain
-/// "InvalidParameter" that names the variable. A program with raised rights (secure_getenv(3)) ignores all of
-/// them.
+/// An empty variable does not count. A port that is no number from 1 to 65535, and a URL under a name with
+/// SSL that does not begin with "https://", is an error of the domain "InvalidParameter" that names the
+/// variable. A program with raised rights (secure_getenv(3)) ignores all of them.
 [[nodiscard]] Result<Endpoints> endpointsOfEnvironment(Endpoints endpoints = {});
 
 /// The file of certificate authorities that XELPUSH_CA_FILE names; empty when it names none.

@@ -7,7 +7,8 @@ namespace xel {
 
 /// Where the service lives: hosts and ports of the production and the sandbox environment.
 ///
-/// They are settings of a deployment. The sandbox ones default to the local push service.
+/// They are settings of a deployment. The sandbox ones default to the local push service. The REST addresses
+/// whose names say SSL begin with "https://"; a client on others is not made.
 struct Endpoints {
     std::string kBrokerAddress = "push.xelpush.example";
     std::string kLoopBackAddress = "http://push.xelpush.example/api";

@@ -21,6 +21,7 @@ void storeOrRemove(NSUserDefaults& defaults, std::string_view key, const std::op
 
 ClientSettings::ClientSettings(const Machine& machine, const Home& home)
     : machine_(machine), defaults_(*home.defaults) {
+    requireSecureAddresses(machine.endpoints);
     publishIdentity();
 }
 

@@ -19,6 +19,7 @@ namespace xel {
 /// changes.
 class ClientSettings {
 public:
+    /// Throws std::invalid_argument for endpoints that would send the API key unencrypted.
     ClientSettings(const Machine& machine, const Home& home);
 
     std::optional<std::string> appId;

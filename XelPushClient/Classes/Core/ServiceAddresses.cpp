@@ -1,6 +1,10 @@
 #include "XelPushClient/Classes/Core/ServiceAddresses.h"
 
+#include <algorithm>
 #include <atomic>
+#include <cctype>
+#include <stdexcept>
+#include <utility>
 
 #include "XelPushClient/Foundation/FormattedText.h"
 #include "XelPushClient/Foundation/StringUtilities.h"
@@ -15,6 +19,7 @@ std::atomic<bool>& developmentFlag() {
 
 constexpr std::string_view kDemonstrationAppId = "tavrin-demo";
 constexpr std::string_view kDemoSuffix = "-demo";
+constexpr std::string_view kSecureScheme = "https://";
 
 }  // namespace
 
@@ -41,6 +46,31 @@ BrokerAddress brokerAddress(const Endpoints& endpoints, const std::optional<std:
                 usingSSL ? endpoints.kBrokerLocalSSLPort : endpoints.kBrokerLocalPort};
     }
     return {productionHost(endpoints, appId), usingSSL ? endpoints.kBrokerSSLPort : endpoints.kBrokerPort};
+}
+
+bool isSecureURL(std::string_view url) {
+    return url.size() >= kSecureScheme.size() &&
+           std::equal(kSecureScheme.begin(), kSecureScheme.end(), url.begin(), [](char wanted, char given) {
+               return wanted == std::tolower(static_cast<unsigned char>(given));
+           });
+}
+
+void requireSecureAddresses(const Endpoints& endpoints) {
+    const std::pair<std::string_view, std::string_view> addresses[] = {
+        {"kLoopBackSSLAddress", endpoints.kLoopBackSSLAddress},
+        {"kLoopBackLocalSSLAddress", endpoints.kLoopBackLocalSSLAddress},
+    };
+    for (const auto& [name, url] : addresses) {
+        if (!isSecureURL(url)) {
+            throw std::invalid_argument(insecureAddressText(name, url));
+        }
+    }
+}
+
+// The beginning is enough to see what is wrong; further on a URL may hold a password.
+std::string insecureAddressText(std::string_view name, std::string_view url) {
+    return formatted("%@ must begin with \"%@\", because the API key is sent there; it begins with \"%@\"",
+                     name, kSecureScheme, url.substr(0, kSecureScheme.size()));
 }
 
 std::string restBaseURL(const Endpoints& endpoints, const std::optional<std::string>& appId, bool usingSSL) {

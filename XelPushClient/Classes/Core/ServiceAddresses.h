@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "XelPushClient/Platform/Endpoints.h"
 
@@ -23,6 +24,15 @@ struct BrokerAddress {
 };
 [[nodiscard]] BrokerAddress brokerAddress(const Endpoints& endpoints, const std::optional<std::string>& appId,
                                           bool usingSSL);
+
+/// Whether what is sent to the URL, the API key among it, is encrypted.
+[[nodiscard]] bool isSecureURL(std::string_view url);
+
+/// What is wrong with a setting of that name whose URL should be secure and is not.
+[[nodiscard]] std::string insecureAddressText(std::string_view name, std::string_view url);
+
+/// Throws std::invalid_argument when a REST address under a name that says SSL is not secure.
+void requireSecureAddresses(const Endpoints& endpoints);
 
 [[nodiscard]] std::string restBaseURL(const Endpoints& endpoints, const std::optional<std::string>& appId,
                                       bool usingSSL);

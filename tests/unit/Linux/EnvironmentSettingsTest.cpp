@@ -60,6 +60,17 @@ TEST(EnvironmentSettings, NameAPortThatIsNone) {
     }
 }
 
+TEST(EnvironmentSettings, NameARestAddressThatIsNotSecure) {
+    for (const char* name : {"XELPUSH_REST_SSL_URL", "XELPUSH_LOCAL_REST_SSL_URL"}) {
+        TemporaryEnvironment environment;
+        environment.set(name, "http://rest.example/api");
+        const auto result = endpointsOfEnvironment();
+        ASSERT_FALSE(result.isOk()) << name;
+        const std::string text = result.error().localizedDescription();
+        EXPECT_NE(text.find(std::string(name) + " must begin with \"https://\""), std::string::npos) << text;
+    }
+}
+
 TEST(EnvironmentSettings, NameACAFile) {
     TemporaryEnvironment environment;
     environment.set("XELPUSH_CA_FILE", std::nullopt);

@@ -1,3 +1,5 @@
+#include <stdexcept>
+
 #include "tests/unit/Classes/Support/RoomsTest.h"
 
 namespace xel {
@@ -13,6 +15,14 @@ TEST_F(ClientSettingsTest, StartEmpty) {
     EXPECT_FALSE(settings.deliveryChannelEnabeled() || settings.enableLog());
     EXPECT_FALSE(settings.enableLocationOnLaunch() || settings.locationOnLaunchWithDictionary());
     EXPECT_TRUE(settings.userInfo().empty());
+}
+
+TEST_F(ClientSettingsTest, AreNotMadeForABackendToWhichTheKeyWouldGoUnencrypted) {
+    Machine ports = machine_.machine();
+    ports.endpoints.kLoopBackSSLAddress = "http://%@/api";
+    EXPECT_THROW(ClientSettings(ports, home_), std::invalid_argument);
+    ports.endpoints.kLoopBackSSLAddress = "https://%@/api";
+    EXPECT_NO_THROW(ClientSettings(ports, home_));
 }
 
 TEST_F(ClientSettingsTest, PersistBothIdsAtOnce) {
