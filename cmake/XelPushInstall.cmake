@@ -43,6 +43,26 @@ function(xelpush_install_headers)
     endforeach()
 endfunction()
 
+# Sets what a pkg-config file says of its folders: they are found from where the file itself lies, wherever the tree was
+# installed or moved to. A folder that was configured as an absolute one stays that.
+function(xelpush_set_pkgconfig_folders)
+    if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+        set(pc_prefix "${CMAKE_INSTALL_PREFIX}" PARENT_SCOPE)
+    else()
+        file(RELATIVE_PATH upward "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+        string(REGEX REPLACE "/$" "" upward "${upward}")
+        set(pc_prefix "\${pcfiledir}/${upward}" PARENT_SCOPE)
+    endif()
+    foreach(folder IN ITEMS LIBDIR INCLUDEDIR)
+        string(TOLOWER "pc_${folder}" variable)
+        if(IS_ABSOLUTE "${CMAKE_INSTALL_${folder}}")
+            set(${variable} "${CMAKE_INSTALL_${folder}}" PARENT_SCOPE)
+        else()
+            set(${variable} "\${prefix}/${CMAKE_INSTALL_${folder}}" PARENT_SCOPE)
+        endif()
+    endforeach()
+endfunction()
+
 # A pkg-config file: its name, what it is, what it links, and the packages and libraries behind that.
 function(xelpush_install_pkgconfig name)
     cmake_parse_arguments(PARSE_ARGV 1 pc "" "DESCRIPTION;LIBRARY" "REQUIRES;PRIVATE_PACKAGES;PRIVATE_LIBRARIES")
@@ -56,6 +76,7 @@ function(xelpush_install_pkgconfig name)
         list(APPEND pc_REQUIRES ${pc_PRIVATE_PACKAGES})
         list(JOIN pc_REQUIRES ", " requires)
     endif()
+    xelpush_set_pkgconfig_folders()
     configure_file("${PROJECT_SOURCE_DIR}/cmake/xelpushclient.pc.in" "${PROJECT_BINARY_DIR}/${name}.pc" @ONLY)
     install(
         FILES "${PROJECT_BINARY_DIR}/${name}.pc"

@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <system_error>
+#include <vector>
 
 #include <unistd.h>
 
@@ -19,23 +21,31 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// Where the plugin may be, the best place first.
+std::vector<fs::path> placesOfBrokerPlugin(const fs::path& wanted) {
+    if (!wanted.empty()) {
+        return {wanted};
+    }
+    if (const char* named = std::getenv("XELPUSH_BROKER_PLUGIN"); named != nullptr && *named != '\0') {
+        return {named};
+    }
+    // An installed tree may stand anywhere, also beside the one that it was built in, whose plugin is another
+    // one by now.
+    std::error_code failure;
+    const fs::path program = fs::read_symlink("/proc/self/exe", failure);
+    return {(program.parent_path() / XELPUSH_INSTALLED_PLUGIN).lexically_normal(), XELPUSH_BUILT_PLUGIN};
+}
+
 fs::path findBrokerPlugin(const fs::path& wanted) {
-    fs::path plugin = wanted;
-    if (plugin.empty()) {
-        if (const char* named = std::getenv("XELPUSH_BROKER_PLUGIN"); named != nullptr && *named != '\0') {
-            plugin = named;
+    std::string missing;
+    for (const fs::path& place : placesOfBrokerPlugin(wanted)) {
+        if (::access(place.c_str(), R_OK) == 0) {
+            return fs::absolute(place);
         }
+        missing += (missing.empty() ? "'" : " or '") + place.string() + "'";
     }
-    if (plugin.empty()) {
-        // The tree that it was built in is gone on other machines; there it is where it was installed.
-        plugin = ::access(XELPUSH_BROKER_PLUGIN_PATH, R_OK) == 0 ? XELPUSH_BROKER_PLUGIN_PATH
-                                                                 : XELPUSH_INSTALLED_PLUGIN;
-    }
-    if (::access(plugin.c_str(), R_OK) != 0) {
-        throw SandboxError("there is no broker plugin '" + plugin.string() +
-                           "'; build xelpush_broker_plugin, or name it in XELPUSH_BROKER_PLUGIN");
-    }
-    return fs::absolute(plugin);
+    throw SandboxError("there is no broker plugin " + missing +
+                       "; build xelpush_broker_plugin, or name it in XELPUSH_BROKER_PLUGIN");
 }
 
 }  // namespace

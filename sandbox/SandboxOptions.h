@@ -36,7 +36,7 @@ struct SandboxOptions {
     std::filesystem::path mosquittoProgram;
 
     /// The broker's plugin; empty: the one named by the environment variable XELPUSH_BROKER_PLUGIN, else the
-    /// one that was built with the service.
+    /// one that was installed with the program, else the one that was built with the service.
     std::filesystem::path brokerPlugin;
 
     /// What broker and REST backend show their clients; empty: a certificate of the state folder's own
