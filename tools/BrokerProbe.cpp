@@ -1,34 +1,30 @@
 #include "tools/BrokerProbe.h"
 
 #include <array>
-#include <chrono>
-#include <optional>
+#include <span>
 #include <utility>
 
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include "XelPushClient/Classes/Core/ServiceAddresses.h"
-#include "XelPushClient/MQTTSDK/MQTTDecoder.h"
+#include "XelPushClient/Classes/Topics/TopicScheme.h"
+#include "XelPushClient/Foundation/JSONPrinter.h"
 #include "XelPushClient/MQTTSDK/MQTTEncoder.h"
 #include "XelPushClient/MQTTSDK/SendableNames.h"
-#include "tools/ProbeSocket.h"
-#include "tools/ProbeTLS.h"
+#include "tools/ProbeConnection.h"
+#include "tools/SubscribeProbe.h"
 
 namespace xel::tools {
 
 namespace {
 
-using namespace std::chrono_literals;
-
-constexpr auto kProbePatience = 5s;
 constexpr int kFewDays = 14;
-constexpr std::size_t kLargestConnack = 1024;
 
 constexpr const char* kLookUp = "name look-up";
 constexpr const char* kTCP = "TCP";
 constexpr const char* kTLS = "TLS";
 constexpr const char* kConnack = "CONNACK";
+constexpr const char* kSubscribe = "SUBSCRIBE";
 
 std::string restartAdvice(const ServiceAccess& access) {
     return access.production ? "ask whoever runs the service whether this port is open"
@@ -41,12 +37,18 @@ public:
     explicit Walk(const BrokerProbeOptions& options)
         : options_(options),
           address_(brokerAddress(options.access.endpoints, options.access.appId, !options.usingPlainMQTT)),
-          tls_(options.access.caFile) {}
+          connection_(options.access.caFile, !options.usingPlainMQTT) {
+        // A device of its own: a client id that is in use would end the connection of its user.
+        parameters_.clientId = options_.access.appId + "/" + options_.user + "/" + deviceId();
+        parameters_.userName = options_.access.brokerUser;
+        parameters_.password = options_.access.brokerPassword;
+        parameters_.cleanSession = true;
+    }
 
     Findings run() {
         const bool isReached = lookUpName() && connect() && (options_.usingPlainMQTT || shakeHands());
-        if (isReached) {
-            askForConnack();
+        if (isReached && askForConnack()) {
+            subscribe();
         }
         skipTheRest();
         return std::move(findings_);
@@ -71,8 +73,9 @@ private:
     bool connect() {
         std::string reasons;
         for (const HostAddress& address : addresses_) {
-            const std::string reason = socket_.connect(address, kProbePatience);
+            const std::string reason = connection_.connect(address);
             if (reason.empty()) {
+                reached_ = address;
                 return pass(kTCP, address.text + " port " + std::to_string(address_.port));
             }
             reasons += (reasons.empty() ? "" : "; ") + address.text + " port " +
@@ -82,7 +85,7 @@ private:
     }
 
     bool shakeHands() {
-        const std::string reason = tls_.shakeHands(socket_.descriptor(), address_.host);
+        const std::string reason = connection_.shakeHands(address_.host);
         if (!reason.empty()) {
             return fail(kTLS, reason,
                         options_.access.caFile.empty()
@@ -90,39 +93,73 @@ private:
                             : "is " + options_.access.caFile + " the service's certificate authority?",
                         ExitCode::CannotConnect);
         }
-        const int days = tls_.daysLeft();
-        return pass(kTLS, tls_.version() + ", certificate for " + address_.host + " expires in " +
-                              std::to_string(days) + " days" +
+        const int days = connection_.tls().daysLeft();
+        return pass(kTLS, connection_.tls().version() + ", certificate for " + address_.host +
+                              " expires in " + std::to_string(days) + " days" +
                               (days < kFewDays ? ": have it renewed soon" : ""));
     }
 
-    void askForConnack() {
-        MQTTSessionParameters parameters;
-        // A device of its own: a client id that is in use would end the connection of its user.
-        parameters.clientId =
-            options_.access.appId + "/" + options_.user + "/doctor-" + std::to_string(::getpid());
-        parameters.userName = options_.access.brokerUser;
-        parameters.password = options_.access.brokerPassword;
-        parameters.cleanSession = true;
-        std::string packet;
-        if (!isSendableConnect(parameters)) {
-            fail(kConnack, "the user id or a credential is no valid text", "check both", ExitCode::Usage);
-            return;
+    bool askForConnack() {
+        if (!isSendableConnect(parameters_)) {
+            return fail(kConnack, "the user id or a credential is no valid text", "check both",
+                        ExitCode::Usage);
         }
-        appendConnect(packet, parameters);
-        const std::optional<std::uint8_t> code = write(packet) ? readConnack() : std::nullopt;
+        const auto code = connection_.introduce(parameters_);
         if (!code) {
-            fail(kConnack, "no answer to CONNECT", "is this port a broker's?", ExitCode::CannotConnect);
-        } else if (*code == 0) {
-            pass(kConnack, "accepted as user '" + options_.user + "'");
+            return fail(kConnack, "no answer to CONNECT", "is this port a broker's?",
+                        ExitCode::CannotConnect);
+        }
+        if (*code != 0) {
+            return fail(kConnack, describeRefusal(*code),
+                        "check XELPUSH_BROKER_USER and XELPUSH_BROKER_PASSWORD",
+                        ExitCode::CredentialsRefused);
+        }
+        return pass(kConnack, "accepted as user '" + options_.user + "'");
+    }
+
+    void subscribe() {
+        std::vector<std::string> topics = options_.topics;
+        if (const auto own = brokerTopicForDevice({options_.access.appId, options_.user, deviceId()})) {
+            topics.push_back(*own);
+        }
+        const SubscribeOutcome outcome = watchSubscribe(connection_, topics);
+        if (outcome.isEnded) {
+            const auto culprit = findEndingTopic(topics, [&](auto some) { return endsOn(some); });
+            fail(kSubscribe,
+                 "the broker ends the connection " +
+                     (culprit ? "on " + shown({*culprit}) : "on all of them together"),
+                 "have the client forget it: xelpush channels --remove; or ask whoever runs the broker",
+                 ExitCode::Failure);
+        } else if (!outcome.isAnswered) {
+            fail(kSubscribe, "no answer", "ask whoever runs the broker", ExitCode::Failure);
+        } else if (!outcome.refused.empty()) {
+            fail(kSubscribe, "the broker does not grant " + shown(outcome.refused),
+                 "may this user have it? ask whoever runs the broker", ExitCode::Failure);
+        } else {
+            pass(kSubscribe, std::to_string(topics.size()) + " granted, and the connection stays");
             std::string goodbye;
             appendDisconnect(goodbye);
-            write(goodbye);
-        } else {
-            fail(kConnack, describeRefusal(*code), "check XELPUSH_BROKER_USER and XELPUSH_BROKER_PASSWORD",
-                 ExitCode::CredentialsRefused);
+            (void)connection_.write(goodbye);
         }
     }
+
+    /// Whether the broker ends a connection of its own on these topics.
+    bool endsOn(std::span<const std::string> topics) const {
+        ProbeConnection connection(options_.access.caFile, !options_.usingPlainMQTT);
+        return connection.connect(reached_).empty() && connection.shakeHands(address_.host).empty() &&
+               connection.introduce(parameters_) == 0 && watchSubscribe(connection, topics).isEnded;
+    }
+
+    /// As JSON: some are ended on for a character that no terminal shows.
+    static std::string shown(const std::vector<std::string>& topics) {
+        std::string text;
+        for (const std::string& topic : topics) {
+            text += (text.empty() ? "" : ", ") + printJSON(Value(topic), JSONLayout::OneLine);
+        }
+        return text;
+    }
+
+    static std::string deviceId() { return "doctor-" + std::to_string(::getpid()); }
 
     static std::string describeRefusal(std::uint8_t code) {
         static constexpr std::array<const char*, 6> kReasons{"",
@@ -133,44 +170,6 @@ private:
                                                              "not authorized"};
         return "refused with code " + std::to_string(code) + ": " +
                (code < kReasons.size() ? kReasons.at(code) : "unknown");
-    }
-
-    bool write(std::string_view octets) {
-        if (!options_.usingPlainMQTT) {
-            return tls_.write(octets);
-        }
-        return ::send(socket_.descriptor(), octets.data(), octets.size(), MSG_NOSIGNAL) ==
-               static_cast<ssize_t>(octets.size());
-    }
-
-    std::string read() {
-        if (!options_.usingPlainMQTT) {
-            return tls_.read();
-        }
-        std::array<char, 256> octets{};
-        const ssize_t length = ::recv(socket_.descriptor(), octets.data(), octets.size(), 0);
-        return length > 0 ? std::string(octets.data(), static_cast<std::size_t>(length)) : std::string();
-    }
-
-    std::optional<std::uint8_t> readConnack() {
-        std::string received;
-        MQTTDecoder decoder(kLargestConnack);
-        while (true) {
-            const std::string more = read();
-            received += more;
-            std::string_view input = received;
-            MQTTInboundPacket packet;
-            switch (decoder.decode(input, packet)) {
-                case MQTTDecoding::Complete:
-                    return packet.type == MQTTPacketType::Connack ? std::optional(packet.returnCode)
-                                                                  : std::nullopt;
-                case MQTTDecoding::Malformed: return std::nullopt;
-                case MQTTDecoding::Incomplete: break;
-            }
-            if (more.empty()) {
-                return std::nullopt;
-            }
-        }
     }
 
     bool pass(const char* check, std::string text) {
@@ -184,7 +183,7 @@ private:
     void skipTheRest() {
         const std::string needed = findings_.back().check;
         bool isBehind = false;
-        for (const char* check : {kLookUp, kTCP, kTLS, kConnack}) {
+        for (const char* check : {kLookUp, kTCP, kTLS, kConnack, kSubscribe}) {
             if (isBehind && !(options_.usingPlainMQTT && check == kTLS)) {
                 findings_.push_back(foundSkipped(check, needed));
             }
@@ -195,8 +194,9 @@ private:
     const BrokerProbeOptions& options_;
     BrokerAddress address_;
     std::vector<HostAddress> addresses_;
-    ProbeSocket socket_;
-    ProbeTLS tls_;
+    HostAddress reached_;
+    MQTTSessionParameters parameters_;
+    ProbeConnection connection_;
     Findings findings_;
 };
 

@@ -1,5 +1,6 @@
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "XelPushClient/Linux/LinuxFolders.h"
 #include "XelPushClient/XelPushClient.h"
@@ -15,8 +16,8 @@ namespace xel::tools {
 namespace {
 
 constexpr const char* kDoctorHelp =
-    "One line for each of: name look-up, TCP, TLS, CONNACK, REST, clock, state folder, store; what\n"
-    "is wrong, and what to do. The exit code is that of the first failure.";
+    "One line for each of: name look-up, TCP, TLS, CONNACK, SUBSCRIBE, REST, clock, state folder,\n"
+    "store; what is wrong, and what to do. The exit code is that of the first failure.";
 
 void examine(const ClientChoice& choice) {
     const ServiceAccess access = findService(choice.service);
@@ -34,9 +35,12 @@ void examine(const ClientChoice& choice) {
             }
         }
     };
-    print(probeBroker({access, choice.user, choice.usingPlainMQTT}));
+    const Findings store = probeStore(folder);
+    const bool isReadable = store.back().state == FindingState::Ok;
+    print(probeBroker({access, choice.user, choice.usingPlainMQTT,
+                       isReadable ? keptTopics(folder) : std::vector<std::string>()}));
     print(probeRest(access));
-    print(probeStore(folder));
+    print(store);
     if (failures > 0) {
         throw CommandFailure(
             code, failures == 1 ? "one check failed" : std::to_string(failures) + " checks failed");

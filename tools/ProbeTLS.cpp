@@ -57,6 +57,8 @@ std::string ProbeTLS::shakeHands(int socket, const std::string& host) {
     if (!connection_ || !expectHost(connection_.get(), host) || SSL_set_fd(connection_.get(), socket) != 1) {
         return "TLS cannot be set up: " + describeOpenSSLErrors();
     }
+    // A read that met nothing but a session's ticket comes back, instead of waiting for what may never come.
+    SSL_clear_mode(connection_.get(), SSL_MODE_AUTO_RETRY);
     if (SSL_connect(connection_.get()) == 1) {
         return {};
     }
@@ -84,10 +86,19 @@ bool ProbeTLS::write(std::string_view octets) {
            static_cast<int>(octets.size());
 }
 
-std::string ProbeTLS::read() {
-    std::array<char, 256> octets{};
+bool ProbeTLS::hasOctets() const {
+    return SSL_pending(connection_.get()) > 0;
+}
+
+std::optional<std::string> ProbeTLS::read() {
+    std::array<char, 4096> octets{};
+    ERR_clear_error();
     const int length = SSL_read(connection_.get(), octets.data(), static_cast<int>(octets.size()));
-    return length > 0 ? std::string(octets.data(), static_cast<std::size_t>(length)) : std::string();
+    if (length > 0) {
+        return std::string(octets.data(), static_cast<std::size_t>(length));
+    }
+    const bool mayGoOn = SSL_get_error(connection_.get(), length) == SSL_ERROR_WANT_READ;
+    return mayGoOn ? std::optional(std::string()) : std::nullopt;
 }
 
 }  // namespace xel::tools

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -27,8 +28,10 @@ public:
     [[nodiscard]] std::string version() const;
 
     [[nodiscard]] bool write(std::string_view octets);
-    /// The next octets; empty at the end, or when none come in time.
-    [[nodiscard]] std::string read();
+    /// Whether octets wait that were received already.
+    [[nodiscard]] bool hasOctets() const;
+    /// The next octets; empty when none have come in time; nothing at the end.
+    [[nodiscard]] std::optional<std::string> read();
 
 private:
     struct Free {

@@ -7,7 +7,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "XelPushClient/Classes/Core/PersistedKeys.h"
 #include "XelPushClient/Linux/SqliteConnection.h"
+#include "XelPushClient/Linux/SqliteStore.h"
+#include "XelPushClient/Linux/SqliteUserDefaults.h"
 #include "XelPushClient/Linux/StoreError.h"
 #include "XelPushClient/Linux/StoreFolder.h"
 
@@ -94,6 +97,21 @@ Findings probeStore(const std::string& folder) {
     Finding mode = judgeMode(kStore, file, facts);
     findings.push_back(mode.state == FindingState::Ok ? openStore(folder) : std::move(mode));
     return findings;
+}
+
+std::vector<std::string> keptTopics(const std::string& folder) {
+    SqliteStoreOptions options;
+    options.folder = folder;
+    std::vector<std::string> topics;
+    if (auto store = SqliteStore::open(std::move(options))) {
+        if (const auto defaults = SqliteUserDefaults::load(std::move(store).value())) {
+            for (const auto& [topic, qos] :
+                 defaults.value()->dictionaryForKey(kUserChannelsKey).value_or(Dictionary())) {
+                topics.push_back(topic);
+            }
+        }
+    }
+    return topics;
 }
 
 }  // namespace xel::tools

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "XelPushClient/Linux/SqliteStore.h"
+#include "XelPushClient/Linux/SqliteUserDefaults.h"
 #include "sandbox/Ports.h"
 #include "tests/integration/CommandSupport.h"
 
@@ -55,6 +56,19 @@ protected:
         return SqliteStore::open(std::move(options));
     }
     void makeStore() { ASSERT_TRUE(openStore().isOk()); }
+    // A store whose client keeps these channels of alice01's.
+    void keepChannels(const std::vector<std::string>& names) {
+        auto store = openStore();
+        ASSERT_TRUE(store.isOk());
+        const auto defaults = SqliteUserDefaults::load(std::move(store).value());
+        ASSERT_TRUE(defaults.isOk());
+        Dictionary channels;
+        for (const std::string& name : names) {
+            channels.set("app/" + service_.info().appId + "/user/" + name, 1);
+        }
+        defaults.value()->setObject("userChannels", channels);
+        ASSERT_TRUE(defaults.value()->synchronize());
+    }
     std::uint16_t closedPort() { return sandbox::claimPort("127.0.0.1", 0, "a test"); }
 
     fs::path store_ = folder_.path() / "state";
@@ -66,8 +80,8 @@ protected:
 TEST_F(DoctorTest, FindsEverythingInOrder) {
     makeStore();
     EXPECT_EQ(examine(), 0) << errors_;
-    EXPECT_EQ(order_, (std::vector<std::string>{"name look-up", "TCP", "TLS", "CONNACK", "REST", "clock",
-                                                "state folder", "store"}));
+    EXPECT_EQ(order_, (std::vector<std::string>{"name look-up", "TCP", "TLS", "CONNACK", "SUBSCRIBE", "REST",
+                                                "clock", "state folder", "store"}));
     for (const auto& [check, finding] : findings_) {
         EXPECT_EQ(state(check), "ok") << finding.dump();
         EXPECT_FALSE(finding.contains("advice")) << check;
@@ -99,7 +113,7 @@ TEST_F(DoctorTest, NamesAHostThatNobodyKnows) {
     EXPECT_EQ(examine({"XELPUSH_LOCAL_BROKER_ADDRESS=no-such-host.invalid"}), 5);
     EXPECT_EQ(state("name look-up"), "failed");
     EXPECT_THAT(text("name look-up"), HasSubstr("no-such-host.invalid"));
-    for (const char* check : {"TCP", "TLS", "CONNACK"}) {
+    for (const char* check : {"TCP", "TLS", "CONNACK", "SUBSCRIBE"}) {
         EXPECT_EQ(state(check), "skipped") << check;
     }
     EXPECT_EQ(state("REST"), "ok");
@@ -144,6 +158,31 @@ TEST_F(DoctorTest, NamesARefusedPassword) {
     EXPECT_EQ(state("CONNACK"), "failed");
     EXPECT_THAT(advice("CONNACK"), HasSubstr("XELPUSH_BROKER_PASSWORD"));
     EXPECT_EQ(text("CONNACK").find("not-the-password"), std::string::npos);
+}
+
+TEST_F(DoctorTest, NamesTheChannelThatTheBrokerEndsTheConnectionOn) {
+    keepChannels({"public/news", "alice01/orders", "public/a\x01z", "public/sport", "public/weather"});
+    for (const std::vector<std::string>& more : {std::vector<std::string>{}, {"--plain"}}) {
+        std::vector<std::string> arguments{"--user", "alice01"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        EXPECT_EQ(examine({}, arguments), 1) << errors_;
+        EXPECT_EQ(state("CONNACK"), "ok");
+        EXPECT_EQ(state("SUBSCRIBE"), "failed");
+        EXPECT_THAT(text("SUBSCRIBE"), HasSubstr("user/public/a\\u0001z\""));
+        EXPECT_THAT(text("SUBSCRIBE"), testing::Not(HasSubstr("news")));
+        EXPECT_THAT(advice("SUBSCRIBE"), HasSubstr("channels --remove"));
+        EXPECT_EQ(state("REST"), "ok");
+    }
+}
+
+TEST_F(DoctorTest, NamesAChannelThatTheBrokerDoesNotGrant) {
+    keepChannels({"public/news", "bob02/orders"});
+    EXPECT_EQ(examine({}, {"--user", "alice01"}), 1) << errors_;
+    EXPECT_EQ(state("SUBSCRIBE"), "failed");
+    EXPECT_THAT(text("SUBSCRIBE"), HasSubstr("bob02/orders"));
+    keepChannels({"public/news", "alice01/orders"});
+    EXPECT_EQ(examine({}, {"--user", "alice01"}), 0) << errors_;
+    EXPECT_THAT(text("SUBSCRIBE"), HasSubstr("3 granted"));
 }
 
 TEST_F(DoctorTest, NamesARefusedToken) {
