@@ -96,7 +96,7 @@ void show(const ListKind& kind, const ListChoice& choice) {
 
 }  // namespace
 
-void addSandboxLists(CLI::App& sandbox, const std::string& stateFolder) {
+void addSandboxLists(CLI::App& sandbox, std::string& stateFolder) {
     static constexpr ListKind kKinds[] = {
         {"codes", "Show the verification codes that can still be used", describeCode},
         {"events", "Show the events that were published", describeEvent},
@@ -113,6 +113,8 @@ void addSandboxLists(CLI::App& sandbox, const std::string& stateFolder) {
             ->capture_default_str()
             ->type_name("NUMBER");
         command->add_flag("--json", choice->json, "Print one JSON object a line");
+        command->add_option("--state-folder", stateFolder, "Where the service keeps its state")
+            ->type_name("FOLDER");
         addServiceOptions(*command, choice->service);
         command->callback([&kind, choice, &stateFolder] {
             if (choice->service.sandboxFolder.empty()) {

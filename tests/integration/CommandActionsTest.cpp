@@ -94,6 +94,23 @@ TEST_F(CommandActionsTest, AddsCountsAndRemovesATag) {
     EXPECT_THAT(done({"sandbox", "installations"}), HasSubstr("very vip/1"));
     EXPECT_EQ(parsed(done({"tag", "remove", "very vip/1", "--user", "alice01", "--json"}))["count"], 0);
     EXPECT_EQ(listed("installations")[0]["tags"], Json::array());
+    for (const std::string tag : {".", ".."}) {  // which mean something else in a path
+        EXPECT_EQ(parsed(done({"tag", "add", tag, "--user", "alice01", "--json"}))["count"], 1);
+        EXPECT_EQ(listed("installations")[0]["tags"], Json({tag}));
+        EXPECT_EQ(parsed(done({"tag", "remove", tag, "--user", "alice01", "--json"}))["count"], 0);
+    }
+}
+
+TEST_F(CommandActionsTest, ShowsWhatTheServiceOfAStateFolderKeepsInEitherOrder) {
+    done({"seen", "m1", "--user", "alice01"});
+    const std::string folder = service_.info().stateFolder.string();
+    for (const auto& arguments :
+         std::vector<std::vector<std::string>>{{"sandbox", "installations", "--state-folder", folder},
+                                               {"sandbox", "--state-folder", folder, "installations"}}) {
+        const CommandOutcome outcome = run(arguments);
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+        EXPECT_THAT(outcome.output, HasSubstr("alice01"));
+    }
 }
 
 TEST_F(CommandActionsTest, VerifiesAUserByTheCodeThatTheSandboxShows) {
