@@ -4,6 +4,7 @@
 #include <string_view>
 #include <utility>
 
+#include "XelPushClient/Classes/Topics/TopicScheme.h"
 #include "tools/Output.h"
 
 namespace xel::tools {
@@ -24,10 +25,15 @@ public:
 
     void pushClientManagerDidSubscribed(const std::string& channel) override { run_.answered(channel); }
     void pushClientManagerDidUnsubscribed(const std::string& channel) override { run_.answered(channel); }
-    void pushClientManagerDidFailInSubscribe(const NSError& error) override { run_.refused(error); }
-    void pushClientManagerDidFailInUnsubscribe(const NSError& error) override { run_.refused(error); }
+    void pushClientManagerDidFailInSubscribe(const NSError& error) override { refused(error); }
+    void pushClientManagerDidFailInUnsubscribe(const NSError& error) override { refused(error); }
 
 private:
+    // Posted: what the client gives up with the report is gone behind it.
+    void refused(const NSError& error) {
+        run_.post([&run = run_, text = error.localizedDescription()] { run.judge(text); });
+    }
+
     ChannelsRun& run_;
 };
 
@@ -68,8 +74,12 @@ void ChannelsRun::goOn() {
         const std::string channel = std::move(options_.removed.back());
         options_.removed.pop_back();
         if (isKept(channel)) {
-            waiting_.insert(nameOf(channel));
+            isRemoving_ = true;
             push().unsubscribe(channel);
+            // A name that no broker is sent is gone without an answer.
+            if (isAsked(channel) || isKept(channel)) {
+                waiting_.insert(nameOf(channel));
+            }
         }
     }
     if (waiting_.empty()) {
@@ -90,8 +100,22 @@ void ChannelsRun::answered(const std::string& channel) {
     }
 }
 
-void ChannelsRun::refused(const NSError& error) {
-    end(ExitCode::Usage, error.localizedDescription());
+// What else the client gives up at its connect, as a name that no broker is sent, is none of this run's
+// business.
+void ChannelsRun::judge(const std::string& refusal) {
+    const bool isToBeKept = !isRemoving_;
+    if (std::any_of(waiting_.begin(), waiting_.end(),
+                    [&](const std::string& channel) { return isKept(channel) != isToBeKept; })) {
+        end(ExitCode::Usage, refusal);
+    }
+}
+
+bool ChannelsRun::isAsked(const std::string& channel) {
+    const auto& requests = push().unSubscribeMsgIds();
+    return std::any_of(requests.begin(), requests.end(), [&](const auto& request) {
+        const auto& [packetId, topic] = request;
+        return packetId != 0 && nameOf(getChannelFromTopic(topic).value_or("")) == nameOf(channel);
+    });
 }
 
 void ChannelsRun::print() {

@@ -29,14 +29,18 @@ private:
     [[nodiscard]] std::string awaited() const override { return "the broker's answer"; }
 
     [[nodiscard]] bool isKept(const std::string& channel);
+    /// Whether the broker was sent an UNSUBSCRIBE for it.
+    [[nodiscard]] bool isAsked(const std::string& channel);
     void goOn();
     void answered(const std::string& channel);
-    void refused(const NSError& error);
+    /// The client has left something out: was it what is waited for?
+    void judge(const std::string& refusal);
     void print();
 
     ChannelsOptions options_;
     std::shared_ptr<Listener> listener_;
     std::set<std::string> waiting_;
+    bool isRemoving_ = false;  ///< what is waited for is to go, not to come
 };
 
 }  // namespace xel::tools

@@ -7,6 +7,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "XelPushClient/Linux/SqliteStore.h"
+#include "XelPushClient/Linux/SqliteUserDefaults.h"
 #include "tests/integration/CommandSupport.h"
 
 namespace xel::test {
@@ -175,6 +177,25 @@ TEST_F(CommandActionsTest, ShowsAndChangesChannels) {
         done({"channels", "--user", "alice01", "--json"}),
         "{\"channel\":\"private/default\"}\n{\"channel\":\"private/orders\"}\n{\"channel\":\"more\"}\n");
     EXPECT_EQ(run(with({"channels", "--user", "alice01", "--add", "a/b/c"})).exitCode, 2);
+}
+
+TEST_F(CommandActionsTest, RemovesAChannelThatTheBrokerEndsTheConnectionOn) {
+    done({"channels", "--user", "alice01", "--add", "news"});
+    {
+        SqliteStoreOptions options;
+        options.folder = (folder_.path() / ".local/state/xelpush/listen-alice01").string();
+        auto store = SqliteStore::open(std::move(options));
+        ASSERT_TRUE(store.isOk());
+        const auto defaults = SqliteUserDefaults::load(std::move(store).value());
+        ASSERT_TRUE(defaults.isOk());
+        auto channels = defaults.value()->dictionaryForKey("userChannels").value_or(Dictionary());
+        channels.set("app/" + service_.info().appId + "/user/public/a\x01z", 1);
+        defaults.value()->setObject("userChannels", channels);
+        ASSERT_TRUE(defaults.value()->synchronize());
+    }
+    const CommandOutcome outcome = run(with({"channels", "--user", "alice01", "--remove", "a\x01z"}));
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
+    EXPECT_EQ(outcome.output, "private/default\nnews\n");
 }
 
 TEST_F(CommandActionsTest, ShowsAndChangesSettings) {
