@@ -1,6 +1,7 @@
 #include "XelPushClient/Linux/AsioByteStream.h"
 
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 #include "XelPushClient/Linux/AsioRunLoop.h"
@@ -24,6 +25,7 @@ public:
     void receive() override { connection_->receive(); }
     void write(std::string_view octets) override { connection_->write(octets); }
     void closeAfterWriting() override { connection_->closeAfterWriting(); }
+    [[nodiscard]] std::string describeProgress() const override { return connection_->describeProgress(); }
 
 private:
     std::shared_ptr<AsioStreamConnection> connection_;

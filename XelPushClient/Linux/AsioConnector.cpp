@@ -7,7 +7,6 @@
 #include <boost/asio/error.hpp>
 #include <boost/asio/ip/address.hpp>
 
-#include "XelPushClient/Linux/NameLookup.h"
 #include "XelPushClient/Linux/TLSErrors.h"
 
 namespace xel {
@@ -17,16 +16,16 @@ using asio::ip::tcp;
 
 namespace {
 
-std::vector<tcp::endpoint> alternatingFamilies(std::vector<tcp::endpoint> all) {
+std::vector<asio::ip::address> alternatingFamilies(std::vector<asio::ip::address> all) {
     if (all.empty()) {
         return all;
     }
     // The system's order is kept within each family, and the family that it prefers comes first.
-    const bool firstIsV6 = all.front().address().is_v6();
+    const bool firstIsV6 = all.front().is_v6();
     const auto others = std::stable_partition(
         all.begin(), all.end(),
-        [firstIsV6](const tcp::endpoint& endpoint) { return endpoint.address().is_v6() == firstIsV6; });
-    std::vector<tcp::endpoint> ordered;
+        [firstIsV6](const asio::ip::address& address) { return address.is_v6() == firstIsV6; });
+    std::vector<asio::ip::address> ordered;
     auto preferred = all.begin();
     for (auto other = others; preferred != others || other != all.end();) {
         if (preferred != others) {
@@ -59,7 +58,8 @@ void AsioConnector::inPass(const std::function<void()>& work) {
 
 void AsioConnector::start(const std::string& host, std::uint16_t port, Done done) {
     done_ = std::move(done);
-    hostAndPort_ = host + ":" + std::to_string(port);
+    host_ = host;
+    port_ = port;
     boost::system::error_code notAnAddress;
     const auto address = asio::ip::make_address(host, notAnAddress);
     if (!notAnAddress) {
@@ -73,9 +73,9 @@ void AsioConnector::start(const std::string& host, std::uint16_t port, Done done
         }
         return;
     }
-    lookUpName(core_, host, port, [weak = weak_from_this()](const NameLookupAnswer& answer) {
+    NameLookup::shared().ask(core_, host, [weak = weak_from_this()](const NameLookupAnswer& answer) {
         if (const auto self = weak.lock()) {
-            self->nameWasResolved(answer.error, alternatingFamilies(answer.endpoints));
+            self->nameWasLookedUp(answer);
         }
     });
 }
@@ -91,18 +91,25 @@ void AsioConnector::cancel() {
     }
 }
 
-void AsioConnector::nameWasResolved(const boost::system::error_code& error, std::vector<Endpoint> endpoints) {
+void AsioConnector::nameWasLookedUp(const NameLookupAnswer& answer) {
     if (!done_) {
         return;
     }
-    if (error || endpoints.empty()) {
+    if (answer.addresses.empty()) {
         finish(streamError(ByteStreamErrorCode::NameNotFound,
-                           "cannot connect to " + hostAndPort_ + ": the host's name was not found (" +
-                               (error ? error.message() : "no address") + ")"));
+                           "cannot connect to " + hostAndPort() +
+                               ": the look-up of the host's name failed (" + answer.failure + ")"));
         return;
     }
-    endpoints_ = std::move(endpoints);
+    for (const auto& address : alternatingFamilies(answer.addresses)) {
+        endpoints_.emplace_back(address, port_);
+    }
     tryNextEndpoint();
+}
+
+std::string AsioConnector::describeProgress() const {
+    return attempts_ == 0 ? "the look-up of the name " + host_ + " has not been answered"
+                          : describeEndpoint(endpoints_[attempts_ - 1]) + " does not answer";
 }
 
 void AsioConnector::tryNextEndpoint() {
@@ -111,7 +118,7 @@ void AsioConnector::tryNextEndpoint() {
     }
     if (attempts_ == endpoints_.size()) {
         finish(streamError(ByteStreamErrorCode::ConnectFailed,
-                           "cannot connect to " + hostAndPort_ + ": " + causes_));
+                           "cannot connect to " + hostAndPort() + ": " + causes_));
         return;
     }
     const std::size_t attempt = attempts_++;

@@ -13,12 +13,13 @@
 
 #include "XelPushClient/Foundation/Result.h"
 #include "XelPushClient/Linux/AsioLoopCore.h"
+#include "XelPushClient/Linux/NameLookup.h"
 
 namespace xel {
 
-/// Finds a host and connects to it: looks the name up on another thread, and tries the addresses in turn,
-/// the two address families alternating (as RFC 8305 section 4 orders them), each for a limited time. Thread:
-/// the loop's. Its owner keeps it alive until it answers or is cancelled.
+/// Finds a host and connects to it: looks the name up, unless it is an address, and tries the addresses in
+/// turn, the two address families alternating (as RFC 8305 section 4 orders them), each for a limited time.
+/// Thread: the loop's. Its owner keeps it alive until it answers or is cancelled.
 class AsioConnector final : public std::enable_shared_from_this<AsioConnector> {
 public:
     using Socket = boost::asio::ip::tcp::socket;
@@ -33,19 +34,24 @@ public:
 
     void cancel();
 
+    /// What is being waited for, in words for an error's text.
+    [[nodiscard]] std::string describeProgress() const;
+
 private:
     using Endpoint = boost::asio::ip::tcp::endpoint;
 
-    void nameWasResolved(const boost::system::error_code& error, std::vector<Endpoint> endpoints);
+    void nameWasLookedUp(const NameLookupAnswer& answer);
     void tryNextEndpoint();
     void attemptEnded(std::size_t attempt, const boost::system::error_code& error);
     void finish(Result<std::shared_ptr<Socket>> outcome);
     void inPass(const std::function<void()>& work);
+    [[nodiscard]] std::string hostAndPort() const { return host_ + ":" + std::to_string(port_); }
 
     std::weak_ptr<AsioLoopCore> core_;
     boost::asio::io_context& context_;
     std::chrono::milliseconds timeForAddress_;
-    std::string hostAndPort_;
+    std::string host_;
+    std::uint16_t port_ = 0;
     Done done_;
     std::vector<Endpoint> endpoints_;
     std::size_t attempts_ = 0;

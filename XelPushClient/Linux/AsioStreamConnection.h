@@ -32,6 +32,8 @@ public:
     void write(std::string_view octets);
     void closeAfterWriting();
 
+    [[nodiscard]] std::string describeProgress() const;
+
     /// The stream was dropped: ends at once, unless it lingers.
     void drop();
 
@@ -43,6 +45,7 @@ private:
     enum class Phase { New, Connecting, ShakingHands, Open, Lingering, Over };
 
     // Opening
+    void readTrustStoreAhead();
     void wasConnected(std::shared_ptr<boost::asio::ip::tcp::socket> socket);
     void stepHandshake(std::string received);
     void handshakeStepped(const HandshakeStep& step);

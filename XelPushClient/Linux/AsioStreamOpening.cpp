@@ -1,4 +1,6 @@
 #include <stdexcept>
+#include <string>
+#include <system_error>
 #include <utility>
 
 #include <boost/asio/error.hpp>
@@ -21,8 +23,7 @@ void AsioStreamConnection::open(std::string_view host, std::uint16_t port, bool 
     port_ = port;
     isUsingTLS_ = usingTLS;
     if (usingTLS) {
-        // The trust store is read while the host is looked up; an error shows in the handshake.
-        tls_->worker.add([context = tls_->context] { (void)context->native().isOk(); });
+        readTrustStoreAhead();
     }
     connector_ = std::make_shared<AsioConnector>(core_, context_, times_.connect);
     connector_->start(host_, port, [weak = weak_from_this()](Result<std::shared_ptr<tcp::socket>> outcome) {
@@ -36,6 +37,23 @@ void AsioStreamConnection::open(std::string_view host, std::uint16_t port, bool 
             self->fail(outcome.error());
         }
     });
+}
+
+/// The trust store is read while the host is looked up. What goes wrong shows in the handshake.
+void AsioStreamConnection::readTrustStoreAhead() {
+    try {
+        tls_->worker.add([context = tls_->context] { (void)context->native().isOk(); });
+    } catch (const std::system_error&) {
+        // There is no thread to be had now; the handshake asks for one again.
+    }
+}
+
+std::string AsioStreamConnection::describeProgress() const {
+    switch (phase_) {
+        case Phase::Connecting: return connector_->describeProgress();
+        case Phase::ShakingHands: return "the TLS handshake is not done";
+        default: return {};
+    }
 }
 
 void AsioStreamConnection::wasConnected(std::shared_ptr<tcp::socket> socket) {
@@ -61,12 +79,17 @@ void AsioStreamConnection::wasConnected(std::shared_ptr<tcp::socket> socket) {
 }
 
 void AsioStreamConnection::stepHandshake(std::string received) {
-    computeHandshakeStep(*tls_, engine_, std::move(received), core_,
-                         [weak = weak_from_this()](const HandshakeStep& step) {
-                             if (const auto self = weak.lock()) {
-                                 self->handshakeStepped(step);
-                             }
-                         });
+    try {
+        computeHandshakeStep(*tls_, engine_, std::move(received), core_,
+                             [weak = weak_from_this()](const HandshakeStep& step) {
+                                 if (const auto self = weak.lock()) {
+                                     self->handshakeStepped(step);
+                                 }
+                             });
+    } catch (const std::system_error& error) {
+        fail(tlsError("cannot connect to " + hostAndPort() +
+                      " by TLS: no thread can be started for the handshake: " + error.code().message()));
+    }
 }
 
 void AsioStreamConnection::handshakeStepped(const HandshakeStep& step) {

@@ -21,7 +21,12 @@ void SerialWorker::add(std::function<void()> job) {
     const std::lock_guard lock(mutex_);
     jobs_.push_back(std::move(job));
     if (!thread_.joinable()) {
-        thread_ = startBackgroundThread(threadName_, [this] { work(); });
+        try {
+            thread_ = startBackgroundThread(threadName_, [this] { work(); });
+        } catch (...) {
+            jobs_.pop_back();
+            throw;
+        }
     }
     somethingToDo_.notify_one();
 }

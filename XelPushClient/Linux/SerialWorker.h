@@ -22,6 +22,7 @@ public:
     SerialWorker(const SerialWorker&) = delete;
     SerialWorker& operator=(const SerialWorker&) = delete;
 
+    /// Throws `std::system_error`, and leaves the job undone, when the thread cannot be started.
     void add(std::function<void()> job);
 
 private:

@@ -15,6 +15,10 @@ std::string inSeconds(std::chrono::milliseconds time) {
     return std::to_string(std::chrono::duration_cast<std::chrono::seconds>(time).count()) + " s";
 }
 
+std::string inBrackets(const std::string& text) {
+    return text.empty() ? text : " (" + text + ")";
+}
+
 }  // namespace
 
 MQTTConnection::MQTTConnection(MQTTConnectionContext context)
@@ -179,8 +183,9 @@ void MQTTConnection::timerDidFire() {
     switch (engine_.checkDeadlines(clock_->steadyNow(), readingIsHeldUp)) {
         case ConnectionDeadlines::Due::ConnectTimedOut:
             end(MQTTSessionEvent::ConnectionError,
-                makeMQTTError(MQTTErrorCode::ConnectTimedOut,
-                              "no connection to the broker within " + inSeconds(options_.connectDeadline)));
+                makeMQTTError(MQTTErrorCode::ConnectTimedOut, "no connection to the broker within " +
+                                                                  inSeconds(options_.connectDeadline) +
+                                                                  inBrackets(stream_->describeProgress())));
             return;
         case ConnectionDeadlines::Due::PingTimedOut:
             end(MQTTSessionEvent::ConnectionError,

@@ -61,6 +61,10 @@ public:
     virtual void write(std::string_view octets) = 0;
 
     virtual void closeAfterWriting() = 0;
+
+    /// What is being waited for, for the text of an error about a time that is over, such as "the look-up of
+    /// the name push.example has not been answered". Empty: nothing, or it cannot be said.
+    [[nodiscard]] virtual std::string describeProgress() const { return {}; }
 };
 
 class NSRunLoop;

@@ -44,4 +44,9 @@ void FakeByteStream::closeAfterWriting() {
     }
 }
 
+std::string FakeByteStream::describeProgress() const {
+    const bool isWaiting = connection_ && connection_->state() == FakeConnectionState::Opening;
+    return isWaiting ? connection_->host() + " does not answer" : std::string();
+}
+
 }  // namespace xel

@@ -2,6 +2,8 @@
 
 #include <functional>
 #include <memory>
+#include <string>
+#include <string_view>
 
 #include "XelPushClient/Testing/FakeNetwork.h"
 
@@ -23,6 +25,7 @@ public:
     void receive() override;
     void write(std::string_view octets) override;
     void closeAfterWriting() override;
+    [[nodiscard]] std::string describeProgress() const override;
 
 private:
     NSRunLoop& runLoop_;

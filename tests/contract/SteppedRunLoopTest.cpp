@@ -109,10 +109,10 @@ TEST_F(SteppedRunLoop, GoesOnAfterABlockThatThrew) {
 TEST_F(SteppedRunLoop, TellsOfANameThatWasLookedUp) {
     stepUntilQuiet();
     bool isAnswered = false;
-    lookUpName(loop_.core(), "localhost", 80, [&](const NameLookupAnswer& answer) {
+    NameLookup::shared().ask(loop_.core(), "localhost", [&](const NameLookupAnswer& answer) {
         isAnswered = true;
-        EXPECT_FALSE(answer.error);
-        EXPECT_FALSE(answer.endpoints.empty());
+        EXPECT_EQ(answer.failure, "");
+        EXPECT_FALSE(answer.addresses.empty());
     });
     while (!isAnswered) {
         ASSERT_TRUE(isReadable(kLong));

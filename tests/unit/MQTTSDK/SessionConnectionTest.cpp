@@ -121,6 +121,14 @@ TEST_F(SessionConnection, GivesUpWhenNoConnackComesInTime) {
     EXPECT_EQ(loop->scheduledTimerCount(), 0U);
 }
 
+TEST_F(SessionConnection, SaysWhatTheConnectionWasWaitingForWhenItsTimeIsOver) {
+    session->connectToHost("broker.example", 1880, false);
+    loop->advanceBy(30s);
+    ASSERT_EQ(delegate.errors.size(), 1U);
+    EXPECT_EQ(delegate.errors[0].localizedDescription(),
+              "no connection to the broker within 30 s (broker.example does not answer)");
+}
+
 TEST_F(SessionConnection, RefusesAnIdentityThatCannotBeSentAsABrokerWouldFromTheLoop) {
     parameters.userName = "\x07";
     makeSession();

@@ -50,6 +50,7 @@ private:
             stream_->write(octets);
         }
         void closeAfterWriting() override { stream_->closeAfterWriting(); }
+        [[nodiscard]] std::string describeProgress() const override { return stream_->describeProgress(); }
 
     private:
         std::unique_ptr<ByteStream> stream_;
