@@ -4,6 +4,7 @@
 #include <cctype>
 
 #include "XelPushClient/Foundation/FormattedText.h"
+#include "XelPushClient/Linux/CurlCertificates.h"
 #include "XelPushClient/Linux/CurlErrors.h"
 #include "XelPushClient/Linux/CurlHeaders.h"
 
@@ -72,7 +73,9 @@ std::optional<NSError> CurlTransfer::prepare() {
     curl_easy_setopt(handle(), CURLOPT_WRITEFUNCTION, &CurlTransfer::onBody);
     curl_easy_setopt(handle(), CURLOPT_WRITEDATA, this);
     applyProxy();
-    applyTrust();
+    if (auto error = applyTrust()) {
+        return error;
+    }
     applyLimits();
     applyMethod();
     return std::nullopt;
@@ -113,7 +116,12 @@ void CurlTransfer::applyProxy() {
     curl_easy_setopt(handle(), CURLOPT_PROXY, origin_.isLoopback() ? "" : nullptr);
 }
 
-void CurlTransfer::applyTrust() {
+std::optional<NSError> CurlTransfer::applyTrust() {
+    if (!requireAlternativeNames(handle())) {
+        return makeURLError(NSURLErrorCode::SecureConnectionFailed,
+                            "The request cannot be made: libcurl is not built with OpenSSL here, so that "
+                            "certificates cannot be verified in full");
+    }
     curl_easy_setopt(handle(), CURLOPT_SSL_VERIFYPEER, 1L);
     curl_easy_setopt(handle(), CURLOPT_SSL_VERIFYHOST, 2L);
     curl_easy_setopt(handle(), CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
@@ -121,6 +129,7 @@ void CurlTransfer::applyTrust() {
         curl_easy_setopt(handle(), CURLOPT_CAINFO, options_.caFile.c_str());
         curl_easy_setopt(handle(), CURLOPT_CAPATH, nullptr);
     }
+    return std::nullopt;
 }
 
 void CurlTransfer::applyLimits() {

@@ -46,7 +46,7 @@ private:
 
     [[nodiscard]] std::optional<NSError> applyHeaders();
     void applyProxy();
-    void applyTrust();
+    [[nodiscard]] std::optional<NSError> applyTrust();
     void applyLimits();
     void applyMethod();
     void applyTimeLeft();

@@ -2,24 +2,15 @@
 
 #include <utility>
 
-#include <arpa/inet.h>
 #include <openssl/bio.h>
 #include <openssl/err.h>
 #include <openssl/ssl.h>
-#include <openssl/x509v3.h>
+#include <openssl/x509_vfy.h>
 
 #include "XelPushClient/Linux/TLSErrors.h"
+#include "XelPushClient/Linux/TLSHostName.h"
 
 namespace xel {
-namespace {
-
-bool isAddress(const std::string& host) {
-    in6_addr address{};
-    return inet_pton(AF_INET, host.c_str(), &address) == 1 ||
-           inet_pton(AF_INET6, host.c_str(), &address) == 1;
-}
-
-}  // namespace
 
 void TLSEngine::Free::operator()(ssl_st* connection) const {
     SSL_free(connection);
@@ -55,17 +46,12 @@ bool TLSEngine::setUp() {
     SSL_set_bio(connection_.get(), incoming_, outgoing_);
     SSL_set_connect_state(connection_.get());
 
-    X509_VERIFY_PARAM* const rules = SSL_get0_param(connection_.get());
-    X509_VERIFY_PARAM_set_hostflags(rules, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
-    const bool isSet = isAddress(host_)
-                           ? X509_VERIFY_PARAM_set1_ip_asc(rules, host_.c_str()) == 1
-                           : X509_VERIFY_PARAM_set1_host(rules, host_.data(), host_.size()) == 1 &&
-                                 SSL_set_tlsext_host_name(connection_.get(), host_.c_str()) == 1;
-    if (!isSet) {
+    if (!expectHost(connection_.get(), host_)) {
         connection_.reset();
         fail("the host's name cannot be verified");
+        return false;
     }
-    return isSet;
+    return true;
 }
 
 TLSEngine::Progress TLSEngine::shakeHands(std::string_view received, std::string& toSend) {

@@ -21,7 +21,8 @@ std::string_view wordsFor(long verifyResult) {
         // Somebody by the name of a trusted authority, but with another key.
         case X509_V_ERR_CERT_SIGNATURE_FAILURE: return "the certificate was issued by an unknown authority";
         case X509_V_ERR_HOSTNAME_MISMATCH:
-        case X509_V_ERR_IP_ADDRESS_MISMATCH: return "the certificate belongs to another host";
+        case X509_V_ERR_IP_ADDRESS_MISMATCH:
+            return "the certificate belongs to another host: no subjectAltName of it names this one";
         case X509_V_ERR_CERT_REVOKED: return "the certificate has been revoked";
         default: return "the certificate cannot be trusted";
     }

@@ -106,6 +106,10 @@ TEST_F(AsioByteStreamTLSTest, RefusesCertificatesThatDoNotHold) {
          "another host"},
         {"another address's", authority_.issue({.hostName = "push.xelpush.example"}), "127.0.0.1",
          "another host"},
+        {"with its host in the subject alone", authority_.issue({.alternativeNames = ""}), "localhost",
+         "subjectAltName"},
+        {"with an address beside the host in its subject",
+         authority_.issue({.alternativeNames = "IP:127.0.0.1"}), "localhost", "subjectAltName"},
         {"of an unknown authority", unknown.issue(), "localhost", "unknown authority"},
     };
     for (const auto& [what, certificate, host, words] : cases) {

@@ -58,10 +58,13 @@ TEST_P(CurlRefusedCertificates, AreRefusedBeforeAnythingIsSent) {
 
 INSTANTIATE_TEST_SUITE_P(
     Certificates, CurlRefusedCertificates,
-    testing::Values(CertificateCase{"Expired", {"localhost", -3, -1}, false, "expired"},
-                    CertificateCase{"NotYetValid", {"localhost", 1, 3}, false, "not yet valid"},
-                    CertificateCase{"OtherHost", {"push.example", -1, 2}, false, "localhost"},
-                    CertificateCase{"SelfSigned", {}, true, "self-signed"}),
+    testing::Values(
+        CertificateCase{"Expired", {"localhost", -3, -1}, false, "expired"},
+        CertificateCase{"NotYetValid", {"localhost", 1, 3}, false, "not yet valid"},
+        CertificateCase{"OtherHost", {"push.example", -1, 2}, false, "localhost"},
+        CertificateCase{"SelfSigned", {}, true, "self-signed"},
+        CertificateCase{"HostInTheSubjectAlone", {.alternativeNames = ""}, false, "Subject Alternative Name"},
+        CertificateCase{"AddressBesideTheSubject", {.alternativeNames = "IP:127.0.0.1"}, false, "localhost"}),
     [](const auto& test) { return std::string(test.param.name); });
 
 TEST_F(CurlTLSTest, DoesNotTrustAnAuthorityThatItWasNotGiven) {

@@ -73,16 +73,20 @@ std::string pemOf(EVP_PKEY* key) {
         [&](BIO* out) { return PEM_write_bio_PrivateKey(out, key, nullptr, nullptr, 0, nullptr, nullptr); });
 }
 
+std::string alternativeNames(const TestCertificateWish& wish) {
+    const std::string ofHost = "DNS:" + wish.hostName + (wish.hostName == "localhost" ? ",IP:127.0.0.1" : "");
+    return wish.alternativeNames.value_or(ofHost);
+}
+
 TestCertificate makeLeaf(const TestCertificateWish& wish, X509* issuer, EVP_PKEY* issuerKey) {
     const Key key = makeKey();
     const Certificate leaf = makeBlank(key.get(), wish.hostName, wish);
     X509* signer = issuer != nullptr ? issuer : leaf.get();
     require(X509_set_issuer_name(leaf.get(), X509_get_subject_name(signer)) == 1);
-    std::string names = "DNS:" + wish.hostName;
-    if (wish.hostName == "localhost") {
-        names += ",IP:127.0.0.1";
+    const std::string names = alternativeNames(wish);
+    if (!names.empty()) {
+        addExtension(leaf.get(), signer, NID_subject_alt_name, names);
     }
-    addExtension(leaf.get(), signer, NID_subject_alt_name, names);
     require(X509_sign(leaf.get(), issuerKey != nullptr ? issuerKey : key.get(), EVP_sha256()) > 0);
     return {pemOf(leaf.get()), pemOf(key.get())};
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace xel::contract {
@@ -16,6 +17,9 @@ struct TestCertificateWish {
     std::string hostName = "localhost";  ///< as DNS name, and as address too where it is "localhost"
     int validFromDays = -1;
     int validToDays = 2;
+    /// The subjectAltName in OpenSSL's words, such as "DNS:a.example,IP:192.0.2.1", in place of the host;
+    /// empty: none, and the host stands in the subject alone.
+    std::optional<std::string> alternativeNames{};
 };
 
 /// A certificate authority that lives as long as its test.
