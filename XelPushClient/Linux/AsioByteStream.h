@@ -3,6 +3,7 @@
 #include <chrono>
 #include <memory>
 
+#include "XelPushClient/Linux/LinuxTCPOptions.h"
 #include "XelPushClient/Linux/LinuxTLSOptions.h"
 #include "XelPushClient/Platform/ByteStream.h"
 
@@ -16,6 +17,8 @@ struct AsioByteStreamTimes {
     std::chrono::milliseconds handshake{10'000};
     /// For what is written last to leave, after `closeAfterWriting`.
     std::chrono::milliseconds linger{5'000};
+    /// For a sign of life, once connected.
+    LinuxTCPOptions tcp{};
 };
 
 /// Makes streams on Boost.Asio and OpenSSL. The run loops it is given are `AsioRunLoop`s; another kind is

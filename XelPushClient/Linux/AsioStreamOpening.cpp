@@ -6,6 +6,7 @@
 #include <boost/asio/error.hpp>
 
 #include "XelPushClient/Linux/AsioStreamConnection.h"
+#include "XelPushClient/Linux/TCPSocket.h"
 #include "XelPushClient/Linux/TLSErrors.h"
 
 // The opening half of a stream's works: name, connection and TLS handshake.
@@ -67,6 +68,7 @@ void AsioStreamConnection::wasConnected(std::shared_ptr<tcp::socket> socket) {
                          "cannot connect to " + hostAndPort() + ": " + error.message()));
         return;
     }
+    watchOver(socket_->native_handle(), times_.tcp);
     received_ = std::make_unique_for_overwrite<char[]>(kReadSize);
     if (!isUsingTLS_) {
         becomeOpen();

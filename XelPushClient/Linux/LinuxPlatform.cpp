@@ -199,8 +199,8 @@ Machine makeLinuxMachine(const LinuxOptions& options) {
     tellOfGroupWritable(cacheFolderOf(options), *machine.logSink);
     machine.operationQueues = std::make_shared<ThreadOperationQueueFactory>();
     machine.sessions = std::make_shared<MQTTClientSessionFactory>(
-        std::make_shared<AsioByteStreamFactory>(std::move(tls)), machine.clock,
-        mainRunLoop == runLoop ? nullptr : mainRunLoop.get());
+        std::make_shared<AsioByteStreamFactory>(std::move(tls), AsioByteStreamTimes{.tcp = options.tcp}),
+        machine.clock, mainRunLoop == runLoop ? nullptr : mainRunLoop.get());
     machine.http = std::make_shared<CurlHTTPTransport>(runLoop, withSurroundings({}, caFile));
     machine.urlSession = std::make_shared<CurlURLSession>(runLoop, cacheFolderOf(options) + "/media",
                                                           withSurroundings(downloadOptions(), caFile));

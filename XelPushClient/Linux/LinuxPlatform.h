@@ -5,6 +5,7 @@
 #include <string>
 
 #include "XelPushClient/Foundation/Result.h"
+#include "XelPushClient/Linux/LinuxTCPOptions.h"
 #include "XelPushClient/Linux/SqliteStore.h"
 #include "XelPushClient/Platform/Home.h"
 #include "XelPushClient/Platform/Machine.h"
@@ -65,6 +66,9 @@ struct LinuxOptions {
     /// A file of PEM certificates to trust instead of the system's store. Empty: the one that the environment
     /// variable XELPUSH_CA_FILE names, if any.
     std::string caFile{};
+
+    /// When a connection to the broker that has died silently is noticed, and what that costs a radio.
+    LinuxTCPOptions tcp{};
 
     /// Hosts and ports of the service. Missing: the defaults, with what the environment says
     /// (see `endpointsOfEnvironment`).
