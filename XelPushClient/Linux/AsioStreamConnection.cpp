@@ -40,6 +40,7 @@ void AsioStreamConnection::startRead() {
     if (std::exchange(isReading_, true)) {
         return;
     }
+    hastenFirstAnswer();
     socket_->async_read_some(
         asio::buffer(received_.get(), kReadSize),
         [self = shared_from_this()](const boost::system::error_code& error, std::size_t count) {
@@ -112,6 +113,7 @@ void AsioStreamConnection::deliverDecrypted() {
 }
 
 void AsioStreamConnection::deliver(std::string_view octets) {
+    isFirstAnswerAwaited_ = false;
     isReceiveWanted_ = false;
     isDelivering_ = true;
     try {

@@ -49,6 +49,7 @@ private:
     void wasConnected(std::shared_ptr<boost::asio::ip::tcp::socket> socket);
     void stepHandshake(std::string received);
     void handshakeStepped(const HandshakeStep& step);
+    void hastenFirstAnswer();
     void becomeOpen();
 
     // Reading
@@ -97,6 +98,7 @@ private:
 
     std::unique_ptr<char[]> received_;
     std::unique_ptr<char[]> decrypted_;
+    bool isFirstAnswerAwaited_ = true;
     bool isReceiveWanted_ = false;
     bool isReading_ = false;
     bool isDelivering_ = false;

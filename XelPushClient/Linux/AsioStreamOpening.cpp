@@ -117,6 +117,15 @@ void AsioStreamConnection::handshakeStepped(const HandshakeStep& step) {
                      "cannot connect to " + hostAndPort() + " by TLS: " + engine_->failure()));
 }
 
+/// A broker that gathers small packets (RFC 9293 section 3.7.4) holds the one that answers CONNECT back until
+/// what it sent before is acknowledged, which the kernel puts off: it has seen a question behind each answer
+/// and expects another. Renewed around each read and write, until the broker's first octets have come.
+void AsioStreamConnection::hastenFirstAnswer() {
+    if (isFirstAnswerAwaited_) {
+        acknowledgeAtOnce(socket_->native_handle());
+    }
+}
+
 void AsioStreamConnection::becomeOpen() {
     if (deadline_) {
         deadline_->invalidate();

@@ -117,6 +117,7 @@ void AsioStreamConnection::waitUntilWritable() {
 void AsioStreamConnection::everythingWasSent() {
     empty(outgoing_);
     sent_ = 0;
+    hastenFirstAnswer();
     if (phase_ == Phase::Lingering) {
         boost::system::error_code ignored;
         socket_->shutdown(boost::asio::ip::tcp::socket::shutdown_send, ignored);

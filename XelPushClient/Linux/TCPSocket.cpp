@@ -25,4 +25,8 @@ void watchOver(int socket, const LinuxTCPOptions& options) {
     setNumber(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, options.userTimeout.count());
 }
 
+void acknowledgeAtOnce(int socket) {
+    setNumber(socket, IPPROTO_TCP, TCP_QUICKACK, 1);
+}
+
 }  // namespace xel
