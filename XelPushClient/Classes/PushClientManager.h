@@ -349,11 +349,12 @@ public:
 
     // ---- Rich notifications: title, body, subtitle, media and buttons.
     //
-    // Media is fetched by http or https, bounded in size and time; it and the buttons come from a dictionary
-    // with the keys "mediaUrl", "mediaType" ("image", "video", "audio" or a file's extension) and "actions"
-    // (dictionaries with "title", "id" and "options"). Texts are looked up as keys of the host's
-    // translations. What fails is logged, and the notification is shown without media. Handlers run on the
-    // run loop, later.
+    // Media is fetched by http or https, bounded in size and time, and not from this machine or its own
+    // networks unless the service lies there or the platform's options allow it. It and the buttons come from
+    // a dictionary with the keys "mediaUrl", "mediaType" ("image", "video", "audio" or a file's extension)
+    // and "actions" (dictionaries with "title", "id" and "options"). Texts are looked up as keys of the
+    // host's translations. What fails is logged, and the notification is shown without media. Handlers run on
+    // the run loop, later.
 
     /// Shows the notification that the "notification" dictionary of a message's payload describes, in place
     /// of the one shown before. With media it is shown once that has arrived or failed; when a later

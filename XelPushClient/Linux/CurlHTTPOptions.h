@@ -5,6 +5,8 @@
 #include <functional>
 #include <string>
 
+#include "XelPushClient/Linux/NetworkKind.h"
+
 namespace xel {
 
 struct CurlHTTPOptions {
@@ -22,6 +24,11 @@ struct CurlHTTPOptions {
     /// Whether a redirect may lead to another origin (scheme, host and port); never to another scheme than
     /// http and https, and never from https to http. Only for requests that carry no secret.
     bool followsToOtherOrigins = false;
+    /// For requests whose URL others choose: whether a host may be asked that lies elsewhere than in the
+    /// internet, by the address that its name leads to. Through a proxy, where names are looked up by the
+    /// proxy, it is asked of any URL with an address in it, and of no name. No user name or password may
+    /// stand in such a URL. Called on the transport's thread. Empty: every host may be asked.
+    std::function<bool(NetworkKind)> mayReach{};
     std::string userAgent{"XelPushClient"};
     /// Whether the machine has a network, asked after a failure to tell "offline" from "not found". Called on
     /// the transport's thread; empty: taken as online.

@@ -72,13 +72,14 @@ std::optional<NSError> CurlTransfer::prepare() {
     curl_easy_setopt(handle(), CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     curl_easy_setopt(handle(), CURLOPT_WRITEFUNCTION, &CurlTransfer::onBody);
     curl_easy_setopt(handle(), CURLOPT_WRITEDATA, this);
+    applyReach();
     applyProxy();
     if (auto error = applyTrust()) {
         return error;
     }
     applyLimits();
     applyMethod();
-    return std::nullopt;
+    return refusalOfURL();
 }
 
 std::optional<NSError> CurlTransfer::applyHeaders() {
@@ -109,11 +110,6 @@ std::optional<NSError> CurlTransfer::applyHeaders() {
     }
     curl_easy_setopt(handle(), CURLOPT_HTTPHEADER, headerList_.get());
     return std::nullopt;
-}
-
-void CurlTransfer::applyProxy() {
-    // A proxy of the environment cannot reach this machine's own service.
-    curl_easy_setopt(handle(), CURLOPT_PROXY, origin_.isLoopback() ? "" : nullptr);
 }
 
 std::optional<NSError> CurlTransfer::applyTrust() {
@@ -192,6 +188,9 @@ long CurlTransfer::status() const {
 NSError CurlTransfer::errorOf(CURLcode code) const {
     if (auto failure = sink_ != nullptr ? sink_->failure() : std::nullopt) {
         return std::move(*failure);
+    }
+    if (refusal_ && code == CURLE_COULDNT_CONNECT) {
+        return *refusal_;
     }
     CurlFailureFacts facts;
     curl_easy_getinfo(handle(), CURLINFO_OS_ERRNO, &facts.connectErrno);

@@ -12,6 +12,7 @@
 #include "XelPushClient/Linux/CurlBodySink.h"
 #include "XelPushClient/Linux/CurlHTTPOptions.h"
 #include "XelPushClient/Linux/CurlURL.h"
+#include "XelPushClient/Linux/NetworkKind.h"
 #include "XelPushClient/Platform/HTTPTransport.h"
 
 namespace xel {
@@ -45,6 +46,7 @@ private:
     };
 
     [[nodiscard]] std::optional<NSError> applyHeaders();
+    void applyReach();
     void applyProxy();
     [[nodiscard]] std::optional<NSError> applyTrust();
     void applyLimits();
@@ -55,10 +57,13 @@ private:
     [[nodiscard]] std::optional<NSError> refusalOfOrigin(const std::optional<URLOrigin>& origin) const;
     void becomeGet();
     void forgetAnswer();
+    [[nodiscard]] std::optional<NSError> refusalOfURL();
+    [[nodiscard]] bool mayConnectTo(const sockaddr& address);
     [[nodiscard]] NSError errorOf(CURLcode code) const;
 
     std::size_t takeHeaderLine(std::string_view line);
     std::size_t takeBody(std::string_view octets);
+    static curl_socket_t onOpenSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
     static std::size_t onHeader(char* text, std::size_t size, std::size_t count, void* self);
     static std::size_t onBody(char* octets, std::size_t size, std::size_t count, void* self);
 
@@ -71,6 +76,8 @@ private:
     std::array<char, CURL_ERROR_SIZE> errorText_{};
     std::chrono::steady_clock::time_point deadline_;
     URLOrigin origin_;
+    bool isByProxy_ = false;
+    std::optional<NSError> refusal_;  // of the last address that may not be asked
     int redirects_ = 0;
     HTTPResponse response_;
     std::size_t headerOctets_ = 0;

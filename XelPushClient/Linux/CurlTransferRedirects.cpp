@@ -44,6 +44,9 @@ Result<bool> CurlTransfer::followRedirect() {
     applyProxy();
     applyTimeLeft();
     forgetAnswer();
+    if (auto refusal = refusalOfURL()) {
+        return std::move(*refusal);
+    }
     return true;
 }
 
@@ -79,6 +82,7 @@ void CurlTransfer::forgetAnswer() {
     headerOctets_ = 0;
     bodyOctets_ = 0;
     errorText_.fill('\0');
+    refusal_.reset();
 }
 
 }  // namespace xel

@@ -16,6 +16,18 @@ struct URLCleanup {
     void operator()(CURLU* url) const { curl_url_cleanup(url); }
 };
 
+using ParsedURL = std::unique_ptr<CURLU, URLCleanup>;
+
+/// Null for a text that is no absolute URL.
+ParsedURL parseURL(std::string_view url) {
+    ParsedURL parsed(curl_url());
+    if (parsed != nullptr && curl_url_set(parsed.get(), CURLUPART_URL, std::string(url).c_str(),
+                                          CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) {
+        parsed.reset();
+    }
+    return parsed;
+}
+
 bool isHTTP(std::string_view scheme) {
     return scheme == "http" || scheme == "https";
 }
@@ -53,9 +65,8 @@ std::optional<URLOrigin> originOfURL(std::string_view url) {
     if (!std::all_of(url.begin(), url.end(), mayStandInURL)) {
         return std::nullopt;
     }
-    const std::unique_ptr<CURLU, URLCleanup> parsed(curl_url());
-    if (parsed == nullptr || curl_url_set(parsed.get(), CURLUPART_URL, std::string(url).c_str(),
-                                          CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) {
+    const ParsedURL parsed = parseURL(url);
+    if (parsed == nullptr) {
         return std::nullopt;
     }
     auto scheme = part(parsed.get(), CURLUPART_SCHEME);
@@ -67,6 +78,12 @@ std::optional<URLOrigin> originOfURL(std::string_view url) {
     std::transform(host->begin(), host->end(), host->begin(),
                    [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
     return URLOrigin{std::move(*scheme), std::move(*host), part(parsed.get(), CURLUPART_PORT).value_or("")};
+}
+
+bool hasUserInfo(std::string_view url) {
+    const ParsedURL parsed = parseURL(url);
+    return parsed != nullptr &&
+           (part(parsed.get(), CURLUPART_USER) || part(parsed.get(), CURLUPART_PASSWORD));
 }
 
 }  // namespace xel

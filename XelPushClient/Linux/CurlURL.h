@@ -27,4 +27,7 @@ struct URLOrigin {
 /// octet outside ASCII (RFC 3986 section 2), none of which may reach a request line.
 [[nodiscard]] std::optional<URLOrigin> originOfURL(std::string_view url);
 
+/// Whether a user name or a password stands in the URL.
+[[nodiscard]] bool hasUserInfo(std::string_view url);
+
 }  // namespace xel

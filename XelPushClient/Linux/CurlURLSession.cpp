@@ -100,6 +100,7 @@ CurlHTTPOptions downloadOptions() {
     options.largestAnswer = 32UL * 1024 * 1024;
     options.totalTimeout = std::chrono::minutes(2);
     options.followsToOtherOrigins = true;
+    options.mayReach = [](NetworkKind) { return false; };
     return options;
 }
 

@@ -13,8 +13,8 @@ class CurlWorker;
 class MediaFolder;
 class NSRunLoop;
 
-/// Limits of a download: those of `CurlHTTPOptions`, wider in size and time, and redirects that may lead to
-/// another host.
+/// Limits of a download: those of `CurlHTTPOptions`, wider in size and time, redirects that may lead to
+/// another host, and hosts of the internet alone.
 [[nodiscard]] CurlHTTPOptions downloadOptions();
 
 /// Downloads by libcurl, on a thread of its own that starts with the first one, straight into files of the

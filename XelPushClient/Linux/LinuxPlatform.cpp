@@ -23,6 +23,7 @@
 #include "XelPushClient/Linux/LinuxNotificationCenter.h"
 #include "XelPushClient/Linux/LinuxPushTokens.h"
 #include "XelPushClient/Linux/LogindSleepWatch.h"
+#include "XelPushClient/Linux/MediaReach.h"
 #include "XelPushClient/Linux/NetlinkReachability.h"
 #include "XelPushClient/Linux/NetworkState.h"
 #include "XelPushClient/Linux/NotificationPermission.h"
@@ -70,6 +71,15 @@ CurlHTTPOptions withSurroundings(CurlHTTPOptions options, const std::string& caF
     options.caFile = caFile;
     options.isOnline = [] { return readDefaultRoute().has_value(); };
     return options;
+}
+
+CurlHTTPOptions mediaOptions(const LinuxOptions& options, const Endpoints& endpoints) {
+    CurlHTTPOptions media = downloadOptions();
+    media.mayReach = networksOfService(endpoints);
+    if (options.mediaFromAnyNetwork) {
+        media.mayReach = [](NetworkKind) { return true; };
+    }
+    return media;
 }
 
 std::string nameOf(const LinuxOptions& options) {
@@ -202,8 +212,9 @@ Machine makeLinuxMachine(const LinuxOptions& options) {
         std::make_shared<AsioByteStreamFactory>(std::move(tls), AsioByteStreamTimes{.tcp = options.tcp}),
         machine.clock, mainRunLoop == runLoop ? nullptr : mainRunLoop.get());
     machine.http = std::make_shared<CurlHTTPTransport>(runLoop, withSurroundings({}, caFile));
-    machine.urlSession = std::make_shared<CurlURLSession>(runLoop, cacheFolderOf(options) + "/media",
-                                                          withSurroundings(downloadOptions(), caFile));
+    machine.urlSession =
+        std::make_shared<CurlURLSession>(runLoop, cacheFolderOf(options) + "/media",
+                                         withSurroundings(mediaOptions(options, machine.endpoints), caFile));
     machine.files = std::make_shared<PosixFileManager>();
     machine.strings = std::make_shared<GettextStrings>(options.textDomain);
     machine.threads = std::make_shared<BoostCallStack>();

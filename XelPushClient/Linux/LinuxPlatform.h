@@ -74,6 +74,11 @@ struct LinuxOptions {
     /// (see `endpointsOfEnvironment`).
     std::optional<Endpoints> endpoints{};
 
+    /// Whether media of notifications may come from anywhere. Without it, it comes from the internet and from
+    /// the kind of network in which the service's REST host lies: whoever may send a message names the
+    /// address of its media, and must not have this machine ask servers that only this machine reaches.
+    bool mediaFromAnyNetwork = false;
+
     /// The host's own version: together, with a dot between, the client version that the service is told.
     std::optional<std::string> shortVersion{"1.0"};
     std::optional<std::string> bundleVersion{"1"};

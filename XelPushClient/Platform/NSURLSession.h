@@ -11,8 +11,9 @@ namespace xel {
 /// Fetches files by URL (RFC 9110).
 ///
 /// Contract: https and http only, also where a redirect leads; certificates and host names verified; time and
-/// size of an answer bounded. Thread: `downloadTaskWithURL` from any thread; the completion is called exactly
-/// once, later, on the machine's run loop.
+/// size of an answer bounded; servers that only this machine or its network reaches are not asked, unless the
+/// application allows it, because the URL comes from the network. Thread: `downloadTaskWithURL` from any
+/// thread; the completion is called exactly once, later, on the machine's run loop.
 class NSURLSession {
 public:
     /// The path of a file of its own, readable by the user alone, which is removed when the completion

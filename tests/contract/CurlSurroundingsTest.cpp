@@ -19,6 +19,7 @@
 #include "tests/contract/DrivenLoop.h"
 #include "tests/contract/FileContents.h"
 #include "tests/contract/LocalHTTPServer.h"
+#include "tests/contract/LoopbackDownloads.h"
 #include "tests/contract/MountNamespace.h"
 #include "tests/contract/TemporaryFolder.h"
 #include "tests/unit/Linux/TemporaryEnvironment.h"
@@ -56,7 +57,7 @@ protected:
     }
 
     /// 0, or the error's code; what arrived is then in `downloaded_`.
-    std::int64_t download(const std::string& url, CurlHTTPOptions options = downloadOptions()) {
+    std::int64_t download(const std::string& url, CurlHTTPOptions options = loopbackDownloads()) {
         options.isOnline = [] { return true; };
         const auto loop = std::make_shared<AsioRunLoop>();
         CurlURLSession session(loop, folder_.path() + "/media", options);
@@ -178,7 +179,7 @@ TEST_F(CurlSurroundingsTest, ADownloadTellsTheNextHostNothingOfTheFirst) {
 // Bounds of downloads
 
 TEST_F(CurlSurroundingsTest, CutsACompressedDownloadByItsDecodedSize) {
-    auto options = downloadOptions();
+    auto options = loopbackDownloads();
     options.largestAnswer = 1024UL * 1024;
     std::string answer;
     const LocalHTTPServer server([&](const ReceivedRequest&, HTTPExchange& exchange) {
@@ -194,7 +195,7 @@ TEST_F(CurlSurroundingsTest, CutsACompressedDownloadByItsDecodedSize) {
 }
 
 TEST_F(CurlSurroundingsTest, GivesADownloadThatTricklesUp) {
-    auto options = downloadOptions();
+    auto options = loopbackDownloads();
     options.lowSpeedOctetsPerSecond = 1000;
     options.lowSpeedPeriod = 1s;
     const LocalHTTPServer server([](const ReceivedRequest&, HTTPExchange& exchange) {

@@ -14,6 +14,7 @@
 #include "tests/contract/DrivenLoop.h"
 #include "tests/contract/FileContents.h"
 #include "tests/contract/LocalHTTPServer.h"
+#include "tests/contract/LoopbackDownloads.h"
 #include "tests/contract/NSURLSessionContract.h"
 #include "tests/contract/TemporaryFolder.h"
 
@@ -56,14 +57,14 @@ private:
     LocalHTTPServer server_{
         [this](const ReceivedRequest& request, HTTPExchange& exchange) { return answer(request, exchange); }};
     std::shared_ptr<AsioRunLoop> loop_ = std::make_shared<AsioRunLoop>();
-    CurlURLSession session_{loop_, folder_.path() + "/media", downloadOptions()};
+    CurlURLSession session_{loop_, folder_.path() + "/media", loopbackDownloads()};
 };
 
 class CurlURLSessionTest : public ::testing::Test {
 protected:
     using Outcome = std::optional<Result<std::string>>;
 
-    Outcome download(const std::string& url, const CurlHTTPOptions& options = downloadOptions(),
+    Outcome download(const std::string& url, const CurlHTTPOptions& options = loopbackDownloads(),
                      const std::function<void(const std::string&)>& inside = nullptr) {
         CurlURLSession session(loop_, mediaFolder(), options);
         Outcome outcome;
@@ -102,7 +103,7 @@ TEST_F(CurlURLSessionTest, FileAndFolderAreForTheUserAlone) {
         [](const ReceivedRequest&, HTTPExchange& exchange) { return exchange.answer(200, "meow"); });
     const mode_t before = ::umask(0);
     bool wasLooked = false;
-    (void)download(server.url(), downloadOptions(), [&](const std::string& file) {
+    (void)download(server.url(), loopbackDownloads(), [&](const std::string& file) {
         wasLooked = true;
         EXPECT_EQ(fs::path(file).parent_path(), mediaFolder());
         EXPECT_EQ(modeOf(file), 0600U);
@@ -130,7 +131,7 @@ TEST_F(CurlURLSessionTest, NothingIsPutWhereOthersMayWrite) {
 }
 
 TEST_F(CurlURLSessionTest, AnAnswerThatIsTooLargeIsCutAndNothingIsLeft) {
-    auto options = downloadOptions();
+    auto options = loopbackDownloads();
     options.largestAnswer = 1000;
     const std::string body(1001, 'x');
     const LocalHTTPServer announced(
@@ -149,7 +150,7 @@ TEST_F(CurlURLSessionTest, AnAnswerThatIsTooLargeIsCutAndNothingIsLeft) {
 }
 
 TEST_F(CurlURLSessionTest, AnAnswerThatNeverEndsIsGivenUp) {
-    auto options = downloadOptions();
+    auto options = loopbackDownloads();
     options.totalTimeout = 300ms;
     const LocalHTTPServer server([](const ReceivedRequest&, HTTPExchange& exchange) {
         (void)exchange.writeRaw("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nhalf a cat");
@@ -176,7 +177,8 @@ TEST_F(CurlURLSessionTest, ARedirectMayLeadToAnotherHostWhoseAnswerAloneIsKept) 
         return exchange.answer(302, "moved", {{"Location", target.url() + "/cat"}});
     });
     std::optional<std::string> seen;
-    (void)download(first.url(), downloadOptions(), [&](const std::string& file) { seen = contentsOf(file); });
+    (void)download(first.url(), loopbackDownloads(),
+                   [&](const std::string& file) { seen = contentsOf(file); });
     EXPECT_EQ(seen, "meow");
 }
 
@@ -203,7 +205,7 @@ TEST_F(CurlURLSessionTest, ARedirectOutOfTLSIsRefused) {
             return exchange.answer(302, "", {{"Location", plain.url()}});
         },
         authority.issue());
-    auto options = downloadOptions();
+    auto options = loopbackDownloads();
     options.caFile = caFile;
     expectError(download(secure.url("localhost"), options), NSURLErrorCode::SecureConnectionFailed);
     EXPECT_TRUE(plain.received().empty());
@@ -214,7 +216,7 @@ TEST_F(CurlURLSessionTest, RedirectsAreBounded) {
         return exchange.answer(302, "", {{"Location", "/again"}});
     });
     expectError(download(server.url()), NSURLErrorCode::HTTPTooManyRedirects);
-    EXPECT_EQ(server.received().size(), static_cast<std::size_t>(downloadOptions().mostRedirects) + 1);
+    EXPECT_EQ(server.received().size(), static_cast<std::size_t>(loopbackDownloads().mostRedirects) + 1);
 }
 
 TEST_F(CurlURLSessionTest, AFolderThatCannotBeMadeIsAFailure) {
@@ -237,7 +239,7 @@ TEST_F(CurlURLSessionTest, TheFolderKeepsTheNewestFiles) {
         std::ofstream(path) << i;
         fs::last_write_time(path, now - std::chrono::minutes(100 - i));
     }
-    (void)download(server.url(), downloadOptions(),
+    (void)download(server.url(), loopbackDownloads(),
                    [](const std::string& file) { fs::rename(file, file + ".jpg"); });
     EXPECT_EQ(fileCount(), MediaFolder::kMostFiles + 1);
     EXPECT_TRUE(fs::exists(mediaFolder() + "/other"));
@@ -255,7 +257,7 @@ TEST_F(CurlURLSessionTest, NothingIsLeftOfADownloadUnderWayWhenTheSessionGoes) {
     });
     Outcome outcome;
     {
-        CurlURLSession session(loop_, mediaFolder(), downloadOptions());
+        CurlURLSession session(loop_, mediaFolder(), loopbackDownloads());
         session.downloadTaskWithURL(server.url(),
                                     [&](Result<std::string> file) { outcome = std::move(file); });
         EXPECT_TRUE(driveUntil(*loop_, [&] { return isAsked.load() && fileCount() == 1; }));
