@@ -31,9 +31,10 @@ public:
     }
 };
 
-/// A small disk in memory in the place of the folder.
+/// A small disk in memory in the place of the folder, for its user alone: what others may write to is
+/// refused.
 inline void mountDisk(const std::string& folder, const std::string& size) {
-    ASSERT_EQ(::mount("none", folder.c_str(), "tmpfs", 0, ("size=" + size).c_str()), 0)
+    ASSERT_EQ(::mount("none", folder.c_str(), "tmpfs", 0, ("mode=0700,size=" + size).c_str()), 0)
         << std::strerror(errno);
 }
 
