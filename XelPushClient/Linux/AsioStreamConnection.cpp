@@ -87,12 +87,15 @@ void AsioStreamConnection::receivedWhileShakingHands(const boost::system::error_
 }
 
 void AsioStreamConnection::readWasRefused(const boost::system::error_code& error) {
-    if (!writeFailure_.empty()) {
-        failAsLost(writeFailure_);
+    if (writeFailure_) {
+        fail(*writeFailure_);
     } else if (error != asio::error::eof) {
-        failAsLost(error.message());
+        fail(lossOf(error));
     } else if (engine_) {
-        failAsLost("the host ended it without saying so by TLS, so something may be missing");
+        fail(streamError(
+            ByteStreamErrorCode::ConnectionReset,
+            "the connection to " + hostAndPort() +
+                " was lost: the host ended it without saying so by TLS, so something may be missing"));
     } else {
         finishByPeer();
     }
@@ -108,7 +111,7 @@ void AsioStreamConnection::deliverDecrypted() {
         case TLSEngine::Progress::Done: deliver({decrypted_.get(), count}); return;
         case TLSEngine::Progress::NeedsMore: startRead(); return;
         case TLSEngine::Progress::Ended: finishByPeer(); return;
-        case TLSEngine::Progress::Failed: failAsLost(engine_->failure()); return;
+        case TLSEngine::Progress::Failed: fail(lossBecause(engine_->failure())); return;
     }
 }
 
@@ -155,9 +158,18 @@ void AsioStreamConnection::fail(const NSError& error) {
     }
 }
 
-void AsioStreamConnection::failAsLost(std::string_view cause) {
-    fail(streamError(ByteStreamErrorCode::ConnectionLost,
-                     "the connection to " + hostAndPort() + " was lost: " + std::string(cause)));
+NSError AsioStreamConnection::lossBecause(std::string_view cause) const {
+    return streamError(ByteStreamErrorCode::ConnectionLost,
+                       "the connection to " + hostAndPort() + " was lost: " + std::string(cause));
+}
+
+// Whether it was the peer's doing: a path that went away ends in a time-out.
+NSError AsioStreamConnection::lossOf(const boost::system::error_code& error) const {
+    NSError loss = lossBecause(error.message());
+    if (error == asio::error::connection_reset || error == asio::error::broken_pipe) {
+        loss.code = static_cast<std::int64_t>(ByteStreamErrorCode::ConnectionReset);
+    }
+    return loss;
 }
 
 void AsioStreamConnection::end() {
@@ -186,7 +198,7 @@ void AsioStreamConnection::drop() {
 
 void AsioStreamConnection::closeAfterWriting() {
     observer_ = nullptr;
-    if (phase_ != Phase::Open || !writeFailure_.empty()) {
+    if (phase_ != Phase::Open || writeFailure_) {
         end();
         return;
     }

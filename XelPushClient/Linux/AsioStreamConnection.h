@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -67,14 +68,15 @@ private:
     [[nodiscard]] bool encryptPlain();
     void sendOutgoing();
     void waitUntilWritable();
-    void writingFailed(const std::string& cause);
+    void writingFailed(NSError loss);
     void everythingWasSent();
     void sendLastWords();
 
     // Ending
     void finishByPeer();
     void fail(const NSError& error);
-    void failAsLost(std::string_view cause);
+    [[nodiscard]] NSError lossBecause(std::string_view cause) const;
+    [[nodiscard]] NSError lossOf(const boost::system::error_code& error) const;
     void end();
     void setDeadline(std::chrono::milliseconds time, void (AsioStreamConnection::*expired)());
     void handshakeTookTooLong();
@@ -108,7 +110,7 @@ private:
     std::size_t sent_ = 0;  // of it
     bool isFlushPlanned_ = false;
     bool isWaitingToWrite_ = false;
-    std::string writeFailure_;
+    std::optional<NSError> writeFailure_;
 };
 
 }  // namespace xel

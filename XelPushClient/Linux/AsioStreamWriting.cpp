@@ -28,7 +28,7 @@ void empty(std::string& buffer) {
 }  // namespace
 
 void AsioStreamConnection::write(std::string_view octets) {
-    if (phase_ != Phase::Open || !writeFailure_.empty() || octets.empty()) {
+    if (phase_ != Phase::Open || writeFailure_ || octets.empty()) {
         return;
     }
     std::string& gathered = engine_ ? plain_ : outgoing_;
@@ -71,7 +71,7 @@ bool AsioStreamConnection::encryptPlain() {
     const bool isEncrypted = engine_->encrypt(plain_, outgoing_);
     empty(plain_);
     if (!isEncrypted) {
-        writingFailed(engine_->failure());
+        writingFailed(lossBecause(engine_->failure()));
     }
     return isEncrypted;
 }
@@ -85,7 +85,7 @@ void AsioStreamConnection::sendOutgoing() {
             return;
         }
         if (error) {
-            writingFailed(error.message());
+            writingFailed(lossOf(error));
             return;
         }
     }
@@ -106,7 +106,7 @@ void AsioStreamConnection::waitUntilWritable() {
                             core->runThenDrain([&] {
                                 self->isWaitingToWrite_ = false;
                                 if (error) {
-                                    self->writingFailed(error.message());
+                                    self->writingFailed(self->lossOf(error));
                                 } else {
                                     self->flush();
                                 }
@@ -138,11 +138,11 @@ void AsioStreamConnection::sendLastWords() {
 
 // What the peer sent before it went is still to be read, and says more than a failed write: a read that is
 // under way, or that is asked for later, reports the loss. Without one it is posted.
-void AsioStreamConnection::writingFailed(const std::string& cause) {
+void AsioStreamConnection::writingFailed(NSError loss) {
     empty(plain_);
     empty(outgoing_);
     sent_ = 0;
-    writeFailure_ = cause;
+    writeFailure_ = std::move(loss);
     if (phase_ == Phase::Lingering) {
         end();
         return;
@@ -156,7 +156,7 @@ void AsioStreamConnection::writingFailed(const std::string& cause) {
         const bool isUnreported =
             self && (self->phase_ == Phase::Open || self->phase_ == Phase::ShakingHands);
         if (isUnreported && !self->isReading_) {
-            self->failAsLost(self->writeFailure_);
+            self->fail(*self->writeFailure_);
         }
     });
 }

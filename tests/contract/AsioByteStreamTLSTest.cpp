@@ -179,7 +179,7 @@ TEST_F(AsioByteStreamTLSTest, TakesAnEndWithoutFarewellForALoss) {
     loopback_->peer().endWithoutFarewell();
     EXPECT_TRUE(loopback_->runUntil([this] { return observer_.failed + observer_.ended > 0; }));
     ASSERT_EQ(observer_.failed, 1);
-    EXPECT_EQ(observer_.failure->code, static_cast<std::int64_t>(ByteStreamErrorCode::ConnectionLost));
+    EXPECT_EQ(observer_.failure->code, static_cast<std::int64_t>(ByteStreamErrorCode::ConnectionReset));
 }
 
 TEST_F(AsioByteStreamTLSTest, LetsWhatWasWrittenLeaveAfterClosing) {

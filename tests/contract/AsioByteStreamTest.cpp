@@ -131,7 +131,7 @@ TEST_F(AsioByteStreamTest, ReportsALossThatItMeetsWhileWriting) {
     EXPECT_EQ(observer_.failed, 0) << "nobody has read or written yet";
     stream_->write("into the void");
     ASSERT_TRUE(loopback_.runUntil([this] { return observer_.failed > 0; }));
-    EXPECT_EQ(observer_.failure->code, static_cast<std::int64_t>(ByteStreamErrorCode::ConnectionLost));
+    EXPECT_EQ(observer_.failure->code, static_cast<std::int64_t>(ByteStreamErrorCode::ConnectionReset));
     EXPECT_EQ(observer_.failed, 1);
 }
 

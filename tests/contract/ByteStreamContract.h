@@ -147,12 +147,12 @@ TYPED_TEST_P(ByteStreamContract, ReceivesEverythingBeforeThePeersEnd) {
     EXPECT_EQ(this->observer_.failed, 0);
 }
 
-TYPED_TEST_P(ByteStreamContract, FailsOnceWhenTheConnectionIsLost) {
+TYPED_TEST_P(ByteStreamContract, FailsOnceWhenThePeerBreaksTheConnectionOff) {
     this->openToPeer();
     this->stream_->receive();
     this->subject_.peerReset();
     ASSERT_TRUE(this->subject_.runUntil([this] { return this->observer_.failed > 0; }));
-    EXPECT_EQ(this->observer_.failure->code, static_cast<std::int64_t>(ByteStreamErrorCode::ConnectionLost));
+    EXPECT_EQ(this->observer_.failure->code, static_cast<std::int64_t>(ByteStreamErrorCode::ConnectionReset));
     this->stream_->write("into the void");
     this->stream_->receive();
     this->subject_.runForAWhile();
@@ -206,7 +206,7 @@ TYPED_TEST_P(ByteStreamContract, IsSilentWhenDroppedOrClosedWhileOpening) {
 
 REGISTER_TYPED_TEST_SUITE_P(ByteStreamContract, OpensLaterAndOnce, FailsWhereNobodyListens,
                             FailsForANameThatCannotBeFound, WritesInOrder, ReceivesOnceForEachCallOfReceive,
-                            ReceivesEverythingBeforeThePeersEnd, FailsOnceWhenTheConnectionIsLost,
+                            ReceivesEverythingBeforeThePeersEnd, FailsOnceWhenThePeerBreaksTheConnectionOff,
                             LetsWhatWasWrittenLeaveAfterClosing,
                             LetsWhatWasWrittenLeaveThoughTheStreamIsDroppedAfterClosing,
                             IsSilentAfterItWasDropped, IsSilentWhenDroppedOrClosedWhileOpening);

@@ -39,7 +39,7 @@ public:
     std::string unknownHost() { return "nowhere.test"; }
     void peerSend(std::string_view octets) { peer_->feed(octets); }
     void peerEnd() { peer_->endByPeer(); }
-    void peerReset() { peer_->fail(ByteStreamErrorCode::ConnectionLost, "reset by peer"); }
+    void peerReset() { peer_->fail(ByteStreamErrorCode::ConnectionReset, "reset by peer"); }
     std::string peerReceived() { return peer_->written(); }
     bool peerSawEnd() { return sawEnd_; }
 
