@@ -210,7 +210,7 @@ Machine makeLinuxMachine(const LinuxOptions& options) {
     machine.operationQueues = std::make_shared<ThreadOperationQueueFactory>();
     machine.sessions = std::make_shared<MQTTClientSessionFactory>(
         std::make_shared<AsioByteStreamFactory>(std::move(tls), AsioByteStreamTimes{.tcp = options.tcp}),
-        machine.clock, mainRunLoop == runLoop ? nullptr : mainRunLoop.get());
+        machine.clock, mainRunLoop == runLoop ? nullptr : mainRunLoop.get(), options.session);
     machine.http = std::make_shared<CurlHTTPTransport>(runLoop, withSurroundings({}, caFile));
     machine.urlSession =
         std::make_shared<CurlURLSession>(runLoop, cacheFolderOf(options) + "/media",

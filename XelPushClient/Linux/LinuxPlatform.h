@@ -7,6 +7,7 @@
 #include "XelPushClient/Foundation/Result.h"
 #include "XelPushClient/Linux/LinuxTCPOptions.h"
 #include "XelPushClient/Linux/SqliteStore.h"
+#include "XelPushClient/MQTTSDK/MQTTSessionOptions.h"
 #include "XelPushClient/Platform/Home.h"
 #include "XelPushClient/Platform/Machine.h"
 
@@ -69,6 +70,9 @@ struct LinuxOptions {
 
     /// When a connection to the broker that has died silently is noticed, and what that costs a radio.
     LinuxTCPOptions tcp{};
+
+    /// Limits and deadlines of the connection to the broker.
+    MQTTSessionOptions session{};
 
     /// Hosts and ports of the service. Missing: the defaults, with what the environment says
     /// (see `endpointsOfEnvironment`).

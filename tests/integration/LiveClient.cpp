@@ -43,6 +43,9 @@ public:
     void pushClientManagerDidReceivedEventMessage(const EventMessage& event) override {
         client_.events.push_back(event);
     }
+    void pushClientManagerDidFailInPublish(const NSError& error) override {
+        client_.publishErrors.push_back(error);
+    }
     void pushClientManagerDidSubscribed(const std::string& channel) override {
         client_.subscribed.push_back(channel);
     }
@@ -60,6 +63,7 @@ LiveClient::LiveClient(const sandbox::SandboxInfo& info, LiveClientOptions optio
     linuxOptions.logSink = log;
     linuxOptions.documentsFolder = (options_.home / "documents").string();
     linuxOptions.systemBus = options_.systemBus;
+    linuxOptions.session = options_.session;
     linuxOptions.runLoop = std::make_shared<AsioRunLoop>();
     auto& endpoints = linuxOptions.endpoints.emplace();
     endpoints.kBrokerLocalAddress = options_.brokerHost;

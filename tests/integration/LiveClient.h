@@ -40,6 +40,7 @@ struct LiveClientOptions {
     bool hearsDeliveries = false;
     /// The bus on which logind is; empty: none.
     std::string systemBus;
+    MQTTSessionOptions session{};
 };
 
 /// A host: the shipped client on the Linux platform against a running service, and everything it was told.
@@ -73,6 +74,7 @@ public:
     std::vector<DeliveryMessage> deliveries;
     std::vector<EventMessage> events;
     std::vector<NSError> registrationErrors;
+    std::vector<NSError> publishErrors;
     std::shared_ptr<KeepingLogSink> log = std::make_shared<KeepingLogSink>();
 
     [[nodiscard]] PushClientManager& push() { return *push_; }

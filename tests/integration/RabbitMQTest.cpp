@@ -83,5 +83,34 @@ TEST_F(ClientAndRabbitMQ, LosesTheConnectionWithAPublicationThatRabbitMQRefuses)
     EXPECT_TRUE(rabbit_.logs("is closing due to an authorization failure"));
 }
 
+TEST_F(ClientAndRabbitMQ, GivesUpAPublicationThatRabbitMQRefusesAndSendsWhatStandsBehindIt) {
+    options_.session.firstRetry = std::chrono::milliseconds(200);
+    options_.session.longestRetry = std::chrono::milliseconds(200);
+    LiveClient client(info(), options_);
+    client.registerUser();
+    ASSERT_TRUE(client.runUntilState("Connected"));
+    client.push().subscribeEvent("allowed");
+    client.runFor(std::chrono::milliseconds(200));
+
+    ASSERT_TRUE(client.push().publishEvent("forbidden", Dictionary{{"id", "F1"}}));
+    ASSERT_TRUE(client.push().publishEvent("allowed", Dictionary{{"id", "A0"}}));
+    ASSERT_TRUE(client.runUntil([&] { return client.events.size() == 1; }));
+    EXPECT_EQ(client.events[0].id, "A0");
+
+    // Each try ends the connection; it counts when another publication was acknowledged before it.
+    for (int i = 1; client.publishErrors.empty() && i <= 12; ++i) {
+        ASSERT_TRUE(client.push().publishEvent("allowed", Dictionary{{"id", "A" + std::to_string(i)}}));
+        const auto expected = static_cast<std::size_t>(i) + 1;
+        ASSERT_TRUE(client.runUntil([&] { return client.events.size() == expected; })) << i;
+        ASSERT_TRUE(
+            client.runUntil([&] { return client.state() == "Error" || !client.publishErrors.empty(); }));
+        client.runUntilState("Connected");
+    }
+    ASSERT_EQ(client.publishErrors.size(), 1U);
+    const std::string text = client.publishErrors[0].localizedDescription();
+    EXPECT_NE(text.find("/event/forbidden/"), std::string::npos) << text;
+    EXPECT_NE(text.find("given up"), std::string::npos) << text;
+}
+
 }  // namespace
 }  // namespace xel::test
