@@ -1,6 +1,7 @@
 #include "XelPushClient/Classes/Broker/DeferredWork.h"
 
 #include <deque>
+#include <utility>
 
 #include "XelPushClient/Classes/Core/PushClientConstants.h"
 
@@ -9,6 +10,7 @@ namespace xel {
 struct DeferredWork::Waiting {
     struct Piece {
         std::uint64_t number;
+        Owner owner;
         std::function<void()> block;
     };
 
@@ -37,11 +39,27 @@ DeferredWork::~DeferredWork() {
 }
 
 void DeferredWork::enqueueWhenSessionIsConnected(std::function<void()> block) {
+    enqueue(Owner::Host, std::move(block));
+}
+
+void DeferredWork::enqueueForThisIdentity(std::function<void()> block) {
+    enqueue(Owner::Identity, std::move(block));
+}
+
+void DeferredWork::enqueue(Owner owner, std::function<void()> block) {
     TVRLog(log_, "enqueue subscribe for later when session is ready");
     if (waiting_->pieces.empty()) {
         observe();
     }
-    waiting_->pieces.push_back({(*nextNumber_)++, std::move(block)});
+    waiting_->pieces.push_back({(*nextNumber_)++, owner, std::move(block)});
+}
+
+void DeferredWork::dropWorkOfIdentity() {
+    const auto dropped = std::erase_if(
+        waiting_->pieces, [](const Waiting::Piece& piece) { return piece.owner == Owner::Identity; });
+    if (dropped != 0 && waiting_->pieces.empty()) {
+        home_.notificationCenter->removeObserver(waiting_->observation);
+    }
 }
 
 void DeferredWork::observe() {

@@ -14,7 +14,8 @@ namespace xel {
 /// Observes the broadcast about the connection state for as long as work waits. Each piece runs once, as a
 /// posted block on the manager's run loop behind the first such broadcast that finds the client connected.
 /// Also when the client is connected already it waits for the next broadcast. Pieces run in the order in
-/// which they were handed over. Owner: the manager. Thread: the manager's run loop.
+/// which they were handed over, a host's and the library's own alike; the library's own belong to the
+/// identity of then, and end with it. Owner: the manager. Thread: the manager's run loop.
 class DeferredWork {
 public:
     DeferredWork(const Machine& machine, const Home& home, const LogOutput& log,
@@ -23,11 +24,19 @@ public:
     DeferredWork& operator=(const DeferredWork&) = delete;
     ~DeferredWork();
 
+    /// A host's own block.
     void enqueueWhenSessionIsConnected(std::function<void()> block);
 
+    /// What the library itself has to send for the identity that it has.
+    void enqueueForThisIdentity(std::function<void()> block);
+    /// The identity has ended: nothing of its own may go out under the next one. Hosts' blocks stay.
+    void dropWorkOfIdentity();
+
 private:
+    enum class Owner { Host, Identity };
     struct Waiting;
 
+    void enqueue(Owner owner, std::function<void()> block);
     void observe();
 
     const Machine& machine_;

@@ -114,6 +114,30 @@ TEST_F(DeferredWorkTest, ObservesOnlyWhileSomethingWaits) {
     EXPECT_FALSE(isObserving());
 }
 
+TEST_F(DeferredWorkTest, OfTheLibrarysOwnEndsWithItsIdentityAndAHostsStays) {
+    const auto enqueueOwn = [this](const std::string& name) {
+        rooms_->deferred.enqueueForThisIdentity([this, name] { heard_->push_back(name); });
+    };
+    enqueueOwn("own");
+    enqueue("host's");
+    enqueueOwn("another of its own");
+    rooms_->deferred.dropWorkOfIdentity();
+    enqueueOwn("the next identity's");
+    report(PushClientServerConnectedState);
+    EXPECT_THAT(takeHeard(), ElementsAre("host's", "the next identity's"));
+}
+
+TEST_F(DeferredWorkTest, ObservesNothingOnceAllOfItWasDropped) {
+    rooms_->deferred.enqueueForThisIdentity([] {});
+    rooms_->deferred.dropWorkOfIdentity();
+    rooms_->deferred.dropWorkOfIdentity();
+    EXPECT_FALSE(
+        home_.notificationCenter->hasObserverFor("PushClientDidChangeServerConnectionStateNotification"));
+    enqueue("work");
+    report(PushClientServerConnectedState);
+    EXPECT_THAT(takeHeard(), ElementsAre("work"));
+}
+
 TEST_F(DeferredWorkTest, NeverRunsForAClientThatIsGone) {
     enqueue("work");
     rooms_->connection.setConnectionState(PushClientServerConnectedState);
