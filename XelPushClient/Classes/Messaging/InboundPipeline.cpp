@@ -15,13 +15,13 @@ constexpr std::string_view kReservedBodyPrefix = "BIBB";
 
 InboundPipeline::InboundPipeline(Surroundings surroundings) : surroundings_(surroundings) {}
 
-void InboundPipeline::handleNewMessage(std::string_view payload, std::string_view topic) {
+void InboundPipeline::handleNewMessage(std::string_view payload, std::string_view topic, Arrival arrival) {
     if (isDeliveryTopic(topic, surroundings_.settings.appId)) {
         handleDelivery(payload, topic);
     } else if (isEventTopic(topic, surroundings_.settings.appId)) {
-        handleEvent(payload, topic);
+        handleEvent(payload, topic, arrival);
     } else {
-        handlePushMessage(payload, topic);
+        handlePushMessage(payload, topic, arrival);
     }
 }
 
@@ -35,7 +35,7 @@ void InboundPipeline::handleDelivery(std::string_view payload, std::string_view 
     surroundings_.observer.deliveryArrived(*delivery);
 }
 
-void InboundPipeline::handleEvent(std::string_view payload, std::string_view topic) {
+void InboundPipeline::handleEvent(std::string_view payload, std::string_view topic, Arrival arrival) {
     const auto segments = splitString(topic, "/");
     if (segments.size() != kEventTopicSegments) {
         return;
@@ -47,7 +47,7 @@ void InboundPipeline::handleEvent(std::string_view payload, std::string_view top
     }
     const EventMessage event{std::string(segments[kEventNameSegment]),
                              std::string(segments[kEventDeviceSegment]), std::move(data)};
-    if (event.id && surroundings_.messageIds.storeMessageId(*event.id)) {
+    if (event.id && surroundings_.messageIds.storeMessageId(*event.id, arrival)) {
         TVRLog(surroundings_.log, "Ignore duplicate event id %@", event.id);
         return;
     }
@@ -56,7 +56,7 @@ void InboundPipeline::handleEvent(std::string_view payload, std::string_view top
     surroundings_.observer.eventArrived(event);
 }
 
-void InboundPipeline::handlePushMessage(std::string_view payload, std::string_view topic) {
+void InboundPipeline::handlePushMessage(std::string_view payload, std::string_view topic, Arrival arrival) {
     const std::shared_ptr<const PushClientMessage> message = PushClientMessage::fromPayload(
         payload, surroundings_.json, getChannelFromTopic(topic), surroundings_.clock.now());
     if (!message) {
@@ -65,7 +65,7 @@ void InboundPipeline::handlePushMessage(std::string_view payload, std::string_vi
     if (surroundings_.log.isOn()) {
         TVRLog(surroundings_.log, "Got push %@", message->toDict());
     }
-    if (message->id && surroundings_.messageIds.storeMessageId(*message->id)) {
+    if (message->id && surroundings_.messageIds.storeMessageId(*message->id, arrival)) {
         TVRLog(surroundings_.log, "Ignore duplicate message id %@", message->id);
         return;
     }

@@ -42,12 +42,13 @@ public:
 
     explicit InboundPipeline(Surroundings surroundings);
 
-    void handleNewMessage(std::string_view payload, std::string_view topic);
+    /// A repeat is dropped by its id. What has no id, and delivery reports, are reported each time.
+    void handleNewMessage(std::string_view payload, std::string_view topic, Arrival arrival = Arrival::First);
 
 private:
     void handleDelivery(std::string_view payload, std::string_view topic);
-    void handleEvent(std::string_view payload, std::string_view topic);
-    void handlePushMessage(std::string_view payload, std::string_view topic);
+    void handleEvent(std::string_view payload, std::string_view topic, Arrival arrival);
+    void handlePushMessage(std::string_view payload, std::string_view topic, Arrival arrival);
     [[nodiscard]] bool isExpired(const PushClientMessage& message) const;
 
     Surroundings surroundings_;

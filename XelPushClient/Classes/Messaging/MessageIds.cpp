@@ -27,12 +27,13 @@ std::deque<std::string>& MessageIds::ids() {
     return *ids_;
 }
 
-bool MessageIds::storeMessageId(std::string_view id) {
+bool MessageIds::storeMessageId(std::string_view id, Arrival arrival) {
     auto& remembered = ids();
     while (remembered.size() >= kRememberedIds) {
         remembered.pop_front();
     }
-    const bool wasSeen = std::find(remembered.begin(), remembered.end(), id) != remembered.end();
+    const bool wasSeen =
+        arrival == Arrival::Repeat || std::find(remembered.begin(), remembered.end(), id) != remembered.end();
     remembered.emplace_back(id);
     isUnsaved_ = true;
     if (!isInTurn_) {

@@ -11,6 +11,12 @@
 
 namespace xel {
 
+/// What the session knows of a publication's arrival.
+enum class Arrival {
+    First,   ///< as far as it knows
+    Repeat,  ///< the host has had it: an acknowledgement was lost
+};
+
 /// Remembers the last 25 message and event ids across launches, so that nothing is reported twice.
 ///
 /// During a turn the ids are held in memory and stored once, at its closing, just before the turn is
@@ -20,9 +26,10 @@ class MessageIds {
 public:
     MessageIds(NSUserDefaults& defaults, ClientSettings& settings, const LogOutput& log);
 
-    /// True when the id was seen before. It is remembered in either case. When 25 are held the oldest is
-    /// forgotten first, so that a repetition of just that one counts as new.
-    bool storeMessageId(std::string_view id);
+    /// True when the id was seen before, which that of a repeat was. It is remembered in either case. When 25
+    /// are held the oldest is forgotten first, so that a repetition of just that one, when the session does
+    /// not know it as a repeat, counts as new.
+    bool storeMessageId(std::string_view id, Arrival arrival = Arrival::First);
 
     void beginTurn();
     /// Stores the turn's ids, then calls `done`, also when storing failed: the host has had the messages.

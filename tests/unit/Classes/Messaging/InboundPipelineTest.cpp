@@ -105,6 +105,22 @@ TEST_F(InboundPipelineTest, ReportsAMessageWithoutAnIdEveryTime) {
     EXPECT_FALSE(home_.defaults->objectForKey("messageIds"));
 }
 
+TEST_F(InboundPipelineTest, DropsARepeatByItsIdAlone) {
+    const auto repeat = [this](std::string_view payload, std::string_view topic) {
+        rooms_->pipeline.handleNewMessage(payload, topic, Arrival::Repeat);
+    };
+    repeat(R"({"id":"m1"})", kNews);
+    EXPECT_EQ(takeLog().back(), "Ignore duplicate message id m1");
+    repeat(R"({"id":"e1"})", kLogin);
+    EXPECT_EQ(takeLog().back(), "Ignore duplicate event id e1");
+    EXPECT_THAT(takeHeard(), IsEmpty());
+    repeat("{}", kNews);
+    repeat("{}", kLogin);
+    repeat("u-:-d-:-1", kDelivery);
+    EXPECT_THAT(takeHeard(),
+                ElementsAre("delegate: Message (null)", "delegate: Event login", "delegate: Delivery m1"));
+}
+
 TEST_F(InboundPipelineTest, LogsTheMessageItGot) {
     handle(R"({"id":"m1"})", kNews);
     EXPECT_THAT(takeLog(),

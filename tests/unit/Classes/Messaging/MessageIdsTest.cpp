@@ -52,6 +52,14 @@ TEST_F(MessageIdsTest, ForgetTheOldestBeforeTheNewOneIsCompared) {
     EXPECT_TRUE(store("m3"));
 }
 
+TEST_F(MessageIdsTest, KnowARepeatWhoseIdHasLeftTheList) {
+    storeRange(1, 26);
+    EXPECT_TRUE(rooms_->messageIds.storeMessageId("m1", Arrival::Repeat));
+    EXPECT_EQ(committed().back(), "m1") << "it is remembered as ever";
+    EXPECT_TRUE(rooms_->messageIds.storeMessageId("m3", Arrival::Repeat)) << "the oldest of a full list";
+    EXPECT_EQ(committed().size(), 25U);
+}
+
 TEST_F(MessageIdsTest, KnowTheOldestOfAListThatIsNotFull) {
     storeRange(1, 24);
     EXPECT_TRUE(store("m1"));
