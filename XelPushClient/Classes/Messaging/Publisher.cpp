@@ -1,9 +1,17 @@
 #include "XelPushClient/Classes/Messaging/Publisher.h"
 
+#include <cstdint>
+#include <utility>
+
 #include "XelPushClient/Classes/Core/DictionarySerialization.h"
+#include "XelPushClient/Classes/Core/PushClientConstants.h"
+#include "XelPushClient/Classes/Messaging/PublicationErrors.h"
 #include "XelPushClient/Classes/Messaging/PublishRules.h"
 #include "XelPushClient/Classes/Topics/NameRules.h"
 #include "XelPushClient/Foundation/UUID.h"
+#include "XelPushClient/MQTTSDK/MQTTEncoder.h"
+#include "XelPushClient/MQTTSDK/MQTTErrors.h"
+#include "XelPushClient/MQTTSDK/SendableNames.h"
 
 namespace xel {
 namespace {
@@ -15,8 +23,11 @@ constexpr std::string_view kReceiptTimeKey = "ts";
 
 }  // namespace
 
-Publisher::Publisher(Surroundings surroundings)
-    : surroundings_(surroundings), life_(std::make_shared<Publisher*>(this)) {}
+Publisher::Publisher(Surroundings surroundings, const MQTTSessionOptions& limits)
+    : surroundings_(surroundings),
+      limits_(limits),
+      waiting_(limits),
+      life_(std::make_shared<Publisher*>(this)) {}
 
 TopicIdentity Publisher::identity() const {
     auto& settings = surroundings_.settings;
@@ -33,11 +44,37 @@ bool Publisher::refuse(std::string_view text) {
     return false;
 }
 
-bool Publisher::handOver(const std::string& topic, const Dictionary& payload, PublishEventOptions options) {
-    const auto octets = serializeToDict(payload, surroundings_.log);
+bool Publisher::fail(const std::string& topic, const Dictionary& payload, const NSError& reason) {
+    surroundings_.fanout.invokePushClientManagerDidFailInPublish(
+        makePublicationError(topic, payload, reason));
+    return false;
+}
+
+Result<void> Publisher::checkSendable(const std::string& topic, const std::string& octets,
+                                      PublishEventOptions options) const {
+    if (!isSendableTopicName(topic)) {
+        return makeNotSendableError(topic);
+    }
+    constexpr std::uint16_t kSomePacketId = 1;
+    const std::size_t size =
+        publishPacketSize(topic, octets, options.live ? std::uint16_t{0} : kSomePacketId);
+    if (size > limits_.maxPacketSize) {
+        return makeTooLargeError(topic, size, limits_.maxPacketSize);
+    }
+    return {};
+}
+
+Result<void> Publisher::handOver(const std::string& topic, const Octets& octets,
+                                 PublishEventOptions options) {
+    if (!octets) {
+        return generateInvalidParameterErrorWithMessage("JSON cannot carry the payload");
+    }
     const auto session = surroundings_.connection.brokerSession();
-    if (!octets || !session) {
-        return false;
+    if (!session) {
+        const Result<void> sendable = checkSendable(topic, *octets, options);
+        return sendable ? makeError(kPushClientErrorDomain, kPushClientNotInitializedErrorCode,
+                                    "there is no session with the broker yet")
+                        : sendable.error();
     }
     TVRLog(surroundings_.log, "Publishing on topic %@", topic);
     const Result<void> taken = options.live
@@ -46,6 +83,15 @@ bool Publisher::handOver(const std::string& topic, const Dictionary& payload, Pu
     if (!taken) {
         TVRLog(surroundings_.log, "The session refused the publication on topic %@ (%d octets)", topic,
                octets->size());
+    }
+    return taken;
+}
+
+bool Publisher::publishOnce(const std::string& topic, const Dictionary& payload,
+                            PublishEventOptions options) {
+    const auto taken = handOver(topic, serializeToDict(payload, surroundings_.log), options);
+    if (!taken && saysTopicIsNotSendable(taken.error())) {
+        return fail(topic, payload, taken.error());
     }
     return taken.isOk();
 }
@@ -56,9 +102,9 @@ bool Publisher::publish(const PushClientMessage& message) {
     }
     const std::string channel = channelToPublishOn(message.channel).value();
     const bool isForOne = message.userId && *message.userId != kEverybody;
-    return handOver(isForOne ? publishTopic(identity(), *message.userId, channel)
-                             : publicPublishTopic(identity(), channel),
-                    message.toDict(), {.live = message.live, .stateful = message.stateful});
+    return publishOnce(isForOne ? publishTopic(identity(), *message.userId, channel)
+                                : publicPublishTopic(identity(), channel),
+                       message.toDict(), {.live = message.live, .stateful = message.stateful});
 }
 
 bool Publisher::publish(const std::optional<std::string>& channel, const std::optional<std::string>& text) {
@@ -78,6 +124,11 @@ bool Publisher::publish(const std::optional<std::string>& userId, const std::opt
 
 bool Publisher::publishEvent(const std::string& eventName, const std::optional<Dictionary>& data,
                              PublishEventOptions options) {
+    return publishEvent(eventName, data, options, nullptr);
+}
+
+bool Publisher::publishEvent(const std::string& eventName, const std::optional<Dictionary>& data,
+                             PublishEventOptions options, WaitingEvents::Place place) {
     const auto sender = identity();
     if (const auto refusal = eventRefusal(sender, eventName, data)) {
         return refuse(*refusal);
@@ -89,22 +140,37 @@ bool Publisher::publishEvent(const std::string& eventName, const std::optional<D
     if (!payload.contains(kIdKey)) {
         payload.set(std::string(kIdKey), makeUUID());
     }
-    if (!handOver(eventTopic(sender, eventName, *sender.deviceId), payload, options)) {
-        retryWhenConnected(eventName, std::move(payload), options);
+    const auto topic = eventTopic(sender, eventName, *sender.deviceId);
+    const auto octets = serializeToDict(payload, surroundings_.log);
+    const auto taken = handOver(topic, octets, options);
+    if (taken) {
+        return true;
     }
+    if (saysItCanNeverBeSent(taken.error())) {
+        return fail(topic, payload, taken.error());
+    }
+    if (!place) {
+        auto newPlace = waiting_.takePlace(octets ? octets->size() : 0);
+        if (!newPlace) {
+            return fail(topic, payload, newPlace.error());
+        }
+        place = std::move(newPlace).value();
+    }
+    retryWhenConnected(eventName, std::move(payload), options, std::move(place));
     return true;
 }
 
 void Publisher::retryWhenConnected(const std::string& eventName, Dictionary payload,
-                                   PublishEventOptions options) {
+                                   PublishEventOptions options, WaitingEvents::Place place) {
     // Deferred work runs once for each report of a connect, and a refused publication causes no report: an
-    // event that can never be sent is looked at once a connect and no oftener.
-    surroundings_.deferred.enqueueWhenSessionIsConnected(
-        [life = std::weak_ptr(life_), eventName, payload = std::move(payload), options] {
-            if (const auto self = life.lock()) {
-                (*self)->publishEvent(eventName, payload, options);
-            }
-        });
+    // event that JSON cannot carry is looked at once a connect and no oftener.
+    surroundings_.deferred.enqueueForThisIdentity([life = std::weak_ptr(life_), eventName,
+                                                   payload = std::move(payload), options,
+                                                   place = std::move(place)] {
+        if (const auto self = life.lock()) {
+            (*self)->publishEvent(eventName, payload, options, place);
+        }
+    });
 }
 
 bool Publisher::markAsRead(const std::optional<std::string>& messageId) {
@@ -116,7 +182,7 @@ bool Publisher::messageDismissed(const std::optional<std::string>& messageId) {
 }
 
 bool Publisher::publishReceipt(const std::string& topic) {
-    return handOver(topic, {{std::string(kReceiptTimeKey), formatted("%f", nowInMilliseconds())}}, {});
+    return publishOnce(topic, {{std::string(kReceiptTimeKey), formatted("%f", nowInMilliseconds())}}, {});
 }
 
 }  // namespace xel

@@ -125,6 +125,116 @@ TEST_F(PublisherTest, AnswersNoWhenTheSessionRefusesAndKeepsNothing) {
     EXPECT_THAT(session.takePublications(), IsEmpty());
 }
 
+TEST_F(PublisherTest, ReportsATopicThatNoBrokerMayBeSent) {
+    auto& session = connect();
+    keepFailures();
+    session.isRefusingPublications = true;
+    session.publicationRefusal = MQTTErrorCode::NameNotSendable;
+    PushClientMessage message = PushClientMessage::withMessage("hi", "bob01", "ne\x07ws");
+    message.id = "m1";
+    EXPECT_FALSE(publisher().publish(message));
+    const auto failures = takeFailures();
+    ASSERT_THAT(failures, SizeIs(1));
+    EXPECT_EQ(failures[0].domain, "InvalidParameter");
+    EXPECT_EQ(failures[0].code, -5002);
+    EXPECT_EQ(failures[0].localizedDescription(), "the reason");
+    EXPECT_EQ(*failures[0].userInfo.find("topic"), Value("app/a1b2c3/publish/bob01/ne\x07ws"));
+    EXPECT_EQ(*failures[0].userInfo.find("id"), Value("m1"));
+    EXPECT_FALSE(publisher().publish("ne\x07ws", "hi"));
+    EXPECT_FALSE(publisher().publish("bob01", "ne\x07ws", "hi"));
+    EXPECT_FALSE(publisher().markAsRead("m\x07"));
+    EXPECT_FALSE(publisher().messageDismissed("m\x07"));
+    EXPECT_FALSE(publisher().publishEvent("log\x07in", Dictionary(), {}));
+    EXPECT_THAT(takeFailures(), SizeIs(5));
+    (void)session.takePublications();
+    reconnect();
+    EXPECT_THAT(session.takePublications(), IsEmpty()) << "nothing is tried again";
+}
+
+TEST_F(PublisherTest, ReportsAnEventThatIsTooLarge) {
+    auto& session = connect();
+    keepFailures();
+    session.isRefusingPublications = true;
+    session.publicationRefusal = MQTTErrorCode::PublicationTooLarge;
+    EXPECT_FALSE(publisher().publishEvent("login", Dictionary{{"id", "E1"}}, {}));
+    const auto failures = takeFailures();
+    ASSERT_THAT(failures, SizeIs(1));
+    EXPECT_EQ(failures[0].domain, "InvalidParameter");
+    EXPECT_EQ(*failures[0].userInfo.find("id"), Value("E1"));
+    (void)session.takePublications();
+    reconnect();
+    EXPECT_THAT(session.takePublications(), IsEmpty());
+}
+
+TEST_F(PublisherTest, ChecksTopicAndSizeAlsoWithoutASession) {
+    identifyWithoutSession();
+    keepFailures();
+    EXPECT_FALSE(publisher().publishEvent("log\x07in", Dictionary(), {}));
+    EXPECT_FALSE(publisher().publishEvent("login", Dictionary{{"x", std::string(1024 * 1024, 'x')}}, {}));
+    EXPECT_FALSE(publisher().markAsRead("a#b"));
+    const auto failures = takeFailures();
+    ASSERT_THAT(failures, SizeIs(3));
+    EXPECT_EQ(failures[0].localizedDescription(),
+              "the topic 'app/a1b2c3/event/log<U+0007>in/D3V1CE' cannot be sent, because brokers may end the "
+              "connection on it: it holds the control character U+0007");
+    for (const auto& failure : failures) {
+        EXPECT_EQ(failure.domain, "InvalidParameter");
+    }
+    EXPECT_FALSE(publisher().markAsRead("m1"));
+    EXPECT_THAT(takeFailures(), IsEmpty()) << "the want of a session alone is not reported";
+}
+
+TEST_F(PublisherTest, ReportsAnEventThatIsRefusedWhenItIsTriedAgain) {
+    auto& session = connect();
+    keepFailures();
+    session.isRefusingPublications = true;
+    EXPECT_TRUE(publisher().publishEvent("login", Dictionary{{"id", "E1"}}, {}));
+    session.publicationRefusal = MQTTErrorCode::PublicationTooLarge;
+    reconnect();
+    EXPECT_THAT(takeFailures(), SizeIs(1));
+    (void)session.takePublications();
+    reconnect();
+    EXPECT_THAT(session.takePublications(), IsEmpty());
+}
+
+TEST_F(PublisherTest, ReportsAnEventForWhichThereIsNoPlaceToWait) {
+    identifyWithoutSession();
+    keepFailures();
+    Publisher narrow({rooms_->connection, rooms_->deferred, rooms_->settings, rooms_->fanout, *machine_.clock,
+                      rooms_->log},
+                     {.maxOutboxPublications = 2});
+    EXPECT_TRUE(narrow.publishEvent("login", Dictionary(), {}));
+    EXPECT_TRUE(narrow.publishEvent("login", Dictionary(), {}));
+    EXPECT_FALSE(narrow.publishEvent("login", Dictionary{{"id", "E3"}}, {}));
+    const auto failures = takeFailures();
+    ASSERT_THAT(failures, SizeIs(1));
+    EXPECT_EQ(failures[0].domain, "MQTT");
+    EXPECT_EQ(failures[0].code, 107);
+    EXPECT_EQ(*failures[0].userInfo.find("topic"), Value("app/a1b2c3/event/login/D3V1CE"));
+    EXPECT_EQ(*failures[0].userInfo.find("id"), Value("E3"));
+    rooms_->connection.connectToServer();
+    auto& session = sessions_->latest();
+    session.isRefusingPublications = true;
+    session.connected();
+    machine_.runUntilIdle();
+    EXPECT_THAT(session.takePublications(), SizeIs(2));
+    EXPECT_THAT(takeFailures(), IsEmpty()) << "each keeps the place that it has";
+    EXPECT_FALSE(narrow.publishEvent("login", Dictionary(), {}));
+    rooms_->coordinator.reset();
+    identifyWithoutSession();
+    EXPECT_TRUE(narrow.publishEvent("login", Dictionary(), {})) << "all places are free";
+}
+
+TEST_F(PublisherTest, CountsTheOctetsOfWaitingEvents) {
+    identifyWithoutSession();
+    Publisher narrow({rooms_->connection, rooms_->deferred, rooms_->settings, rooms_->fanout, *machine_.clock,
+                      rooms_->log},
+                     {.maxOutboxOctets = 1000});
+    EXPECT_TRUE(narrow.publishEvent("login", Dictionary{{"x", std::string(600, 'x')}}, {}));
+    EXPECT_FALSE(narrow.publishEvent("login", Dictionary{{"x", std::string(600, 'x')}}, {}));
+    EXPECT_TRUE(narrow.publishEvent("login", Dictionary{{"x", "x"}}, {}));
+}
+
 TEST_F(PublisherTest, SendsNothingThatJSONCannotCarry) {
     auto& session = connect();
     switchLogOn();
@@ -136,7 +246,7 @@ TEST_F(PublisherTest, SendsNothingThatJSONCannotCarry) {
     EXPECT_THAT(session.takePublications(), IsEmpty());
 }
 
-TEST_F(PublisherTest, LooksAtAnEventThatCanNeverBeSentOnceAConnect) {
+TEST_F(PublisherTest, LooksAtAnEventThatJSONCannotCarryOnceAConnect) {
     auto& session = connect();
     switchLogOn();
     EXPECT_TRUE(publisher().publishEvent("login", kUnserialisable, {}));

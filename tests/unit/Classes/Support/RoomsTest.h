@@ -15,6 +15,7 @@
 #include "XelPushClient/Classes/Core/PersistedKeys.h"
 #include "XelPushClient/Classes/Core/ServiceAddresses.h"
 #include "XelPushClient/Testing/FakeMachine.h"
+#include "tests/unit/Classes/Support/FailureDelegate.h"
 #include "tests/unit/Classes/Support/RecordingDelegate.h"
 #include "tests/unit/Classes/Support/ScriptedSession.h"
 
@@ -58,6 +59,11 @@ protected:
         rooms_->fanout.delegates.addDelegate(delegate, operationsOverriddenBy<RecordingDelegate>());
     }
     [[nodiscard]] Heard takeHeard() { return std::exchange(*heard_, {}); }
+    void keepFailures() {
+        rooms_->fanout.delegates.addDelegate(std::make_shared<FailureDelegate>(failures_),
+                                             operationsOverriddenBy<FailureDelegate>());
+    }
+    [[nodiscard]] std::vector<NSError> takeFailures() { return std::exchange(*failures_, {}); }
 
     void switchLogOn() { rooms_->settings.setEnableLog(true); }
     /// What was logged since the last time, without the frames.
@@ -96,6 +102,7 @@ protected:
     FakeMachine machine_;
     std::shared_ptr<ScriptedSessions> sessions_ = std::make_shared<ScriptedSessions>();
     std::shared_ptr<Heard> heard_ = std::make_shared<Heard>();
+    std::shared_ptr<std::vector<NSError>> failures_ = std::make_shared<std::vector<NSError>>();
     NSObject manager_;
     Home home_;
     std::unique_ptr<ClientRooms> rooms_;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -26,6 +27,14 @@ public:
     void publish(std::string_view payload, std::string_view topic) {
         delegate->newMessage(*this, {payload, topic, 1, false, 1});
     }
+    void publishAgain(std::string_view payload, std::string_view topic) {
+        delegate->newMessage(*this, {payload, topic, 1, false, 1, true});
+    }
+
+    // What the session gives up.
+    static NSError reason(MQTTErrorCode code) {
+        return makeError(kMQTTErrorDomain, static_cast<std::int64_t>(code), "the reason");
+    }
 
     // The port.
     void setDelegate(MQTTSessionDelegate* newDelegate) override { delegate = newDelegate; }
@@ -48,13 +57,18 @@ public:
     }
     MQTTSubscribeOutcome subscribeToTopics(const TopicTable& topics) override {
         std::string call = "subscribe";
-        MQTTSubscribeBatch batch{++lastPacketId, {}};
+        MQTTSubscribeOutcome outcome;
         for (const auto& [topic, qos] : topics) {
             call += " " + topic + "@" + std::to_string(qos);
-            batch.filters.push_back(topic);
+            if (unsendable.contains(topic)) {
+                outcome.refused.push_back({topic, reason(MQTTErrorCode::NameNotSendable)});
+            } else if (!isOutOfIdentifiers) {
+                addToBatch(outcome.batches, topic);
+            }
         }
         calls.push_back(call);
-        return {{std::move(batch)}, {}, {}};
+        outcome.superseded = std::exchange(supersededNext, {});
+        return outcome;
     }
     MQTTUnsubscribeOutcome unsubscribeTopic(std::string_view topic) override {
         const std::string text(topic);
@@ -62,11 +76,19 @@ public:
     }
     MQTTUnsubscribeOutcome unsubscribeTopics(std::span<const std::string> topics) override {
         std::string call = "unsubscribe";
+        MQTTUnsubscribeOutcome outcome;
         for (const auto& topic : topics) {
             call += " " + topic;
+            if (unsendable.contains(topic)) {
+                outcome.refused.push_back({topic, reason(MQTTErrorCode::NameNotSendable)});
+            }
         }
         calls.push_back(call);
-        return {++lastPacketId, {}};
+        const bool isSent = currentStatus == MQTTSessionStatus::Connected && !isOutOfIdentifiers;
+        if (isSent && outcome.refused.size() < topics.size()) {
+            outcome.packetId = ++lastPacketId;
+        }
+        return outcome;
     }
     Result<void> publishDataAtMostOnce(std::string_view data, std::string_view topic, bool retain) override {
         return takePublication({std::string(topic), std::string(data), 0, retain});
@@ -92,14 +114,26 @@ public:
     /// What was asked for, also while it is refused.
     std::vector<Publication> publications;
     bool isRefusingPublications = false;
+    MQTTErrorCode publicationRefusal = MQTTErrorCode::OutboxFull;
+    /// Topics that are refused for their names.
+    std::set<std::string> unsendable;
+    /// Nothing can be sent that needs an identifier.
+    bool isOutOfIdentifiers = false;
+    /// A SUBSCRIBE for each topic.
+    bool isSubscribingOneByOne = false;
+    /// What the next SUBSCRIBE takes the place of.
+    std::vector<std::uint16_t> supersededNext;
 
 private:
+    void addToBatch(std::vector<MQTTSubscribeBatch>& batches, const std::string& topic) {
+        if (batches.empty() || isSubscribingOneByOne) {
+            batches.push_back({++lastPacketId, {}});
+        }
+        batches.back().filters.push_back(topic);
+    }
     Result<void> takePublication(Publication publication) {
         publications.push_back(std::move(publication));
-        if (isRefusingPublications) {
-            return makeError(kMQTTErrorDomain, static_cast<std::int64_t>(MQTTErrorCode::OutboxFull), "full");
-        }
-        return {};
+        return isRefusingPublications ? Result<void>(reason(publicationRefusal)) : Result<void>();
     }
     void raise(MQTTSessionStatus status, MQTTSessionEvent event, const std::optional<NSError>& error) {
         currentStatus = status;
