@@ -5,6 +5,7 @@
 #include "XelPushClient/Classes/ClientRooms.h"
 #include "XelPushClient/Classes/Core/PersistedKeys.h"
 #include "XelPushClient/Classes/Core/PushClientConstants.h"
+#include "XelPushClient/Classes/Messaging/PublicationErrors.h"
 #include "XelPushClient/Classes/Notifications/RegionNotification.h"
 
 namespace xel {
@@ -18,6 +19,9 @@ ClientCoordinator::~ClientCoordinator() {
 // ---- The connection.
 
 void ClientCoordinator::connectionStateWasAssigned() {
+    if (!rooms_.connection.isConnected()) {
+        rooms_.subscriptions.forgetUnansweredBatches();
+    }
     rooms_.fanout.callBackConnectionStateDidChanged();
 }
 
@@ -48,7 +52,8 @@ void ClientCoordinator::turnWillBegin() {
 }
 
 void ClientCoordinator::publicationArrived(const MQTTPublication& publication) {
-    rooms_.pipeline.handleNewMessage(publication.data, publication.topic);
+    rooms_.pipeline.handleNewMessage(publication.data, publication.topic,
+                                     publication.isRepeat ? Arrival::Repeat : Arrival::First);
 }
 
 void ClientCoordinator::turnWillClose(std::function<void()> acknowledge) {
@@ -68,17 +73,20 @@ void ClientCoordinator::restoredTopicWasRefused(std::string_view topic) {
     rooms_.subscriptions.removeTopicFromUserDefault(topic);
 }
 
-void ClientCoordinator::publicationFailed(std::string_view /*payload*/, std::string_view /*topic*/,
+void ClientCoordinator::publicationFailed(std::string_view payload, std::string_view topic,
                                           const NSError& error) {
-    rooms_.fanout.invokePushClientManagerDidFailInPublish(error);
+    const auto document = rooms_.machine.json->JSONObjectWithData(payload);
+    const Dictionary* members = document ? document.value().asDictionary() : nullptr;
+    rooms_.fanout.invokePushClientManagerDidFailInPublish(
+        makePublicationError(topic, members != nullptr ? *members : Dictionary(), error));
 }
 
-void ClientCoordinator::subscriptionFailed(std::string_view /*topic*/, const NSError& error) {
-    rooms_.fanout.invokePushClientManagerDidFailInSubscribe(error);
+void ClientCoordinator::subscriptionFailed(std::string_view topic, const NSError& error) {
+    rooms_.subscriptions.subscriptionFailed(topic, error);
 }
 
-void ClientCoordinator::unsubscriptionFailed(std::string_view /*topic*/, const NSError& error) {
-    rooms_.fanout.invokePushClientManagerDidFailInUnsubscribe(error);
+void ClientCoordinator::unsubscriptionFailed(std::string_view topic, const NSError& error) {
+    rooms_.subscriptions.unsubscriptionFailed(topic, error);
 }
 
 // ---- Messages.
@@ -185,8 +193,9 @@ void ClientCoordinator::reset() {
     rooms_.connection.eraseSessionMemory();
     rooms_.settings.setUserId(std::nullopt);
     rooms_.settings.setDeviceId(std::nullopt);
+    rooms_.deferred.dropWorkOfIdentity();
     rooms_.subscriptions.forgetBatch();
-    rooms_.channels.topics.reset();
+    rooms_.channels.forgetIdentity();
     rooms_.messageIds.forget();
     rooms_.registration.forgetIdentity();
     constexpr std::array kForgottenKeys = {

@@ -164,8 +164,9 @@ public:
                         std::function<void(const NSError& error)> failure = nullptr);
     [[nodiscard]] bool isRegistered() const;
     [[nodiscard]] bool pendingRegisteration() const;
-    /// Returns the client to the unregistered state: identity, topics, message ids and session memory are
-    /// forgotten; credentials, delegates, blocks, log and location settings stay.
+    /// Returns the client to the unregistered state: identity, topics, notification settings, message ids,
+    /// session memory, and what of the library's own waited for a connection are forgotten; credentials,
+    /// delegates, blocks, also those of `enqueueWhenSessionIsConnected`, log and location settings stay.
     void reset();
 
     // ---- Connection.
@@ -185,14 +186,17 @@ public:
     [[nodiscard]] std::optional<std::int64_t> getLaunchCount() const;
     [[nodiscard]] std::int64_t getLaunchTime() const;
     [[nodiscard]] bool launchedByUser() const;
-    /// Runs the block once, at the first report that finds the client connected.
+    /// Runs the block once, at the first report that finds the client connected, whoever is registered then.
     void enqueueWhenSessionIsConnected(std::function<void()> block);
 
     // ---- Channels and events.
 
-    /// Subscribes to a channel ("news", "public/news", "private/orders"), or to several at once. Each granted
-    /// one is reported to the delegates; an invalid one is reported as failed ("InvalidParameter", -5002) and
-    /// ends the list.
+    /// Subscribes to a channel ("news", "public/news", "private/orders"), or to several at once. Each answered
+    /// one is reported to the delegates, once also when it was asked for again before the answer; an invalid
+    /// one is reported as failed ("InvalidParameter", -5002) and ends the list: what stood before it goes out
+    /// with the next call or connect. A channel that no broker may be sent, for a control character, say, is
+    /// reported as failed once and forgotten, and so is one on which the broker ends every connection
+    /// ("MQTT", 109). The error's details hold its "topic".
     void subscribe(const std::string& channel, SubscribeOptions options = {});
     void subscribeList(const std::vector<std::string>& channels, SubscribeOptions options = {});
     void unsubscribe(const std::string& channel);
@@ -207,9 +211,11 @@ public:
     void updateNotificationSettings(const std::string& channel, const std::string& sound, bool alert);
     [[nodiscard]] std::optional<Dictionary> notificationSettingsFor(const std::string& channel) const;
 
-    // ---- Publishing. Payloads are JSON objects, pretty-printed, UTF-8. What is invalid is reported to the
+    // ---- Publishing. Payloads are JSON objects, pretty-printed, UTF-8. What is invalid, or has a topic that
+    // no broker may be sent (a control character, a wildcard, more than 65,535 octets), is reported to the
     // delegates as a failed publication ("InvalidParameter", -5002) and not sent; a missing text counts as a
-    // blank one.
+    // blank one. What the session took and gives up later, because the broker ends every connection on it, is
+    // reported too ("MQTT", 109). The error's details hold "topic" and, where the payload has one, "id".
 
     /// Sends a message to the channel of one user, or, with the user id "*" or none, to the public channel; a
     /// blank channel is "default". A live message goes out at most once (QoS 0), every other at least once
@@ -217,8 +223,7 @@ public:
     /// survives lost connections and the end of the process. False for an invalid channel or a blank body,
     /// and, with nothing reported, when there is no session yet, when JSON cannot carry the message (a number
     /// that is not finite, octets, a date, a text that is not UTF-8, more than 64 levels), and when the
-    /// session refuses it (over 1 MiB; a recipient that no topic may hold; 50,000 publications or 64 MiB
-    /// unacknowledged; a failure to store it).
+    /// session refuses it (over 1 MiB; 50,000 publications or 64 MiB unacknowledged; a failure to store it).
     bool publish(const PushClientMessage& message);
     /// Sends a text to a public channel ("news"). Answers as above.
     bool publish(const std::optional<std::string>& channel, const std::optional<std::string>& withText);
@@ -228,11 +233,12 @@ public:
     /// Publishes an event of this installation. The data gets a "createdAt" (milliseconds since 1970) and an
     /// "id" (a new UUID) where it has none. True once application, device, name and data are valid: an event
     /// that could not be handed over for one of the reasons above is kept in memory and tried again, with the
-    /// same "id" and "createdAt", each time the client connects.
+    /// same "id" and "createdAt", each time the client connects. False, and reported, for one that is over
+    /// 1 MiB ("InvalidParameter", -5002), and when 50,000 events or 64 MiB are kept already ("MQTT", 107).
     bool publishEvent(const std::string& eventName, const std::optional<Dictionary>& data,
                       PublishEventOptions options = {});
-    /// Tells the service that the user has read a message, or has dismissed it. The id is not checked.
-    /// Answers as `publish` does.
+    /// Tells the service that the user has read a message, or has dismissed it. The id is checked for what no
+    /// topic may hold, and for nothing else. Answers as `publish` does.
     bool markAsRead(const std::optional<std::string>& messageId);
     bool messageDismissed(const std::optional<std::string>& messageId);
     /// A dictionary as publications carry it: JSON octets, or, for one that JSON cannot carry, nothing after

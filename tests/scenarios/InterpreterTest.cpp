@@ -42,6 +42,9 @@ TEST(CutIntoWords, KeepsQuotationsAndDocumentsWhole) {
     EXPECT_EQ(cutIntoWords(R"(a  "b c"	{"d e":["}",{}]} "" "\"\\\n" f#g)"),
               (Lines{"a", "b c", R"({"d e":["}",{}]})", "", "\"\\\n", "f#g"}));
     EXPECT_TRUE(cutIntoWords("  ").empty());
+    EXPECT_EQ(cutIntoWords(R"("be\u0007ll \u0085 \ufffe")"), (Lines{"be\x07ll \xC2\x85 \xEF\xBF\xBE"}));
+    EXPECT_THROW(static_cast<void>(cutIntoWords(R"("\u00x7")")), ScenarioFailure);
+    EXPECT_THROW(static_cast<void>(cutIntoWords(R"("\u07")")), ScenarioFailure);
     EXPECT_THROW(static_cast<void>(cutIntoWords("\"open")), ScenarioFailure);
     EXPECT_THROW(static_cast<void>(cutIntoWords("{\"a\":[}")), ScenarioFailure);
 }

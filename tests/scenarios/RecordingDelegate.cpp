@@ -16,6 +16,15 @@ std::string textOf(const std::optional<Dictionary>& dictionary) {
     return dictionary ? printJSON(*dictionary, JSONLayout::OneLine) : "(null)";
 }
 
+/// What an error says beside its texts: a text as it is, anything else as JSON.
+std::string detailOf(const NSError& error, std::string_view key) {
+    const Value* detail = error.userInfo.find(key);
+    if (detail == nullptr) {
+        return "(null)";
+    }
+    return detail->asString() != nullptr ? *detail->asString() : printJSON(*detail, JSONLayout::OneLine);
+}
+
 std::string textOf(const std::optional<Date>& date) {
     return date ? formatted("%.0f", millisecondsSince1970(*date)) : "(null)";
 }
@@ -40,7 +49,9 @@ Fields fieldsOf(const NSError& error) {
             {"code", std::to_string(error.code)},
             {"description", error.localizedDescription()},
             {"reason", textOf(error.localizedFailureReason())},
-            {"suggestion", textOf(error.localizedRecoverySuggestion())}};
+            {"suggestion", textOf(error.localizedRecoverySuggestion())},
+            {"topic", detailOf(error, "topic")},
+            {"id", detailOf(error, "id")}};
 }
 
 Fields fieldsOf(const PushClientMessage& message) {

@@ -37,19 +37,39 @@ std::size_t lengthOfDocument(std::string_view text) {
     throw ScenarioFailure("a document that does not close");
 }
 
+/// "u0007", as in JSON: the character as UTF-8.
+std::string characterNamed(std::string_view name) {
+    unsigned code = 0;
+    if (name.size() != 5 ||
+        std::from_chars(name.data() + 1, name.data() + 5, code, 16).ptr != &name.back() + 1) {
+        throw ScenarioFailure("four hexadecimal digits follow \\u");
+    }
+    const auto octet = [](unsigned lead, unsigned bits) { return static_cast<char>(lead | bits); };
+    if (code < 0x80) {
+        return {octet(0, code)};
+    }
+    if (code < 0x800) {
+        return {octet(0xC0, code >> 6U), octet(0x80, code & 0x3FU)};
+    }
+    return {octet(0xE0, code >> 12U), octet(0x80, code >> 6U & 0x3FU), octet(0x80, code & 0x3FU)};
+}
+
 std::string takeQuoted(std::string_view& rest) {
     std::string word;
     for (std::size_t i = 1; i < rest.size(); ++i) {
-        char character = rest[i];
+        const char character = rest[i];
         if (character == '"') {
             rest.remove_prefix(i + 1);
             return word;
         }
-        if (character == '\\' && i + 1 < rest.size()) {
-            character = rest[++i];
-            character = character == 'n' ? '\n' : character;
+        if (character != '\\' || i + 1 == rest.size()) {
+            word += character;
+        } else if (rest[++i] == 'u') {
+            word += characterNamed(rest.substr(i, 5));
+            i += 4;
+        } else {
+            word += rest[i] == 'n' ? '\n' : rest[i];
         }
-        word += character;
     }
     throw ScenarioFailure("a quotation that does not close");
 }

@@ -3,6 +3,7 @@
 #include "XelPushClient/Classes/Registration/RegistrationErrors.h"
 #include "XelPushClient/Classes/Topics/NameRules.h"
 #include "XelPushClient/Foundation/StringUtilities.h"
+#include "XelPushClient/MQTTSDK/SendableNames.h"
 #include "XelPushClient/Platform/TopicTable.h"
 
 namespace xel {
@@ -232,6 +233,14 @@ void Registration::saveInstallation() {
 void Registration::installationWasSaved(const std::optional<LBInstallation>& installation) {
     auto& settings = surroundings_.settings;
     if (const auto id = installation ? installation->id() : std::nullopt) {
+        if (!isSendableText(*id)) {
+            handleRegistrationFailWithError(makeRegistrationError(
+                kPushClientFailRegisterUserErrorCode, kCouldNotRegisterUser,
+                formatted("the service gave the installation id '%@', which no client id may hold: it %@",
+                          shownName(*id), reasonNotSendable(*id)),
+                "have the service give another installation id"));
+            return;
+        }
         if (settings.deviceId() != id) {
             const auto generation = identityGeneration_;
             surroundings_.observer.installationIdWillChange();

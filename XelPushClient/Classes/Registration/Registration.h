@@ -76,8 +76,12 @@ public:
 
     void handleRegistrationFailWithError(const NSError& error);
 
-    /// Answers to saves sent before this are ignored: they speak of an identity that has ended.
-    void forgetIdentity() { ++identityGeneration_; }
+    /// Nobody is registered any more. Answers to saves sent before this are ignored: they speak of an
+    /// identity that has ended.
+    void forgetIdentity() {
+        ++identityGeneration_;
+        registered_ = false;
+    }
 
 private:
     void handleRegistrationSuccess();

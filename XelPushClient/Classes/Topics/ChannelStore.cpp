@@ -1,5 +1,7 @@
 #include "XelPushClient/Classes/Topics/ChannelStore.h"
 
+#include <utility>
+
 #include "XelPushClient/Classes/Core/PersistedKeys.h"
 
 namespace xel {
@@ -46,10 +48,42 @@ void ChannelStore::setTopic(std::string_view topic, int qos) {
 }
 
 void ChannelStore::removeTopic(std::string_view topic) {
+    keptForConnect_.remove(topic);
     loadWhenMissing();
     if (topics) {
         topics->remove(topic);
     }
+}
+
+void ChannelStore::giveUpTopic(std::string_view topic) {
+    keptForConnect_.remove(topic);
+    if (topics) {
+        topics->remove(topic);
+    }
+    auto stored = defaults_.dictionaryForKey(kUserChannelsKey);
+    if (stored && stored->contains(topic)) {
+        stored->remove(topic);
+        defaults_.setObject(kUserChannelsKey, std::move(*stored));
+        (void)defaults_.synchronize();
+    }
+}
+
+void ChannelStore::loadForConnect() {
+    loadUserChannels();
+    for (const auto& [topic, qos] : keptForConnect_) {
+        if (!topics) {
+            topics.emplace();
+        }
+        if (!topics->contains(topic)) {
+            topics->set(topic, qos);
+        }
+    }
+}
+
+void ChannelStore::forgetIdentity() {
+    topics.reset();
+    notificationSettings.reset();
+    keptForConnect_.clear();
 }
 
 void ChannelStore::resetUserChannels() {

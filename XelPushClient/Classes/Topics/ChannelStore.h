@@ -48,6 +48,16 @@ public:
     /// that is stored afterwards must not lose what was stored before.
     void setTopic(std::string_view topic, int qos);
     void removeTopic(std::string_view topic);
+    /// Takes a topic out of the table and of the stored one, leaving what else is stored as it is.
+    void giveUpTopic(std::string_view topic);
+
+    /// A list accepted the topic before it failed, so that nothing was stored or sent for it: the next
+    /// connect asks for it, unless it is removed before.
+    void keepForConnect(std::string_view topic, int qos) { keptForConnect_.set(topic, qos); }
+    /// `loadUserChannels`, and what was kept for a connect.
+    void loadForConnect();
+    /// Forgets what belonged to the user, in memory only.
+    void forgetIdentity();
 
     void resetUserChannels();
     void storeUserChannels();
@@ -77,6 +87,7 @@ private:
     const PushTokenState& token_;
     const LogOutput& log_;
     InstallationUpdateObserver& observer_;
+    TopicTable keptForConnect_;
 };
 
 }  // namespace xel

@@ -1,12 +1,10 @@
 #include "XelPushClient/Classes/Topics/Subscriptions.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "XelPushClient/Classes/Core/PersistedKeys.h"
 #include "XelPushClient/Classes/Topics/EventRequestRules.h"
 #include "XelPushClient/Classes/Topics/NameRules.h"
-#include "XelPushClient/Foundation/StringUtilities.h"
 
 namespace xel {
 namespace {
@@ -22,19 +20,26 @@ Subscriptions::Subscriptions(Surroundings surroundings)
 
 template <class Work>
 void Subscriptions::deferUntilConnected(Work work) {
-    surroundings_.deferred.enqueueWhenSessionIsConnected(
-        [life = std::weak_ptr(life_), work = std::move(work)] {
-            if (const auto self = life.lock()) {
-                work(**self);
-            }
-        });
+    surroundings_.deferred.enqueueForThisIdentity([life = std::weak_ptr(life_), work = std::move(work)] {
+        if (const auto self = life.lock()) {
+            work(**self);
+        }
+    });
+}
+
+std::shared_ptr<MQTTSession> Subscriptions::connectedSession() const {
+    return surroundings_.connection.isConnected() ? surroundings_.connection.brokerSession() : nullptr;
 }
 
 void Subscriptions::subscribe(const std::vector<std::string>& channels, SubscribeOptions options) {
     const int qos = qosFor(options.live);
+    TopicTable accepted;
     for (const auto& channel : channels) {
         const auto topic = generateTopicWithChannel(surroundings_.channels.identity(), channel);
         if (!topic) {
+            for (const auto& [acceptedTopic, acceptedQos] : accepted) {
+                surroundings_.channels.keepForConnect(acceptedTopic, acceptedQos);
+            }
             surroundings_.fanout.invokePushClientManagerDidFailInSubscribe(topic.error());
             return;
         }
@@ -43,27 +48,63 @@ void Subscriptions::subscribe(const std::vector<std::string>& channels, Subscrib
             goingToTopics_ = std::make_shared<TopicTable>();
         }
         goingToTopics_->set(topic.value(), qos);
+        accepted.set(topic.value(), qos);
     }
     surroundings_.channels.storeUserChannels();
-    subscribeWithTopicDictionary(goingToTopics_, InstallationUpdate::Wanted);
+    subscribeWithTopicDictionary({goingToTopics_, batches_.takeTicket()}, InstallationUpdate::Wanted);
 }
 
-void Subscriptions::subscribeWithTopicDictionary(std::shared_ptr<TopicTable> topics,
-                                                 InstallationUpdate update) {
+void Subscriptions::subscribeWithTopicDictionary(const Request& request, InstallationUpdate update) {
     if (update == InstallationUpdate::Wanted) {
         surroundings_.observer.installationUpdateWanted();
     }
-    const auto session = surroundings_.connection.brokerSession();
-    if (!surroundings_.connection.isConnected() || !session) {
-        deferUntilConnected([topics = std::move(topics)](Subscriptions& self) {
-            self.subscribeWithTopicDictionary(topics, InstallationUpdate::Wanted);
-        });
+    const auto session = connectedSession();
+    if (!session) {
+        deferBatch(request);
         return;
     }
-    if (topics && !topics->empty()) {
-        static_cast<void>(session->subscribeToTopics(*topics));
-        TVRLog(surroundings_.log, "brokerSession subscribe!");
+    forgetRequestsOfFormerSession();
+    const auto topics = batches_.stillWanted(request.topics, request.askedAt);
+    if (!topics || topics->empty()) {
+        return;
     }
+    const auto outcome = session->subscribeToTopics(*topics);
+    TVRLog(surroundings_.log, "brokerSession subscribe!");
+    for (const auto packetId : outcome.superseded) {
+        static_cast<void>(batches_.take(packetId));
+    }
+    for (const auto& batch : outcome.batches) {
+        batches_.wasWritten(batch.packetId, {batch.filters, request.askedAt});
+    }
+    deferWhatWaits(request, *topics, outcome);
+    giveUp(outcome.refused);
+}
+
+void Subscriptions::deferBatch(Request request) {
+    deferUntilConnected([request = std::move(request)](Subscriptions& self) {
+        self.subscribeWithTopicDictionary(request, InstallationUpdate::Wanted);
+    });
+}
+
+void Subscriptions::deferWhatWaits(const Request& request, const TopicTable& topics,
+                                   const MQTTSubscribeOutcome& outcome) {
+    std::size_t settled = outcome.refused.size();
+    for (const auto& batch : outcome.batches) {
+        settled += batch.filters.size();
+    }
+    if (settled >= topics.size()) {
+        return;
+    }
+    const auto waiting = std::make_shared<TopicTable>(topics);
+    for (const auto& batch : outcome.batches) {
+        for (const auto& filter : batch.filters) {
+            waiting->remove(filter);
+        }
+    }
+    for (const auto& refused : outcome.refused) {
+        waiting->remove(refused.topic);
+    }
+    deferBatch({waiting, request.askedAt});
 }
 
 void Subscriptions::subscribeEvent(const std::string& eventName, const EventSubscribeOptions& options) {
@@ -79,15 +120,20 @@ void Subscriptions::subscribeEvent(const std::string& eventName, const EventSubs
 }
 
 void Subscriptions::subscribeEventWithTopic(const std::string& topic, int qos) {
-    const auto session = surroundings_.connection.brokerSession();
-    if (!surroundings_.connection.isConnected() || !session) {
-        deferUntilConnected([topic, qos](Subscriptions& self) { self.subscribeEventWithTopic(topic, qos); });
-        return;
+    MQTTSubscribeOutcome outcome;
+    if (const auto session = connectedSession()) {
+        outcome = session->subscribeToTopic(topic, qos);
     }
     forgetRequestsOfFormerSession();
-    for (const auto& batch : session->subscribeToTopic(topic, qos).batches) {
+    for (const auto& batch : outcome.batches) {
+        // A batch that the session gave up is not answered, and its identifier may be this event's now.
+        static_cast<void>(batches_.take(batch.packetId));
         subscribeMsgIds_[batch.packetId] = topic;
     }
+    if (outcome.batches.empty() && outcome.refused.empty()) {
+        deferUntilConnected([topic, qos](Subscriptions& self) { self.subscribeEventWithTopic(topic, qos); });
+    }
+    giveUp(outcome.refused);
 }
 
 void Subscriptions::unsubscribe(const std::string& channel) {
@@ -115,14 +161,21 @@ void Subscriptions::unsubscribeToTopic(const std::string& topic) {
     surroundings_.channels.removeTopic(topic);
     removeTopicFromUserDefault(topic);
     surroundings_.channels.storeUserChannels();
+    batches_.wasUnsubscribed(topic);
     surroundings_.observer.installationUpdateWanted();
-    const auto session = surroundings_.connection.brokerSession();
-    if (!surroundings_.connection.isConnected() || !session) {
-        deferUntilConnected([topic](Subscriptions& self) { self.unsubscribeToTopic(topic); });
-        return;
+    MQTTUnsubscribeOutcome outcome;
+    if (const auto session = surroundings_.connection.brokerSession()) {
+        // Also without a connection: the session keeps it for a process that is killed before the next one.
+        outcome = session->unsubscribeTopic(topic);
     }
     forgetRequestsOfFormerSession();
-    unSubscribeMsgIds_[session->unsubscribeTopic(topic).packetId] = topic;
+    if (outcome.packetId != 0) {
+        unSubscribeMsgIds_[outcome.packetId] = topic;
+    } else if (outcome.refused.empty()) {
+        deferUntilConnected([topic](Subscriptions& self) { self.unsubscribeToTopic(topic); });
+    } else {
+        unsubscriptionFailed(topic, outcome.refused.front().error);
+    }
 }
 
 TopicTable Subscriptions::topicsOfThisClient() const {
@@ -139,13 +192,20 @@ TopicTable Subscriptions::topicsOfThisClient() const {
 }
 
 void Subscriptions::subscribeAfterConnect() {
-    surroundings_.channels.loadUserChannels();
+    forgetRequestsOfFormerSession();
+    surroundings_.channels.loadForConnect();
+    const auto& wanted = surroundings_.channels.topics;
     goingToTopics_ = std::make_shared<TopicTable>(topicsOfThisClient());
     for (const auto& topic : grantedTopics()) {
         goingToTopics_->remove(topic);
     }
+    for (const auto& topic : givenUp_) {
+        if (!wanted || !wanted->contains(topic)) {
+            goingToTopics_->remove(topic);
+        }
+    }
     if (!goingToTopics_->empty()) {
-        subscribeWithTopicDictionary(goingToTopics_, InstallationUpdate::NotWanted);
+        subscribeWithTopicDictionary({goingToTopics_, batches_.takeTicket()}, InstallationUpdate::NotWanted);
     }
 }
 
@@ -165,59 +225,8 @@ void Subscriptions::forgetRequestsOfFormerSession() {
     if (std::exchange(requestsGeneration_, generation) != generation) {
         subscribeMsgIds_.clear();
         unSubscribeMsgIds_.clear();
-    }
-}
-
-void Subscriptions::subAckReceived(std::uint16_t packetId, std::span<const std::uint8_t> grantedQoss) {
-    forgetRequestsOfFormerSession();
-    const auto pending = subscribeMsgIds_.find(packetId);
-    if (pending != subscribeMsgIds_.end() &&
-        !isDeliveryTopic(pending->second, surroundings_.settings.appId)) {
-        const auto topic = pending->second;
-        subscribeMsgIds_.erase(pending);
-        surroundings_.fanout.invokePushClientManagerDidSubscribed(getChannelFromTopic(topic));
-        return;
-    }
-    // The batch is taken out before anything is reported, because a host may subscribe again in its callback.
-    // What it adds belongs to the next batch.
-    const auto batch = goingToTopics_;
-    goingToTopics_ = std::make_shared<TopicTable>();
-    const std::size_t answered = batch ? std::min(batch->size(), grantedQoss.size()) : 0;
-    auto granted = grantedTopics();
-    for (std::size_t i = 0; i < answered; ++i) {
-        if (grantedQoss[i] == kAtLeastOnce) {
-            granted.push_back((*batch)[i].first);
-        }
-    }
-    storeGrantedTopics(granted);
-    const auto generation = surroundings_.connection.sessionGeneration();
-    for (std::size_t i = 0; i < answered && generation == surroundings_.connection.sessionGeneration(); ++i) {
-        reportGrantedTopic((*batch)[i].first);
-    }
-}
-
-void Subscriptions::reportGrantedTopic(const std::string& topic) {
-    if (isDeliveryTopic(topic, surroundings_.settings.appId)) {
-        return;
-    }
-    const auto channel = getChannelFromTopic(topic);
-    const bool isOwnTopic = channel == formatted("private/%@", surroundings_.settings.deviceId());
-    if (!isOwnTopic && channel != "private/default") {
-        surroundings_.fanout.invokePushClientManagerDidSubscribed(channel);
-    }
-}
-
-void Subscriptions::unsubAckReceived(std::uint16_t packetId) {
-    forgetRequestsOfFormerSession();
-    const auto pending = unSubscribeMsgIds_.find(packetId);
-    if (pending == unSubscribeMsgIds_.end()) {
-        return;
-    }
-    if (const auto channel = getChannelFromTopic(pending->second)) {
-        // The entry that goes is the one in the table of subscriptions; the other stays, as hosts of earlier
-        // versions have it.
-        surroundings_.fanout.invokePushClientManagerDidUnsubscribed(
-            *channel, [this, packetId] { subscribeMsgIds_.erase(packetId); });
+        batches_.forgetSession();
+        givenUp_.clear();
     }
 }
 

@@ -78,6 +78,40 @@ TEST_F(ClientCoordinatorTest, KeepsTheSessionOnceDetachedFromTheNotificationCent
     EXPECT_TRUE(rooms_->connection.isConnected());
 }
 
+TEST_F(ClientCoordinatorTest, TellsThePipelineWhatTheSessionKnowsAsARepeat) {
+    auto& session = connect();
+    addDelegate();
+    session.publishAgain(R"({"id":"m1"})", "app/a1b2c3/user/public/news");
+    EXPECT_THAT(takeHeard(), IsEmpty());
+    session.publish(R"({"id":"m2"})", "app/a1b2c3/user/public/news");
+    EXPECT_THAT(takeHeard(), ElementsAre("delegate: Message m2"));
+}
+
+TEST_F(ClientCoordinatorTest, ReportsAPublicationThatTheSessionGaveUp) {
+    auto& session = connect();
+    keepFailures();
+    const auto giveUp = [&](std::string_view payload, MQTTErrorCode code) {
+        session.delegate->publicationDidFail(session, payload, "app/a1b2c3/event/login/D3V1CE",
+                                             ScriptedSession::reason(code));
+        const auto failures = takeFailures();
+        EXPECT_EQ(failures.size(), 1U);
+        return failures.empty() ? NSError() : failures.front();
+    };
+    const NSError error = giveUp(R"({"id":"E1","x":1})", MQTTErrorCode::GivenUp);
+    EXPECT_EQ(error.domain, "MQTT");
+    EXPECT_EQ(error.code, 109);
+    EXPECT_EQ(error.localizedDescription(), "the reason");
+    EXPECT_EQ(*error.userInfo.find("topic"), Value("app/a1b2c3/event/login/D3V1CE"));
+    EXPECT_EQ(*error.userInfo.find("id"), Value("E1"));
+    EXPECT_EQ(*giveUp(R"({"id":7})", MQTTErrorCode::GivenUp).userInfo.find("id"), Value(7));
+    for (const auto* payload : {R"({"id":[1]})", R"({"id":true})", R"({"x":1})", "[1]", "no JSON", ""}) {
+        EXPECT_FALSE(giveUp(payload, MQTTErrorCode::GivenUp).userInfo.contains("id")) << payload;
+    }
+    const NSError ofTheName = giveUp("{}", MQTTErrorCode::NameNotSendable);
+    EXPECT_EQ(ofTheName.domain, "InvalidParameter");
+    EXPECT_EQ(ofTheName.code, -5002);
+}
+
 TEST_F(ClientCoordinatorTest, HoldsIdsOverATurn) {
     connect();
     auto& session = sessions_->latest();

@@ -124,6 +124,68 @@ TEST_F(ResetTest, ForgetsReceivedIds) {
     EXPECT_FALSE(rooms_->messageIds.storeMessageId("m1"));
 }
 
+TEST_F(ResetTest, ForgetsTheFormerUsersPreferencesInMemoryToo) {
+    identify();
+    rooms_->token.deviceToken = Data{1};
+    rooms_->channels.updateNotificationSettings("news", "chime", true);
+    ASSERT_TRUE(rooms_->channels.notificationSettings);
+    reset();
+    EXPECT_FALSE(rooms_->channels.notificationSettings);
+}
+
+TEST_F(ResetTest, EndsTheRegistration) {
+    identify();
+    rooms_->token.deviceToken = Data{1};
+    ASSERT_TRUE(rooms_->registration.registerDeviceToServer());
+    machine_.runUntilIdle();
+    machine_.http->answer("PUT", "installations*", 200, R"({"id":"D3V1CE"})");
+    machine_.runUntilIdle();
+    ASSERT_TRUE(rooms_->registration.isRegistered());
+    reset();
+    EXPECT_FALSE(rooms_->registration.isRegistered());
+}
+
+TEST_F(ResetTest, SendsNothingOfTheFormerUsersUnderTheNextOne) {
+    identify();
+    bool hasHostsBlockRun = false;
+    rooms_->subscriptions.subscribe({"private/orders"}, {});
+    rooms_->subscriptions.subscribeEvent("login", {});
+    rooms_->subscriptions.unsubscribe("sport");
+    EXPECT_TRUE(rooms_->publisher.publishEvent("logout", Dictionary(), {}));
+    rooms_->deferred.enqueueWhenSessionIsConnected([&] { hasHostsBlockRun = true; });
+    reset();
+    rooms_->settings.setUserId("bob01");
+    rooms_->settings.setDeviceId("D2");
+    rooms_->subscriptions.subscribe({"private/letters"}, {});
+    rooms_->connection.connectToServer();
+    auto& session = sessions_->latest();
+    session.calls.clear();
+    session.connected();
+    machine_.runUntilIdle();
+    EXPECT_THAT(session.calls, ElementsAre("subscribe app/a1b2c3/user/bob01/default@1 "
+                                           "app/a1b2c3/user/bob01/letters@1 app/a1b2c3/user/bob01/D2@1",
+                                           "subscribe app/a1b2c3/user/bob01/letters@1"));
+    EXPECT_THAT(session.takePublications(), IsEmpty());
+    EXPECT_TRUE(hasHostsBlockRun);
+}
+
+TEST_F(ResetTest, DropsWhatIsAskedForWhileItEndsTheConnection) {
+    connect();
+    bool isFirst = true;
+    addDelegate([&] {
+        if (std::exchange(isFirst, false)) {
+            rooms_->subscriptions.subscribe({"private/orders"}, {});
+        }
+    });
+    reset();
+    rooms_->settings.setUserId("bob01");
+    rooms_->settings.setDeviceId("D2");
+    rooms_->connection.connectToServer();
+    sessions_->latest().connected();
+    machine_.runUntilIdle();
+    EXPECT_THAT(sessions_->latest().calls, testing::Not(testing::Contains(testing::HasSubstr("alice01"))));
+}
+
 TEST_F(ResetTest, StaysDisconnectedWhenTheHostConnectsOnEveryClosing) {
     connect();
     rooms_->fanout.blocks.serverConnectionStateHandler = [&] {

@@ -9,12 +9,11 @@
 namespace xel {
 namespace {
 
-const MQTTSessionOptions kLimits;
-
 TEST(WaitingEvents, HaveAsManyPlacesAsAnOutbox) {
-    WaitingEvents waiting(kLimits);
+    const MQTTSessionOptions limits;
+    WaitingEvents waiting(limits);
     std::vector<WaitingEvents::Place> places;
-    for (std::size_t i = 0; i < kLimits.maxOutboxPublications; ++i) {
+    for (std::size_t i = 0; i < limits.maxOutboxPublications; ++i) {
         auto place = waiting.takePlace(0);
         ASSERT_TRUE(place) << i;
         places.push_back(std::move(place).value());
@@ -28,19 +27,20 @@ TEST(WaitingEvents, HaveAsManyPlacesAsAnOutbox) {
 }
 
 TEST(WaitingEvents, HaveRoomForAsManyOctetsAsAnOutbox) {
-    WaitingEvents waiting(kLimits);
-    auto place = waiting.takePlace(kLimits.maxOutboxOctets - 10);
+    const MQTTSessionOptions limits;
+    WaitingEvents waiting(limits);
+    auto place = waiting.takePlace(limits.maxOutboxOctets - 10);
     ASSERT_TRUE(place);
     EXPECT_FALSE(waiting.takePlace(11));
     EXPECT_TRUE(waiting.takePlace(10));
     place = waiting.takePlace(10);
-    EXPECT_TRUE(waiting.takePlace(kLimits.maxOutboxOctets - 10));
+    EXPECT_TRUE(waiting.takePlace(limits.maxOutboxOctets - 10));
 }
 
 TEST(WaitingEvents, MayBeOutlivedByTheirPlaces) {
     WaitingEvents::Place place;
     {
-        WaitingEvents waiting(kLimits);
+        WaitingEvents waiting{MQTTSessionOptions()};
         place = waiting.takePlace(1).value();
     }
     EXPECT_TRUE(place);

@@ -110,6 +110,21 @@ TEST_F(RegistrationTest, UpdatesAKnownInstallationWithoutABroadcast) {
     EXPECT_TRUE(room().isRegistered());
 }
 
+TEST_F(RegistrationTest, FailsWhenNoClientIdMayHoldTheNewId) {
+    registerApplication();
+    rooms_->settings.setUserId("alice01");
+    sendSave();
+    answerSave(200, R"({"id":"D3\u0007V1CE"})");
+    EXPECT_FALSE(room().isRegistered());
+    EXPECT_FALSE(rooms_->settings.deviceId());
+    EXPECT_TRUE(sessions_->made.empty());
+    EXPECT_THAT(takeHeard(), ElementsAre("delegate: FailRegisterUser -5010"));
+    ASSERT_TRUE(rooms_->settings.failureError);
+    EXPECT_EQ(rooms_->settings.failureError->localizedFailureReason(),
+              "the service gave the installation id 'D3<U+0007>V1CE', which no client id may hold: it holds "
+              "the control character U+0007");
+}
+
 TEST_F(RegistrationTest, KeepsTheDeviceIdForAnAnswerWithoutOne) {
     identify();
     sendSave();

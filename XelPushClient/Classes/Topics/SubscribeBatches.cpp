@@ -1,0 +1,87 @@
+#include "XelPushClient/Classes/Topics/SubscribeBatches.h"
+
+#include <utility>
+
+namespace xel {
+
+SubscribeBatches::Ticket SubscribeBatches::takeTicket() {
+    if (!isAnybodyWaiting()) {
+        fates_.clear();
+    }
+    Ticket ticket;
+    ticket.number = now_;
+    ticket.memoryHold = memoryHold_;
+    return ticket;
+}
+
+void SubscribeBatches::wasWritten(std::uint16_t packetId, Batch batch) {
+    unanswered_.insert_or_assign(packetId, std::move(batch));
+}
+
+std::optional<SubscribeBatches::Batch> SubscribeBatches::take(std::uint16_t packetId) {
+    auto node = unanswered_.extract(packetId);
+    return node ? std::optional(std::move(node.mapped())) : std::nullopt;
+}
+
+void SubscribeBatches::forgetSession() {
+    unanswered_.clear();
+    fates_.clear();
+}
+
+void SubscribeBatches::wasAnswered(const std::string& topic, const Ticket& askedAt, bool isStored) {
+    if (!isAnybodyWaiting()) {
+        return;
+    }
+    Fate& fate = fates_[topic];
+    const Answer answer{++now_, askedAt.number};
+    fate.reported = answer;
+    if (isStored) {
+        fate.stored = answer;
+    }
+}
+
+void SubscribeBatches::wasUnsubscribed(const std::string& topic) {
+    if (isAnybodyWaiting()) {
+        fates_[topic].unsubscribedAt = ++now_;
+    }
+}
+
+void SubscribeBatches::wasGivenUp(const std::string& topic) {
+    if (isAnybodyWaiting()) {
+        fates_[topic].givenUpAt = ++now_;
+    }
+}
+
+bool SubscribeBatches::isReportedSince(const Ticket& ticket, const std::string& topic) const {
+    const Fate* fate = fateOf(topic);
+    return fate != nullptr && countsFor(ticket, fate->reported, fate->unsubscribedAt);
+}
+
+bool SubscribeBatches::isStoredSince(const Ticket& ticket, const std::string& topic) const {
+    const Fate* fate = fateOf(topic);
+    return fate != nullptr && countsFor(ticket, fate->stored, fate->unsubscribedAt);
+}
+
+std::shared_ptr<const TopicTable> SubscribeBatches::stillWanted(std::shared_ptr<const TopicTable> topics,
+                                                                const Ticket& ticket) const {
+    std::shared_ptr<TopicTable> rest;
+    for (const auto& [topic, fate] : fates_) {
+        if (topics && fate.givenUpAt > ticket.number && topics->contains(topic)) {
+            rest = rest ? rest : std::make_shared<TopicTable>(*topics);
+            rest->remove(topic);
+        }
+    }
+    return rest ? rest : topics;
+}
+
+const SubscribeBatches::Fate* SubscribeBatches::fateOf(const std::string& topic) const {
+    const auto found = fates_.find(topic);
+    return found != fates_.end() ? &found->second : nullptr;
+}
+
+bool SubscribeBatches::countsFor(const Ticket& ticket, const Answer& answer, std::uint64_t unsubscribedAt) {
+    const bool isOfBeforeUnsubscribing = answer.askedAt < unsubscribedAt && unsubscribedAt <= ticket.number;
+    return answer.at > ticket.number && !isOfBeforeUnsubscribing;
+}
+
+}  // namespace xel
