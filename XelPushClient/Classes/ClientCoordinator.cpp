@@ -144,8 +144,7 @@ void ClientCoordinator::installationUpdateWanted() {
 
 void ClientCoordinator::installationIdWillChange() {
     // By way of the notification centre, so that a host which detached the client from it keeps its session.
-    rooms_.home.notificationCenter->postNotification(
-        {std::string(PushClientDidChangedInstallationIdNotification), &rooms_.manager, {}});
+    rooms_.fanout.postNow(PushClientDidChangedInstallationIdNotification);
 }
 
 void ClientCoordinator::deviceInstallationChanged() {
@@ -172,10 +171,13 @@ void ClientCoordinator::identityEnds() {
 }
 
 void ClientCoordinator::observeInstallationId() {
-    // The observation ends with this object, so the bare pointer cannot outlive it.
     installationIdObservation_ = rooms_.home.notificationCenter->addObserver(
         std::string(PushClientDidChangedInstallationIdNotification), nullptr,
-        [this](const NSNotification&) { deviceInstallationChanged(); });
+        [wayIn = rooms_.life.wayInto(*this)](const NSNotification&) {
+            if (const auto self = wayIn.hold()) {
+                self->deviceInstallationChanged();
+            }
+        });
 }
 
 void ClientCoordinator::stopObservingInstallationId() {

@@ -6,6 +6,7 @@
 #include "XelPushClient/Classes/Broker/DeferredWork.h"
 #include "XelPushClient/Classes/Broker/LifecycleMonitor.h"
 #include "XelPushClient/Classes/ClientCoordinator.h"
+#include "XelPushClient/Classes/Core/ClientLife.h"
 #include "XelPushClient/Classes/Core/ClientSettings.h"
 #include "XelPushClient/Classes/Core/EventFanout.h"
 #include "XelPushClient/Classes/Device/DeviceDescription.h"
@@ -32,7 +33,12 @@
 namespace xel {
 
 /// Every room of one client, in the order in which they depend on each other: the place where they are wired.
+///
+/// Whoever enters holds them, so that they outlast a manager that a host destroys inside a callback.
 struct ClientRooms {
+    /// The rooms of a client that has begun.
+    [[nodiscard]] static std::shared_ptr<ClientRooms> make(NSObject& manager, Machine machine, Home home);
+
     ClientRooms(NSObject& manager, Machine machineToUse, Home homeToUse);
     ClientRooms(const ClientRooms&) = delete;
     ClientRooms& operator=(const ClientRooms&) = delete;
@@ -41,7 +47,11 @@ struct ClientRooms {
     /// Makes both queues; until then there are none. Reachability is followed before.
     void makeQueues();
 
-    NSObject& manager;
+    /// The manager is being destroyed: nothing more is reported, the connection is closed without a word, and
+    /// what is still on the stack goes on to its end.
+    void end();
+
+    ClientLife life;
     const Machine machine;
     const Home home;
     std::shared_ptr<NSOperationQueue> operationQueue;

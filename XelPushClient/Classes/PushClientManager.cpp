@@ -6,7 +6,7 @@
 namespace xel {
 
 PushClientManager::PushClientManager(Machine machine, Home home)
-    : rooms_(std::make_unique<ClientRooms>(*this, std::move(machine), std::move(home))) {
+    : rooms_(ClientRooms::make(*this, std::move(machine), std::move(home))) {
     rooms_->lifecycle.observeApplication();
     rooms_->coordinator.observeInstallationId();
     rooms_->lifecycle.observeReachability();
@@ -15,7 +15,9 @@ PushClientManager::PushClientManager(Machine machine, Home home)
     rooms_->location.resumeMonitoring();
 }
 
-PushClientManager::~PushClientManager() = default;
+PushClientManager::~PushClientManager() {
+    rooms_->end();
+}
 
 void PushClientManager::setDevelopment(bool development) {
     setDevelopmentEnvironment(development);
@@ -170,8 +172,9 @@ bool PushClientManager::registerUser(const std::optional<std::string>& userId,
     if (!registrationHandler) {
         return false;
     }
-    setRegistrationHandler(std::move(registrationHandler));
-    return registerUser(userId, channels);
+    const auto rooms = rooms_.enter();
+    rooms->fanout.blocks.registrationHandler = std::move(registrationHandler);
+    return rooms->registration.registerUser(userId, channels);
 }
 bool PushClientManager::registerAgainWithUserId(const std::optional<std::string>& userId,
                                                 const std::vector<std::string>& channels) {

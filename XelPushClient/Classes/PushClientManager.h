@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "XelPushClient/Classes/ClientEntrance.h"
 #include "XelPushClient/Classes/Core/ConnectionState.h"
 #include "XelPushClient/Classes/Core/DelegateList.h"
 #include "XelPushClient/Classes/Core/HandlerBlocks.h"
@@ -24,8 +25,6 @@
 
 namespace xel {
 
-struct ClientRooms;
-
 /// The client of the push service: registers the device's installation, keeps one connection to the broker,
 /// and turns what arrives into callbacks.
 ///
@@ -34,8 +33,11 @@ struct ClientRooms;
 ///
 /// Thread: the run loop of its machine. Every operation is called there, and every delegate and block is
 /// called there, and may call any operation, also `reset`. Only a crash is reported from any thread.
-/// Broadcasts arrive on the machine's main run loop. Errors are in the domain "PushClientErrorDomain" unless
-/// an operation says otherwise.
+/// A delegate, a block or an observer may also destroy the manager, and drop the machine and the home with
+/// it, but for a run loop that is running: nothing more is reported then, not even to those who would have
+/// heard next, and the connection is closed. Answers to single requests to the backend still come. Broadcasts
+/// arrive on the machine's main run loop. Errors are in the domain "PushClientErrorDomain" unless an
+/// operation says otherwise.
 class PushClientManager : public NSObject {
 public:
     /// The process's shared client, on this machine's platform, made on first use, on the thread of the main
@@ -435,7 +437,7 @@ public:
     [[nodiscard]] PushClientServerReachabilityNetworkType getConnectionType() const;
 
 private:
-    std::unique_ptr<ClientRooms> rooms_;
+    ClientEntrance rooms_;
 };
 
 }  // namespace xel

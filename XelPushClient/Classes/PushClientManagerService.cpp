@@ -95,10 +95,11 @@ bool PushClientManager::requestVerificationCode(const std::optional<std::string>
     return requestVerificationCode(userId, std::nullopt, std::move(completionBlock));
 }
 bool PushClientManager::requestVerificationCode(const std::optional<std::string>& userId,
-                                                const std::optional<std::string>& media,
+                                                const std::optional<std::string>& /*media*/,
                                                 PushClientVerificationHandlerBlock completionBlock) {
-    setVerificationHandler(std::move(completionBlock));
-    return requestVerificationCode(userId, media);
+    const auto rooms = rooms_.enter();
+    rooms->fanout.blocks.verificationHandler = std::move(completionBlock);
+    return rooms->verification.requestVerificationCode(userId);
 }
 bool PushClientManager::verifyUserCode(const std::optional<std::string>& userId,
                                        const std::optional<std::string>& userCode) {
@@ -107,8 +108,9 @@ bool PushClientManager::verifyUserCode(const std::optional<std::string>& userId,
 bool PushClientManager::verifyUserCode(const std::optional<std::string>& userId,
                                        const std::optional<std::string>& userCode,
                                        PushClientVerifyUserCodeHandlerBlock completionBlock) {
-    setVerifiyUserCodeHandler(std::move(completionBlock));
-    return verifyUserCode(userId, userCode);
+    const auto rooms = rooms_.enter();
+    rooms->fanout.blocks.verifiyUserCodeHandler = std::move(completionBlock);
+    return rooms->verification.verifyUserCode(userId, userCode);
 }
 void PushClientManager::addTag(const std::optional<std::string>& name,
                                std::function<void(std::int64_t count)> success,

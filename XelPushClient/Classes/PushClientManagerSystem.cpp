@@ -26,8 +26,9 @@ void PushClientManager::applicationWillTerminate(UIApplication& application) {
     rooms_->lifecycle.applicationWillTerminate(application);
 }
 void PushClientManager::removeAppLifeCyclesFunctionality() {
-    rooms_->lifecycle.stopObservingApplication();
-    rooms_->coordinator.stopObservingInstallationId();
+    const auto rooms = rooms_.enter();
+    rooms->lifecycle.stopObservingApplication();
+    rooms->coordinator.stopObservingInstallationId();
 }
 void PushClientManager::applicationDidRegisterUserNotificationSettings(UIApplication& application) {
     rooms_->tokens.applicationDidRegisterUserNotificationSettings(application);

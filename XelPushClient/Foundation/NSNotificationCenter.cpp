@@ -55,17 +55,30 @@ bool NSNotificationCenter::hasObserverFor(std::string_view name) const {
                        [&](const auto& observer) { return observer->hears(name); });
 }
 
-void NSNotificationCenter::postNotification(const NSNotification& notification) {
+std::vector<std::shared_ptr<NSNotificationCenter::Observer>> NSNotificationCenter::listenersTo(
+    const NSNotification& notification) const {
     std::vector<std::shared_ptr<Observer>> listeners;
-    {
-        const std::lock_guard lock(mutex_);
-        for (const auto& observer : observers_) {
-            if (observer->hears(notification)) {
-                listeners.push_back(observer);
-            }
+    const std::lock_guard lock(mutex_);
+    for (const auto& observer : observers_) {
+        if (observer->hears(notification)) {
+            listeners.push_back(observer);
         }
     }
-    for (const auto& listener : listeners) {
+    return listeners;
+}
+
+void NSNotificationCenter::postNotification(const NSNotification& notification) {
+    for (const auto& listener : listenersTo(notification)) {
+        listener->call(notification);
+    }
+}
+
+void NSNotificationCenter::postNotification(const NSNotification& notification,
+                                            const std::weak_ptr<const void>& sender) {
+    for (const auto& listener : listenersTo(notification)) {
+        if (sender.expired()) {
+            return;
+        }
         listener->call(notification);
     }
 }

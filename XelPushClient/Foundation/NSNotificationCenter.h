@@ -76,7 +76,13 @@ public:
 
     void postNotification(const NSNotification& notification);
 
+    /// As above, until the sender's life ends: when an observer ends it, nobody is called any more.
+    void postNotification(const NSNotification& notification, const std::weak_ptr<const void>& sender);
+
 private:
+    [[nodiscard]] std::vector<std::shared_ptr<Observer>> listenersTo(
+        const NSNotification& notification) const;
+
     mutable std::mutex mutex_;
     std::vector<std::shared_ptr<Observer>> observers_;
 };

@@ -14,6 +14,18 @@ namespace {
 /// Handlers of one step at most: a host's own work gets its turn.
 constexpr int kMostHandlersInStep = 256;
 
+/// Holds a flag up as long as it lives.
+class FlagWhile {
+public:
+    explicit FlagWhile(bool& flag) : flag_(flag) { flag_ = true; }
+    FlagWhile(const FlagWhile&) = delete;
+    FlagWhile& operator=(const FlagWhile&) = delete;
+    ~FlagWhile() { flag_ = false; }
+
+private:
+    bool& flag_;
+};
+
 }  // namespace
 
 // One thread runs the context, which spares it waking others up.
@@ -26,6 +38,9 @@ AsioRunLoop::AsioRunLoop(boost::asio::io_context& hostContext)
     : core_(std::make_shared<AsioLoopCore>(hostContext)), context_(hostContext) {}
 
 AsioRunLoop::~AsioRunLoop() {
+    if (core_->isCurrent() && (isRunning_ || core_->isInPass())) {
+        abortAsDestroyedWhileRunning();
+    }
     core_->setWakeUp(nullptr);
     core_->shutDown();
 }
@@ -48,6 +63,7 @@ void AsioRunLoop::run() {
         throw std::logic_error("a run loop was run inside one of its own blocks");
     }
     core_->becomeOwner();
+    const FlagWhile running(isRunning_);
     const auto guard = boost::asio::make_work_guard(context_);
     // First restart, then look: a stop that comes in between is either seen here or stops the context.
     context_.restart();
@@ -101,6 +117,7 @@ void AsioRunLoop::step() {
     private:
         AsioRunLoop& loop_;
     };
+    const FlagWhile running(isRunning_);
     RingIfWorkIsLeft ring(*this);
     (void)core_->clearStop();
     context_.restart();

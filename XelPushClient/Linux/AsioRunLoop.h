@@ -18,8 +18,9 @@ class LoopDescriptor;
 ///
 /// On the host's context the host runs that on one thread, and keeps it running, with a work guard, while it
 /// has clients; `run` and `stop` then run and stop the host's context. An exception of a block leaves the
-/// context's own `run`. The loop outlives everything that works on it, and is not destroyed from inside one
-/// of its blocks. Thread: as the port says.
+/// context's own `run`. The loop outlives everything that works on it. Destroyed inside one of its own blocks
+/// it ends the process; a loop that a machine made on the host's context is such a one too when the machine's
+/// last reference goes there: keep `Machine::runLoop`. Thread: as the port says.
 class AsioRunLoop final : public NSRunLoop {
 public:
     AsioRunLoop();
@@ -68,6 +69,8 @@ private:
     std::unique_ptr<boost::asio::io_context> ownContext_;
     boost::asio::io_context& context_;
     std::unique_ptr<LoopDescriptor> descriptor_;
+    /// Inside `run` or `step`: the context's frames are on the stack, also between two passes.
+    bool isRunning_ = false;
 };
 
 }  // namespace xel

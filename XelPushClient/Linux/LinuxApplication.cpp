@@ -33,6 +33,7 @@ void LinuxApplication::willResignActive() {
 }
 
 void LinuxApplication::enterBackground(std::chrono::milliseconds longestTime) {
+    const auto held = holdItself();
     willResignActive();
     limitBackgroundTime(longestTime);
     if (state_ != UIApplicationState::Background) {
@@ -49,6 +50,7 @@ void LinuxApplication::willEnterForeground() {
 }
 
 void LinuxApplication::becomeActive() {
+    const auto held = holdItself();
     willEnterForeground();
     if (state_ != UIApplicationState::Active) {
         enter(UIApplicationState::Active, UIApplicationDidBecomeActiveNotification);
@@ -86,6 +88,7 @@ void LinuxApplication::endBackgroundTime() {
 }
 
 void LinuxApplication::backgroundTimeIsUp() {
+    const auto held = holdItself();
     std::vector<UIBackgroundTaskIdentifier> running;
     for (const auto& [identifier, handler] : tasks_) {
         running.push_back(identifier);

@@ -148,8 +148,11 @@ LogindSleepWatch::LogindSleepWatch(const std::shared_ptr<NSRunLoop>& runLoop,
                                    std::shared_ptr<LogSink> logSink,
                                    std::shared_ptr<LinuxApplication> application, LogindOptions options)
     : bus_(std::make_unique<DBusConnection>(options.busAddress, "xel-logind")) {
-    cycle_ = std::make_shared<SleepCycle>(runLoop, std::move(application), [this] {
-        bus_->perform([manager = manager_](sdbus::IConnection&) { manager->takeInhibitor(); });
+    cycle_ = std::make_shared<SleepCycle>(runLoop, std::move(application), [weak = std::weak_ptr(life_)] {
+        // Waking up is told to hosts, and one of them may have ended this object.
+        if (const auto life = weak.lock()) {
+            (*life)->askForInhibitor();
+        }
     });
     manager_ = std::make_shared<Manager>(CycleOnLoop(runLoop, cycle_), std::move(logSink),
                                          std::move(options.applicationName));
@@ -160,5 +163,9 @@ LogindSleepWatch::LogindSleepWatch(const std::shared_ptr<NSRunLoop>& runLoop,
 }
 
 LogindSleepWatch::~LogindSleepWatch() = default;
+
+void LogindSleepWatch::askForInhibitor() {
+    bus_->perform([manager = manager_](sdbus::IConnection&) { manager->takeInhibitor(); });
+}
 
 }  // namespace xel

@@ -37,6 +37,10 @@ public:
 private:
     class Manager;
 
+    void askForInhibitor();
+
+    /// The cycle holds it weakly.
+    std::shared_ptr<LogindSleepWatch*> life_ = std::make_shared<LogindSleepWatch*>(this);
     std::shared_ptr<SleepCycle> cycle_;
     std::shared_ptr<Manager> manager_;
     /// The last member: its thread has ended before the rest goes.

@@ -30,6 +30,9 @@ public:
 /// - Timers run on the loop's thread, at their time or later, earlier deadlines first, equal ones in the
 /// order in which
 ///   they were scheduled. `scheduleTimer` is called on the loop's thread, or before the loop runs.
+/// - A loop that is destroyed inside one of its own blocks or timers ends the process, with a line on
+/// standard error
+///   that says so. Whatever else a block destroys is destroyed.
 class NSRunLoop {
 public:
     virtual ~NSRunLoop() = default;
@@ -54,6 +57,10 @@ public:
     /// The process's main loop. Defined by the platform's target, made by its first user, on that user's
     /// thread.
     static NSRunLoop& mainRunLoop();
+
+protected:
+    /// For the destructor of a loop that finds itself inside one of its blocks.
+    [[noreturn]] static void abortAsDestroyedWhileRunning();
 };
 
 }  // namespace xel

@@ -21,6 +21,7 @@ bool UIApplication::hasDelegate() const {
 }
 
 void UIApplication::tellRemoteNotification(const Dictionary& payload) {
+    const auto held = holdItself();
     const auto delegates = delegates_;  // one of them may attach another
     for (const auto& attached : delegates) {
         if (const auto delegate = attached.lock()) {
@@ -30,6 +31,7 @@ void UIApplication::tellRemoteNotification(const Dictionary& payload) {
 }
 
 void UIApplication::postLifecycleNotification(std::string_view name) {
+    const auto held = holdItself();
     const NSNotification notification{std::string(name), this, {}};
     const auto centers = centers_;  // an observer may attach another manager's centre
     for (const auto& attached : centers) {

@@ -56,8 +56,9 @@ public:
 /// The host application as the operating system sees it: its state, its lifecycle, its badge and its rights.
 ///
 /// Posts its lifecycle notifications, with itself as object, to every attached notification centre.
-/// Thread: the machine's run loop.
-class UIApplication : public NSObject {
+/// Thread: the machine's run loop. Whoever hears of it may drop the application's last reference: what calls
+/// out holds the application.
+class UIApplication : public NSObject, public std::enable_shared_from_this<UIApplication> {
 public:
     /// Attaches a home's notification centre; it is forgotten by itself when it is gone.
     void attachNotificationCenter(const std::shared_ptr<NSNotificationCenter>& center);
@@ -94,6 +95,9 @@ public:
     virtual void cancelAllLocalNotifications() = 0;
 
 protected:
+    /// For whoever calls out and has something to do afterwards; null for an application that nobody shares.
+    [[nodiscard]] std::shared_ptr<UIApplication> holdItself() { return weak_from_this().lock(); }
+
     /// Posts a lifecycle notification to every attached centre.
     void postLifecycleNotification(std::string_view name);
 

@@ -29,6 +29,9 @@ private:
 FakeRunLoop::FakeRunLoop() : driver_(std::this_thread::get_id()) {}
 
 FakeRunLoop::~FakeRunLoop() {
+    if (isInStep_) {
+        abortAsDestroyedWhileRunning();
+    }
     discardEverything();
 }
 
@@ -93,6 +96,17 @@ bool FakeRunLoop::runNextStep() {
     if (!step) {
         return false;
     }
+    class InStep {
+    public:
+        explicit InStep(FakeRunLoop& loop) : loop_(loop) { loop_.isInStep_ = true; }
+        InStep(const InStep&) = delete;
+        InStep& operator=(const InStep&) = delete;
+        ~InStep() { loop_.isInStep_ = false; }
+
+    private:
+        FakeRunLoop& loop_;
+    };
+    const InStep inStep(*this);
     step();
     return true;
 }

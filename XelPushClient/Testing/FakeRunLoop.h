@@ -88,6 +88,7 @@ private:
     std::uint64_t nextTimerNumber_ = 0;
     Duration elapsed_{0};
     bool stopWanted_ = false;
+    bool isInStep_ = false;
     std::thread::id driver_;
 };
 

@@ -206,5 +206,21 @@ TEST(AsioRunLoop, RunsEveryBlockThatManyThreadsPost) {
     EXPECT_EQ(run, kThreads * kBlocks);
 }
 
+using AsioRunLoopDeathTest = testing::Test;
+
+TEST_F(AsioRunLoopDeathTest, EndsTheProcessWhenItIsDestroyedInsideItsOwnBlock) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    const auto destroyInside = [](auto makeLoop) {
+        auto loop = makeLoop();
+        loop->post([&loop] { loop.reset(); });
+        loop->run();
+    };
+    EXPECT_DEATH(destroyInside([] { return std::make_unique<AsioRunLoop>(); }),
+                 "a run loop was destroyed inside one of its own blocks");
+    boost::asio::io_context context;
+    EXPECT_DEATH(destroyInside([&] { return std::make_unique<AsioRunLoop>(context); }),
+                 "a run loop was destroyed inside one of its own blocks");
+}
+
 }  // namespace
 }  // namespace xel

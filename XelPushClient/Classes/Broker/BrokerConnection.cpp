@@ -38,19 +38,28 @@ bool isRefusedIdentity(const std::optional<NSError>& error) {
 
 }  // namespace
 
-BrokerConnection::BrokerConnection(ClientSettings& settings, const Machine& machine, const Home& home,
-                                   const LogOutput& log, Observers observers)
+BrokerConnection::BrokerConnection(const ClientLife& life, ClientSettings& settings, const Machine& machine,
+                                   const Home& home, const LogOutput& log, Observers observers)
     : settings_(settings),
       machine_(machine),
       home_(home),
       log_(log),
       observers_(observers),
-      life_(std::make_shared<BrokerConnection*>(this)) {}
+      wayIn_(life.wayInto(*this)) {}
 
 BrokerConnection::~BrokerConnection() {
-    if (brokerSession_) {
-        brokerSession_->setDelegate(nullptr);
-        brokerSession_->close();
+    end();
+}
+
+void BrokerConnection::end() {
+    hasEnded_ = true;
+    ++sessionGeneration_;
+    if (const auto session = std::exchange(brokerSession_, nullptr)) {
+        session->setDelegate(nullptr);
+        session->close();
+    }
+    if (reconnectTimer_) {
+        std::exchange(reconnectTimer_, nullptr)->invalidate();
     }
 }
 
@@ -79,7 +88,7 @@ std::optional<std::string> BrokerConnection::setClientId() {
 }
 
 std::shared_ptr<MQTTSession> BrokerConnection::createSession() {
-    if (brokerSession_ || isDroppingSession_) {
+    if (brokerSession_ || isDroppingSession_ || hasEnded_) {
         return brokerSession_;
     }
     TVRLog(log_, "Creating broker session");
@@ -108,6 +117,9 @@ bool BrokerConnection::isAttemptUnderWay() const {
 }
 
 void BrokerConnection::connectToServer() {
+    if (hasEnded_) {
+        return;
+    }
     if (isAttemptUnderWay()) {
         TVRLog(log_, "[%@]: Ignore connecting to server %@", kConnectToServer,
                connectionStateString(connectionState_));
@@ -191,6 +203,7 @@ void BrokerConnection::eraseSessionMemory() {
 
 void BrokerConnection::handleEvent(MQTTSession& /*session*/, MQTTSessionEvent event,
                                    const std::optional<NSError>& error) {
+    const auto held = wayIn_.hold();
     switch (event) {
         case MQTTSessionEvent::Connected: handleConnected(); return;
         case MQTTSessionEvent::ConnectionRefused:
@@ -235,9 +248,9 @@ void BrokerConnection::handleClosed() {
 void BrokerConnection::scheduleReconnect() {
     const auto delay =
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::duration<double>(reconnectTime_));
-    reconnectTimer_ = machine_.runLoop->scheduleTimer(delay, [life = std::weak_ptr(life_)] {
-        if (const auto self = life.lock()) {
-            (*self)->reconnectToServer();
+    reconnectTimer_ = machine_.runLoop->scheduleTimer(delay, [wayIn = wayIn_] {
+        if (const auto self = wayIn.hold()) {
+            self->reconnectToServer();
         }
     });
 }
@@ -256,42 +269,51 @@ void BrokerConnection::reconnectToServer() {
 }
 
 void BrokerConnection::sessionWillDeliver(MQTTSession& /*session*/) {
+    const auto held = wayIn_.hold();
     observers_.traffic.turnWillBegin();
 }
 
 void BrokerConnection::newMessage(MQTTSession& /*session*/, const MQTTPublication& publication) {
+    const auto held = wayIn_.hold();
     observers_.traffic.publicationArrived(publication);
 }
 
 void BrokerConnection::sessionDidDeliver(MQTTSession& /*session*/, std::function<void()> acknowledge) {
+    const auto held = wayIn_.hold();
     observers_.traffic.turnWillClose(std::move(acknowledge));
 }
 
 void BrokerConnection::subAckReceived(MQTTSession& /*session*/, std::uint16_t msgID,
                                       std::span<const std::uint8_t> grantedQoss) {
+    const auto held = wayIn_.hold();
     observers_.traffic.subscriptionWasAnswered(msgID, grantedQoss);
 }
 
 void BrokerConnection::unsubAckReceived(MQTTSession& /*session*/, std::uint16_t msgID) {
+    const auto held = wayIn_.hold();
     observers_.traffic.unsubscriptionWasAnswered(msgID);
 }
 
 void BrokerConnection::topicWasRefused(MQTTSession& /*session*/, std::string_view topic) {
+    const auto held = wayIn_.hold();
     observers_.traffic.restoredTopicWasRefused(topic);
 }
 
 void BrokerConnection::publicationDidFail(MQTTSession& /*session*/, std::string_view data,
                                           std::string_view topic, const NSError& error) {
+    const auto held = wayIn_.hold();
     observers_.traffic.publicationFailed(data, topic, error);
 }
 
 void BrokerConnection::subscriptionDidFail(MQTTSession& /*session*/, std::string_view topic,
                                            const NSError& error) {
+    const auto held = wayIn_.hold();
     observers_.traffic.subscriptionFailed(topic, error);
 }
 
 void BrokerConnection::unsubscriptionDidFail(MQTTSession& /*session*/, std::string_view topic,
                                              const NSError& error) {
+    const auto held = wayIn_.hold();
     observers_.traffic.unsubscriptionFailed(topic, error);
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "XelPushClient/Classes/Broker/BrokerObservers.h"
+#include "XelPushClient/Classes/Core/ClientLife.h"
 #include "XelPushClient/Classes/Core/ClientSettings.h"
 #include "XelPushClient/Classes/Core/ConnectionState.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
@@ -24,12 +25,14 @@ public:
         BrokerTrafficObserver& traffic;
     };
 
-    BrokerConnection(ClientSettings& settings, const Machine& machine, const Home& home, const LogOutput& log,
-                     Observers observers);
+    BrokerConnection(const ClientLife& life, ClientSettings& settings, const Machine& machine,
+                     const Home& home, const LogOutput& log, Observers observers);
     BrokerConnection(const BrokerConnection&) = delete;
     BrokerConnection& operator=(const BrokerConnection&) = delete;
-    /// Closes the session without telling anybody.
     ~BrokerConnection() override;
+
+    /// The client has ended: closes the session without telling anybody, and makes no other.
+    void end();
 
     /// The session, once one was made. Kept across reconnects, so that its identity never changes.
     [[nodiscard]] const std::shared_ptr<MQTTSession>& brokerSession() const { return brokerSession_; }
@@ -103,9 +106,9 @@ private:
     double reconnectTime_ = 0.0;
     bool forceClose_ = false;
     bool isDroppingSession_ = false;
+    bool hasEnded_ = false;
     std::uint64_t sessionGeneration_ = 0;
-    /// Reconnect timers hold it weakly.
-    std::shared_ptr<BrokerConnection*> life_;
+    ClientLife::WayInto<BrokerConnection> wayIn_;
 };
 
 }  // namespace xel

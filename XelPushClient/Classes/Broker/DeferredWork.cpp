@@ -26,13 +26,14 @@ struct DeferredWork::Waiting {
     NSNotificationCenter::Token observation;
 };
 
-DeferredWork::DeferredWork(const Machine& machine, const Home& home, const LogOutput& log,
-                           const BrokerConnection& connection)
+DeferredWork::DeferredWork(const ClientLife& life, const Machine& machine, const Home& home,
+                           const LogOutput& log, const BrokerConnection& connection)
     : machine_(machine),
       home_(home),
       log_(log),
       waiting_(std::make_shared<Waiting>(connection)),
-      nextNumber_(std::make_shared<std::atomic<std::uint64_t>>(0)) {}
+      nextNumber_(std::make_shared<std::atomic<std::uint64_t>>(0)),
+      wayIn_(life.wayInto(*this)) {}
 
 DeferredWork::~DeferredWork() {
     home_.notificationCenter->removeObserver(waiting_->observation);
@@ -66,9 +67,11 @@ void DeferredWork::observe() {
     const std::weak_ptr<Waiting> weak = waiting_;
     const auto runLoop = machine_.runLoop;
     // One piece to a block: one that throws must not take the others with it.
-    auto runOne = [weak, center = std::weak_ptr(home_.notificationCenter)](std::uint64_t before) {
+    auto runOne = [weak, wayIn = wayIn_,
+                   center = std::weak_ptr(home_.notificationCenter)](std::uint64_t before) {
+        const auto held = wayIn.hold();
         const auto waiting = weak.lock();
-        if (!waiting || !waiting->isDue(before)) {
+        if (!held || !waiting || !waiting->isDue(before)) {
             return;
         }
         const auto block = std::move(waiting->pieces.front().block);

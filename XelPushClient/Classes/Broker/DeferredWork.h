@@ -18,7 +18,7 @@ namespace xel {
 /// identity of then, and end with it. Owner: the manager. Thread: the manager's run loop.
 class DeferredWork {
 public:
-    DeferredWork(const Machine& machine, const Home& home, const LogOutput& log,
+    DeferredWork(const ClientLife& life, const Machine& machine, const Home& home, const LogOutput& log,
                  const BrokerConnection& connection);
     DeferredWork(const DeferredWork&) = delete;
     DeferredWork& operator=(const DeferredWork&) = delete;
@@ -46,6 +46,7 @@ private:
     std::shared_ptr<Waiting> waiting_;
     /// Numbers the pieces; read by the thread that broadcasts.
     std::shared_ptr<std::atomic<std::uint64_t>> nextNumber_;
+    ClientLife::WayInto<DeferredWork> wayIn_;
 };
 
 }  // namespace xel

@@ -10,9 +10,13 @@ constexpr std::string_view kBackgroundTaskName = "XEL PUSH BG Task";
 }  // namespace
 
 LifecycleMonitor::LifecycleMonitor(Surroundings surroundings)
-    : surroundings_(surroundings), life_(std::make_shared<LifecycleMonitor*>(this)) {}
+    : surroundings_(surroundings), wayIn_(surroundings.life.wayInto(*this)) {}
 
 LifecycleMonitor::~LifecycleMonitor() {
+    end();
+}
+
+void LifecycleMonitor::end() {
     if (reachability_) {
         reachability_->stopNotifier();
     }
@@ -25,12 +29,11 @@ UIApplication* LifecycleMonitor::applicationFromNotification(const NSNotificatio
 
 void LifecycleMonitor::observe(std::string_view name, ApplicationOperation operation) {
     observations_.push_back(surroundings_.home.notificationCenter->addObserver(
-        std::string(name), nullptr,
-        [life = std::weak_ptr(life_), operation](const NSNotification& notification) {
-            const auto self = life.lock();
+        std::string(name), nullptr, [wayIn = wayIn_, operation](const NSNotification& notification) {
+            const auto self = wayIn.hold();
             UIApplication* application = applicationFromNotification(notification);
             if (self && application != nullptr) {
-                ((*self)->*operation)(*application);
+                (self.get()->*operation)(*application);
             }
         }));
 }
@@ -46,9 +49,9 @@ void LifecycleMonitor::observeApplication() {
 
 void LifecycleMonitor::observeReachability() {
     reachability_ = surroundings_.machine.reachability->reachabilityForInternetConnection();
-    reachability_->setReachabilityBlock([life = std::weak_ptr(life_)](PushClientServerReachability&) {
-        if (const auto self = life.lock()) {
-            (*self)->handleReachabilityStatus();
+    reachability_->setReachabilityBlock([wayIn = wayIn_](PushClientServerReachability&) {
+        if (const auto self = wayIn.hold()) {
+            self->handleReachabilityStatus();
         }
     });
     reachability_->startNotifier();
@@ -90,10 +93,10 @@ void LifecycleMonitor::applicationWillEnterForeground(UIApplication& /*applicati
 
 void LifecycleMonitor::applicationDidEnterBackground(UIApplication& application) {
     backgroundTaskOwner_ = &application;
-    backgroundTask_ = application.beginBackgroundTaskWithName(
-        kBackgroundTaskName, [life = std::weak_ptr(life_), &application] {
-            if (const auto self = life.lock()) {
-                (*self)->backgroundTimeIsUp(application);
+    backgroundTask_ =
+        application.beginBackgroundTaskWithName(kBackgroundTaskName, [wayIn = wayIn_, &application] {
+            if (const auto self = wayIn.hold()) {
+                self->backgroundTimeIsUp(application);
             }
         });
 }
@@ -106,9 +109,9 @@ void LifecycleMonitor::backgroundTimeIsUp(const UIApplication& application) {
 }
 
 void LifecycleMonitor::applicationWillTerminate(UIApplication& /*application*/) {
-    surroundings_.machine.runLoop->post([life = std::weak_ptr(life_)] {
-        if (const auto self = life.lock()) {
-            (*self)->surroundings_.connection.disconnectFromServer();
+    surroundings_.machine.runLoop->post([wayIn = wayIn_] {
+        if (const auto self = wayIn.hold()) {
+            self->surroundings_.connection.disconnectFromServer();
         }
     });
 }

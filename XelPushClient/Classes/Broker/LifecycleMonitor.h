@@ -22,6 +22,7 @@ public:
 class LifecycleMonitor {
 public:
     struct Surroundings {
+        const ClientLife& life;
         const Machine& machine;
         const Home& home;
         const LogOutput& log;
@@ -45,6 +46,8 @@ public:
     void observeApplication();
     void observeReachability();
     void stopObservingApplication();
+    /// The client has ended: nothing more is heard.
+    void end();
 
     void handleReachabilityStatus();
     void applicationDidBecomeActive(UIApplication& application);
@@ -75,8 +78,7 @@ private:
     /// Whose task it is; null while there is none.
     UIApplication* backgroundTaskOwner_ = nullptr;
     std::vector<NSNotificationCenter::Token> observations_;
-    /// Callbacks that outlive this object hold it weakly.
-    std::shared_ptr<LifecycleMonitor*> life_;
+    ClientLife::WayInto<LifecycleMonitor> wayIn_;
 };
 
 }  // namespace xel

@@ -38,25 +38,33 @@ public:
     [[nodiscard]] Delegate delegate() const { return primary_.lock(); }
     [[nodiscard]] std::vector<Delegate> delegates() const;
 
+    /// The client has ended: a walk under way goes no further, and no other begins. The delegates stay as
+    /// long as the list, for one of them may be on the stack.
+    void end() { hasEnded_ = true; }
+
     /// Calls `report(delegate)` for every delegate that responds to the operation, in order.
     template <class Report>
     void forEachResponding(DelegateOperation operation, Report&& report) {
         const Walk walk(*this);
         for (const auto& entry : entries_) {
-            if (entry.operations.contains(operation)) {
+            if (!hasEnded_ && entry.operations.contains(operation)) {
                 report(*entry.delegate);
             }
         }
     }
 
-    /// Calls `report(delegate, operations)` for every delegate, in order.
+    /// Calls `report(delegate, operations)` for every delegate, in order. Whoever reports more than one thing
+    /// asks `hasEnded` in between.
     template <class Report>
     void forEach(Report&& report) {
         const Walk walk(*this);
         for (const auto& entry : entries_) {
-            report(*entry.delegate, entry.operations);
+            if (!hasEnded_) {
+                report(*entry.delegate, entry.operations);
+            }
         }
     }
+    [[nodiscard]] bool hasEnded() const { return hasEnded_; }
 
 private:
     struct Entry {
@@ -82,6 +90,7 @@ private:
     std::vector<Entry> entries_;
     std::weak_ptr<PushClientManagerDelegate> primary_;
     int walks_ = 0;
+    bool hasEnded_ = false;
 };
 
 }  // namespace xel

@@ -18,11 +18,20 @@ template <class MakeInfo>
 void EventFanout::postOnMainRunLoop(std::string_view name, MakeInfo makeInfo) {
     surroundings_.mainRunLoop->post([center = surroundings_.notificationCenter, life = std::weak_ptr(life_),
                                      name, makeInfo = std::move(makeInfo)] {
-        const auto manager = life.lock();
-        if (manager && center->hasObserverFor(name)) {
-            center->postNotification({std::string(name), *manager, makeInfo()});
+        NSObject* manager = nullptr;
+        if (const auto held = life.lock()) {
+            manager = *held;
+        }
+        if (manager != nullptr && center->hasObserverFor(name)) {
+            center->postNotification({std::string(name), manager, makeInfo()}, life);
         }
     });
+}
+
+void EventFanout::end() {
+    delegates.end();
+    blocks = HandlerBlocks();
+    life_.reset();
 }
 
 void EventFanout::callBackConnectionStateDidChanged() {
@@ -113,7 +122,8 @@ bool EventFanout::callbackNewMessageReceived(const std::shared_ptr<const PushCli
         if (operations.contains(DelegateOperation::DidReceivedMessage)) {
             delegate.pushClientManagerDidReceivedMessage(*message);
         }
-        if (operations.contains(DelegateOperation::UILocalNotificationDidReceivedMessage)) {
+        if (!delegates.hasEnded() &&
+            operations.contains(DelegateOperation::UILocalNotificationDidReceivedMessage)) {
             hostShowsNotifications = true;
             delegate.pushClientManagerUILocalNotificationDidReceivedMessage(*message);
         }
@@ -168,6 +178,11 @@ void EventFanout::invokePushClientManagerDidFailInUnsubscribe(const NSError& err
 void EventFanout::invokePushClientManagerDidFailInPublish(const NSError& error) {
     delegates.forEachResponding(DelegateOperation::DidFailInPublish,
                                 [&](auto& delegate) { delegate.pushClientManagerDidFailInPublish(error); });
+}
+
+void EventFanout::postNow(std::string_view name) {
+    surroundings_.notificationCenter->postNotification({std::string(name), &surroundings_.manager, {}},
+                                                       std::weak_ptr(life_));
 }
 
 void EventFanout::forwardNotificationResponse(UNUserNotificationCenter& center,

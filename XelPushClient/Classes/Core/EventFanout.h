@@ -32,6 +32,10 @@ public:
     DelegateList delegates;
     HandlerBlocks blocks;
 
+    /// The client has ended: nothing more is reported, also to those who would have heard next of what is
+    /// being reported.
+    void end();
+
     void callBackConnectionStateDidChanged();
     void callBackServerReachabilityChanged(bool reachable,
                                            PushClientServerReachabilityNetworkType networkType);
@@ -53,6 +57,8 @@ public:
     void invokePushClientManagerDidFailInSubscribe(const NSError& error);
     void invokePushClientManagerDidFailInUnsubscribe(const NSError& error);
     void invokePushClientManagerDidFailInPublish(const NSError& error);
+    /// Posts the notification at once, on this thread: for those that the client itself observes.
+    void postNow(std::string_view name);
     void forwardNotificationResponse(UNUserNotificationCenter& center, const UNNotificationResponse& response,
                                      const std::function<void()>& completion);
 

@@ -19,11 +19,6 @@ void cancel(std::shared_ptr<NSTimer>& timer) {
     }
 }
 
-CoreGeoLocation* roomOf(const std::weak_ptr<CoreGeoLocation*>& life) {
-    const auto held = life.lock();
-    return held ? *held : nullptr;
-}
-
 }  // namespace
 
 CoreGeoLocation::CoreGeoLocation(Surroundings surroundings)
@@ -31,11 +26,13 @@ CoreGeoLocation::CoreGeoLocation(Surroundings surroundings)
       regions_(surroundings_.defaults),
       tracking_(surroundings_.defaults, *surroundings_.machine.clock),
       singles_(*surroundings_.machine.runLoop,
-               [this](const SingleLocationRequests::Answers& answers) {
-                   adjustUpdates(Demand::AsBefore);
-                   report({}, std::nullopt, answers);
+               [wayIn = surroundings_.life.wayInto(*this)](const SingleLocationRequests::Answers& answers) {
+                   if (const auto self = wayIn.hold()) {
+                       self->adjustUpdates(Demand::AsBefore);
+                       self->report({}, std::nullopt, answers);
+                   }
                }),
-      life_(std::make_shared<CoreGeoLocation*>(this)) {}
+      wayIn_(surroundings_.life.wayInto(*this)) {}
 
 CoreGeoLocation::~CoreGeoLocation() {
     cancel(nextTry_);
@@ -158,19 +155,18 @@ void CoreGeoLocation::updatesFailed(const NSError& error) {
 void CoreGeoLocation::report(const std::vector<MonitoredRegions::Crossed>& crossed,
                              const std::optional<CLLocation>& tracked,
                              const SingleLocationRequests::Answers& answers) {
-    // Whoever hears of it may end this object.
-    const std::weak_ptr life = life_;
+    // Whoever hears of it may end the client.
     for (const auto& one : crossed) {
-        if (life.expired()) {
+        if (wayIn_.hasEnded()) {
             return;
         }
         surroundings_.observer.regionWasCrossed(one.region, one.crossing, one.message);
     }
-    if (tracked && !life.expired()) {
+    if (tracked && !wayIn_.hasEnded()) {
         surroundings_.observer.positionWasTracked(*tracked);
     }
     for (const auto& answer : answers) {
-        if (life.expired()) {
+        if (wayIn_.hasEnded()) {
             return;
         }
         answer();
@@ -209,9 +205,8 @@ void CoreGeoLocation::startUpdates(double distanceFilter) {
     cancel(nextTry_);
     runningFilter_ = distanceFilter;
     updates_ = surroundings_.machine.locationSource->startUpdates(
-        distanceFilter, [weak = std::weak_ptr(life_)](const Result<CLLocation>& location) {
-            // Not held meanwhile: whoever hears of the position may end the room.
-            if (auto* self = roomOf(weak)) {
+        distanceFilter, [wayIn = wayIn_](const Result<CLLocation>& location) {
+            if (const auto self = wayIn.hold()) {
                 self->updatesReported(location);
             }
         });
@@ -254,8 +249,8 @@ void CoreGeoLocation::endWhatIsOver() {
 
 std::shared_ptr<NSTimer> CoreGeoLocation::later(std::chrono::milliseconds delay,
                                                 void (*operation)(CoreGeoLocation&)) {
-    return surroundings_.machine.runLoop->scheduleTimer(delay, [weak = std::weak_ptr(life_), operation] {
-        if (auto* self = roomOf(weak)) {
+    return surroundings_.machine.runLoop->scheduleTimer(delay, [wayIn = wayIn_, operation] {
+        if (const auto self = wayIn.hold()) {
             operation(*self);
         }
     });

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "XelPushClient/Classes/Core/ClientLife.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
 #include "XelPushClient/Classes/GeoLocation/MonitoredRegions.h"
 #include "XelPushClient/Classes/GeoLocation/SingleLocationRequests.h"
@@ -40,6 +41,7 @@ public:
     using SingleLocationCompletion = SingleLocationRequests::Completion;
 
     struct Surroundings {
+        const ClientLife& life;
         const Machine& machine;
         NSUserDefaults& defaults;
         const LogOutput& log;
@@ -113,8 +115,7 @@ private:
     double runningFilter_ = 0.0;
     std::shared_ptr<NSTimer> nextTry_;
     std::shared_ptr<NSTimer> nextLook_;
-    /// Callbacks that outlive this object hold it weakly.
-    std::shared_ptr<CoreGeoLocation*> life_;
+    ClientLife::WayInto<CoreGeoLocation> wayIn_;
 };
 
 }  // namespace xel

@@ -1,5 +1,7 @@
 #include "XelPushClient/Classes/Notifications/PushTokens.h"
 
+#include <utility>
+
 #include "XelPushClient/Classes/Notifications/VersionOrder.h"
 #include "XelPushClient/Foundation/StringUtilities.h"
 #include "XelPushClient/LoopBack/LBPushNotification.h"
@@ -19,41 +21,54 @@ constexpr std::string_view kPlaceholderToken = "Simulator";
 
 class PushTokens::PlatformDelegate : public UIApplicationDelegate, public UNUserNotificationCenterDelegate {
 public:
-    explicit PlatformDelegate(PushTokens& room) : room_(room) {}
+    explicit PlatformDelegate(ClientLife::WayInto<PushTokens> wayIn) : wayIn_(std::move(wayIn)) {}
 
     void applicationDidRegisterUserNotificationSettings(
         UIApplication& application, const UIUserNotificationSettings& /*settings*/) override {
-        room_.applicationDidRegisterUserNotificationSettings(application);
+        if (const auto room = wayIn_.hold()) {
+            room->applicationDidRegisterUserNotificationSettings(application);
+        }
     }
     void applicationDidRegisterForRemoteNotificationsWithDeviceToken(UIApplication& /*application*/,
                                                                      const Data& deviceToken) override {
-        room_.applicationDidRegisterForRemoteNotificationsWithDeviceToken(deviceToken);
+        if (const auto room = wayIn_.hold()) {
+            room->applicationDidRegisterForRemoteNotificationsWithDeviceToken(deviceToken);
+        }
     }
     void applicationDidFailToRegisterForRemoteNotificationsWithError(UIApplication& /*application*/,
                                                                      const NSError& error) override {
-        room_.applicationDidFailToRegisterForRemoteNotificationsWithError(error);
+        if (const auto room = wayIn_.hold()) {
+            room->applicationDidFailToRegisterForRemoteNotificationsWithError(error);
+        }
     }
     void applicationDidReceiveRemoteNotification(UIApplication& application,
                                                  const Dictionary& payload) override {
-        room_.applicationDidReceiveRemoteNotification(application, payload);
+        if (const auto room = wayIn_.hold()) {
+            room->applicationDidReceiveRemoteNotification(application, payload);
+        }
     }
     void userNotificationCenterWillPresentNotification(
         UNUserNotificationCenter& /*center*/, const UNNotification& notification,
         std::function<void(std::uint32_t)> completion) override {
-        room_.userNotificationCenterWillPresentNotification(notification, completion);
+        if (const auto room = wayIn_.hold()) {
+            room->userNotificationCenterWillPresentNotification(notification, completion);
+        }
     }
     void userNotificationCenterDidReceiveNotificationResponse(UNUserNotificationCenter& center,
                                                               const UNNotificationResponse& response,
                                                               std::function<void()> completion) override {
-        room_.userNotificationCenterDidReceiveNotificationResponse(center, response, completion);
+        if (const auto room = wayIn_.hold()) {
+            room->userNotificationCenterDidReceiveNotificationResponse(center, response, completion);
+        }
     }
 
 private:
-    PushTokens& room_;
+    ClientLife::WayInto<PushTokens> wayIn_;
 };
 
 PushTokens::PushTokens(Surroundings surroundings)
-    : surroundings_(surroundings), platformDelegate_(std::make_shared<PlatformDelegate>(*this)) {
+    : surroundings_(surroundings),
+      platformDelegate_(std::make_shared<PlatformDelegate>(surroundings.life.wayInto(*this))) {
     surroundings_.machine.application->attachDelegate(platformDelegate_);
 }
 

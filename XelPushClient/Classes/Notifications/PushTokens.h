@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 
+#include "XelPushClient/Classes/Core/ClientLife.h"
 #include "XelPushClient/Classes/Core/ClientSettings.h"
 #include "XelPushClient/Classes/Core/EventFanout.h"
 #include "XelPushClient/Classes/Core/PushTokenState.h"
@@ -24,6 +25,7 @@ public:
 class PushTokens {
 public:
     struct Surroundings {
+        const ClientLife& life;
         const Machine& machine;
         ClientSettings& settings;
         const LogOutput& log;

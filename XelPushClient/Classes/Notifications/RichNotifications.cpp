@@ -24,7 +24,7 @@ LocalRichNotification decode(Dictionary block) {
 }  // namespace
 
 RichNotifications::RichNotifications(Surroundings surroundings)
-    : surroundings_(surroundings), life_(std::make_shared<RichNotifications*>(this)) {}
+    : surroundings_(surroundings), wayIn_(surroundings.life.wayInto(*this)) {}
 
 RichNotifications::~RichNotifications() = default;
 
@@ -66,13 +66,13 @@ void RichNotifications::downloadDataForUrlString(const std::string& url, const s
     }
     auto extension = extensionForFileName(fileExtensionForMediaType(mediaType));
     surroundings_.machine.urlSession->downloadTaskWithURL(
-        url, [weak = std::weak_ptr(life_), extension = std::move(extension),
+        url, [wayIn = wayIn_, extension = std::move(extension),
               handler = std::move(handler)](const Result<std::string>& temporaryFile) {
-            const auto life = weak.lock();
-            if (!life) {
+            const auto self = wayIn.hold();
+            if (!self) {
                 return;
             }
-            const auto& [machine, log] = (*life)->surroundings_;
+            const auto& [life, machine, log] = self->surroundings_;
             if (!temporaryFile) {
                 TVRLog(log, "%@", temporaryFile.error().localizedDescription());
                 handler(std::nullopt);
@@ -164,12 +164,12 @@ void RichNotifications::present(const LocalRichNotification& notification, std::
     shownNumber_ = number;
     surroundings_.machine.notificationCenter->addNotificationRequest(
         {std::string(kLocalRichNotificationIdentifier), contentOf(notification)},
-        [weak = std::weak_ptr(life_)](const std::optional<NSError>& error) {
-            const auto life = weak.lock();
-            if (!life) {
+        [wayIn = wayIn_](const std::optional<NSError>& error) {
+            const auto self = wayIn.hold();
+            if (!self) {
                 return;
             }
-            const LogOutput& log = (*life)->surroundings_.log;
+            const LogOutput& log = self->surroundings_.log;
             if (error) {
                 TVRLog(log, "Error happened %@", error->localizedDescription());
             } else {

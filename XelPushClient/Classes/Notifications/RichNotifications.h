@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "XelPushClient/Classes/Core/ClientLife.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
 #include "XelPushClient/Classes/Notifications/LocalNotifications.h"
 #include "XelPushClient/Classes/Notifications/RichNotificationHandlers.h"
@@ -37,6 +38,7 @@ struct LocalRichNotification {
 class RichNotifications final : public RichNotificationPresenter {
 public:
     struct Surroundings {
+        const ClientLife& life;
         const Machine& machine;
         const LogOutput& log;
     };
@@ -83,8 +85,7 @@ private:
     /// was shown comes too late to replace it.
     std::uint64_t lastNumber_ = 0;
     std::uint64_t shownNumber_ = 0;
-    /// What is under way holds this weakly.
-    std::shared_ptr<RichNotifications*> life_;
+    ClientLife::WayInto<RichNotifications> wayIn_;
 };
 
 }  // namespace xel

@@ -48,7 +48,7 @@ std::shared_ptr<SLAFHTTPRequestOperation> operationFor(const Outlet& outlet, con
 }  // namespace
 
 CrashReports::CrashReports(Surroundings surroundings)
-    : surroundings_(surroundings), life_(std::make_shared<CrashReports*>(this)) {}
+    : surroundings_(surroundings), wayIn_(surroundings.life.wayInto(*this)) {}
 
 void CrashReports::applicationCrashedWithUserInfo(const Dictionary& userInfo, CrashReportOptions options) {
     const auto& machine = surroundings_.machine;
@@ -66,37 +66,36 @@ void CrashReports::applicationCrashedWithUserInfo(const Dictionary& userInfo, Cr
     Outlet outlet{machine.clock, machine.device,    machine.files,
                   machine.http,  machine.endpoints, surroundings_.home.documentsDirectory};
 
-    surroundings_.operationQueue->addOperationWithBlock([report = std::move(report), options,
-                                                         outlet = std::move(outlet),
-                                                         weak = std::weak_ptr(life_)]() mutable {
-        report.created = outlet.clock->now();
-        report.osVersion = outlet.device->systemVersion();
-        std::string text = crashReportText(report);
-        if (options.saveOnDisk) {
-            save(outlet, text, report.created);
-        }
-        const auto operation = operationFor(outlet, report.identity, std::move(text));
-        operation->setCompletionBlock(
-            [weak](const HTTPResponse& response) {
-                if (const auto life = weak.lock()) {
-                    TVRLog((*life)->surroundings_.log, "CrashReport response %@", response.body);
-                }
-            },
-            [weak](const NSError& error) {
-                if (const auto life = weak.lock()) {
-                    TVRLog((*life)->surroundings_.log, "CrashReport Error %@", error.localizedDescription());
-                }
-            });
-        if (!operation->isExecuting()) {
-            operation->start();
-        }
-    });
+    surroundings_.operationQueue->addOperationWithBlock(
+        [report = std::move(report), options, outlet = std::move(outlet), wayIn = wayIn_]() mutable {
+            report.created = outlet.clock->now();
+            report.osVersion = outlet.device->systemVersion();
+            std::string text = crashReportText(report);
+            if (options.saveOnDisk) {
+                save(outlet, text, report.created);
+            }
+            const auto operation = operationFor(outlet, report.identity, std::move(text));
+            operation->setCompletionBlock(
+                [wayIn](const HTTPResponse& response) {
+                    if (const auto self = wayIn.hold()) {
+                        TVRLog(self->surroundings_.log, "CrashReport response %@", response.body);
+                    }
+                },
+                [wayIn](const NSError& error) {
+                    if (const auto self = wayIn.hold()) {
+                        TVRLog(self->surroundings_.log, "CrashReport Error %@", error.localizedDescription());
+                    }
+                });
+            if (!operation->isExecuting()) {
+                operation->start();
+            }
+        });
 }
 
 void CrashReports::refuse() {
-    const auto report = [weak = std::weak_ptr(life_)] {
-        if (const auto life = weak.lock()) {
-            (*life)->surroundings_.registration.handleRegistrationFailWithError(makeRegistrationError(
+    const auto report = [wayIn = wayIn_] {
+        if (const auto self = wayIn.hold()) {
+            self->surroundings_.registration.handleRegistrationFailWithError(makeRegistrationError(
                 kPushClientFailRegisterApplicationErrorCode, "Framework Not Initialized Yet.", "",
                 "First Register Application and Use applicationCrashedWithUserInfo"));
         }

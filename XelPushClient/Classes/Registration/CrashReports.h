@@ -1,7 +1,5 @@
 #pragma once
 
-#include <memory>
-
 #include "XelPushClient/Classes/Core/ClientSettings.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
 #include "XelPushClient/Classes/Registration/CrashReportOptions.h"
@@ -18,6 +16,7 @@ namespace xel {
 class CrashReports {
 public:
     struct Surroundings {
+        const ClientLife& life;
         const Machine& machine;
         const Home& home;
         ClientSettings& settings;
@@ -34,8 +33,7 @@ private:
     void refuse();
 
     Surroundings surroundings_;
-    /// Answers and refusals that wait for the loop hold it weakly.
-    std::shared_ptr<CrashReports*> life_;
+    ClientLife::WayInto<CrashReports> wayIn_;
 };
 
 }  // namespace xel

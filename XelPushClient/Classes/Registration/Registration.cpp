@@ -34,7 +34,7 @@ void reportThen(Report report, Rest rest) {
 }  // namespace
 
 Registration::Registration(Surroundings surroundings)
-    : surroundings_(surroundings), life_(std::make_shared<Registration*>(this)) {}
+    : surroundings_(surroundings), wayIn_(surroundings.life.wayInto(*this)) {}
 
 bool Registration::refuse(const NSError& error) {
     handleRegistrationFailWithError(error);
@@ -137,14 +137,14 @@ bool Registration::registerAgainWithUserId(const std::optional<std::string>& use
     TVRLog(surroundings_.log, "[%@]: registerAgainDeviceToServer ",
            "-[PushClientManager registerAgainWithUserId:channels:]");
     unregisterUser(
-        [life = std::weak_ptr(life_), userId = *userId, channels](const Value& /*response*/) {
-            if (const auto self = life.lock()) {
-                (*self)->continueAsUser(userId, channels);
+        [wayIn = wayIn_, userId = *userId, channels](const Value& /*response*/) {
+            if (const auto self = wayIn.hold()) {
+                self->continueAsUser(userId, channels);
             }
         },
-        [life = std::weak_ptr(life_)](const NSError& /*error*/) {
-            if (const auto self = life.lock()) {
-                TVRLog((*self)->surroundings_.log, "TVR : Fail to register with new userId!!!");
+        [wayIn = wayIn_](const NSError& /*error*/) {
+            if (const auto self = wayIn.hold()) {
+                TVRLog(self->surroundings_.log, "TVR : Fail to register with new userId!!!");
             }
         });
     return true;
@@ -164,20 +164,19 @@ void Registration::continueAsUser(const std::string& userId, const std::vector<s
 
 void Registration::unregisterUser(Removed success, Failure failure) {
     if (const auto deviceId = surroundings_.settings.deviceId()) {
-        const auto* log = &surroundings_.log;
         surroundings_.record.remove(
             *deviceId,
-            [life = std::weak_ptr(life_), log, success = std::move(success)](const Value& response) {
-                if (const auto self = life.lock()) {
-                    TVRLog(*log, "Installation removed %@", response);
+            [wayIn = wayIn_, success = std::move(success)](const Value& response) {
+                if (const auto self = wayIn.hold()) {
+                    TVRLog(self->surroundings_.log, "Installation removed %@", response);
                 }
                 if (success) {
                     success(response);
                 }
             },
-            [life = std::weak_ptr(life_), log, failure = std::move(failure)](const NSError& error) {
-                if (const auto self = life.lock()) {
-                    TVRLog(*log, "Error %@", error);
+            [wayIn = wayIn_, failure = std::move(failure)](const NSError& error) {
+                if (const auto self = wayIn.hold()) {
+                    TVRLog(self->surroundings_.log, "Error %@", error);
                 }
                 if (failure) {
                     failure(error);
@@ -196,7 +195,7 @@ bool Registration::registerDeviceToServer() {
     surroundings_.operationQueue->addOperationWithBlock(
         [runLoop = surroundings_.machine.runLoop, isStillTrue = whileIdentityLasts()] {
             runLoop->post([isStillTrue] {
-                if (auto* self = isStillTrue()) {
+                if (const auto self = isStillTrue()) {
                     self->saveInstallation();
                 }
             });
@@ -204,10 +203,10 @@ bool Registration::registerDeviceToServer() {
     return true;
 }
 
-std::function<Registration*()> Registration::whileIdentityLasts() const {
-    return [life = std::weak_ptr(life_), generation = identityGeneration_]() -> Registration* {
-        const auto self = life.lock();
-        return self && (*self)->identityGeneration_ == generation ? *self : nullptr;
+std::function<std::shared_ptr<Registration>()> Registration::whileIdentityLasts() const {
+    return [wayIn = wayIn_, generation = identityGeneration_] {
+        const auto self = wayIn.hold();
+        return self && self->identityGeneration_ == generation ? self : nullptr;
     };
 }
 
@@ -219,12 +218,12 @@ void Registration::saveInstallation() {
     const auto isStillTrue = whileIdentityLasts();
     surroundings_.record.save(
         [isStillTrue](const std::optional<LBInstallation>& installation) {
-            if (auto* self = isStillTrue()) {
+            if (const auto self = isStillTrue()) {
                 self->installationWasSaved(installation);
             }
         },
         [isStillTrue](const NSError& error) {
-            if (auto* self = isStillTrue()) {
+            if (const auto self = isStillTrue()) {
                 self->installationSaveFailed(error);
             }
         });

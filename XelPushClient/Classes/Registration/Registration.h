@@ -8,6 +8,7 @@
 
 #include "XelPushClient/Classes/Broker/BrokerConnection.h"
 #include "XelPushClient/Classes/Broker/LifecycleMonitor.h"
+#include "XelPushClient/Classes/Core/ClientLife.h"
 #include "XelPushClient/Classes/Core/EventFanout.h"
 #include "XelPushClient/Classes/Notifications/PushTokens.h"
 #include "XelPushClient/Classes/Registration/InstallationRecord.h"
@@ -40,6 +41,7 @@ public:
 class Registration {
 public:
     struct Surroundings {
+        const ClientLife& life;
         const Machine& machine;
         ClientSettings& settings;
         const LogOutput& log;
@@ -91,7 +93,7 @@ private:
     bool addChannels(const std::vector<std::string>& channels);
     void continueAsUser(const std::string& userId, const std::vector<std::string>& channels);
     /// Answers this room as long as it is there and its identity has not ended, null from then on.
-    [[nodiscard]] std::function<Registration*()> whileIdentityLasts() const;
+    [[nodiscard]] std::function<std::shared_ptr<Registration>()> whileIdentityLasts() const;
     void saveInstallation();
     void installationWasSaved(const std::optional<LBInstallation>& installation);
     void installationSaveFailed(const NSError& error);
@@ -100,8 +102,7 @@ private:
     bool registered_ = false;
     bool pendingRegisteration_ = false;
     std::uint64_t identityGeneration_ = 0;
-    /// Queued work and answers hold it weakly.
-    std::shared_ptr<Registration*> life_;
+    ClientLife::WayInto<Registration> wayIn_;
 };
 
 }  // namespace xel

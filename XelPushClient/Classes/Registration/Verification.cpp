@@ -39,11 +39,9 @@ bool resultIn(const Value& response) {
 
 }  // namespace
 
-Verification::Verification(ClientSettings& settings, RestRequests& requests, EventFanout& fanout)
-    : settings_(settings),
-      requests_(requests),
-      fanout_(fanout),
-      life_(std::make_shared<Verification*>(this)) {}
+Verification::Verification(const ClientLife& life, ClientSettings& settings, RestRequests& requests,
+                           EventFanout& fanout)
+    : settings_(settings), requests_(requests), fanout_(fanout), wayIn_(life.wayInto(*this)) {}
 
 bool Verification::requestVerificationCode(const std::optional<std::string>& userId) {
     if (isMissingOrBlank(userId)) {
@@ -72,17 +70,16 @@ bool Verification::verifyUserCode(const std::optional<std::string>& userId,
 }
 
 bool Verification::ask(const std::string& path, Outcome handle) {
-    const std::weak_ptr life = life_;
     requests_.requestMethod(
         "GET", path, std::nullopt,
-        [life, handle](const Value& response) {
-            if (const auto self = life.lock()) {
-                ((*self)->*handle)(resultIn(response), std::nullopt);
+        [wayIn = wayIn_, handle](const Value& response) {
+            if (const auto self = wayIn.hold()) {
+                (self.get()->*handle)(resultIn(response), std::nullopt);
             }
         },
-        [life, handle](const NSError& error) {
-            if (const auto self = life.lock()) {
-                ((*self)->*handle)(false, error);
+        [wayIn = wayIn_, handle](const NSError& error) {
+            if (const auto self = wayIn.hold()) {
+                (self.get()->*handle)(false, error);
             }
         });
     return true;

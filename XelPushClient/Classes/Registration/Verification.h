@@ -1,9 +1,9 @@
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <string>
 
+#include "XelPushClient/Classes/Core/ClientLife.h"
 #include "XelPushClient/Classes/Core/EventFanout.h"
 #include "XelPushClient/Classes/Registration/RestRequests.h"
 
@@ -15,7 +15,8 @@ namespace xel {
 /// and notification; a failure is also kept as the client's last one.
 class Verification {
 public:
-    Verification(ClientSettings& settings, RestRequests& requests, EventFanout& fanout);
+    Verification(const ClientLife& life, ClientSettings& settings, RestRequests& requests,
+                 EventFanout& fanout);
 
     /// True when the request was sent.
     bool requestVerificationCode(const std::optional<std::string>& userId);
@@ -32,8 +33,7 @@ private:
     ClientSettings& settings_;
     RestRequests& requests_;
     EventFanout& fanout_;
-    /// Answers hold it weakly.
-    std::shared_ptr<Verification*> life_;
+    ClientLife::WayInto<Verification> wayIn_;
 };
 
 }  // namespace xel

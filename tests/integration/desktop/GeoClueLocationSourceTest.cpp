@@ -194,7 +194,11 @@ TEST_F(GeoClueLocationSourceTest, CarriesARoomThatTracksAndWatches) {
     RecordingLogSink sink;
     const LogOutput log(*defaults, sink);
     Observer observer;
-    CoreGeoLocation room({machine, *defaults, log, observer});
+    ClientLife life;
+    const auto client = std::make_shared<CoreGeoLocation>(
+        CoreGeoLocation::Surroundings{life, machine, *defaults, log, observer});
+    life.begin(client);
+    CoreGeoLocation& room = *client;
 
     service.receiver().moveTo({.coordinate = {35.71, 51.4}});
     std::optional<Result<CLLocation>> single;

@@ -1,3 +1,4 @@
+#include <memory>
 #include <stdexcept>
 #include <vector>
 
@@ -81,6 +82,14 @@ TEST(FakeRunLoop, TellsWhatIsScheduledAndDiscardsIt) {
     EXPECT_EQ(loop.nextTimerDeadline(), std::nullopt);
     loop.advanceBy(seconds(10));
     EXPECT_FALSE(hasRun);
+}
+
+TEST(FakeRunLoopDeathTest, EndsTheProcessWhenItIsDestroyedInsideItsOwnBlock) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    auto loop = std::make_unique<FakeRunLoop>();
+    loop->post([&loop] { loop.reset(); });
+    EXPECT_DEATH(loop->runUntilIdle(), "a run loop was destroyed inside one of its own blocks");
+    loop->discardEverything();
 }
 
 TEST(FakeClock, GoesWithTheLoopAndCanBeSet) {

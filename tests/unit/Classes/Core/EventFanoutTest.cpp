@@ -312,11 +312,11 @@ TEST_F(EventFanoutTest, PostsOnTheMainLoopWhereThatIsAnother) {
     FakeMachine machine(FakeMachineLoops::MainLoopApart);
     NSObject manager;
     const Home home = machine.makeHome();
-    ClientRooms rooms(manager, machine.machine(), home);
+    const auto rooms = ClientRooms::make(manager, machine.machine(), home);
     bool wasOnMainLoop = false;
     home.notificationCenter->addObserver(std::string(PushClientDidChangeServerConnectionStateNotification),
                                          nullptr, [&](const NSNotification&) { wasOnMainLoop = true; });
-    rooms.fanout.callBackConnectionStateDidChanged();
+    rooms->fanout.callBackConnectionStateDidChanged();
     machine.runLoop->runUntilIdle();
     EXPECT_FALSE(wasOnMainLoop);
     machine.mainRunLoop->runUntilIdle();

@@ -53,9 +53,16 @@ protected:
         home_ = machine_.makeHome();
         home_.defaults->setObject("enableTavrinLogInDebuggingKEY", true);
         log_ = std::make_unique<LogOutput>(*home_.defaults, *machine_.logSink);
-        location_ = std::make_unique<CoreGeoLocation>(
-            CoreGeoLocation::Surroundings{ports_, *home_.defaults, *log_, observer_});
+        life_ = ClientLife();
+        location_ = std::make_shared<CoreGeoLocation>(
+            CoreGeoLocation::Surroundings{life_, ports_, *home_.defaults, *log_, observer_});
+        life_.begin(location_);
         location_->resumeMonitoring();
+    }
+    /// As a host does that destroys its client.
+    void endClient() {
+        life_.end();
+        location_.reset();
     }
 
     /// A place so many metres north of the centre, along the meridian.
@@ -93,7 +100,8 @@ protected:
     RecordingGeoObserver observer_;
     Home home_;
     std::unique_ptr<LogOutput> log_;
-    std::unique_ptr<CoreGeoLocation> location_;
+    ClientLife life_;
+    std::shared_ptr<CoreGeoLocation> location_;
 };
 
 }  // namespace xel

@@ -256,7 +256,7 @@ TEST_F(RegionMonitoringTest, MayBeStoppedOrEndedInsideTheReport) {
     ASSERT_TRUE(watch());
     ASSERT_TRUE(location_->startMonitoringRegion({kCenter, 200.0, "g2"}, 0, 0.0, "in", {}));
     machine_.runUntilIdle();
-    observer_.reaction = [&] { location_.reset(); };
+    observer_.reaction = [&] { endClient(); };
     standAt(0);
     EXPECT_THAT(takeHeard(), ElementsAre("entered g1: hello")) << "nothing is told of a room that is gone";
 }

@@ -101,7 +101,7 @@ TEST_F(SingleLocationTest, MayAskAgainOrEndTheRoomInsideTheAnswer) {
     location_->requestSingleLocation([this](const auto&) { request(); });
     machine_.runUntilIdle();
     EXPECT_THAT(answers_, ElementsAre("5.0 m"));
-    location_->requestSingleLocation([this](const auto&) { location_.reset(); });
+    location_->requestSingleLocation([this](const auto&) { endClient(); });
     request();
     machine_.runUntilIdle();
     EXPECT_THAT(answers_, ElementsAre("5.0 m")) << "the second went with the room";

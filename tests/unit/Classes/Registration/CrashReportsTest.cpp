@@ -197,7 +197,7 @@ TEST_F(CrashReportsTest, KnowTheIdentityOfAnEarlierStart) {
     rooms_->settings.setLaunchStats();
     const auto launchTime = rooms_->settings.getLaunchTime();
     rooms_.reset();
-    rooms_ = std::make_unique<ClientRooms>(manager_, machine_.machine(), home_);
+    rooms_ = ClientRooms::make(manager_, machine_.machine(), home_);
     rooms_->makeQueues();
     rooms_->registration.registerApplication("a1b2c3", "key", "broker-user", "broker-password");
     const auto snapshot = rooms_->settings.identitySnapshot();

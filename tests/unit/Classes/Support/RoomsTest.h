@@ -31,7 +31,7 @@ protected:
         Machine ports = machine_.machine();
         ports.sessions = sessions_;
         home_ = machine_.makeHome();
-        rooms_ = std::make_unique<ClientRooms>(manager_, std::move(ports), home_);
+        rooms_ = ClientRooms::make(manager_, std::move(ports), home_);
         rooms_->makeQueues();
     }
     ~RoomsTest() override { setDevelopmentEnvironment(false); }
@@ -105,7 +105,7 @@ protected:
     std::shared_ptr<std::vector<NSError>> failures_ = std::make_shared<std::vector<NSError>>();
     NSObject manager_;
     Home home_;
-    std::unique_ptr<ClientRooms> rooms_;
+    std::shared_ptr<ClientRooms> rooms_;
 };
 
 }  // namespace xel
