@@ -8,13 +8,15 @@ constexpr int kSerial = 1;
 }  // namespace
 
 std::shared_ptr<ClientRooms> ClientRooms::make(NSObject& manager, Machine machine, Home home) {
+    ClientOwner(machine.runLoop).check();
     auto rooms = std::make_shared<ClientRooms>(manager, std::move(machine), std::move(home));
     rooms->life.begin(rooms);
     return rooms;
 }
 
 ClientRooms::ClientRooms(NSObject& manager, Machine machineToUse, Home homeToUse)
-    : machine(std::move(machineToUse)),
+    : owner(machineToUse.runLoop),
+      machine(std::move(machineToUse)),
       home(std::move(homeToUse)),
       log(*home.defaults, *machine.logSink),
       coordinator(*this),

@@ -7,6 +7,7 @@
 #include "XelPushClient/Classes/Broker/LifecycleMonitor.h"
 #include "XelPushClient/Classes/ClientCoordinator.h"
 #include "XelPushClient/Classes/Core/ClientLife.h"
+#include "XelPushClient/Classes/Core/ClientOwner.h"
 #include "XelPushClient/Classes/Core/ClientSettings.h"
 #include "XelPushClient/Classes/Core/EventFanout.h"
 #include "XelPushClient/Classes/Device/DeviceDescription.h"
@@ -36,7 +37,8 @@ namespace xel {
 ///
 /// Whoever enters holds them, so that they outlast a manager that a host destroys inside a callback.
 struct ClientRooms {
-    /// The rooms of a client that has begun.
+    /// The rooms of a client that has begun. Throws `std::logic_error` when the calling thread may not use
+    /// it.
     [[nodiscard]] static std::shared_ptr<ClientRooms> make(NSObject& manager, Machine machine, Home home);
 
     ClientRooms(NSObject& manager, Machine machineToUse, Home homeToUse);
@@ -51,6 +53,7 @@ struct ClientRooms {
     /// what is still on the stack goes on to its end.
     void end();
 
+    const ClientOwner owner;
     ClientLife life;
     const Machine machine;
     const Home home;

@@ -15,9 +15,7 @@ PushClientManager::PushClientManager(Machine machine, Home home)
     rooms_->location.resumeMonitoring();
 }
 
-PushClientManager::~PushClientManager() {
-    rooms_->end();
-}
+PushClientManager::~PushClientManager() = default;
 
 void PushClientManager::setDevelopment(bool development) {
     setDevelopmentEnvironment(development);
@@ -191,7 +189,7 @@ void PushClientManager::unregisterUser(std::function<void(const Value& response)
     rooms_->registration.unregisterUser(std::move(success), std::move(failure));
 }
 bool PushClientManager::isRegistered() const {
-    return rooms_->registration.isRegistered();
+    return rooms_.enterFromAnyThread()->registration.isRegistered();
 }
 bool PushClientManager::pendingRegisteration() const {
     return rooms_->registration.pendingRegisteration();
@@ -209,7 +207,7 @@ void PushClientManager::disconnectFromServer() {
     rooms_->connection.disconnectFromServer();
 }
 PushClientServerConnectionState PushClientManager::connectionState() const {
-    return rooms_->connection.connectionState();
+    return rooms_.enterFromAnyThread()->connection.connectionState();
 }
 std::string_view PushClientManager::connectionStateString() const {
     return xel::connectionStateString(connectionState());
@@ -218,10 +216,10 @@ const std::optional<std::string>& PushClientManager::brokerClientId() const {
     return rooms_->connection.brokerClientId();
 }
 bool PushClientManager::isServerReachable() const {
-    return rooms_->lifecycle.isServerReachable();
+    return rooms_.enterFromAnyThread()->lifecycle.isServerReachable();
 }
 PushClientServerReachabilityNetworkType PushClientManager::serverNetworkType() const {
-    return rooms_->lifecycle.serverNetworkType();
+    return rooms_.enterFromAnyThread()->lifecycle.serverNetworkType();
 }
 void PushClientManager::setLaunchStats() {
     rooms_->settings.setLaunchStats();

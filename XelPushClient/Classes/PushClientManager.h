@@ -32,12 +32,17 @@ namespace xel {
 /// home's notification centre. Operations that answer a boolean say whether the work was started.
 ///
 /// Thread: the run loop of its machine. Every operation is called there, and every delegate and block is
-/// called there, and may call any operation, also `reset`. Only a crash is reported from any thread.
-/// A delegate, a block or an observer may also destroy the manager, and drop the machine and the home with
-/// it, but for a run loop that is running: nothing more is reported then, not even to those who would have
-/// heard next, and the connection is closed. Answers to single requests to the backend still come. Broadcasts
-/// arrive on the machine's main run loop. Errors are in the domain "PushClientErrorDomain" unless an
-/// operation says otherwise.
+/// called there, and may call any operation, also `reset`. An operation that is called on another thread, or
+/// in a child that fork(2) made, throws `std::logic_error` before anything changes. Any thread may report a
+/// crash, call the static operations, and ask what a broadcast tells of: `connectionState`,
+/// `connectionStateString`, `isServerReachable`, `serverNetworkType` and `isRegistered`. The destructor only
+/// logs. Whose thread it is the run loop says (`NSRunLoop::isCurrent`): of the one that made it, and then of
+/// the one that runs it; a host that makes the client on one thread and runs its `io_context` on another has
+/// that one take the loop over first (`AsioRunLoop::takeOwnership`). A delegate, a block or an observer may
+/// also destroy the manager, and drop the machine and the home with it, but for a run loop that is running:
+/// nothing more is reported then, not even to those who would have heard next, and the connection is closed.
+/// Answers to single requests to the backend still come. Broadcasts arrive on the machine's main run loop.
+/// Errors are in the domain "PushClientErrorDomain" unless an operation says otherwise.
 class PushClientManager : public NSObject {
 public:
     /// The process's shared client, on this machine's platform, made on first use, on the thread of the main
@@ -48,7 +53,8 @@ public:
     /// Whether clients of this process talk to the sandbox (true) or to production (false, the default).
     static void setDevelopment(bool development);
 
-    /// A client on a machine and in a home of its own: for gateways, tests and other platforms.
+    /// A client on a machine and in a home of its own: for gateways, tests and other platforms. On the thread
+    /// of the machine's run loop.
     PushClientManager(Machine machine, Home home);
     ~PushClientManager() override;
 

@@ -119,7 +119,7 @@ std::string PushClientManager::fileExtensionForMediaType(std::string_view mediaT
 
 void PushClientManager::applicationCrashedWithUserInfo(const Dictionary& userInfo,
                                                        CrashReportOptions options) {
-    rooms_->crashReports.applicationCrashedWithUserInfo(userInfo, options);
+    rooms_.enterFromAnyThread()->crashReports.applicationCrashedWithUserInfo(userInfo, options);
 }
 
 // ---- The device.

@@ -1,5 +1,7 @@
 #include "XelPushClient/Linux/AsioLoopCore.h"
 
+#include <stdexcept>
+
 #include <boost/asio/post.hpp>
 
 namespace xel {
@@ -54,6 +56,14 @@ void AsioLoopCore::postPass() {
     if (wakeUp_) {
         wakeUp_();
     }
+}
+
+void AsioLoopCore::takeOwnership() {
+    const std::lock_guard lock(mutex_);
+    if (isBusy_ && !isCurrent()) {
+        throw std::logic_error("a run loop was taken over by a thread while another one runs it");
+    }
+    becomeOwner();
 }
 
 void AsioLoopCore::setWakeUp(std::function<void()> wakeUp) {

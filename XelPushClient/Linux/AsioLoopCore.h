@@ -65,6 +65,8 @@ public:
     [[nodiscard]] bool isCurrent() const { return owner_.load() == std::this_thread::get_id(); }
     [[nodiscard]] bool isInPass() const { return isInPass_; }
     void becomeOwner() { owner_.store(std::this_thread::get_id()); }
+    /// Throws `std::logic_error` while another thread is inside a pass.
+    void takeOwnership();
 
     /// The pass under way runs no further block until `clearStop`.
     void requestStop() { isStopRequested_.store(true); }

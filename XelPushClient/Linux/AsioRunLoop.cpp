@@ -58,6 +58,10 @@ bool AsioRunLoop::isCurrent() const {
     return core_->isCurrent();
 }
 
+void AsioRunLoop::takeOwnership() {
+    core_->takeOwnership();
+}
+
 void AsioRunLoop::run() {
     if (core_->isCurrent() && core_->isInPass()) {
         throw std::logic_error("a run loop was run inside one of its own blocks");

@@ -16,11 +16,12 @@ class LoopDescriptor;
 
 /// A run loop on Boost.Asio: on an `io_context` of its own, or on the host's.
 ///
-/// On the host's context the host runs that on one thread, and keeps it running, with a work guard, while it
-/// has clients; `run` and `stop` then run and stop the host's context. An exception of a block leaves the
-/// context's own `run`. The loop outlives everything that works on it. Destroyed inside one of its own blocks
-/// it ends the process; a loop that a machine made on the host's context is such a one too when the machine's
-/// last reference goes there: keep `Machine::runLoop`. Thread: as the port says.
+/// On the host's context the host runs that on one thread, which may be another than the one that made loop
+/// and clients, and keeps it running, with a work guard, while it has clients; `run` and `stop` then run and
+/// stop the host's context. An exception of a block leaves the context's own `run`. The loop outlives
+/// everything that works on it. Destroyed inside one of its own blocks it ends the process; a loop that a
+/// machine made on the host's context is such a one too when the machine's last reference goes there: keep
+/// `Machine::runLoop`. Thread: as the port says.
 class AsioRunLoop final : public NSRunLoop {
 public:
     AsioRunLoop();
@@ -36,6 +37,12 @@ public:
 
     /// True on the thread that ran the loop last, at first the one that made it.
     [[nodiscard]] bool isCurrent() const override;
+
+    /// Makes the calling thread the loop's own, which `run`, `step` and every pass on a host's context do by
+    /// themselves: for a thread that touches the loop's clients before any of these, such as one that is
+    /// about to run the host's context, or one that goes on when the thread that ran the loop has ended.
+    /// Throws `std::logic_error` while another thread is inside one of the loop's blocks.
+    void takeOwnership();
 
     /// Throws `std::logic_error` when it is called inside one of the loop's blocks.
     void run() override;

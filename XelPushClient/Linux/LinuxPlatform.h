@@ -93,8 +93,10 @@ struct LinuxOptions {
     /// Where log lines go. Null: standard error.
     std::shared_ptr<LogSink> logSink{};
 
-    /// The host's own context for the run loop, which outlives the machine and is run by one thread. Null: a
-    /// context of the loop's own.
+    /// The host's own context for the run loop, which outlives the machine and is run by one thread, whose
+    /// the clients are from then on. A host whose running thread touches a client before that, or that drops
+    /// the machine inside a callback, makes the loop itself (`runLoop`), to take it over or to keep it. Null:
+    /// a context of the loop's own.
     boost::asio::io_context* hostContext = nullptr;
 
     /// The run loop to live on. Null: one on the host's context when there is one, else the process's main

@@ -206,6 +206,47 @@ TEST(AsioRunLoop, RunsEveryBlockThatManyThreadsPost) {
     EXPECT_EQ(run, kThreads * kBlocks);
 }
 
+TEST(AsioRunLoop, IsTakenOverByTheThreadThatWillRunIt) {
+    AsioRunLoop loop;
+    EXPECT_TRUE(loop.isCurrent());
+    std::thread([&] {
+        EXPECT_FALSE(loop.isCurrent());
+        loop.takeOwnership();
+        EXPECT_TRUE(loop.isCurrent());
+    }).join();
+    EXPECT_FALSE(loop.isCurrent());
+    loop.takeOwnership();
+    EXPECT_TRUE(loop.isCurrent());
+}
+
+TEST(AsioRunLoop, IsNotTakenOverFromAThreadThatIsInsideABlock) {
+    AsioRunLoop loop;
+    bool wasRefused = false;
+    loop.post([&] {
+        std::thread([&] {
+            try {
+                loop.takeOwnership();
+            } catch (const std::logic_error&) {
+                wasRefused = true;
+            }
+        }).join();
+        EXPECT_TRUE(loop.isCurrent());
+        loop.stop();
+    });
+    loop.run();
+    EXPECT_TRUE(wasRefused);
+}
+
+TEST(AsioRunLoop, BelongsToTheThreadThatRunsTheHostsContext) {
+    boost::asio::io_context context;
+    AsioRunLoop loop(context);
+    bool isOwner = false;
+    loop.post([&] { isOwner = loop.isCurrent(); });
+    std::thread([&] { context.run(); }).join();
+    EXPECT_TRUE(isOwner);
+    EXPECT_FALSE(loop.isCurrent());
+}
+
 using AsioRunLoopDeathTest = testing::Test;
 
 TEST_F(AsioRunLoopDeathTest, EndsTheProcessWhenItIsDestroyedInsideItsOwnBlock) {

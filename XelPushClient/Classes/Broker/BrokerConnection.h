@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -101,7 +102,8 @@ private:
     Observers observers_;
     std::shared_ptr<MQTTSession> brokerSession_;
     std::optional<std::string> brokerClientId_;
-    PushClientServerConnectionState connectionState_ = PushClientServerDisconnectedState;
+    /// Written on the loop; hosts that hear a broadcast ask on its thread.
+    std::atomic<PushClientServerConnectionState> connectionState_ = PushClientServerDisconnectedState;
     std::shared_ptr<NSTimer> reconnectTimer_;
     double reconnectTime_ = 0.0;
     bool forceClose_ = false;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <vector>
 
@@ -71,8 +72,9 @@ private:
 
     Surroundings surroundings_;
     std::shared_ptr<PushClientServerReachability> reachability_;
-    bool isServerReachable_ = false;
-    PushClientServerReachabilityNetworkType serverNetworkType_ =
+    /// Both are written on the loop; hosts that hear a broadcast ask on its thread.
+    std::atomic<bool> isServerReachable_ = false;
+    std::atomic<PushClientServerReachabilityNetworkType> serverNetworkType_ =
         PushClientServerReachabilityNoNetworkFoundType;
     UIBackgroundTaskIdentifier backgroundTask_ = UIBackgroundTaskInvalid;
     /// Whose task it is; null while there is none.

@@ -23,6 +23,7 @@ void cancel(std::shared_ptr<NSTimer>& timer) {
 
 CoreGeoLocation::CoreGeoLocation(Surroundings surroundings)
     : surroundings_(surroundings),
+      owner_(surroundings.machine.runLoop),
       regions_(surroundings_.defaults),
       tracking_(surroundings_.defaults, *surroundings_.machine.clock),
       singles_(*surroundings_.machine.runLoop,
@@ -42,16 +43,19 @@ CoreGeoLocation::~CoreGeoLocation() {
 // ---- Regions.
 
 std::optional<CLCircularRegion> CoreGeoLocation::getRegionWithIdentifier(std::string_view identifier) const {
+    owner_.check();
     const MonitoredRegion* monitored = regions_.find(identifier);
     return monitored != nullptr ? std::optional(monitored->region) : std::nullopt;
 }
 
 std::vector<CLCircularRegion> CoreGeoLocation::monitoredRegions() const {
+    owner_.check();
     return regions_.all();
 }
 
 Result<void> CoreGeoLocation::startMonitoringRegion(const CLCircularRegion& region, std::int64_t expireCount,
                                                     double expireTs, Value enterMessage, Value exitMessage) {
+    owner_.check();
     MonitoredRegion monitored;
     monitored.region = region;
     monitored.expireCount = expireCount;
@@ -71,6 +75,7 @@ Result<void> CoreGeoLocation::startMonitoringRegion(const CLCircularRegion& regi
 }
 
 void CoreGeoLocation::stopMonitoringRegion(const CLCircularRegion& region) {
+    owner_.check();
     if (regions_.remove(region.identifier)) {
         scheduleNextLook();
         adjustUpdates(Demand::AsBefore);
@@ -85,6 +90,7 @@ void CoreGeoLocation::resumeMonitoring() {
 // ---- One fix.
 
 void CoreGeoLocation::requestSingleLocation(SingleLocationCompletion completion) {
+    owner_.check();
     singles_.add(std::move(completion));
     adjustUpdates(Demand::SomethingNew);
 }
@@ -92,10 +98,12 @@ void CoreGeoLocation::requestSingleLocation(SingleLocationCompletion completion)
 // ---- Tracking.
 
 TrackingMeState CoreGeoLocation::trackingMeState() const {
+    owner_.check();
     return tracking_.state();
 }
 
 Result<void> CoreGeoLocation::trackMeUntil(double seconds, double byMeter) {
+    owner_.check();
     if (auto begun = tracking_.begin(seconds, byMeter); !begun) {
         return begun;
     }
@@ -105,6 +113,7 @@ Result<void> CoreGeoLocation::trackMeUntil(double seconds, double byMeter) {
 }
 
 void CoreGeoLocation::stopTracking() {
+    owner_.check();
     tracking_.stop();
     scheduleNextLook();
     adjustUpdates(Demand::AsBefore);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "XelPushClient/Classes/Core/ClientLife.h"
+#include "XelPushClient/Classes/Core/ClientOwner.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
 #include "XelPushClient/Classes/GeoLocation/MonitoredRegions.h"
 #include "XelPushClient/Classes/GeoLocation/SingleLocationRequests.h"
@@ -34,8 +35,8 @@ public:
 /// minute, or no place on the Earth, are not used. When the source fails, requests for one fix fail with it,
 /// and sessions and regions try again after five minutes. Regions and the session's end survive a restart:
 /// a crossing that happened meanwhile is told at the first fix. Errors are of `kLocationErrorDomain`.
-/// Owner: the manager. Thread: the manager's run loop; completions are called there, never inside the
-/// request.
+/// Owner: the manager. Thread: the manager's run loop, as at the manager; completions are called there, never
+/// inside the request.
 class CoreGeoLocation {
 public:
     using SingleLocationCompletion = SingleLocationRequests::Completion;
@@ -108,6 +109,8 @@ private:
                                                  void (*operation)(CoreGeoLocation& self));
 
     Surroundings surroundings_;
+    /// Hosts call this room themselves.
+    const ClientOwner owner_;
     MonitoredRegions regions_;
     TrackingSession tracking_;
     SingleLocationRequests singles_;

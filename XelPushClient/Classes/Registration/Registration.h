@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -99,7 +100,8 @@ private:
     void installationSaveFailed(const NSError& error);
 
     Surroundings surroundings_;
-    bool registered_ = false;
+    /// Written on the loop; hosts that hear a broadcast ask on its thread.
+    std::atomic<bool> registered_ = false;
     bool pendingRegisteration_ = false;
     std::uint64_t identityGeneration_ = 0;
     ClientLife::WayInto<Registration> wayIn_;
