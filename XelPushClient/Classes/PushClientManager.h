@@ -194,7 +194,8 @@ public:
     [[nodiscard]] std::optional<std::int64_t> getLaunchCount() const;
     [[nodiscard]] std::int64_t getLaunchTime() const;
     [[nodiscard]] bool launchedByUser() const;
-    /// Runs the block once, at the first report that finds the client connected, whoever is registered then.
+    /// Runs the block once, at the first report that finds the client connected, whoever is registered then. An
+    /// empty one is ignored, with a log line.
     void enqueueWhenSessionIsConnected(std::function<void()> block);
 
     // ---- Channels and events.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <functional>
 #include <memory>
 #include <string>
@@ -32,7 +33,11 @@ inline void computeHandshakeStep(AsioStreamTLS& tls, std::shared_ptr<TLSEngine> 
     tls.worker.add([engine = std::move(engine), received = std::move(received), loop = std::move(loop),
                     done = std::move(done)]() mutable {
         HandshakeStep step;
-        step.progress = engine->shakeHands(received, step.toSend);
+        try {
+            step.progress = engine->shakeHands(received, step.toSend);
+        } catch (const std::exception&) {
+            step.progress = TLSEngine::Progress::Failed;  // for want of memory: the connection is what fails
+        }
         engine.reset();
         if (const auto core = loop.lock()) {
             core->post([done = std::move(done), step = std::move(step)] { done(step); });

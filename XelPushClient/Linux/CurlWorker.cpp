@@ -1,8 +1,10 @@
 #include "XelPushClient/Linux/CurlWorker.h"
 
+#include <exception>
 #include <map>
 #include <mutex>
 #include <stdexcept>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -85,15 +87,35 @@ private:
             starting.swap(waiting_);
         }
         for (auto& transfer : starting) {
-            if (const auto error = transfer->prepare()) {
-                deliver(*transfer, *error);
-                continue;
-            }
-            CURL* handle = transfer->handle();
-            running_.emplace(handle, std::move(transfer));
-            curl_multi_add_handle(multi_.get(), handle);
+            orFail(*transfer, [&] { start(transfer); });
         }
         return true;
+    }
+
+    void start(std::unique_ptr<CurlTransfer>& transfer) {
+        if (const auto error = transfer->prepare()) {
+            deliver(*transfer, *error);
+            return;
+        }
+        CURL* handle = transfer->handle();
+        running_.emplace(handle, std::move(transfer));
+        curl_multi_add_handle(multi_.get(), handle);
+    }
+
+    /// What concerns one transfer, and fails with that alone, such as for want of memory: the thread serves
+    /// others too.
+    template <class Work>
+    void orFail(CurlTransfer& transfer, Work work) {
+        try {
+            work();
+        } catch (const std::exception& error) {
+            try {
+                deliver(transfer, makeURLError(NSURLErrorCode::Unknown,
+                                               std::string("The request has failed: ") + error.what()));
+            } catch (const std::exception&) {
+                return;  // not even memory to say so
+            }
+        }
     }
 
     /// True when a redirect sent a transfer out again.
@@ -108,8 +130,15 @@ private:
             const CURLcode code = message->data.result;  // gone with the next call
             curl_multi_remove_handle(multi_.get(), handle);
             const auto transfer = running_.find(handle);
-            if (auto outcome = transfer->second->conclude(code)) {
-                deliver(*transfer->second, std::move(*outcome));
+            bool isOver = true;
+            orFail(*transfer->second, [&] {
+                if (auto outcome = transfer->second->conclude(code)) {
+                    deliver(*transfer->second, std::move(*outcome));
+                } else {
+                    isOver = false;
+                }
+            });
+            if (isOver) {
                 running_.erase(transfer);
             } else {
                 curl_multi_add_handle(multi_.get(), handle);
@@ -120,10 +149,14 @@ private:
     }
 
     void cancelEverything() {
-        const NSError cancelled = makeURLError(NSURLErrorCode::Cancelled, "The request was cancelled");
+        const auto cancel = [this](CurlTransfer& transfer) {
+            orFail(transfer, [&] {
+                deliver(transfer, makeURLError(NSURLErrorCode::Cancelled, "The request was cancelled"));
+            });
+        };
         for (const auto& [handle, transfer] : running_) {
             curl_multi_remove_handle(multi_.get(), handle);
-            deliver(*transfer, cancelled);
+            cancel(*transfer);
         }
         running_.clear();
         std::vector<std::unique_ptr<CurlTransfer>> waiting;
@@ -132,18 +165,18 @@ private:
             waiting.swap(waiting_);
         }
         for (const auto& transfer : waiting) {
-            deliver(*transfer, cancelled);
+            cancel(*transfer);
         }
     }
 
     void deliver(CurlTransfer& transfer, Result<HTTPResponse> outcome) {
+        // Shared, because a posted block is copyable and an answer may be large.
+        auto kept = std::make_shared<Result<HTTPResponse>>(std::move(outcome));
         auto completion = transfer.takeCompletion();
         const auto runLoop = runLoop_.lock();
         if (runLoop == nullptr || completion == nullptr) {
             return;
         }
-        // Shared, because a posted block is copyable and an answer may be large.
-        auto kept = std::make_shared<Result<HTTPResponse>>(std::move(outcome));
         runLoop->post([completion = std::move(completion), kept] { completion(std::move(*kept)); });
     }
 

@@ -3,7 +3,9 @@
 #include <array>
 #include <cerrno>
 #include <deque>
+#include <exception>
 #include <mutex>
+#include <new>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -99,8 +101,7 @@ private:
             for (; !jobs.empty() && !isStopping(); jobs.pop_front()) {
                 perform(jobs.front());
             }
-            serve();
-            waitForSomething();
+            serveAndWait();
         }
         jobs.clear();
         close();
@@ -127,10 +128,23 @@ private:
                 job.work(*connection_);
             }
         } catch (const sdbus::Error& error) {
-            if (job.failure) {
-                const auto code = connection_ == nullptr ? DBusErrorCode::NoBus : DBusErrorCode::Failed;
-                job.failure(makeDBusError(code, error.getName(), error.getMessage()));
-            }
+            fail(job, error.getName(), error.getMessage());
+        } catch (const std::bad_alloc&) {
+            fail(job, "org.freedesktop.DBus.Error.NoMemory", "there is no memory left for a call on the bus");
+        } catch (const std::exception& error) {
+            fail(job, "org.freedesktop.DBus.Error.Failed", error.what());
+        }
+    }
+
+    void fail(const Job& job, const std::string& name, const std::string& message) {
+        if (!job.failure) {
+            return;
+        }
+        try {
+            const auto code = connection_ == nullptr ? DBusErrorCode::NoBus : DBusErrorCode::Failed;
+            job.failure(makeDBusError(code, name, message));
+        } catch (const std::exception&) {
+            return;  // not even memory to say so: whoever waits for the answer has a time limit
         }
     }
 
@@ -148,16 +162,21 @@ private:
         connection_ = sdbus::createSessionBusConnectionWithAddress(address_);
     }
 
+    void serveAndWait() {
+        try {
+            serve();
+            waitForSomething();
+        } catch (const std::exception&) {
+            // The daemon has gone, or a message could not be worked through, such as for want of memory: the
+            // exception has then passed through the D-Bus library, which is C and does not go on from there.
+            // Either way the bus is opened anew by the next work.
+            close();
+        }
+    }
+
     /// Dispatches what has arrived.
     void serve() {
-        if (connection_ == nullptr) {
-            return;
-        }
-        try {
-            while (!isStopping() && connection_->processPendingRequest()) {}
-        } catch (const sdbus::Error&) {
-            close();  // the daemon has gone
-        }
+        while (connection_ != nullptr && !isStopping() && connection_->processPendingRequest()) {}
     }
 
     void waitForSomething() {
@@ -176,10 +195,18 @@ private:
         for (auto blocks = std::exchange(closing_, {}); !blocks.empty();
              blocks = std::exchange(closing_, {})) {
             for (const auto& block : blocks) {
-                block();
+                runAtClosing(block);
             }
         }
         connection_.reset();
+    }
+
+    static void runAtClosing(const std::function<void()>& block) {
+        try {
+            block();
+        } catch (const std::exception&) {
+            return;  // the others are to be told all the same
+        }
     }
 
     const std::string address_;

@@ -40,8 +40,9 @@ public:
     /// connection's own thread, and while the bus is being opened, it does so without waiting.
     ~DBusConnection();
 
-    /// Runs the work with the open connection; a D-Bus error that it throws goes to `failure`, and so does
-    /// the error when there is no bus. Either runs on the connection's thread; `failure` may be empty.
+    /// Runs the work with the open connection; what it throws goes to `failure`, a D-Bus error by its name,
+    /// and so does the error when there is no bus. An exception that leaves a callback of sdbus-c++ closes
+    /// the connection. Either runs on the connection's thread; `failure` may be empty.
     void perform(Work work, Failure failure = nullptr);
 
     /// Called once, when this very connection ends, lost or closed, just before it is gone: proxies, objects

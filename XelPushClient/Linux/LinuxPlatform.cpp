@@ -207,7 +207,7 @@ Machine makeLinuxMachine(const LinuxOptions& options) {
     machine.clock = std::make_shared<SystemClock>();
     machine.logSink = options.logSink != nullptr ? options.logSink : std::make_shared<StandardErrorLogSink>();
     tellOfGroupWritable(cacheFolderOf(options), *machine.logSink);
-    machine.operationQueues = std::make_shared<ThreadOperationQueueFactory>();
+    machine.operationQueues = std::make_shared<ThreadOperationQueueFactory>(machine.logSink);
     machine.sessions = std::make_shared<MQTTClientSessionFactory>(
         std::make_shared<AsioByteStreamFactory>(std::move(tls), AsioByteStreamTimes{.tcp = options.tcp}),
         machine.clock, mainRunLoop == runLoop ? nullptr : mainRunLoop.get(), options.session);

@@ -1,5 +1,6 @@
 #include "XelPushClient/Linux/SerialWorker.h"
 
+#include <exception>
 #include <utility>
 
 #include "XelPushClient/Linux/BackgroundThread.h"
@@ -41,7 +42,11 @@ void SerialWorker::work() {
         auto job = std::move(jobs_.front());
         jobs_.pop_front();
         lock.unlock();
-        job();
+        try {
+            job();
+        } catch (const std::exception&) {
+            // There was no memory for it, most likely; whoever waits for its outcome has a time limit.
+        }
         job = nullptr;
         lock.lock();
     }

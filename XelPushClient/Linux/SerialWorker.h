@@ -13,7 +13,8 @@ namespace xel {
 /// queue's.
 ///
 /// The thread starts with the first job. Destroying the worker waits for the job under way and drops the
-/// rest; the last owner must not be a job. A job must not throw. Thread: any.
+/// rest; the last owner must not be a job. A job that throws has come to nothing, and the next one follows.
+/// Thread: any.
 class SerialWorker {
 public:
     /// The name, at most 15 characters, shows in debuggers.

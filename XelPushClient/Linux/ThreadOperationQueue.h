@@ -3,7 +3,9 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
+#include "XelPushClient/Platform/LogSink.h"
 #include "XelPushClient/Platform/NSOperationQueue.h"
 
 namespace xel {
@@ -15,8 +17,10 @@ public:
     /// Most threads of a queue whose count is left to the platform.
     static constexpr int kThreadsOfPlatformsChoice = 4;
 
-    /// Throws `std::invalid_argument` for a count that is neither positive nor -1.
-    ThreadOperationQueue(std::string name, int maxConcurrentOperationCount);
+    /// Throws `std::invalid_argument` for a count that is neither positive nor -1. The sink is told of
+    /// operations that throw; it may be null.
+    ThreadOperationQueue(std::string name, int maxConcurrentOperationCount,
+                         std::shared_ptr<LogSink> logSink = nullptr);
     ~ThreadOperationQueue() override;
     ThreadOperationQueue(const ThreadOperationQueue&) = delete;
     ThreadOperationQueue& operator=(const ThreadOperationQueue&) = delete;
@@ -36,8 +40,14 @@ private:
 /// From any thread.
 class ThreadOperationQueueFactory final : public NSOperationQueueFactory {
 public:
+    explicit ThreadOperationQueueFactory(std::shared_ptr<LogSink> logSink = nullptr)
+        : logSink_(std::move(logSink)) {}
+
     [[nodiscard]] std::shared_ptr<NSOperationQueue> makeOperationQueue(
         std::string name, int maxConcurrentOperationCount) override;
+
+private:
+    std::shared_ptr<LogSink> logSink_;
 };
 
 }  // namespace xel

@@ -199,7 +199,8 @@ class MQTTSessionFactory {
 public:
     virtual ~MQTTSessionFactory() = default;
 
-    /// The run loop and the memory outlive the session.
+    /// The run loop and the memory outlive the session. Never null: a client that gets none reports a failed
+    /// registration that says so.
     [[nodiscard]] virtual std::shared_ptr<MQTTSession> makeSession(MQTTSessionParameters parameters,
                                                                    NSRunLoop& runLoop,
                                                                    SessionMemory& memory) = 0;

@@ -10,7 +10,7 @@ namespace xel {
 ///
 /// Operations start in the order in which they were added and may run at the same time as others (the count
 /// is `maxConcurrentOperationCount`; -1 leaves it to the platform), on threads that are no run loop's. An
-/// operation that throws ends the process, like an exception that leaves a thread. Dropping the queue waits
+/// operation that throws fails alone, and the platform logs what it threw. Dropping the queue waits
 /// for what is running and drops what has not started.
 class NSOperationQueue {
 public:

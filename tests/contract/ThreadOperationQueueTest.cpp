@@ -4,6 +4,7 @@
 #include <fstream>
 #include <future>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -11,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "XelPushClient/Linux/ThreadOperationQueue.h"
+#include "XelPushClient/Testing/RecordingLogSink.h"
 
 namespace xel {
 namespace {
@@ -34,6 +36,17 @@ TEST(ThreadOperationQueue, MayBeDroppedByItsOwnOperation) {
         });
     added.set_value();
     done.get_future().wait();
+}
+
+TEST(ThreadOperationQueue, LogsAnOperationThatThrowsAndGoesOn) {
+    const auto log = std::make_shared<RecordingLogSink>();
+    ThreadOperationQueue queue("queue", 1, log);
+    queue.addOperationWithBlock([] { throw std::bad_alloc(); });
+    std::promise<void> done;
+    queue.addOperationWithBlock([&done] { done.set_value(); });
+    done.get_future().wait();
+    ASSERT_EQ(log->lines().size(), 1U);
+    EXPECT_EQ(log->lines().front(), "An operation of the queue \"queue\" has failed: std::bad_alloc");
 }
 
 TEST(ThreadOperationQueue, RunsAsManyOperationsAtATimeAsItWasTold) {

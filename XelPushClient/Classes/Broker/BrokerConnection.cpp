@@ -93,8 +93,7 @@ std::shared_ptr<MQTTSession> BrokerConnection::createSession() {
     }
     TVRLog(log_, "Creating broker session");
     brokerClientId_ = setClientId();
-    if (isMissingOrBlank(brokerClientId_) || isMissingOrBlank(settings_.username) ||
-        isMissingOrBlank(settings_.password)) {
+    if (!hasSessionIdentity()) {
         return nullptr;
     }
     MQTTSessionParameters parameters;
@@ -105,8 +104,15 @@ std::shared_ptr<MQTTSession> BrokerConnection::createSession() {
     parameters.cleanSession = false;
     brokerSession_ =
         machine_.sessions->makeSession(std::move(parameters), *machine_.runLoop, *home_.sessionMemory);
-    brokerSession_->setDelegate(this);
+    if (brokerSession_) {
+        brokerSession_->setDelegate(this);
+    }
     return brokerSession_;
+}
+
+bool BrokerConnection::hasSessionIdentity() const {
+    return !isMissingOrBlank(brokerClientId_) && !isMissingOrBlank(settings_.username) &&
+           !isMissingOrBlank(settings_.password);
 }
 
 bool BrokerConnection::isAttemptUnderWay() const {
@@ -165,6 +171,9 @@ void BrokerConnection::reportMissingSession() {
     if (isEmptyOrBlank(settings_.password)) {
         // A password reaches this line only when it is blank, so nothing secret is shown.
         text += formatted("password is nil, password = %@\n", settings_.password);
+    }
+    if (hasSessionIdentity()) {
+        text = "Nothing of the identity is missing: the machine's session factory answered no session\n";
     }
     NSError error = makeError(kPushClientErrorDomain, -1, text);
     error.userInfo.set(std::string(NSLocalizedRecoverySuggestionErrorKey), "Please Register Again");

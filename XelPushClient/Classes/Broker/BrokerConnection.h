@@ -93,6 +93,7 @@ private:
     void scheduleReconnect();
     void reconnectToServer();
     void reportMissingSession();
+    [[nodiscard]] bool hasSessionIdentity() const;
     [[nodiscard]] bool isAttemptUnderWay() const;
 
     ClientSettings& settings_;

@@ -40,6 +40,10 @@ DeferredWork::~DeferredWork() {
 }
 
 void DeferredWork::enqueueWhenSessionIsConnected(std::function<void()> block) {
+    if (!block) {
+        TVRLog(log_, "enqueueWhenSessionIsConnected: an empty block is ignored");
+        return;
+    }
     enqueue(Owner::Host, std::move(block));
 }
 

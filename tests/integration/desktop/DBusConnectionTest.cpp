@@ -1,5 +1,7 @@
 #include <atomic>
 #include <future>
+#include <new>
+#include <stdexcept>
 
 #include <gtest/gtest.h>
 #include <sdbus-c++/sdbus-c++.h>
@@ -52,6 +54,54 @@ TEST_F(DBusConnectionTest, WorkHasTheOpenBusOnAThreadOfItsOwn) {
                   .substr(0, 1),
               ":");
     EXPECT_EQ(uniqueName(connection), uniqueName(connection)) << "one connection for all work";
+}
+
+TEST_F(DBusConnectionTest, WorkThatRunsOutOfMemoryFailsAlone) {
+    const PrivateBus bus;
+    DBusConnection connection(bus.address(), "test-bus");
+    const std::string name = uniqueName(connection);
+    EXPECT_EQ(answerOf(connection, [](sdbus::IConnection&) -> std::string { throw std::bad_alloc(); }),
+              "failed 2 org.freedesktop.DBus.Error.NoMemory");
+    EXPECT_EQ(answerOf(connection, [](sdbus::IConnection&) -> std::string { throw std::length_error("x"); }),
+              "failed 2 org.freedesktop.DBus.Error.Failed");
+    EXPECT_EQ(uniqueName(connection), name) << "the others go on, on the same connection";
+}
+
+TEST_F(DBusConnectionTest, AFailureThatCannotBeToldEndsNothing) {
+    const PrivateBus bus;
+    DBusConnection connection(bus.address(), "test-bus");
+    connection.perform([](sdbus::IConnection&) { throw std::bad_alloc(); },
+                       [](const NSError&) { throw std::bad_alloc(); });
+    EXPECT_EQ(uniqueName(connection).substr(0, 1), ":");
+}
+
+TEST_F(DBusConnectionTest, AMessageThatCannotBeWorkedThroughClosesTheConnection) {
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+    GTEST_SKIP() << "the D-Bus library, which is C, loses some memory to an exception that passes through it";
+#endif
+#endif
+    const PrivateBus bus;
+    DBusConnection connection(bus.address(), "test-bus");
+    std::promise<void> closed;
+    const auto match = std::make_shared<sdbus::Slot>();
+    const std::string name = answerOf(connection, [&](sdbus::IConnection& open) {
+        connection.atClosing([&closed, match] {
+            match->reset();
+            closed.set_value();
+        });
+        *match = open.addMatch("type='signal',member='NameOwnerChanged'",
+                               [](sdbus::Message&) { throw std::bad_alloc(); });
+        return open.getUniqueName();
+    });
+    {
+        DBusConnection other(bus.address(), "test-other");  // which is a change of owners
+        EXPECT_EQ(uniqueName(other).substr(0, 1), ":");
+    }
+    ASSERT_EQ(closed.get_future().wait_for(test::kPatience), std::future_status::ready);
+    const std::string again = uniqueName(connection);
+    EXPECT_EQ(again.substr(0, 1), ":");
+    EXPECT_NE(again, name) << "the next work opens the bus anew";
 }
 
 TEST_F(DBusConnectionTest, AMissingBusIsReportedToEachWork) {

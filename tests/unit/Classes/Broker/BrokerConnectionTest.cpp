@@ -157,6 +157,17 @@ TEST_F(BrokerConnectionTest, NamesNothingThatIsMissing) {
     EXPECT_EQ(rooms_->settings.failureError->localizedDescription(), "");
 }
 
+TEST_F(BrokerConnectionTest, SaysThatTheFactoryMadeNoSession) {
+    sessions_->isOutOfOrder = true;
+    identify();
+    addDelegate();
+    room().connectToServer();
+    EXPECT_THAT(rooms_->settings.failureError->localizedDescription(),
+                testing::HasSubstr("session factory answered no session"));
+    EXPECT_THAT(takeHeard(), ElementsAre("delegate: ConnectionState", "delegate: FailRegisterUser -1"));
+    EXPECT_FALSE(room().brokerSession());
+}
+
 TEST_F(BrokerConnectionTest, ReportsEveryAssignmentOfTheState) {
     addDelegate();
     room().setConnectionState(PushClientServerDisconnectedState);

@@ -1,3 +1,4 @@
+#include "XelPushClient/Classes/Core/PushClientConstants.h"
 #include "tests/unit/Classes/Support/RoomsTest.h"
 
 namespace xel {
@@ -100,6 +101,16 @@ TEST_F(DeferredWorkTest, KeepsTheRestWhenOnePieceEndsTheConnection) {
     EXPECT_THAT(takeHeard(), IsEmpty());
     report(PushClientServerConnectedState);
     EXPECT_THAT(takeHeard(), ElementsAre("second"));
+}
+
+TEST_F(DeferredWorkTest, IgnoresAnEmptyBlock) {
+    switchLogOn();
+    rooms_->deferred.enqueueWhenSessionIsConnected(nullptr);
+    EXPECT_THAT(takeLog(), testing::ElementsAre("enqueueWhenSessionIsConnected: an empty block is ignored"));
+    EXPECT_FALSE(
+        home_.notificationCenter->hasObserverFor(PushClientDidChangeServerConnectionStateNotification));
+    connect();
+    EXPECT_NO_THROW(machine_.runUntilIdle());
 }
 
 TEST_F(DeferredWorkTest, ObservesOnlyWhileSomethingWaits) {

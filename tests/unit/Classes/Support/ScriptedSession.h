@@ -148,12 +148,16 @@ class ScriptedSessions final : public MQTTSessionFactory {
 public:
     std::shared_ptr<MQTTSession> makeSession(MQTTSessionParameters parameters, NSRunLoop& /*runLoop*/,
                                              SessionMemory& /*memory*/) override {
+        if (isOutOfOrder) {
+            return nullptr;
+        }
         made.push_back(std::make_shared<ScriptedSession>(std::move(parameters)));
         return made.back();
     }
     [[nodiscard]] ScriptedSession& latest() const { return *made.back(); }
 
     std::vector<std::shared_ptr<ScriptedSession>> made;
+    bool isOutOfOrder = false;
 };
 
 }  // namespace xel
