@@ -3,12 +3,17 @@
 #include <utility>
 
 #include "XelPushClient/Classes/ClientRooms.h"
+#include "XelPushClient/Foundation/ProcessNumber.h"
 
 namespace xel {
 
 ClientEntrance::ClientEntrance(std::shared_ptr<ClientRooms> rooms) : rooms_(std::move(rooms)) {}
 
 ClientEntrance::~ClientEntrance() {
+    if (!rooms_->owner.isThisProcess()) {
+        leaveInherited(std::move(rooms_));
+        return;
+    }
     if (!rooms_->owner.isThisThread()) {
         rooms_->machine.logSink->write(
             "A push client is destroyed on another thread than its run loop's, which may be using it: "

@@ -17,7 +17,8 @@ public:
     explicit ClientEntrance(std::shared_ptr<ClientRooms> rooms);
     ClientEntrance(const ClientEntrance&) = delete;
     ClientEntrance& operator=(const ClientEntrance&) = delete;
-    /// Ends the client. On a wrong thread too, after a log line: no exception leaves a destructor.
+    /// Ends the client. On a wrong thread too, after a log line: no exception leaves a destructor. In a child
+    /// that fork(2) made it leaves everything as it is.
     ~ClientEntrance();
 
     [[nodiscard]] std::shared_ptr<ClientRooms> enter() const;

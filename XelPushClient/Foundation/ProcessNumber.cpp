@@ -1,6 +1,9 @@
 #include "XelPushClient/Foundation/ProcessNumber.h"
 
 #include <atomic>
+#include <mutex>
+#include <utility>
+#include <vector>
 
 namespace xel {
 namespace {
@@ -15,6 +18,13 @@ std::uint32_t processNumber() noexcept {
 
 void raiseProcessNumber() noexcept {
     number.fetch_add(1, std::memory_order_relaxed);
+}
+
+void leaveInherited(std::shared_ptr<const void> inherited) {
+    static std::mutex mutex;
+    static auto* const left = new std::vector<std::shared_ptr<const void>>();
+    const std::lock_guard lock(mutex);
+    left->push_back(std::move(inherited));
 }
 
 }  // namespace xel

@@ -83,8 +83,7 @@ void AsioConnector::start(const std::string& host, std::uint16_t port, Done done
 void AsioConnector::cancel() {
     done_ = nullptr;
     if (socket_) {
-        boost::system::error_code ignored;
-        socket_->close(ignored);
+        socket_->end();
     }
     if (deadline_) {
         deadline_->invalidate();
@@ -123,6 +122,7 @@ void AsioConnector::tryNextEndpoint() {
     }
     const std::size_t attempt = attempts_++;
     socket_ = std::make_shared<Socket>(context_);
+    socket_->openFor(endpoints_[attempt]);
     socket_->async_connect(endpoints_[attempt],
                            [self = shared_from_this(), attempt](const boost::system::error_code& error) {
                                self->inPass([&] { self->attemptEnded(attempt, error); });
@@ -149,8 +149,7 @@ void AsioConnector::attemptEnded(std::size_t attempt, const boost::system::error
     if (endpoints_.size() > 1) {
         causes_ += " (" + describeEndpoint(endpoints_[attempt]) + ")";
     }
-    boost::system::error_code ignored;
-    socket_->close(ignored);
+    socket_->end();
     tryNextEndpoint();
 }
 

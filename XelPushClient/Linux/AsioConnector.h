@@ -13,6 +13,7 @@
 
 #include "XelPushClient/Foundation/Result.h"
 #include "XelPushClient/Linux/AsioLoopCore.h"
+#include "XelPushClient/Linux/AsioSocket.h"
 #include "XelPushClient/Linux/NameLookup.h"
 
 namespace xel {
@@ -22,7 +23,7 @@ namespace xel {
 /// Thread: the loop's. Its owner keeps it alive until it answers or is cancelled.
 class AsioConnector final : public std::enable_shared_from_this<AsioConnector> {
 public:
-    using Socket = boost::asio::ip::tcp::socket;
+    using Socket = AsioSocket;
     /// The connected socket, or an error of the domain "ByteStream".
     using Done = std::function<void(Result<std::shared_ptr<Socket>>)>;
 

@@ -26,7 +26,15 @@ AsioLoopCore::Pass::~Pass() {
     }
 }
 
+void AsioLoopCore::checkProcess() const {
+    if (!isOfThisProcess()) {
+        throw std::logic_error(
+            "a run loop was used in a child that fork() made; it belongs to the process that made it");
+    }
+}
+
 void AsioLoopCore::post(std::function<void()> block) {
+    checkProcess();
     const std::lock_guard lock(mutex_);
     if (isShutDown_) {
         return;
@@ -59,6 +67,7 @@ void AsioLoopCore::postPass() {
 }
 
 void AsioLoopCore::takeOwnership() {
+    checkProcess();
     const std::lock_guard lock(mutex_);
     if (isBusy_ && !isCurrent()) {
         throw std::logic_error("a run loop was taken over by a thread while another one runs it");
@@ -95,6 +104,7 @@ void AsioLoopCore::drain() {
         if (nextInBatch_ == batch_.size() && !takeIncoming()) {
             return;
         }
+        checkProcess();  // the block before may have come back in a child too
         --blocksLeftInPass_;
         const auto block = std::move(batch_[nextInBatch_++]);
         block();

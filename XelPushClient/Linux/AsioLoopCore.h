@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -14,6 +15,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
 
+#include "XelPushClient/Foundation/ProcessNumber.h"
 #include "XelPushClient/Platform/NSRunLoop.h"
 
 namespace xel {
@@ -62,7 +64,13 @@ public:
     /// loop's thread.
     void callAtEndOfPass(std::weak_ptr<PassEndObserver> observer);
 
-    [[nodiscard]] bool isCurrent() const { return owner_.load() == std::this_thread::get_id(); }
+    /// False in a child that fork(2) made, where the loop's epoll instance is still the parent's.
+    [[nodiscard]] bool isOfThisProcess() const { return process_ == processNumber(); }
+    /// Throws `std::logic_error` there.
+    void checkProcess() const;
+    [[nodiscard]] bool isCurrent() const {
+        return owner_.load() == std::this_thread::get_id() && isOfThisProcess();
+    }
     [[nodiscard]] bool isInPass() const { return isInPass_; }
     void becomeOwner() { owner_.store(std::this_thread::get_id()); }
     /// Throws `std::logic_error` while another thread is inside a pass.
@@ -108,6 +116,7 @@ private:
     void timerWasInvalidated();
     void dropInvalidTimers();
 
+    const std::uint32_t process_ = processNumber();
     boost::asio::io_context& context_;
     std::optional<boost::asio::steady_timer> alarm_;
     std::atomic<std::thread::id> owner_;

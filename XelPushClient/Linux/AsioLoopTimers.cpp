@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "XelPushClient/Linux/AsioLoopCore.h"
+#include "XelPushClient/Linux/ForkedChildren.h"
 
 namespace xel {
 
@@ -50,12 +51,15 @@ public:
 };
 
 AsioLoopCore::AsioLoopCore(boost::asio::io_context& context)
-    : context_(context), alarm_(context), owner_(std::this_thread::get_id()) {}
+    : context_(context), alarm_(context), owner_(std::this_thread::get_id()) {
+    watchForks();
+}
 
 AsioLoopCore::~AsioLoopCore() = default;
 
 std::shared_ptr<NSTimer> AsioLoopCore::scheduleTimer(std::chrono::milliseconds delay,
                                                      std::function<void()> block) {
+    checkProcess();
     // Beyond a century the sum below could leave the range of the clock.
     constexpr std::chrono::milliseconds kLongest = std::chrono::hours(24 * 365 * 100);
     const auto wait = std::clamp(delay, std::chrono::milliseconds::zero(), kLongest);

@@ -38,6 +38,12 @@ AsioRunLoop::AsioRunLoop(boost::asio::io_context& hostContext)
     : core_(std::make_shared<AsioLoopCore>(hostContext)), context_(hostContext) {}
 
 AsioRunLoop::~AsioRunLoop() {
+    if (!core_->isOfThisProcess()) {
+        leaveInherited(std::move(core_));
+        leaveInherited(std::move(ownContext_));
+        leaveInherited(std::move(descriptor_));
+        return;
+    }
     if (core_->isCurrent() && (isRunning_ || core_->isInPass())) {
         abortAsDestroyedWhileRunning();
     }
@@ -63,6 +69,7 @@ void AsioRunLoop::takeOwnership() {
 }
 
 void AsioRunLoop::run() {
+    core_->checkProcess();
     if (core_->isCurrent() && core_->isInPass()) {
         throw std::logic_error("a run loop was run inside one of its own blocks");
     }
@@ -84,6 +91,7 @@ void AsioRunLoop::run() {
 }
 
 void AsioRunLoop::stop() {
+    core_->checkProcess();
     core_->requestStop();
     context_.stop();
 }
@@ -101,6 +109,7 @@ std::optional<std::chrono::steady_clock::time_point> AsioRunLoop::nextDeadline()
 }
 
 void AsioRunLoop::step() {
+    core_->checkProcess();
     if (core_->isCurrent() && core_->isInPass()) {
         throw std::logic_error("a run loop was stepped inside one of its own blocks");
     }

@@ -180,8 +180,7 @@ void AsioStreamConnection::end() {
         connector_.reset();
     }
     if (socket_) {
-        boost::system::error_code ignored;
-        socket_->close(ignored);
+        socket_->end();
     }
     if (deadline_) {
         deadline_->invalidate();

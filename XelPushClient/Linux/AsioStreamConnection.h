@@ -6,11 +6,10 @@
 #include <string>
 #include <string_view>
 
-#include <boost/asio/ip/tcp.hpp>
-
 #include "XelPushClient/Linux/AsioByteStream.h"
 #include "XelPushClient/Linux/AsioConnector.h"
 #include "XelPushClient/Linux/AsioLoopCore.h"
+#include "XelPushClient/Linux/AsioSocket.h"
 #include "XelPushClient/Linux/AsioStreamTLS.h"
 
 namespace xel {
@@ -47,7 +46,7 @@ private:
 
     // Opening
     void readTrustStoreAhead();
-    void wasConnected(std::shared_ptr<boost::asio::ip::tcp::socket> socket);
+    void wasConnected(std::shared_ptr<AsioSocket> socket);
     void stepHandshake(std::string received);
     void handshakeStepped(const HandshakeStep& step);
     void hastenFirstAnswer();
@@ -94,7 +93,7 @@ private:
     std::uint16_t port_ = 0;
     bool isUsingTLS_ = false;
     std::shared_ptr<AsioConnector> connector_;
-    std::shared_ptr<boost::asio::ip::tcp::socket> socket_;
+    std::shared_ptr<AsioSocket> socket_;
     std::shared_ptr<TLSEngine> engine_;
     std::shared_ptr<NSTimer> deadline_;
 

@@ -27,7 +27,7 @@ void AsioStreamConnection::open(std::string_view host, std::uint16_t port, bool 
         readTrustStoreAhead();
     }
     connector_ = std::make_shared<AsioConnector>(core_, context_, times_.connect);
-    connector_->start(host_, port, [weak = weak_from_this()](Result<std::shared_ptr<tcp::socket>> outcome) {
+    connector_->start(host_, port, [weak = weak_from_this()](Result<std::shared_ptr<AsioSocket>> outcome) {
         const auto self = weak.lock();
         if (!self || self->phase_ != Phase::Connecting) {
             return;
@@ -57,7 +57,7 @@ std::string AsioStreamConnection::describeProgress() const {
     }
 }
 
-void AsioStreamConnection::wasConnected(std::shared_ptr<tcp::socket> socket) {
+void AsioStreamConnection::wasConnected(std::shared_ptr<AsioSocket> socket) {
     connector_.reset();
     socket_ = std::move(socket);
     boost::system::error_code error;

@@ -2,11 +2,15 @@
 
 #include <algorithm>
 #include <cctype>
+#include <new>
+
+#include <unistd.h>
 
 #include "XelPushClient/Foundation/FormattedText.h"
 #include "XelPushClient/Linux/CurlCertificates.h"
 #include "XelPushClient/Linux/CurlErrors.h"
 #include "XelPushClient/Linux/CurlHeaders.h"
+#include "XelPushClient/Linux/ForkedChildren.h"
 
 namespace xel {
 
@@ -17,6 +21,25 @@ constexpr std::size_t kLargestHeaderBlock = 256UL * 1024;
 bool sendsBody(const HTTPRequest& request) {
     return !request.body.empty() || request.method == "POST" || request.method == "PUT" ||
            request.method == "PATCH";
+}
+
+int closeSocketInChildren(void* /*unused*/, curl_socket_t socket, curlsocktype /*purpose*/) {
+    try {
+        closeInChildren(socket);
+        return CURL_SOCKOPT_OK;
+    } catch (const std::bad_alloc&) {
+        return CURL_SOCKOPT_ERROR;
+    }
+}
+
+int closeSocket(void* /*unused*/, curl_socket_t socket) {
+    try {
+        closeInChildren(socket);  // also one that came to nothing before it was named
+        closeInThisProcess(socket, [socket] { ::close(socket); });
+    } catch (const std::bad_alloc&) {
+        ::close(socket);
+    }
+    return 0;
 }
 
 bool isSuccess(long status) {
@@ -70,6 +93,8 @@ std::optional<NSError> CurlTransfer::prepare() {
     curl_easy_setopt(handle(), CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeader);
     curl_easy_setopt(handle(), CURLOPT_HEADERDATA, this);
     curl_easy_setopt(handle(), CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    curl_easy_setopt(handle(), CURLOPT_SOCKOPTFUNCTION, &closeSocketInChildren);
+    curl_easy_setopt(handle(), CURLOPT_CLOSESOCKETFUNCTION, &closeSocket);
     curl_easy_setopt(handle(), CURLOPT_WRITEFUNCTION, &CurlTransfer::onBody);
     curl_easy_setopt(handle(), CURLOPT_WRITEDATA, this);
     applyReach();

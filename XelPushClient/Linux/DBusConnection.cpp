@@ -18,6 +18,7 @@
 
 #include "XelPushClient/Linux/BackgroundThread.h"
 #include "XelPushClient/Linux/DBusAddress.h"
+#include "XelPushClient/Linux/ForkedChildren.h"
 #include "XelPushClient/Linux/StoreFolder.h"
 
 namespace xel {
@@ -160,6 +161,8 @@ private:
         }
         const Opening opening(*this);
         connection_ = sdbus::createSessionBusConnectionWithAddress(address_);
+        socket_ = connection_->getEventLoopPollData().fd;
+        closeInChildren(socket_);
     }
 
     void serveAndWait() {
@@ -198,7 +201,11 @@ private:
                 runAtClosing(block);
             }
         }
-        connection_.reset();
+        if (connection_ != nullptr) {
+            // Closing it may wait for the daemon, and no fork shall wait for that.
+            forgetInChildren(socket_);
+            connection_.reset();
+        }
     }
 
     static void runAtClosing(const std::function<void()>& block) {
@@ -220,6 +227,7 @@ private:
 
     // The thread's own.
     std::unique_ptr<sdbus::IConnection> connection_;
+    int socket_ = -1;
     std::vector<std::function<void()>> closing_;
 };
 

@@ -13,6 +13,7 @@
 #include "XelPushClient/Linux/DBusAddress.h"
 #include "XelPushClient/Linux/DBusConnection.h"
 #include "XelPushClient/Linux/EnvironmentSettings.h"
+#include "XelPushClient/Linux/ForkedChildren.h"
 #include "XelPushClient/Linux/GeoClueLocationSource.h"
 #include "XelPushClient/Linux/GettextStrings.h"
 #include "XelPushClient/Linux/HostBundle.h"
@@ -146,25 +147,25 @@ std::string applicationNameOf(const LinuxOptions& options) {
 
 /// The application, which is taken through the machine's sleep for as long as the answer is held.
 std::shared_ptr<LinuxApplication> makeApplication(const Machine& machine, const LinuxOptions& options) {
-    auto application = std::make_shared<LinuxApplication>(LinuxApplication::Surroundings{
+    auto application = makeInThisProcess<LinuxApplication>(LinuxApplication::Surroundings{
         machine.runLoop, machine.clock, machine.logSink,
         notificationTypesOfUser(defaultConfigFolder(nameOf(options)).value_or("/nonexistent"))});
     const std::string bus = busForSystemServices(options);
     if (bus.empty()) {
         return application;
     }
-    const auto watch = std::make_shared<LogindSleepWatch>(machine.runLoop, machine.logSink, application,
-                                                          LogindOptions{bus, applicationNameOf(options)});
+    const auto watch = makeInThisProcess<LogindSleepWatch>(machine.runLoop, machine.logSink, application,
+                                                           LogindOptions{bus, applicationNameOf(options)});
     return {watch, application.get()};
 }
 
 /// The application, the way of its notifications to the desktop, and that of push messages to it.
 void addNotifications(Machine& machine, const LinuxOptions& options) {
     const auto application = makeApplication(machine, options);
-    const auto connection = std::make_shared<DBusConnection>(
+    const auto connection = makeInThisProcess<DBusConnection>(
         options.sessionBus ? *options.sessionBus : sessionBusAddress(), "xel-session-bus");
     const DesktopHost host{applicationNameOf(options), withoutSuffix(options.desktopId, ".desktop")};
-    const auto center = std::make_shared<LinuxNotificationCenter>(LinuxNotificationCenter::Surroundings{
+    const auto center = makeInThisProcess<LinuxNotificationCenter>(LinuxNotificationCenter::Surroundings{
         machine.runLoop, machine.logSink, application, connection, host});
     application->setLocalNotificationPresenter(
         [weak = std::weak_ptr(center)](const UILocalNotification& notification) {
@@ -209,19 +210,19 @@ Machine makeLinuxMachine(const LinuxOptions& options) {
     tellOfGroupWritable(cacheFolderOf(options), *machine.logSink);
     machine.operationQueues = std::make_shared<ThreadOperationQueueFactory>(machine.logSink);
     machine.sessions = std::make_shared<MQTTClientSessionFactory>(
-        std::make_shared<AsioByteStreamFactory>(std::move(tls), AsioByteStreamTimes{.tcp = options.tcp}),
+        makeInThisProcess<AsioByteStreamFactory>(std::move(tls), AsioByteStreamTimes{.tcp = options.tcp}),
         machine.clock, mainRunLoop == runLoop ? nullptr : mainRunLoop.get(), options.session);
-    machine.http = std::make_shared<CurlHTTPTransport>(runLoop, withSurroundings({}, caFile));
-    machine.urlSession =
-        std::make_shared<CurlURLSession>(runLoop, cacheFolderOf(options) + "/media",
-                                         withSurroundings(mediaOptions(options, machine.endpoints), caFile));
+    machine.http = makeInThisProcess<CurlHTTPTransport>(runLoop, withSurroundings({}, caFile));
+    machine.urlSession = makeInThisProcess<CurlURLSession>(
+        runLoop, cacheFolderOf(options) + "/media",
+        withSurroundings(mediaOptions(options, machine.endpoints), caFile));
     machine.files = std::make_shared<PosixFileManager>();
     machine.strings = std::make_shared<GettextStrings>(options.textDomain);
     machine.threads = std::make_shared<BoostCallStack>();
     machine.json = std::make_shared<SimdjsonSerialization>();
     machine.reachability =
-        std::make_shared<NetlinkReachabilityFactory>(runLoop, brokerHostOf(machine.endpoints));
-    machine.locationSource = std::make_shared<GeoClueLocationSource>(
+        makeInThisProcess<NetlinkReachabilityFactory>(runLoop, brokerHostOf(machine.endpoints));
+    machine.locationSource = makeInThisProcess<GeoClueLocationSource>(
         runLoop, GeoClueOptions{busForSystemServices(options), desktopIdOf(options)});
     addNotifications(machine, options);
     machine.device = std::make_shared<LinuxDevice>();

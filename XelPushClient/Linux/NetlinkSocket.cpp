@@ -4,11 +4,17 @@
 #include <linux/netlink.h>
 #include <sys/socket.h>
 
+#include "XelPushClient/Linux/ForkedChildren.h"
+
 namespace xel {
 
 std::optional<NetlinkSocket> NetlinkSocket::open(unsigned groups, bool blocking) {
     const int flags = SOCK_CLOEXEC | (blocking ? 0 : SOCK_NONBLOCK);
-    mnl_socket* opened = mnl_socket_open2(NETLINK_ROUTE, flags);
+    mnl_socket* opened = nullptr;
+    (void)openInThisProcess([&] {
+        opened = mnl_socket_open2(NETLINK_ROUTE, flags);
+        return opened != nullptr ? mnl_socket_get_fd(opened) : -1;
+    });
     if (opened == nullptr) {
         return std::nullopt;
     }
@@ -24,7 +30,7 @@ int NetlinkSocket::descriptor() const {
 }
 
 void NetlinkSocket::Close::operator()(mnl_socket* socket) const {
-    mnl_socket_close(socket);
+    closeInThisProcess(mnl_socket_get_fd(socket), [&] { mnl_socket_close(socket); });
 }
 
 }  // namespace xel

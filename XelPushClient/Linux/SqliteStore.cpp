@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "XelPushClient/Linux/ForkedChildren.h"
 #include "XelPushClient/Linux/SerialWorker.h"
 #include "XelPushClient/Linux/SqliteConnection.h"
 #include "XelPushClient/Linux/StoreError.h"
@@ -109,7 +110,7 @@ Result<std::shared_ptr<SqliteStore>> SqliteStore::open(SqliteStoreOptions option
                               "the log of the store " + parts->path + " cannot be opened");
     }
     syncFolder(folder);
-    std::shared_ptr<SqliteStore> store(new SqliteStore(std::move(parts)));
+    const auto store = ownedByThisProcess(std::unique_ptr<SqliteStore>(new SqliteStore(std::move(parts))));
     if (store->damageReport()) {
         store->report(*store->damageReport());
     }

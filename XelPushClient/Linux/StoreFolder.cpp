@@ -14,6 +14,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "XelPushClient/Linux/ForkedChildren.h"
 #include "XelPushClient/Linux/StoreError.h"
 
 namespace xel {
@@ -46,9 +47,15 @@ FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
     return *this;
 }
 
+FileDescriptor::FileDescriptor(int number) : number_(number) {
+    if (number_ >= 0) {
+        closeInChildren(number_);
+    }
+}
+
 FileDescriptor::~FileDescriptor() {
     if (number_ >= 0) {
-        close(number_);
+        closeInThisProcess(number_, [this] { close(number_); });
     }
 }
 
@@ -110,7 +117,9 @@ Result<void> makePrivateFile(const std::string& path) {
 }
 
 Result<FileDescriptor> takeOwnership(const std::string& lockPath) {
-    FileDescriptor file(open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    // A child with a copy of it would hold the lock.
+    FileDescriptor file(openInThisProcess(
+        [&] { return open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600); }));
     if (!file.isOpen()) {
         return systemError("cannot open the lock file", lockPath);
     }

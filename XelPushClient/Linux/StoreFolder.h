@@ -6,11 +6,11 @@
 
 namespace xel {
 
-/// An open file; closed with the object. -1 for none.
+/// An open file; closed with the object, and in children of the process. -1 for none.
 class FileDescriptor {
 public:
     FileDescriptor() = default;
-    explicit FileDescriptor(int number) : number_(number) {}
+    explicit FileDescriptor(int number);
     FileDescriptor(FileDescriptor&& other) noexcept : number_(other.number_) { other.number_ = -1; }
     FileDescriptor& operator=(FileDescriptor&& other) noexcept;
     ~FileDescriptor();
