@@ -194,17 +194,17 @@ public:
     [[nodiscard]] std::optional<std::int64_t> getLaunchCount() const;
     [[nodiscard]] std::int64_t getLaunchTime() const;
     [[nodiscard]] bool launchedByUser() const;
-    /// Runs the block once, at the first report that finds the client connected, whoever is registered then. An
-    /// empty one is ignored, with a log line.
+    /// Runs the block once, at the first report that finds the client connected, whoever is registered then.
+    /// An empty one is ignored, with a log line.
     void enqueueWhenSessionIsConnected(std::function<void()> block);
 
     // ---- Channels and events.
 
-    /// Subscribes to a channel ("news", "public/news", "private/orders"), or to several at once. Each answered
-    /// one is reported to the delegates, once also when it was asked for again before the answer; an invalid
-    /// one is reported as failed ("InvalidParameter", -5002) and ends the list: what stood before it goes out
-    /// with the next call or connect. A channel that no broker may be sent, for a control character, say, is
-    /// reported as failed once and forgotten, and so is one on which the broker ends every connection
+    /// Subscribes to a channel ("news", "public/news", "private/orders"), or to several at once. Each
+    /// answered one is reported to the delegates, once also when it was asked for again before the answer; an
+    /// invalid one is reported as failed ("InvalidParameter", -5002) and ends the list: what stood before it
+    /// goes out with the next call or connect. A channel that no broker may be sent, for a control character,
+    /// say, is reported as failed once and forgotten, and so is one on which the broker ends every connection
     /// ("MQTT", 109). The error's details hold its "topic".
     void subscribe(const std::string& channel, SubscribeOptions options = {});
     void subscribeList(const std::vector<std::string>& channels, SubscribeOptions options = {});

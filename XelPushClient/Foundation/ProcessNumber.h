@@ -12,8 +12,8 @@ namespace xel {
 /// For the platform, in the child, before anything else runs there (pthread_atfork(3)).
 void raiseProcessNumber() noexcept;
 
-/// Keeps what a child inherited for good: it must not be destroyed there, for the threads that it belongs with
-/// are not there, and what it would close is the parent's.
+/// Keeps what a child inherited for good: it must not be destroyed there, for the threads that it belongs
+/// with are not there, and what it would close is the parent's.
 void leaveInherited(std::shared_ptr<const void> inherited);
 
 }  // namespace xel

@@ -213,9 +213,9 @@ Machine makeLinuxMachine(const LinuxOptions& options) {
         makeInThisProcess<AsioByteStreamFactory>(std::move(tls), AsioByteStreamTimes{.tcp = options.tcp}),
         machine.clock, mainRunLoop == runLoop ? nullptr : mainRunLoop.get(), options.session);
     machine.http = makeInThisProcess<CurlHTTPTransport>(runLoop, withSurroundings({}, caFile));
-    machine.urlSession = makeInThisProcess<CurlURLSession>(
-        runLoop, cacheFolderOf(options) + "/media",
-        withSurroundings(mediaOptions(options, machine.endpoints), caFile));
+    machine.urlSession =
+        makeInThisProcess<CurlURLSession>(runLoop, cacheFolderOf(options) + "/media",
+                                          withSurroundings(mediaOptions(options, machine.endpoints), caFile));
     machine.files = std::make_shared<PosixFileManager>();
     machine.strings = std::make_shared<GettextStrings>(options.textDomain);
     machine.threads = std::make_shared<BoostCallStack>();

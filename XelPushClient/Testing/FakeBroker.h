@@ -36,9 +36,9 @@ struct FakeBrokerRecord {
 /// A broker (MQTT 3.1.1, quality of service 0 and 1) at the far end of a `FakeNetwork`.
 ///
 /// Keeps a session for each client id that asks for one: subscriptions, some unacknowledged publications
-/// (20, unless told otherwise) in flight, the rest queued in order, also while the client is away, and sent again with the
-/// duplicate flag after it has come back. A client that breaks the protocol loses its connection, and
-/// `faults` tells. Thread: the run loop it was made with.
+/// (20, unless told otherwise) in flight, the rest queued in order, also while the client is away, and sent
+/// again with the duplicate flag after it has come back. A client that breaks the protocol loses its
+/// connection, and `faults` tells. Thread: the run loop it was made with.
 class FakeBroker {
 public:
     /// Takes every connection of the network from now on. Both outlive the broker.

@@ -266,7 +266,7 @@ TEST(ForkedChild, DoesNotHoldTheConnectionToTheBroker) {
     };
     Listener listener;
     Gate gate;
-    const pid_t first = startChild([&] {
+    const pid_t first = startChild([&]() -> int {
         AsioRunLoop loop;
         AsioByteStreamFactory factory;
         Opened observer;
@@ -289,7 +289,7 @@ TEST(ForkedChild, DoesNotHoldARequestsConnection) {
     Listener listener;
     Gate gate;
     Gate whenAccepted;
-    const pid_t first = startChild([&] {
+    const pid_t first = startChild([&]() -> int {
         const auto loop = std::make_shared<AsioRunLoop>();
         CurlHTTPTransport transport(loop);
         HTTPRequest request;

@@ -122,16 +122,15 @@ private:
 
     void step(const std::function<void()>& work, std::string_view until) {
         if (!hasEnded()) {
-            heard.emplace_back("---");
+            const auto since = heard.size();
             work();
-            runUntil(until);
+            runUntil(until, since);
         }
     }
-    void runUntil(std::string_view what) {
-        const auto since = static_cast<std::ptrdiff_t>(heard.size());
+    void runUntil(std::string_view what, std::size_t since = 0) {
         const auto deadline = std::chrono::steady_clock::now() + 20s;
         const auto hasCome = [&] {
-            return std::any_of(heard.begin() + since, heard.end(),
+            return std::any_of(heard.begin() + static_cast<std::ptrdiff_t>(since), heard.end(),
                                [&](const auto& line) { return line.starts_with(what); });
         };
         while (!hasEnded() && !hasCome() && std::chrono::steady_clock::now() < deadline) {

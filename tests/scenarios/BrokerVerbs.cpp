@@ -193,7 +193,8 @@ void performBroker(ScenarioWorld& world, Words& words) {
         {"holds", holds},         {"accepts", accepts}, {"withholds", withholds},
         {"releases", releases},   {"grants", grants},   {"loses", loses},
         {"ends", ends},           {"forgets", forgets}, {"shows", shows},
-        {"takes", takes},         {"resets", resets},   {"cuts", cuts}, {"hears", hears}, {"keeps", keeps},
+        {"takes", takes},         {"resets", resets},   {"cuts", cuts},
+        {"hears", hears},         {"keeps", keeps},
     };
     performFrom(verbs, world, words, "an act of the broker's");
 }

@@ -159,6 +159,9 @@ void EndingHost::registerAndConnect() {
     step([this] { manager_->subscribe("sport"); });
     step([this] { manager_->unsubscribe("sport"); });
     step([this] { manager_->unsubscribeEvent("login"); });
+    // Names that the session finds it cannot send.
+    step([this] { manager_->subscribeList({"cannot\1be sent", "can"}); });
+    step([this] { manager_->publish("cannot\1be sent", "text"); });
 }
 
 void EndingHost::receive() {
