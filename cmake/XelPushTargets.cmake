@@ -1,8 +1,9 @@
 # What every target of ours has in common.
 
-# Warnings, sanitizers and coverage for one of our targets.
+# Warnings, hardening, sanitizers and coverage for one of our targets.
 function(xelpush_configure_target target)
     xelpush_enable_warnings(${target})
+    xelpush_harden(${target})
     xelpush_enable_instrumentation(${target})
 endfunction()
 
