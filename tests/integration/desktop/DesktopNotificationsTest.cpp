@@ -36,8 +36,9 @@ protected:
         media_ = std::make_unique<LocalHTTPServer>([this](const ReceivedRequest&, HTTPExchange& exchange) {
             return exchange.answer(200, contract::contentsOf(session_->picture()).value_or(""));
         });
-        client_ = std::make_unique<DesktopClient>(
-            DesktopClient::options(session_->folder(), session_->busAddress(), loop_), host_);
+        auto options = DesktopClient::options(session_->folder(), session_->busAddress(), loop_);
+        options.mediaFromAnyNetwork = true;  // the pictures are on this machine, the service is not
+        client_ = std::make_unique<DesktopClient>(options, host_);
     }
 
     /// Lets the client work until something has come to pass.

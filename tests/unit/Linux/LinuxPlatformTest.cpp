@@ -152,6 +152,32 @@ TEST_F(LinuxPlatformTest, KeepsHomesOfDifferentNamesApart) {
     EXPECT_FALSE(two.value().defaults->objectForKey("key").has_value());
 }
 
+/// The code of the error with which a download from a port of this machine where nobody listens fails.
+std::int64_t codeOfLocalDownload(const LinuxOptions& options) {
+    const Machine machine = makeLinuxMachine(options);
+    std::int64_t code = 0;
+    machine.urlSession->downloadTaskWithURL("http://127.0.0.1:1/cat", [&](const Result<std::string>& file) {
+        code = file ? 0 : file.error().code;
+        machine.runLoop->stop();
+    });
+    machine.runLoop->run();
+    return code;
+}
+
+TEST_F(LinuxPlatformTest, FetchesNoMediaFromThisMachineUnlessTheServiceIsHereOrTheHostAllowsIt) {
+    constexpr auto kNotAllowed = static_cast<std::int64_t>(NSURLErrorCode::DataNotAllowed);
+    constexpr auto kAskedInVain = static_cast<std::int64_t>(NSURLErrorCode::CannotConnectToHost);
+    options_.cacheFolder = folder_ / "cache";
+    options_.systemBus = "";
+    options_.endpoints.emplace().kLoopBackSSLAddress = "https://192.0.2.1/api";
+    EXPECT_EQ(codeOfLocalDownload(options_), kNotAllowed);
+    options_.mediaFromAnyNetwork = true;
+    EXPECT_EQ(codeOfLocalDownload(options_), kAskedInVain);
+    options_.mediaFromAnyNetwork = false;
+    options_.endpoints->kLoopBackSSLAddress = "https://127.0.0.1:8443/api";
+    EXPECT_EQ(codeOfLocalDownload(options_), kAskedInVain);
+}
+
 class TokenSeeker : public UIApplicationDelegate {
 public:
     void applicationDidFailToRegisterForRemoteNotificationsWithError(UIApplication& /*application*/,
