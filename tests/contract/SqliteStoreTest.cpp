@@ -349,10 +349,10 @@ TEST_F(SqliteStoreTest, KeepsNewPublicationsWhenOldRowsAreErasedAndTheirNumbersU
 }
 
 TEST_F(SqliteStoreTest, WritesPutOffRemovalsWithoutFurtherPublications) {
-    const auto loop = std::make_shared<AsioRunLoop>();
-    auto options = home_.options();
-    options.runLoop = loop;
     const int outcome = inChild([&]() -> int {
+        const auto loop = std::make_shared<AsioRunLoop>();
+        auto options = home_.options();
+        options.runLoop = loop;
         const auto memory = SqliteSessionMemory::load(SqliteStore::open(options).value()).value();
         for (std::uint16_t id = 1; id <= 3; ++id) {
             (void)memory->appendToOutbox("client", {id, "t", "p", false}).isOk();

@@ -4,7 +4,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <time.h>
 
 #include "XelPushClient/Linux/NotificationMarkup.h"
 
@@ -94,26 +93,13 @@ std::string repeated(std::string_view piece, std::size_t size) {
     return text;
 }
 
-/// The processor time of this thread, which other programs do not lengthen.
-double secondsOfWork() {
-    timespec time{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
-}
-
-TEST(NotificationMarkup, AHostileTextTakesAsLongAsAnyOther) {
-    constexpr std::size_t kSize = 1'000'000;
-    const std::vector<std::string> texts = {
-        std::string(kSize, '<'),      std::string(kSize, '<') + '>',  repeated("<b ", kSize),
-        repeated("<b ", kSize) + '>', repeated("<img", kSize) + " >", repeated("</", kSize) + '>',
-    };
-    double begin = secondsOfWork();
-    ASSERT_EQ(withoutMarkup(std::string(kSize, 'x')).size(), kSize);
-    const double usual = secondsOfWork() - begin;
-    for (const auto& text : texts) {
-        begin = secondsOfWork();
+// Read once for each "<", texts like these would keep the desktop's thread, and this test, busy for many
+// minutes: far beyond the time that a test has.
+TEST(NotificationMarkup, AHostileTextIsReadToItsEnd) {
+    constexpr std::size_t kSize = 4'000'000;
+    for (const auto& text :
+         {std::string(kSize, '<'), repeated("<b ", kSize) + '>', repeated("</", kSize) + '>'}) {
         EXPECT_LE(withoutMarkup(text).size(), text.size());
-        EXPECT_LT(secondsOfWork() - begin, 10 * usual) << text.substr(0, 8);
     }
 }
 
