@@ -37,7 +37,6 @@ public:
         options.cacheFolder = folder + "/cache";
         options.sessionBus = sessionBus;
         options.systemBus = "";
-        options.mediaFromAnyNetwork = true;  // the pictures' server is this test
         options.runLoop = std::move(loop);
         return options;
     }
