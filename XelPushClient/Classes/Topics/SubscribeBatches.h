@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -36,6 +37,7 @@ public:
     [[nodiscard]] Ticket takeTicket();
 
     void wasWritten(std::uint16_t packetId, Batch batch);
+    [[nodiscard]] std::size_t countUnanswered() const { return unanswered_.size(); }
     [[nodiscard]] bool contains(std::uint16_t packetId) const { return unanswered_.contains(packetId); }
     /// The batch of that identifier, which waits no longer.
     std::optional<Batch> take(std::uint16_t packetId);

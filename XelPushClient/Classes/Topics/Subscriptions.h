@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -78,6 +79,7 @@ public:
 
     /// The batch sent or about to be sent; null when there is none.
     [[nodiscard]] const std::shared_ptr<TopicTable>& goingToTopics() const { return goingToTopics_; }
+    [[nodiscard]] std::size_t countUnansweredBatches() const { return batches_.countUnanswered(); }
     [[nodiscard]] const std::map<std::uint16_t, std::string>& subscribeMsgIds() const {
         return subscribeMsgIds_;
     }

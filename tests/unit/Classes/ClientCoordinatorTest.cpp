@@ -101,9 +101,9 @@ TEST_F(ClientCoordinatorTest, ReportsAPublicationThatTheSessionGaveUp) {
     EXPECT_EQ(error.domain, "MQTT");
     EXPECT_EQ(error.code, 109);
     EXPECT_EQ(error.localizedDescription(), "the reason");
-    EXPECT_EQ(*error.userInfo.find("topic"), Value("app/a1b2c3/event/login/D3V1CE"));
-    EXPECT_EQ(*error.userInfo.find("id"), Value("E1"));
-    EXPECT_EQ(*giveUp(R"({"id":7})", MQTTErrorCode::GivenUp).userInfo.find("id"), Value(7));
+    EXPECT_EQ(detailUnder("topic", error), Value("app/a1b2c3/event/login/D3V1CE"));
+    EXPECT_EQ(detailUnder("id", error), Value("E1"));
+    EXPECT_EQ(detailUnder("id", giveUp(R"({"id":7})", MQTTErrorCode::GivenUp)), Value(7));
     for (const auto* payload : {R"({"id":[1]})", R"({"id":true})", R"({"x":1})", "[1]", "no JSON", ""}) {
         EXPECT_FALSE(giveUp(payload, MQTTErrorCode::GivenUp).userInfo.contains("id")) << payload;
     }

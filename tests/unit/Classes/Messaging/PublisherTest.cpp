@@ -138,8 +138,8 @@ TEST_F(PublisherTest, ReportsATopicThatNoBrokerMayBeSent) {
     EXPECT_EQ(failures[0].domain, "InvalidParameter");
     EXPECT_EQ(failures[0].code, -5002);
     EXPECT_EQ(failures[0].localizedDescription(), "the reason");
-    EXPECT_EQ(*failures[0].userInfo.find("topic"), Value("app/a1b2c3/publish/bob01/ne\x07ws"));
-    EXPECT_EQ(*failures[0].userInfo.find("id"), Value("m1"));
+    EXPECT_EQ(detailUnder("topic", failures[0]), Value("app/a1b2c3/publish/bob01/ne\x07ws"));
+    EXPECT_EQ(detailUnder("id", failures[0]), Value("m1"));
     EXPECT_FALSE(publisher().publish("ne\x07ws", "hi"));
     EXPECT_FALSE(publisher().publish("bob01", "ne\x07ws", "hi"));
     EXPECT_FALSE(publisher().markAsRead("m\x07"));
@@ -160,7 +160,7 @@ TEST_F(PublisherTest, ReportsAnEventThatIsTooLarge) {
     const auto failures = takeFailures();
     ASSERT_THAT(failures, SizeIs(1));
     EXPECT_EQ(failures[0].domain, "InvalidParameter");
-    EXPECT_EQ(*failures[0].userInfo.find("id"), Value("E1"));
+    EXPECT_EQ(detailUnder("id", failures[0]), Value("E1"));
     (void)session.takePublications();
     reconnect();
     EXPECT_THAT(session.takePublications(), IsEmpty());
@@ -210,8 +210,8 @@ TEST_F(PublisherTest, ReportsAnEventForWhichThereIsNoPlaceToWait) {
     ASSERT_THAT(failures, SizeIs(1));
     EXPECT_EQ(failures[0].domain, "MQTT");
     EXPECT_EQ(failures[0].code, 107);
-    EXPECT_EQ(*failures[0].userInfo.find("topic"), Value("app/a1b2c3/event/login/D3V1CE"));
-    EXPECT_EQ(*failures[0].userInfo.find("id"), Value("E3"));
+    EXPECT_EQ(detailUnder("topic", failures[0]), Value("app/a1b2c3/event/login/D3V1CE"));
+    EXPECT_EQ(detailUnder("id", failures[0]), Value("E3"));
     rooms_->connection.connectToServer();
     auto& session = sessions_->latest();
     session.isRefusingPublications = true;

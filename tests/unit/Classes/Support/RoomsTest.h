@@ -63,6 +63,11 @@ protected:
         rooms_->fanout.delegates.addDelegate(std::make_shared<FailureDelegate>(failures_),
                                              operationsOverriddenBy<FailureDelegate>());
     }
+    /// What an error says under the key; null for nothing.
+    [[nodiscard]] static Value detailUnder(std::string_view key, const NSError& error) {
+        const Value* detail = error.userInfo.find(key);
+        return detail != nullptr ? *detail : Value();
+    }
     [[nodiscard]] std::vector<NSError> takeFailures() { return std::exchange(*failures_, {}); }
 
     void switchLogOn() { rooms_->settings.setEnableLog(true); }

@@ -45,7 +45,7 @@ TEST_F(RefusedTopicsTest, AreReportedAndLeaveEveryTable) {
     EXPECT_EQ(failures[0].domain, "InvalidParameter");
     EXPECT_EQ(failures[0].code, -5002);
     EXPECT_EQ(failures[0].localizedDescription(), "Channel 'be<U+0007>ll' is not subscribed to: the reason");
-    EXPECT_EQ(*failures[0].userInfo.find("topic"), Value(kBell));
+    EXPECT_EQ(detailUnder("topic", failures[0]), Value(kBell));
     EXPECT_THAT(wantedTopics(), ElementsAre("app/a1b2c3/user/alice01/default@1", std::string(kNews) + "@1"));
     EXPECT_EQ(*room().goingToTopics(), (TopicTable{{kNews, 1}}));
     EXPECT_EQ(onDisk("userChannels"), Value(Dictionary{{"app/a1b2c3/user/alice01/default", 1}, {kNews, 1}}));
@@ -134,7 +134,7 @@ TEST_F(RefusedTopicsTest, ThatTheSessionGivesUpLaterLeaveEveryTableToo) {
     EXPECT_EQ(failures[0].domain, "MQTT");
     EXPECT_EQ(failures[0].code, 109);
     EXPECT_EQ(failures[0].localizedDescription(), "Channel 'news' is not subscribed to: the reason");
-    EXPECT_EQ(*failures[0].userInfo.find("topic"), Value(kNews));
+    EXPECT_EQ(detailUnder("topic", failures[0]), Value(kNews));
     EXPECT_THAT(rooms_->channels.deviceSubscriptions(), ElementsAre("private/default"));
     EXPECT_THAT(storedTexts("subscribedTopics"), Not(Contains(kNews)));
     reconnect(session);
@@ -173,7 +173,7 @@ TEST_F(RefusedTopicsTest, ToBeUnsubscribedFromMayFailLater) {
     const auto failures = takeFailures();
     ASSERT_THAT(failures, SizeIs(1));
     EXPECT_EQ(failures[0].code, 109);
-    EXPECT_EQ(*failures[0].userInfo.find("topic"), Value(kNews));
+    EXPECT_EQ(detailUnder("topic", failures[0]), Value(kNews));
 }
 
 /// What can neither be sent nor is refused waits.
