@@ -71,8 +71,8 @@ TEST_P(EndInsideCallbackTest, ReportsNothingMoreWhereverTheClientIsDestroyed) {
 INSTANTIATE_TEST_SUITE_P(All, EndInsideCallbackTest,
                          testing::Values(Ending::Manager, Ending::ManagerAndMachine,
                                          Ending::ManagerOfApartLoops),
-                         [](const auto& info) {
-                             switch (info.param) {
+                         [](const auto& ending) {
+                             switch (ending.param) {
                                  case Ending::Manager: return "Manager";
                                  case Ending::ManagerAndMachine: return "ManagerAndMachine";
                                  case Ending::ManagerOfApartLoops: return "ManagerOfApartLoops";
