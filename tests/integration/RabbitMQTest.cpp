@@ -64,14 +64,13 @@ TEST_F(ClientAndRabbitMQ, ConnectsSubscribesAndReceives) {
 
     MqttTestClient other(otherClient());
     ASSERT_EQ(other.connect(), 0) << other.lastError();
-    const sandbox::Json message = sandbox::composeMessage(
-        {.id = "m1",
-         .user = "public",
-         .channel = "news",
-         .serverTime = 1514800000000,
-         .senderId = {},
-         .sentId = {}},
-        {{"messageBody", "to all"}});
+    const sandbox::Json message = sandbox::composeMessage({.id = "m1",
+                                                           .user = "public",
+                                                           .channel = "news",
+                                                           .serverTime = 1514800000000,
+                                                           .senderId = {},
+                                                           .sentId = {}},
+                                                          {{"messageBody", "to all"}});
     ASSERT_TRUE(other.publish(sandbox::userTopic(service_.info().appId, "public", "news"),
                               sandbox::printJson(message)));
     ASSERT_TRUE(client.runUntilMessages(1));
