@@ -15,14 +15,14 @@ namespace {
 enum class Encryption { Any, Required };
 
 struct TextVariable {
-    const char* name;
-    std::string Endpoints::*target;
+    const char* name = nullptr;
+    std::string Endpoints::*target = nullptr;
     Encryption encryption = Encryption::Any;
 };
 
 struct PortVariable {
-    const char* name;
-    std::uint16_t Endpoints::*target;
+    const char* name = nullptr;
+    std::uint16_t Endpoints::*target = nullptr;
 };
 
 constexpr TextVariable kTexts[] = {

@@ -49,7 +49,7 @@ std::string bodyOf(const DesktopNotification& notification, const ServerCapabili
     const auto text = [&](const std::string& clean) {
         return server.bodyMarkup ? escapedForMarkup(clean) : withoutMarkup(clean);
     };
-    const std::string body = text(textForDBus(notification.body, kLongestBody));
+    std::string body = text(textForDBus(notification.body, kLongestBody));
     if (notification.subtitle.empty()) {
         return body;
     }

@@ -77,9 +77,8 @@ Result<void> Publisher::handOver(const std::string& topic, const Octets& octets,
                         : sendable.error();
     }
     TVRLog(surroundings_.log, "Publishing on topic %@", topic);
-    const Result<void> taken = options.live
-                                   ? session->publishDataAtMostOnce(*octets, topic, options.stateful)
-                                   : session->publishDataAtLeastOnce(*octets, topic, options.stateful);
+    Result<void> taken = options.live ? session->publishDataAtMostOnce(*octets, topic, options.stateful)
+                                      : session->publishDataAtLeastOnce(*octets, topic, options.stateful);
     if (!taken) {
         TVRLog(surroundings_.log, "The session refused the publication on topic %@ (%d octets)", topic,
                octets->size());

@@ -62,8 +62,8 @@ bool SubscribeBatches::isStoredSince(const Ticket& ticket, const std::string& to
     return fate != nullptr && countsFor(ticket, fate->stored, fate->unsubscribedAt);
 }
 
-std::shared_ptr<const TopicTable> SubscribeBatches::stillWanted(std::shared_ptr<const TopicTable> topics,
-                                                                const Ticket& ticket) const {
+std::shared_ptr<const TopicTable> SubscribeBatches::stillWanted(
+    const std::shared_ptr<const TopicTable>& topics, const Ticket& ticket) const {
     std::shared_ptr<TopicTable> rest;
     for (const auto& [topic, fate] : fates_) {
         if (topics && fate.givenUpAt > ticket.number && topics->contains(topic)) {

@@ -55,8 +55,8 @@ public:
     [[nodiscard]] bool isReportedSince(const Ticket& ticket, const std::string& topic) const;
     [[nodiscard]] bool isStoredSince(const Ticket& ticket, const std::string& topic) const;
     /// The table, or, when topics of it were given up since the ticket was taken, a copy without those.
-    [[nodiscard]] std::shared_ptr<const TopicTable> stillWanted(std::shared_ptr<const TopicTable> topics,
-                                                                const Ticket& ticket) const;
+    [[nodiscard]] std::shared_ptr<const TopicTable> stillWanted(
+        const std::shared_ptr<const TopicTable>& topics, const Ticket& ticket) const;
 
 private:
     /// When an answer came, and when what it answers was asked for; 0 for never.
