@@ -78,13 +78,23 @@ public:
             askers_[host].push_back(std::move(asker));
         }
         try {
-            startThread_([self = shared_from_this(), host] { self->answer(host, self->resolve(host)); });
+            startThread_([self = shared_from_this(), host] { self->work(host); });
         } catch (const std::system_error& error) {
             answer(host, {{}, "no thread can be started for it: " + error.code().message()});
         }
     }
 
 private:
+    void work(const std::string& host) {
+        try {
+            answer(host, resolve(host));
+        } catch (const std::exception&) {
+            // There was no memory for the answer. Whoever waits for it has a time limit, and asks again.
+            const std::lock_guard lock(mutex_);
+            askers_.erase(host);
+        }
+    }
+
     [[nodiscard]] NameLookupAnswer resolve(const std::string& host) const {
         try {
             NameLookupAnswer found = resolve_(host);

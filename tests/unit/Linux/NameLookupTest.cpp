@@ -1,9 +1,11 @@
 #include <cerrno>
 #include <functional>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -104,6 +106,32 @@ TEST_F(NameLookupTest, AnswersWithTheErrorThatTheSystemsLookUpThrew) {
     ask("bad.example");
     finish(0);
     EXPECT_EQ(takeAnswers(), Lines{"bad.example: the resolver broke"});
+}
+
+/// Takes an answer, as long as there is memory to copy it.
+struct Unlucky {
+    explicit Unlucky(const bool& hasMemory) : memory(&hasMemory) {}
+    Unlucky(const Unlucky& other) : memory(other.memory) {
+        if (!*memory) {
+            throw std::bad_alloc();
+        }
+    }
+    Unlucky& operator=(const Unlucky&) = delete;
+    ~Unlucky() = default;
+    void operator()(const NameLookupAnswer& /*answer*/) const {}
+
+    const bool* memory;
+};
+
+TEST_F(NameLookupTest, OutlivesAnAnswerForWhichThereIsNoMemoryAndAsksAgain) {
+    bool hasMemory = true;
+    lookup_.ask(loop_->core(), "a.example", Unlucky(hasMemory));
+    hasMemory = false;
+    EXPECT_NO_THROW(finish(0));
+    ask("a.example");
+    ASSERT_EQ(threads_.size(), 2U);
+    finish(1);
+    EXPECT_EQ(takeAnswers(), Lines{"a.example: 192.0.2.2"});
 }
 
 TEST_F(NameLookupTest, DropsAnAnswerForALoopThatIsGone) {
