@@ -12,10 +12,11 @@
 namespace xel {
 
 OutgoingTraffic::OutgoingTraffic(SessionMemory& memory, const MQTTSessionParameters& parameters,
-                                 std::shared_ptr<PacketIds> packetIds, const MQTTSessionOptions& options)
-    : packetIds_(std::move(packetIds)),
-      outbox_(memory, parameters.clientId, packetIds_, options),
+                                 const std::shared_ptr<PacketIds>& packetIds,
+                                 const MQTTSessionOptions& options)
+    : outbox_(memory, parameters.clientId, packetIds, options),
       granted_(memory, parameters.clientId),
+      removals_(granted_, packetIds),
       suspects_(options),
       keepsSession_(!parameters.cleanSession),
       maxPacketSize_(std::min(options.maxPacketSize, kMQTTMaxRemainingLength)) {
@@ -58,11 +59,10 @@ void OutgoingTraffic::connectionDidEnd(bool wasEndedByBroker, TimePoint now) {
         return;
     }
     const auto alone = onlyUnanswered();
-    lostUnsubscribes_.merge(engine().requests().takeUnsubscribes());
+    removals_.connectionDidEnd(requests().takeUnsubscribes());
     outbox_.connectionDidEnd();
     connection_.reset();
-    held_.clear();
-    parked_.clear();
+    waiting_.clear();
     trying_.reset();
     if (!wasEndedByBroker) {
         return;
@@ -87,70 +87,36 @@ std::optional<SentThing> OutgoingTraffic::onlyUnanswered() const {
     if (written != publications.end()) {
         return SentThing::publication(written->packetId);
     }
-    for (const auto& [packetId, request] : engine().requests().subscribes()) {
+    for (const auto& [packetId, request] : requests().subscribes()) {
         if (request.place) {
-            return thingOf(packetId);
+            return thingOf(requests(), packetId);
         }
     }
-    for (const auto& [packetId, request] : engine().requests().unsubscribes()) {
+    for (const auto& [packetId, request] : requests().unsubscribes()) {
         if (request.place) {
-            return thingOf(packetId);
+            return thingOf(requests(), packetId);
         }
     }
     return std::nullopt;
 }
 
-std::optional<SentThing> OutgoingTraffic::thingOf(std::uint16_t packetId) const {
-    if (const auto* request = engine().requests().findSubscribe(packetId)) {
-        return request->topics.size() == 1
-                   ? std::optional(SentThing::subscription(request->topics.front().filter))
-                   : std::nullopt;
-    }
-    const auto* request = engine().requests().findUnsubscribe(packetId);
-    return request != nullptr && request->filters.size() == 1
-               ? std::optional(SentThing::unsubscription(request->filters.front()))
-               : std::nullopt;
-}
-
-// An UNSUBSCRIBE that was lost, with its connection or with its process, comes first: messages of a topic
-// that the host has left must not go on arriving.
 void OutgoingTraffic::sendRemovalsAgain(bool sessionPresent) {
-    auto lost = std::exchange(lostUnsubscribes_, {});
     if (!sessionPresent) {
-        for (const auto& [packetId, request] : lost) {
-            packetIds_->release(packetId);
+        for (const std::uint16_t packetId : removals_.endAll()) {
             untold_.push_back({UntoldOutcome::Kind::UnsubscriptionSettled, {}, {}, {}, packetId});
         }
-        granted_.endAllRemovals();
-        granted_.store();
         return;
     }
-    auto rest = granted_.unconfirmedRemovals();
-    for (const std::string& topic : askedForOffline_) {
-        rest.erase(topic);
-    }
-    for (auto& [packetId, request] : lost) {
-        // One that was subscribed to again is not to be removed any more.
-        std::erase_if(request.filters, [&](const std::string& topic) {
-            return !granted_.unconfirmedRemovals().contains(topic);
-        });
-        if (request.filters.empty()) {
-            packetIds_->release(packetId);
-            continue;
-        }
-        for (const std::string& topic : request.filters) {
-            rest.erase(topic);
-        }
-        request.place.reset();
+    TopicRemovals::Due due = removals_.takeDue();
+    for (auto& [packetId, request] : due.lost) {
         engine().addUnsubscribe(packetId, std::move(request));
-        MQTTSubscribeOutcome none;
-        writeOrHold(packetId, none);
+        writeOrHold(packetId);
     }
-    if (!isOneAtATime_ && !rest.empty()) {
-        add(UnsubscribeRequest{{rest.begin(), rest.end()}});
+    if (!isOneAtATime_ && !due.others.empty()) {
+        add(UnsubscribeRequest{{due.others.begin(), due.others.end()}});
         return;
     }
-    for (const std::string& topic : rest) {
+    for (const std::string& topic : due.others) {
         add(UnsubscribeRequest{{topic}});
     }
 }
@@ -180,8 +146,7 @@ MQTTSubscribeOutcome OutgoingTraffic::subscribe(const TopicTable& topics, Subscr
             outcome.refused.push_back({filter, makeNotSendableError(filter)});
             continue;
         }
-        granted_.endRemoval(filter);
-        askedForOffline_.erase(filter);
+        removals_.wasSubscribedAgain(filter);
         const SubscribeRequest::Topic topic{filter, std::clamp(wantedQoS, 0, kMQTTHighestQoS)};
         if (isHolding() || suspects_.isSetAside(SentThing::subscription(filter))) {
             add({purpose, {topic}}, outcome);
@@ -198,7 +163,9 @@ MQTTSubscribeOutcome OutgoingTraffic::subscribe(const TopicTable& topics, Subscr
 
 void OutgoingTraffic::add(SubscribeRequest request, MQTTSubscribeOutcome& outcome) {
     if (isHolding() && request.purpose == SubscribePurpose::Batch) {
-        supersedeHeld(request, outcome);
+        // What held requests ask for in one pass is sent once too.
+        const auto superseded = waiting_.supersedeHeld(requests(), request);
+        outcome.superseded.insert(outcome.superseded.end(), superseded.begin(), superseded.end());
     }
     MQTTSubscribeBatch batch;
     for (const SubscribeRequest::Topic& topic : request.topics) {
@@ -213,28 +180,13 @@ void OutgoingTraffic::add(SubscribeRequest request, MQTTSubscribeOutcome& outcom
     writeOrHold(packetId, outcome);
 }
 
-// What held requests ask for in one pass is sent once too.
-void OutgoingTraffic::supersedeHeld(const SubscribeRequest& later, MQTTSubscribeOutcome& outcome) {
-    std::erase_if(held_, [&](std::uint16_t packetId) {
-        const auto* earlier = engine().requests().findSubscribe(packetId);
-        const bool isSame = earlier != nullptr && earlier->purpose == SubscribePurpose::Batch &&
-                            earlier->topics.front().filter == later.topics.front().filter &&
-                            earlier->topics.front().qos == later.topics.front().qos;
-        if (isSame) {
-            static_cast<void>(engine().requests().takeSubscribe(packetId));
-            outcome.superseded.push_back(packetId);
-        }
-        return isSame;
-    });
-}
-
 MQTTUnsubscribeOutcome OutgoingTraffic::unsubscribe(std::span<const std::string_view> topics) {
     MQTTUnsubscribeOutcome outcome;
     UnsubscribeRequest request;
     for (const std::string_view topic : topics) {
         if (connection_) {
-            engine().requests().noteUnsubscribed(topic);
-            dropParked(topic);
+            requests().noteUnsubscribed(topic);
+            waiting_.dropParked(requests(), topic);
         }
         // A broker that granted a topic lives with its name.
         const bool canBeSent =
@@ -253,33 +205,14 @@ MQTTUnsubscribeOutcome OutgoingTraffic::unsubscribe(std::span<const std::string_
     }
     const std::vector<std::string> filters = request.filters;
     outcome.packetId = connection_ ? add(std::move(request)) : std::uint16_t{0};
-    for (const std::string& filter : filters) {
-        if (outcome.packetId == 0) {
-            askedForOffline_.insert(filter);
-        } else {
-            askedForOffline_.erase(filter);
-        }
-    }
+    removals_.wereAskedFor(filters, outcome.packetId != 0);
     return outcome;
-}
-
-// What waits to be tried would come behind the UNSUBSCRIBE.
-void OutgoingTraffic::dropParked(std::string_view topic) {
-    std::erase_if(parked_, [&](std::uint16_t packetId) {
-        const auto* request = engine().requests().findSubscribe(packetId);
-        const bool isIt = request != nullptr && request->topics.front().filter == topic;
-        if (isIt) {
-            static_cast<void>(engine().requests().takeSubscribe(packetId));
-        }
-        return isIt;
-    });
 }
 
 std::uint16_t OutgoingTraffic::add(UnsubscribeRequest request) {
     const std::uint16_t packetId = engine().addUnsubscribe(std::move(request));
     if (packetId != 0) {
-        MQTTSubscribeOutcome none;
-        writeOrHold(packetId, none);
+        writeOrHold(packetId);
     }
     return packetId;
 }
@@ -321,17 +254,27 @@ Result<void> OutgoingTraffic::publishAtLeastOnce(std::string_view data, std::str
 
 void OutgoingTraffic::writeOrHold(std::uint16_t packetId, MQTTSubscribeOutcome& outcome) {
     if (isSetAside(packetId)) {
-        parked_.push_back(packetId);
+        waiting_.park(packetId);
     } else if (isHolding()) {
-        held_.push_back(packetId);
+        waiting_.hold(packetId);
         goOn();
     } else {
         write(packetId, outcome);
     }
 }
 
+void OutgoingTraffic::writeOrHold(std::uint16_t packetId) {
+    MQTTSubscribeOutcome nobodyAsks;
+    writeOrHold(packetId, nobodyAsks);
+}
+
+void OutgoingTraffic::write(std::uint16_t packetId) {
+    MQTTSubscribeOutcome nobodyAsks;
+    write(packetId, nobodyAsks);
+}
+
 void OutgoingTraffic::write(std::uint16_t packetId, MQTTSubscribeOutcome& outcome) {
-    if (engine().requests().findSubscribe(packetId) == nullptr) {
+    if (requests().findSubscribe(packetId) == nullptr) {
         static_cast<void>(engine().writeUnsubscribe(packetId));
         connection_->flushSoon();
         return;
@@ -384,14 +327,11 @@ bool OutgoingTraffic::writeNextHeld() {
 }
 
 bool OutgoingTraffic::writeHeldRequest() {
-    if (held_.empty()) {
-        return false;
+    const auto packetId = waiting_.takeHeld();
+    if (packetId) {
+        write(*packetId);
     }
-    const std::uint16_t packetId = held_.front();
-    held_.pop_front();
-    MQTTSubscribeOutcome none;
-    write(packetId, none);
-    return true;
+    return packetId.has_value();
 }
 
 bool OutgoingTraffic::isInTurn(const Outbox::Publication& publication) const {
@@ -446,17 +386,17 @@ void OutgoingTraffic::subscribeWasAnswered() {
 }
 
 void OutgoingTraffic::unsubscribeWasAnswered() {
+    const auto& filters = engine().answeredUnsubscribe().filters;
+    removals_.wereConfirmed(filters);
     std::vector<SentThing> things;
-    for (const std::string& filter : engine().answeredUnsubscribe().filters) {
-        granted_.endRemoval(filter);
+    for (const std::string& filter : filters) {
         things.push_back(SentThing::unsubscription(filter));
     }
-    granted_.store();
     answersWereTaken(things);
 }
 
 bool OutgoingTraffic::isRestorationOutstanding() const {
-    const auto& subscribes = engine().requests().subscribes();
+    const auto& subscribes = requests().subscribes();
     return std::any_of(subscribes.begin(), subscribes.end(), [](const auto& pending) {
         return pending.second.purpose == SubscribePurpose::Restoration;
     });
@@ -467,21 +407,12 @@ void OutgoingTraffic::answersWereTaken(std::span<const SentThing> things) {
         for (const SentThing& thing : things) {
             suspects_.didAnswer(thing);
         }
-        // What is not set aside any more takes its turn.
-        std::vector<std::uint16_t> freed;
-        std::erase_if(parked_, [&](std::uint16_t packetId) {
-            const bool isFree = !isSetAside(packetId);
-            if (isFree && thingOf(packetId)) {
-                freed.push_back(packetId);
-            }
-            return isFree;
-        });
-        held_.insert(held_.end(), freed.begin(), freed.end());
+        waiting_.holdWhatIsAcquitted(requests(), suspects_);
     }
     if (countUnanswered() == 0) {
         everythingWasAnswered();
     }
-    if (!isHolding() && (!held_.empty() || outbox_.countUnwritten() != 0)) {
+    if (!isHolding() && (waiting_.isAnyHeld() || outbox_.countUnwritten() != 0)) {
         writeAllHeld();
     }
 }
@@ -504,16 +435,13 @@ void OutgoingTraffic::everythingWasAnswered() {
 // ---- What was set aside.
 
 bool OutgoingTraffic::isSetAside(std::uint16_t packetId) const {
-    const auto thing = suspects_.isEmpty() ? std::nullopt : thingOf(packetId);
+    const auto thing = suspects_.isEmpty() ? std::nullopt : thingOf(requests(), packetId);
     return thing && suspects_.isSetAside(*thing);
 }
 
 bool OutgoingTraffic::canTry(const SentThing& thing) const {
-    if (thing.kind == SentThing::Kind::Publication) {
-        return outbox_.contains(thing.packetId);
-    }
-    return std::any_of(parked_.begin(), parked_.end(),
-                       [&](std::uint16_t packetId) { return thingOf(packetId) == thing; });
+    return thing.kind == SentThing::Kind::Publication ? outbox_.contains(thing.packetId)
+                                                      : waiting_.isParked(requests(), thing);
 }
 
 std::optional<Suspects::Try> OutgoingTraffic::nextThingToTry() const {
@@ -544,57 +472,26 @@ void OutgoingTraffic::tryAgain(TimePoint now) {
 void OutgoingTraffic::writeTried() {
     if (trying_->kind == SentThing::Kind::Publication) {
         write(outbox_.at(trying_->packetId));
-        return;
+    } else {
+        write(waiting_.takeParked(requests(), *trying_));
     }
-    const auto parked = std::find_if(parked_.begin(), parked_.end(),
-                                     [&](std::uint16_t packetId) { return thingOf(packetId) == trying_; });
-    const std::uint16_t packetId = *parked;
-    parked_.erase(parked);
-    MQTTSubscribeOutcome none;
-    write(packetId, none);
 }
 
 void OutgoingTraffic::giveUp(const SentThing& thing) {
-    const std::string reason =
-        " was given up: the broker ended the connection on it each time it was sent, and took others";
-    if (thing.kind == SentThing::Kind::Publication) {
-        const auto [topic, data] = Outbox::contentOf(outbox_.at(thing.packetId));
-        untold_.push_back({UntoldOutcome::Kind::PublicationFailed, std::string(topic), std::string(data),
-                           makeMQTTError(MQTTErrorCode::GivenUp,
-                                         "the publication on topic '" + shownName(topic) + "'" + reason)});
-        outbox_.drop(thing.packetId);
-    } else if (thing.kind == SentThing::Kind::Subscription) {
-        untold_.push_back(
-            {UntoldOutcome::Kind::SubscriptionFailed,
-             thing.filter,
-             {},
-             makeMQTTError(MQTTErrorCode::GivenUp,
-                           "the subscription to topic '" + shownName(thing.filter) + "'" + reason)});
-        granted_.forget(thing.filter);
-        granted_.store();
-    } else {
-        giveUpUnsubscription(thing.filter);
-        untold_.push_back(
-            {UntoldOutcome::Kind::UnsubscriptionFailed,
-             thing.filter,
-             {},
-             makeMQTTError(MQTTErrorCode::GivenUp,
-                           "unsubscribing from topic '" + shownName(thing.filter) + "'" + reason)});
-    }
-}
-
-void OutgoingTraffic::giveUpUnsubscription(const std::string& filter) {
-    granted_.endRemoval(filter);
-    granted_.store();
-    for (auto lost = lostUnsubscribes_.begin(); lost != lostUnsubscribes_.end();) {
-        std::erase(lost->second.filters, filter);
-        if (lost->second.filters.empty()) {
-            packetIds_->release(lost->first);
-            lost = lostUnsubscribes_.erase(lost);
-        } else {
-            ++lost;
+    switch (thing.kind) {
+        case SentThing::Kind::Publication: {
+            const auto [topic, data] = Outbox::contentOf(outbox_.at(thing.packetId));
+            untold_.push_back(makeGivenUpOutcome(thing.kind, topic, data));
+            outbox_.drop(thing.packetId);
+            return;
         }
+        case SentThing::Kind::Subscription:
+            granted_.forget(thing.filter);
+            granted_.store();
+            break;
+        case SentThing::Kind::Unsubscription: removals_.giveUp(thing.filter); break;
     }
+    untold_.push_back(makeGivenUpOutcome(thing.kind, thing.filter));
 }
 
 }  // namespace xel

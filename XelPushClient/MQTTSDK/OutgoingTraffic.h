@@ -2,40 +2,21 @@
 
 #include <cstdint>
 #include <deque>
-#include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <span>
-#include <string>
 #include <string_view>
-#include <vector>
 
 #include "XelPushClient/MQTTSDK/GrantedTopics.h"
 #include "XelPushClient/MQTTSDK/MQTTConnection.h"
 #include "XelPushClient/MQTTSDK/Outbox.h"
 #include "XelPushClient/MQTTSDK/Suspects.h"
+#include "XelPushClient/MQTTSDK/TopicRemovals.h"
+#include "XelPushClient/MQTTSDK/UntoldOutcome.h"
+#include "XelPushClient/MQTTSDK/WaitingRequests.h"
 #include "XelPushClient/Platform/MQTTSession.h"
 
 namespace xel {
-
-/// Something that a session's delegate has not been told yet, because it happened where the delegate may not
-/// be called, or before there was one.
-struct UntoldOutcome {
-    enum class Kind {
-        PublicationFailed,
-        SubscriptionFailed,
-        UnsubscriptionFailed,
-        RestoredTopicRefused,
-        UnsubscriptionSettled,  ///< needs no answer of the broker's any more
-    };
-
-    Kind kind = Kind::PublicationFailed;
-    std::string topic;
-    std::string data;  ///< of a publication
-    NSError error;
-    std::uint16_t packetId = 0;  ///< of the UNSUBSCRIBE
-};
 
 /// What a session sends, and in which order: as a rule everything at once; one thing at a time, each after
 /// the answer to the one before, while the broker ends connections on something.
@@ -48,7 +29,7 @@ public:
 
     /// The memory outlives this.
     OutgoingTraffic(SessionMemory& memory, const MQTTSessionParameters& parameters,
-                    std::shared_ptr<PacketIds> packetIds, const MQTTSessionOptions& options);
+                    const std::shared_ptr<PacketIds>& packetIds, const MQTTSessionOptions& options);
 
     /// The next thing to tell the delegate. One that the memory holds leaves it when it is taken.
     [[nodiscard]] std::optional<UntoldOutcome> takeUntold();
@@ -87,6 +68,7 @@ public:
 
 private:
     [[nodiscard]] MQTTEngine& engine() const { return connection_->engine(); }
+    [[nodiscard]] PendingRequests& requests() const { return engine().requests(); }
     /// What is asked for now waits for its turn.
     [[nodiscard]] bool isHolding() const { return isOneAtATime_ || trying_; }
     [[nodiscard]] std::size_t countUnanswered() const;
@@ -96,10 +78,11 @@ private:
     void restoreTopics(bool sessionPresent);
     void add(SubscribeRequest request, MQTTSubscribeOutcome& outcome);
     std::uint16_t add(UnsubscribeRequest request);
-    void dropParked(std::string_view topic);
+    /// The outcome is that of the owner's call in which the request is written.
     void writeOrHold(std::uint16_t packetId, MQTTSubscribeOutcome& outcome);
-    void supersedeHeld(const SubscribeRequest& later, MQTTSubscribeOutcome& outcome);
+    void writeOrHold(std::uint16_t packetId);
     void write(std::uint16_t packetId, MQTTSubscribeOutcome& outcome);
+    void write(std::uint16_t packetId);
     void write(Outbox::Publication& publication);
 
     void writeAllHeld();
@@ -110,32 +93,24 @@ private:
     void everythingWasAnswered();
     void goOn();
 
-    [[nodiscard]] std::optional<SentThing> thingOf(std::uint16_t packetId) const;
     [[nodiscard]] bool isSetAside(std::uint16_t packetId) const;
     [[nodiscard]] bool canTry(const SentThing& thing) const;
     [[nodiscard]] std::optional<Suspects::Try> nextThingToTry() const;
     void writeTried();
     void giveUp(const SentThing& thing);
-    void giveUpUnsubscription(const std::string& filter);
     [[nodiscard]] bool isRestorationOutstanding() const;
 
-    std::shared_ptr<PacketIds> packetIds_;
     Outbox outbox_;
     GrantedTopics granted_;
+    TopicRemovals removals_;
     Suspects suspects_;
     bool keepsSession_;
     std::size_t maxPacketSize_;
     std::deque<UntoldOutcome> untold_;
 
-    /// UNSUBSCRIBEs that were lost with their connection, under the identifiers that they keep.
-    std::map<std::uint16_t, UnsubscribeRequest> lostUnsubscribes_;
-    /// Topics to be unsubscribed for which the owner itself asks again after the next connect.
-    std::set<std::string, std::less<>> askedForOffline_;
-
     // Of one connection.
     std::shared_ptr<MQTTConnection> connection_;
-    std::deque<std::uint16_t> held_;     ///< requests that wait for their turn
-    std::vector<std::uint16_t> parked_;  ///< requests for what is set aside, until it is tried
+    WaitingRequests waiting_;
     bool isOneAtATime_ = false;
     std::optional<SentThing> trying_;
 };

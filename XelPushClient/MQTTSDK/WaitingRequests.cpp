@@ -1,0 +1,87 @@
+#include "XelPushClient/MQTTSDK/WaitingRequests.h"
+
+#include <algorithm>
+
+namespace xel {
+
+std::optional<SentThing> thingOf(PendingRequests& requests, std::uint16_t packetId) {
+    if (const auto* request = requests.findSubscribe(packetId)) {
+        return request->topics.size() == 1
+                   ? std::optional(SentThing::subscription(request->topics.front().filter))
+                   : std::nullopt;
+    }
+    const auto* request = requests.findUnsubscribe(packetId);
+    return request != nullptr && request->filters.size() == 1
+               ? std::optional(SentThing::unsubscription(request->filters.front()))
+               : std::nullopt;
+}
+
+void WaitingRequests::clear() {
+    held_.clear();
+    parked_.clear();
+}
+
+std::optional<std::uint16_t> WaitingRequests::takeHeld() {
+    if (held_.empty()) {
+        return std::nullopt;
+    }
+    const std::uint16_t packetId = held_.front();
+    held_.pop_front();
+    return packetId;
+}
+
+std::vector<std::uint16_t> WaitingRequests::supersedeHeld(PendingRequests& requests,
+                                                          const SubscribeRequest& later) {
+    const SubscribeRequest::Topic& topic = later.topics.front();
+    std::vector<std::uint16_t> superseded;
+    std::erase_if(held_, [&](std::uint16_t packetId) {
+        const auto* earlier = requests.findSubscribe(packetId);
+        const bool isSame = earlier != nullptr && earlier->purpose == SubscribePurpose::Batch &&
+                            earlier->topics.front().filter == topic.filter &&
+                            earlier->topics.front().qos == topic.qos;
+        if (isSame) {
+            static_cast<void>(requests.takeSubscribe(packetId));
+            superseded.push_back(packetId);
+        }
+        return isSame;
+    });
+    return superseded;
+}
+
+bool WaitingRequests::isParked(PendingRequests& requests, const SentThing& thing) const {
+    return std::any_of(parked_.begin(), parked_.end(),
+                       [&](std::uint16_t packetId) { return thingOf(requests, packetId) == thing; });
+}
+
+std::uint16_t WaitingRequests::takeParked(PendingRequests& requests, const SentThing& thing) {
+    const auto parked = std::find_if(parked_.begin(), parked_.end(), [&](std::uint16_t packetId) {
+        return thingOf(requests, packetId) == thing;
+    });
+    const std::uint16_t packetId = *parked;
+    parked_.erase(parked);
+    return packetId;
+}
+
+void WaitingRequests::dropParked(PendingRequests& requests, std::string_view topic) {
+    std::erase_if(parked_, [&](std::uint16_t packetId) {
+        const auto* request = requests.findSubscribe(packetId);
+        const bool isIt = request != nullptr && request->topics.front().filter == topic;
+        if (isIt) {
+            static_cast<void>(requests.takeSubscribe(packetId));
+        }
+        return isIt;
+    });
+}
+
+void WaitingRequests::holdWhatIsAcquitted(PendingRequests& requests, const Suspects& suspects) {
+    std::erase_if(parked_, [&](std::uint16_t packetId) {
+        const auto thing = thingOf(requests, packetId);
+        const bool isAcquitted = !thing || !suspects.isSetAside(*thing);
+        if (isAcquitted && thing) {
+            hold(packetId);
+        }
+        return isAcquitted;
+    });
+}
+
+}  // namespace xel
