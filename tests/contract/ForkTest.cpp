@@ -24,10 +24,10 @@
 #include "XelPushClient/Linux/ForkedChildren.h"
 #include "XelPushClient/Linux/LinuxPlatform.h"
 #include "XelPushClient/Linux/StoreFolder.h"
-#include "XelPushClient/Testing/RecordingLogSink.h"
 #include "XelPushClient/XelPushClient.h"
 #include "tests/contract/DrivenLoop.h"
 #include "tests/contract/LocalBroker.h"
+#include "tests/contract/LoopbackClient.h"
 #include "tests/contract/TemporaryFolder.h"
 
 namespace xel::contract {
@@ -127,22 +127,11 @@ class ForkTest : public testing::Test {
 protected:
     ForkTest() {
         PushClientManager::setDevelopment(true);
-        options_.runLoop = loop_;
-        options_.logSink = std::make_shared<RecordingLogSink>();
-        options_.stateFolder = folder_.path() + "/state";
-        options_.documentsFolder = folder_.path() + "/documents";
-        options_.sessionBus = "";
-        options_.systemBus = "";
-        options_.endpoints.emplace();
-        options_.endpoints->kBrokerLocalAddress = "127.0.0.1";
-        options_.endpoints->kBrokerLocalPort = broker_->port();
+        options_ = optionsOnLoopback(loop_, folder_.path(), "127.0.0.1", broker_->port());
         machine_ = makeLinuxMachine(options_);
         home_ = openLinuxHome(options_, machine_).value();
         manager_ = std::make_unique<PushClientManager>(machine_, home_);
-        manager_->registerApplication("a1b2c3", "key", "user", "password");
-        manager_->setUsingSSLConnection(false);
-        manager_->setUserId("alice01");
-        manager_->setDeviceId("D3V1CE");
+        identify(*manager_);
         manager_->connectToServer();
         EXPECT_TRUE(driveUntil(*loop_, [this] { return isConnected(); }));
     }

@@ -14,9 +14,9 @@
 #include "XelPushClient/Linux/AsioRunLoop.h"
 #include "XelPushClient/Linux/LinuxApplication.h"
 #include "XelPushClient/Linux/LinuxPlatform.h"
-#include "XelPushClient/Testing/RecordingLogSink.h"
 #include "XelPushClient/XelPushClient.h"
 #include "tests/contract/LocalBroker.h"
+#include "tests/contract/LoopbackClient.h"
 #include "tests/contract/TemporaryFolder.h"
 
 namespace xel::contract {
@@ -34,7 +34,6 @@ public:
         LocalBroker broker(loop_->ioContext());
         broker.publishWhenSubscribed(messages());
         makeClient(broker.port());
-        client_->setUsingSSLConnection(false);
         client_->enqueueWhenSessionIsConnected([this] { hear("block: connected"); });
         client_->connectToServer();
         runUntil("delegate: message m2");
@@ -80,15 +79,7 @@ private:
     }
 
     void makeClient(std::uint16_t port) {
-        options_.runLoop = loop_;
-        options_.logSink = std::make_shared<RecordingLogSink>();
-        options_.stateFolder = folder_.path() + "/state";
-        options_.documentsFolder = folder_.path() + "/documents";
-        options_.sessionBus = "";
-        options_.systemBus = "";
-        options_.endpoints.emplace();
-        options_.endpoints->kBrokerLocalAddress = "localhost";
-        options_.endpoints->kBrokerLocalPort = port;
+        options_ = optionsOnLoopback(loop_, folder_.path(), "localhost", port);
         Machine machine = makeLinuxMachine(options_);
         Home home = openLinuxHome(options_, machine).value();
         application_ = &linuxApplicationOf(machine);
@@ -100,9 +91,7 @@ private:
                 [this](const NSNotification& notification) { hear("notification " + notification.name); });
         }
         client_ = std::make_unique<PushClientManager>(std::move(machine), std::move(home));
-        client_->registerApplication("a1b2c3", "key", "user", "password");
-        client_->setUserId("alice01");
-        client_->setDeviceId("D3V1CE");
+        identify(*client_);
         client_->addDelegate(shared_from_this());
         client_->setServerConnectionStateHandler([this] { hear("block: state"); });
         client_->setMessageHandler([this](const auto&) { hear("block: message"); });

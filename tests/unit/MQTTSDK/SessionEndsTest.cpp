@@ -35,6 +35,24 @@ protected:
         feed(answer);
         return takeWritten();
     }
+
+    /// The broker ends connections on the first of two publications until that is set aside, and takes the
+    /// other.
+    void setBadAside() {
+        publish("bad");
+        publish("good");
+        for (int i = 0; i < 5; ++i) {
+            static_cast<void>(writtenAfterConnect());
+            end();
+        }
+        static_cast<void>(writtenAfterConnect());
+        feed(encodePubAck(2));
+    }
+
+    /// The packet identifier in a line such as "PUBLISH #1 ...".
+    static std::uint16_t idIn(const std::string& line) {
+        return static_cast<std::uint16_t>(std::stoi(line.substr(line.find('#') + 1)));
+    }
 };
 
 TEST_F(SessionEnds, InARowMakeItSendOneThingAtATime) {
@@ -67,7 +85,7 @@ TEST_F(SessionEnds, AreInNoRowOnceEverythingWasAnsweredBetween) {
         const Lines written = writtenAfterConnect();
         ASSERT_EQ(written.size(), 3U) << i;
         for (const std::string& line : {written[0], written[1]}) {
-            feed(encodePubAck(static_cast<std::uint16_t>(std::stoi(line.substr(line.find('#') + 1)))));
+            feed(encodePubAck(idIn(line)));
         }
         end();
     }
@@ -111,15 +129,7 @@ TEST_F(SessionEnds, SetAsideWhatWasAloneThreeTimesAndLetTheOthersPass) {
 TEST_F(SessionEnds, TryWhatWasSetAsideAloneAndEverMoreSeldom) {
     parameters.keepAlive = 0s;
     makeSession();
-    for (const auto* data : {"bad", "good"}) {
-        publish(data);
-    }
-    for (int i = 0; i < 5; ++i) {
-        static_cast<void>(writtenAfterConnect());
-        end();
-    }
-    static_cast<void>(writtenAfterConnect());
-    feed(encodePubAck(2));
+    setBadAside();
     static_cast<void>(takeWritten());
     for (const auto wait : {1min, 2min, 4min}) {
         loop->advanceBy(std::chrono::duration_cast<std::chrono::milliseconds>(wait) - 1ms);
@@ -130,7 +140,7 @@ TEST_F(SessionEnds, TryWhatWasSetAsideAloneAndEverMoreSeldom) {
         loop->advanceBy(1ms);
         EXPECT_EQ(takeWritten(), Lines{}) << "it waits for the answer to the other";
         publish("held");
-        const auto id = static_cast<std::uint16_t>(std::stoi(other[0].substr(other[0].find('#') + 1)));
+        const auto id = idIn(other[0]);
         EXPECT_EQ(writtenAfter(encodePubAck(id)), (Lines{"PUBLISH #1 t bad q1 dup", "|"}));
         end();
         const Lines after = writtenAfterConnect();
@@ -145,15 +155,7 @@ TEST_F(SessionEnds, GiveUpAPublicationWithItsReasonAfterFiveTriesWhileOthersWere
     options.firstRetry = 1s;
     options.longestRetry = 1s;
     makeSession();
-    for (const auto* data : {"bad", "good"}) {
-        publish(data);
-    }
-    for (int i = 0; i < 5; ++i) {
-        static_cast<void>(writtenAfterConnect());
-        end();
-    }
-    static_cast<void>(writtenAfterConnect());
-    feed(encodePubAck(2));
+    setBadAside();
     for (int i = 0; i < 5; ++i) {
         delegate.lines.clear();
         loop->advanceBy(1s);
@@ -164,7 +166,7 @@ TEST_F(SessionEnds, GiveUpAPublicationWithItsReasonAfterFiveTriesWhileOthersWere
         publish("other");
         run();
         const Lines other = takeWritten();
-        feed(encodePubAck(static_cast<std::uint16_t>(std::stoi(other.at(0).substr(other[0].find('#') + 1)))));
+        feed(encodePubAck(idIn(other.at(0))));
     }
     EXPECT_EQ(delegate.lines, (Lines{"ConnectionClosedByBroker", "publication failed t bad", "Connected"}));
     EXPECT_THAT(delegate.errors.back().localizedDescription(), testing::HasSubstr("given up"));
@@ -205,7 +207,7 @@ TEST_F(SessionEnds, GiveUpARestoredTopicAndRestoreTheOthers) {
     const auto answerGood = [&](const Lines& written) {
         ASSERT_FALSE(written.empty());
         EXPECT_THAT(written.front(), testing::HasSubstr(" good:1"));
-        lastId = static_cast<std::uint16_t>(std::stoi(written[0].substr(written[0].find('#') + 1)));
+        lastId = idIn(written[0]);
         feed(suback(lastId, {1}));
     };
     answerGood(writtenAfterConnect(false));
@@ -260,7 +262,7 @@ TEST_F(SessionEnds, TryNoTopicThatWasUnsubscribedMeanwhile) {
     ASSERT_EQ(written.size(), 2U);
     EXPECT_THAT(written[0], testing::StartsWith("UNSUBSCRIBE"));
     loop->advanceBy(10s);
-    feed(encodeUnsubAck(static_cast<std::uint16_t>(std::stoi(written[0].substr(written[0].find('#') + 1)))));
+    feed(encodeUnsubAck(idIn(written[0])));
     loop->advanceBy(100s);
     EXPECT_EQ(takeWritten(), Lines{});
 }

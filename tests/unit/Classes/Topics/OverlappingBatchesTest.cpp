@@ -1,4 +1,4 @@
-#include "tests/unit/Classes/Support/RoomsTest.h"
+#include "tests/unit/Classes/Support/TopicsTest.h"
 
 namespace xel {
 namespace {
@@ -7,21 +7,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 /// Batches that were asked for before others were answered: each channel is reported and stored once.
-class OverlappingBatchesTest : public RoomsTest {
-protected:
-    static constexpr auto kNews = "app/a1b2c3/user/public/news";
-    static constexpr auto kSport = "app/a1b2c3/user/public/sport";
-
-    Subscriptions& room() { return rooms_->subscriptions; }
-
-    ScriptedSession& connectAndListen() {
-        auto& session = connect();
-        session.subAck(1, {1, 1});
-        home_.defaults->setObject("subscribedTopics", Array());
-        addDelegate();
-        return session;
-    }
-};
+class OverlappingBatchesTest : public TopicsTest {};
 
 TEST_F(OverlappingBatchesTest, AreMatchedToTheirOwnTopics) {
     auto& session = connectAndListen();

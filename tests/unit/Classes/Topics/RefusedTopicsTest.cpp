@@ -1,4 +1,4 @@
-#include "tests/unit/Classes/Support/RoomsTest.h"
+#include "tests/unit/Classes/Support/TopicsTest.h"
 
 namespace xel {
 namespace {
@@ -10,18 +10,14 @@ using testing::Not;
 using testing::SizeIs;
 
 /// Topics that the session refuses, or gives up later.
-class RefusedTopicsTest : public RoomsTest {
+class RefusedTopicsTest : public TopicsTest {
 protected:
-    static constexpr auto kNews = "app/a1b2c3/user/public/news";
     static constexpr auto kBell = "app/a1b2c3/user/public/be\x07ll";
     static constexpr auto kDevice = "app/a1b2c3/user/alice01/D3V1CE";
     static constexpr auto kDeliveries = "app/a1b2c3/delivery/alice01/#";
 
-    Subscriptions& room() { return rooms_->subscriptions; }
-
     ScriptedSession& connectRefusing(const std::string& topic) {
-        auto& session = connect();
-        session.subAck(1, {1, 1});
+        auto& session = connectAndGrant();
         session.unsendable = {topic};
         session.calls.clear();
         keepFailures();

@@ -1,4 +1,4 @@
-#include "tests/unit/Classes/Support/RoomsTest.h"
+#include "tests/unit/Classes/Support/TopicsTest.h"
 
 namespace xel {
 namespace {
@@ -7,19 +7,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 /// What the broker's answers change and whom they are reported to.
-class SubscriptionAnswersTest : public RoomsTest {
-protected:
-    Subscriptions& room() { return rooms_->subscriptions; }
-
-    /// Connected, the batch of the connect answered, delegates listening.
-    ScriptedSession& connectAndListen() {
-        auto& session = connect();
-        session.subAck(1, {1, 1});
-        home_.defaults->setObject("subscribedTopics", Array());
-        addDelegate();
-        return session;
-    }
-};
+class SubscriptionAnswersTest : public TopicsTest {};
 
 TEST_F(SubscriptionAnswersTest, PersistWhatWasGrantedAtQualityOfServiceOne) {
     auto& session = connectAndListen();

@@ -1,4 +1,4 @@
-#include "tests/unit/Classes/Support/RoomsTest.h"
+#include "tests/unit/Classes/Support/TopicsTest.h"
 
 namespace xel {
 namespace {
@@ -7,9 +7,8 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 /// What is asked of the broker, and when.
-class SubscriptionsTest : public RoomsTest {
+class SubscriptionsTest : public TopicsTest {
 protected:
-    Subscriptions& room() { return rooms_->subscriptions; }
     std::size_t installationUpdates() { return machine_.http->requests().size(); }
 };
 
