@@ -99,7 +99,7 @@ void LiveClient::connectAgain() {
 }
 
 bool LiveClient::runUntil(const std::function<bool()>& condition) {
-    const auto end = std::chrono::steady_clock::now() + 20s;
+    const auto end = std::chrono::steady_clock::now() + 60s;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end) {
             return false;

@@ -58,7 +58,8 @@ public:
     /// Registers the application and connects with the identity that the home holds.
     void connectAgain();
 
-    /// Runs the client's loop until the condition holds; false when it does not within 20 seconds.
+    /// Runs the client's loop until the condition holds; false when it does not within a minute, in which the
+    /// slowest of brokers answers on a busy machine.
     bool runUntil(const std::function<bool()>& condition);
     /// Runs the client's loop for that long.
     void runFor(std::chrono::milliseconds duration);
