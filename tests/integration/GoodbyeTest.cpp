@@ -41,7 +41,7 @@ protected:
         });
     }
     /// The connection ended without it, after which the broker publishes a last will.
-    [[nodiscard]] bool wasMissed() const { return sandbox_.log.contains(" closed its connection."); }
+    [[nodiscard]] bool wasMissed() const { return sandbox_.log.tellsOfALostClient(); }
 
     RunningSandbox sandbox_{talkative()};
     TemporaryFolder home_;

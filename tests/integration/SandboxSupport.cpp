@@ -36,6 +36,11 @@ bool LogKeeper::contains(const std::string& text) const {
                        [&text](const std::string& line) { return line.find(text) != std::string::npos; });
 }
 
+bool LogKeeper::tellsOfALostClient() const {
+    return contains(" closed its connection.") || contains(" disconnected: ") ||
+           contains("Socket error on client");
+}
+
 SandboxOptions makeOptions(const TemporaryFolder& folder, const LogKeeper& log) {
     SandboxOptions options;
     options.stateFolder = folder.path();

@@ -29,6 +29,9 @@ public:
     [[nodiscard]] std::vector<std::string> lines() const;
     /// Whether a line contains `text`.
     [[nodiscard]] bool contains(const std::string& text) const;
+    /// Whether a talkative broker has lost a client that did not say goodbye. Its words depend on what was
+    /// under way on the connection, over TLS above all.
+    [[nodiscard]] bool tellsOfALostClient() const;
 
 private:
     struct Kept {
