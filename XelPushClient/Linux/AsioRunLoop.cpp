@@ -4,6 +4,7 @@
 
 #include <boost/asio/executor_work_guard.hpp>
 
+#include "XelPushClient/Foundation/FlagWhile.h"
 #include "XelPushClient/Linux/AsioLoopCore.h"
 #include "XelPushClient/Linux/LoopDescriptor.h"
 
@@ -13,18 +14,6 @@ namespace {
 
 /// Handlers of one step at most: a host's own work gets its turn.
 constexpr int kMostHandlersInStep = 256;
-
-/// Holds a flag up as long as it lives.
-class FlagWhile {
-public:
-    explicit FlagWhile(bool& flag) : flag_(flag) { flag_ = true; }
-    FlagWhile(const FlagWhile&) = delete;
-    FlagWhile& operator=(const FlagWhile&) = delete;
-    ~FlagWhile() { flag_ = false; }
-
-private:
-    bool& flag_;
-};
 
 }  // namespace
 

@@ -1,26 +1,13 @@
 #include <string>
 #include <utility>
 
+#include "XelPushClient/Foundation/FlagWhile.h"
 #include "XelPushClient/MQTTSDK/MQTTConnection.h"
 #include "XelPushClient/MQTTSDK/MQTTErrors.h"
 
 // A connection's way from what was received to what is delivered, turn by turn.
 
 namespace xel {
-namespace {
-
-class FlagWhile {
-public:
-    explicit FlagWhile(bool& flag) : flag_(flag) { flag_ = true; }
-    ~FlagWhile() { flag_ = false; }
-    FlagWhile(const FlagWhile&) = delete;
-    FlagWhile& operator=(const FlagWhile&) = delete;
-
-private:
-    bool& flag_;
-};
-
-}  // namespace
 
 // One step: packets are taken until the read is used up, the turn is full, or the connection is over.
 void MQTTConnection::takeInput() {

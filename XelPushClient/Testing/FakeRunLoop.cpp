@@ -3,6 +3,8 @@
 #include <atomic>
 #include <stdexcept>
 
+#include "XelPushClient/Foundation/FlagWhile.h"
+
 namespace xel {
 
 class FakeRunLoop::Timer final : public NSTimer {
@@ -96,17 +98,7 @@ bool FakeRunLoop::runNextStep() {
     if (!step) {
         return false;
     }
-    class InStep {
-    public:
-        explicit InStep(FakeRunLoop& loop) : loop_(loop) { loop_.isInStep_ = true; }
-        InStep(const InStep&) = delete;
-        InStep& operator=(const InStep&) = delete;
-        ~InStep() { loop_.isInStep_ = false; }
-
-    private:
-        FakeRunLoop& loop_;
-    };
-    const InStep inStep(*this);
+    const FlagWhile inStep(isInStep_);
     step();
     return true;
 }

@@ -5,6 +5,7 @@
 
 #include "XelPushClient/Classes/Core/PushClientConstants.h"
 #include "XelPushClient/Classes/Core/ServiceAddresses.h"
+#include "XelPushClient/Foundation/FlagWhile.h"
 #include "XelPushClient/Foundation/StringUtilities.h"
 
 namespace xel {
@@ -18,18 +19,6 @@ constexpr std::string_view kDisconnectFromServer = "-[PushClientManager disconne
 constexpr double kFirstReconnectTime = 3.0;
 constexpr double kLongestDoubledReconnectTime = 64.0;
 constexpr std::int64_t kNotAuthorized = 5;
-
-/// Holds a flag up as long as it lives.
-class Dropping {
-public:
-    explicit Dropping(bool& flag) : flag_(flag) { flag_ = true; }
-    Dropping(const Dropping&) = delete;
-    Dropping& operator=(const Dropping&) = delete;
-    ~Dropping() { flag_ = false; }
-
-private:
-    bool& flag_;
-};
 
 bool isRefusedIdentity(const std::optional<NSError>& error) {
     return error && error->code == kNotAuthorized &&
@@ -198,7 +187,7 @@ void BrokerConnection::dropSession() {
         return;
     }
     // A host that connects whenever it hears of a closing would do so with the identity that ends here.
-    const Dropping dropping(isDroppingSession_);
+    const FlagWhile dropping(isDroppingSession_);
     session->close();
     session->setDelegate(nullptr);
 }
