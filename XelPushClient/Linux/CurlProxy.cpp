@@ -10,6 +10,7 @@
 
 #include "XelPushClient/Linux/CurlHeaders.h"
 #include "XelPushClient/Linux/EnvironmentVariable.h"
+#include "XelPushClient/Linux/LoopbackHost.h"
 
 namespace xel {
 
@@ -66,10 +67,7 @@ bool isWithoutProxy(std::string_view host, std::string_view list) {
     if (list == "*") {
         return true;
     }
-    if (host.starts_with('[') && host.ends_with(']')) {
-        host = host.substr(1, host.size() - 2);
-    }
-    const std::string name = lowerCase(withoutDots(host));
+    const std::string name = lowerCase(withoutDots(withoutBrackets(host)));
     boost::system::error_code isName;
     const auto address = ip::make_address(name, isName);
     for (auto begin = list.find_first_not_of(kBetween); begin != std::string_view::npos;

@@ -24,11 +24,13 @@ bool isLocalName(std::string_view host) {
 
 }  // namespace
 
+std::string_view withoutBrackets(std::string_view host) {
+    const bool isBracketed = host.starts_with('[') && host.ends_with(']');
+    return isBracketed ? host.substr(1, host.size() - 2) : host;
+}
+
 bool isLoopbackHost(std::string_view host) {
-    if (host.starts_with('[') && host.ends_with(']')) {
-        host = host.substr(1, host.size() - 2);
-    }
-    const std::string text(host);
+    const std::string text(withoutBrackets(host));
     in_addr address4{};
     if (inet_pton(AF_INET, text.c_str(), &address4) == 1) {
         return (ntohl(address4.s_addr) >> 24U) == 127U;
@@ -37,7 +39,7 @@ bool isLoopbackHost(std::string_view host) {
     if (inet_pton(AF_INET6, text.c_str(), &address6) == 1) {
         return IN6_IS_ADDR_LOOPBACK(&address6) != 0;
     }
-    return isLocalName(host);
+    return isLocalName(text);
 }
 
 }  // namespace xel

@@ -11,6 +11,8 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+#include "XelPushClient/Linux/LoopbackHost.h"
+
 namespace xel {
 
 namespace {
@@ -111,10 +113,7 @@ NetworkKind networkKindOf(const sockaddr& address) {
 }
 
 std::optional<NetworkKind> networkKindOfLiteral(std::string_view host) {
-    if (host.starts_with('[') && host.ends_with(']')) {
-        host = host.substr(1, host.size() - 2);
-    }
-    const std::string text(host);
+    const std::string text(withoutBrackets(host));
     in_addr address4{};
     if (inet_pton(AF_INET, text.c_str(), &address4) == 1) {
         return kindOf4(octetsOf(address4));
