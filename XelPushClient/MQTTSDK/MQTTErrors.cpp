@@ -10,6 +10,10 @@ NSError makeMQTTError(MQTTErrorCode code, std::string_view description) {
     return makeError(kMQTTErrorDomain, static_cast<std::int64_t>(code), description);
 }
 
+bool isMQTTError(const NSError& error, MQTTErrorCode code) {
+    return error.domain == kMQTTErrorDomain && error.code == static_cast<std::int64_t>(code);
+}
+
 NSError makeTooLargeError(std::string_view topic, std::size_t size, std::size_t limit) {
     return makeMQTTError(MQTTErrorCode::PublicationTooLarge,
                          "the publication on topic '" + shownName(topic) + "' has " + std::to_string(size) +

@@ -8,6 +8,7 @@
 namespace xel {
 
 [[nodiscard]] NSError makeMQTTError(MQTTErrorCode code, std::string_view description);
+[[nodiscard]] bool isMQTTError(const NSError& error, MQTTErrorCode code);
 
 /// The error of a publication over a limit on its packet's size.
 [[nodiscard]] NSError makeTooLargeError(std::string_view topic, std::size_t size, std::size_t limit);

@@ -1,18 +1,9 @@
 #include "XelPushClient/Classes/Messaging/PublicationErrors.h"
 
-#include <cstdint>
-
 #include "XelPushClient/Classes/Topics/NameRules.h"
-#include "XelPushClient/Platform/MQTTSession.h"
+#include "XelPushClient/MQTTSDK/MQTTErrors.h"
 
 namespace xel {
-namespace {
-
-bool isMQTTError(const NSError& error, MQTTErrorCode code) {
-    return error.domain == kMQTTErrorDomain && error.code == static_cast<std::int64_t>(code);
-}
-
-}  // namespace
 
 NSError makePublicationError(std::string_view topic, const Dictionary& payload, const NSError& reason) {
     NSError error = saysItCanNeverBeSent(reason)

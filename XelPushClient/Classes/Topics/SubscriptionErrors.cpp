@@ -1,13 +1,12 @@
 #include "XelPushClient/Classes/Topics/SubscriptionErrors.h"
 
-#include <cstdint>
 #include <string>
 
 #include "XelPushClient/Classes/Topics/NameRules.h"
 #include "XelPushClient/Classes/Topics/TopicScheme.h"
 #include "XelPushClient/Foundation/FormattedText.h"
+#include "XelPushClient/MQTTSDK/MQTTErrors.h"
 #include "XelPushClient/MQTTSDK/SendableNames.h"
-#include "XelPushClient/Platform/MQTTSession.h"
 
 namespace xel {
 namespace {
@@ -16,10 +15,9 @@ NSError makeTopicError(std::string_view what, std::string_view topic, const NSEr
     const auto channel = getChannelFromTopic(topic);
     const auto description =
         formatted(what, shownName(channel ? *channel : topic), reason.localizedDescription());
-    const bool isForItsName = reason.domain == kMQTTErrorDomain &&
-                              reason.code == static_cast<std::int64_t>(MQTTErrorCode::NameNotSendable);
-    NSError error = isForItsName ? generateInvalidParameterErrorWithMessage(description)
-                                 : makeError(reason.domain, reason.code, description);
+    NSError error = isMQTTError(reason, MQTTErrorCode::NameNotSendable)
+                        ? generateInvalidParameterErrorWithMessage(description)
+                        : makeError(reason.domain, reason.code, description);
     error.userInfo.set("topic", topic);
     return error;
 }
