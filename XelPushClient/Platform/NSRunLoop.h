@@ -24,15 +24,13 @@ public:
 ///
 /// Contract:
 /// - `post` may be called from any thread. Blocks run one at a time, first in, first out, on the loop's
-/// thread, and
-///   never inside `post`, not even when it is called on that thread.
+///   thread, and never inside `post`, not even when it is called on that thread.
 /// - A block that throws ends `run` with that exception; what was posted behind it stays for the next `run`.
 /// - Timers run on the loop's thread, at their time or later, earlier deadlines first, equal ones in the
-/// order in which
-///   they were scheduled. `scheduleTimer` is called on the loop's thread, or before the loop runs.
+///   order in which they were scheduled. `scheduleTimer` is called on the loop's thread, or before the loop
+///   runs.
 /// - A loop that is destroyed inside one of its own blocks or timers ends the process, with a line on
-/// standard error
-///   that says so. Whatever else a block destroys is destroyed.
+///   standard error that says so. Whatever else a block destroys is destroyed.
 class NSRunLoop {
 public:
     virtual ~NSRunLoop() = default;

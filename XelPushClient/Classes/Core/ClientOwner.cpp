@@ -18,8 +18,7 @@ void ClientOwner::checkProcess() const {
     if (!isThisProcess()) {
         throw std::logic_error(
             "a push client was used in a child that fork() made; it belongs to the process that made it, and "
-            "a "
-            "child that wants one calls exec() first");
+            "a child that wants one calls exec() first");
     }
 }
 
@@ -28,8 +27,7 @@ void ClientOwner::check() const {
     if (!isThisThread()) {
         throw std::logic_error(
             "a push client was used on another thread than its run loop's; post the call to the loop, or, "
-            "when "
-            "the loop is to run on this thread from now on, have this thread take the loop over first");
+            "when the loop is to run on this thread from now on, have this thread take the loop over first");
     }
 }
 
