@@ -1,9 +1,9 @@
 #include "tests/scenarios/ScenarioWorld.h"
 
 #include <algorithm>
-#include <array>
 
 #include "XelPushClient/Foundation/JSONPrinter.h"
+#include "tests/ClientNotifications.h"
 #include "tests/scenarios/Records.h"
 
 namespace xel::scenario {
@@ -55,20 +55,7 @@ void ScenarioWorld::makeClient() {
 }
 
 void ScenarioWorld::observeNotifications() {
-    constexpr std::array kNames = {PushClientDidReceivedMessageNotification,
-                                   PushClientDidChangeServerReachabilityNotification,
-                                   PushClientDidRegisterUserNotification,
-                                   PushClientDidFailRegisterUserNotification,
-                                   PushClientDidChangeServerConnectionStateNotification,
-                                   PushClientDidSentVerificationCodeNotification,
-                                   PushClientDidFailSentVerificationCodeNotification,
-                                   PushClientDidVerifyUserCodeNotification,
-                                   PushClientDidFailInVerifyUserCodeNotification,
-                                   PushClientDidDeliveredMessageNotification,
-                                   PushClientDetectAppNewInstallNotification,
-                                   PushClientDetectAppWasLaunchedNotification,
-                                   PushClientDidChangedInstallationIdNotification};
-    for (const auto name : kNames) {
+    for (const auto name : kClientNotifications) {
         home_.notificationCenter->addObserver(
             std::string(name), nullptr, [this](const NSNotification& notification) {
                 JournalEntry entry{notification.name, {}};

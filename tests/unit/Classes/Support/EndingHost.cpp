@@ -1,11 +1,12 @@
 #include "tests/unit/Classes/Support/EndingHost.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <string_view>
 #include <utility>
 
-#include "XelPushClient/Classes/Core/PushClientConstants.h"
+#include "tests/ClientNotifications.h"
 
 namespace xel {
 namespace {
@@ -13,21 +14,10 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr std::string_view kClientId = "a1b2c3/alice01/D3V1CE";
-constexpr std::array kNotifications = {PushClientDidReceivedMessageNotification,
-                                       PushClientDidChangeServerReachabilityNotification,
-                                       PushClientDidRegisterUserNotification,
-                                       PushClientDidFailRegisterUserNotification,
-                                       PushClientDidChangeServerConnectionStateNotification,
-                                       PushClientDidSentVerificationCodeNotification,
-                                       PushClientDidFailSentVerificationCodeNotification,
-                                       PushClientDidVerifyUserCodeNotification,
-                                       PushClientDidFailInVerifyUserCodeNotification,
-                                       PushClientDidChangedInstallationIdNotification,
-                                       UIApplicationWillTerminateNotification,
-                                       UIApplicationDidBecomeActiveNotification,
-                                       UIApplicationDidEnterBackgroundNotification,
-                                       UIApplicationWillEnterForegroundNotification,
-                                       UIApplicationWillResignActiveNotification};
+constexpr std::array kLifecycleNotifications = {
+    UIApplicationWillTerminateNotification, UIApplicationDidBecomeActiveNotification,
+    UIApplicationDidEnterBackgroundNotification, UIApplicationWillEnterForegroundNotification,
+    UIApplicationWillResignActiveNotification};
 
 FakeMachineLoops loopsFor(Ending ending) {
     return ending == Ending::ManagerOfApartLoops ? FakeMachineLoops::MainLoopApart : FakeMachineLoops::One;
@@ -42,14 +32,16 @@ EndingHost::EndingHost(Ending ending, std::optional<std::size_t> fatal)
       runLoop_(machine_->runLoop),
       mainRunLoop_(machine_->mainRunLoop) {
     Home home = machine_->makeHome();
-    for (const auto name : kNotifications) {
+    const auto observe = [&](std::string_view name) {
         // Two for each: the second one must not hear of a client that the first one has ended.
         for (int i = 0; i < 2; ++i) {
             home.notificationCenter->addObserver(
                 std::string(name), nullptr,
                 [this](const NSNotification& notification) { hear("notification: " + notification.name); });
         }
-    }
+    };
+    std::for_each(kClientNotifications.begin(), kClientNotifications.end(), observe);
+    std::for_each(kLifecycleNotifications.begin(), kLifecycleNotifications.end(), observe);
     manager_ = std::make_unique<PushClientManager>(machine_->machine(), std::move(home));
     listen();
 }
@@ -242,30 +234,14 @@ void EndingHost::loseAndFind() {
 
 void EndingHost::goToTheBackground() {
     // Through the bare object, as a host may that holds no reference of its own.
-    step([this] {
-        FakeApplication& application = *machine_->application;
-        application.willResignActive();
-    });
-    step([this] {
-        FakeApplication& application = *machine_->application;
-        application.didEnterBackground();
-    });
-    step([this] {
-        FakeApplication& application = *machine_->application;
-        application.expireBackgroundTasks();
-    });
-    step([this] {
-        FakeApplication& application = *machine_->application;
-        application.willEnterForeground();
-    });
-    step([this] {
-        FakeApplication& application = *machine_->application;
-        application.didBecomeActive();
-    });
-    step([this] {
-        FakeApplication& application = *machine_->application;
-        application.willTerminate();
-    });
+    for (const auto happen : {&FakeApplication::willResignActive, &FakeApplication::didEnterBackground,
+                              &FakeApplication::expireBackgroundTasks, &FakeApplication::willEnterForeground,
+                              &FakeApplication::didBecomeActive, &FakeApplication::willTerminate}) {
+        step([this, happen] {
+            FakeApplication& application = *machine_->application;
+            (application.*happen)();
+        });
+    }
     step([this] { manager_->connectToServer(); });
 }
 
