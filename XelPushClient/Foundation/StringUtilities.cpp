@@ -1,5 +1,7 @@
 #include "XelPushClient/Foundation/StringUtilities.h"
 
+#include <algorithm>
+
 namespace xel {
 namespace {
 
@@ -115,6 +117,14 @@ std::string stringByTrimmingTrailingCharactersInSet(std::string_view text, const
         }
     }
     return std::string(text.substr(0, keptOctets));
+}
+
+std::string lowerCase(std::string_view text) {
+    std::string lower(text);
+    std::transform(lower.begin(), lower.end(), lower.begin(), [](char character) {
+        return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
+    });
+    return lower;
 }
 
 std::string encodeUrlString(std::string_view text) {

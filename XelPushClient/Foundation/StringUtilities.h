@@ -42,6 +42,9 @@ private:
 [[nodiscard]] std::string stringByTrimmingTrailingCharactersInSet(std::string_view text,
                                                                   const CharacterSet& set);
 
+/// The text with its ASCII letters in lower case.
+[[nodiscard]] std::string lowerCase(std::string_view text);
+
 /// Percent-encodes (RFC 3986) every octet but the unreserved ones: letters, digits, "-", ".", "_" and "~".
 [[nodiscard]] std::string encodeUrlString(std::string_view text);
 

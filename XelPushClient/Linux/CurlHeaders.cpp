@@ -48,12 +48,4 @@ std::optional<std::pair<std::string, std::string>> parseHeaderLine(std::string_v
     return std::pair{std::string(line.substr(0, colon)), std::string(trim(line.substr(colon + 1)))};
 }
 
-std::string lowerCase(std::string_view text) {
-    std::string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(), [](char character) {
-        return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
-    });
-    return lower;
-}
-
 }  // namespace xel

@@ -18,7 +18,4 @@ namespace xel {
 /// line.
 [[nodiscard]] std::optional<std::pair<std::string, std::string>> parseHeaderLine(std::string_view line);
 
-/// The text with its ASCII letters in lower case.
-[[nodiscard]] std::string lowerCase(std::string_view text);
-
 }  // namespace xel

@@ -8,7 +8,7 @@
 #include <boost/asio/ip/network_v4.hpp>
 #include <boost/asio/ip/network_v6.hpp>
 
-#include "XelPushClient/Linux/CurlHeaders.h"
+#include "XelPushClient/Foundation/StringUtilities.h"
 #include "XelPushClient/Linux/EnvironmentVariable.h"
 #include "XelPushClient/Linux/LoopbackHost.h"
 

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "XelPushClient/Foundation/FormattedText.h"
+#include "XelPushClient/Foundation/StringUtilities.h"
 #include "XelPushClient/Linux/CurlCertificates.h"
 #include "XelPushClient/Linux/CurlErrors.h"
 #include "XelPushClient/Linux/CurlHeaders.h"

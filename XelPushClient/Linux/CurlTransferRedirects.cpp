@@ -1,6 +1,7 @@
 #include <utility>
 
 #include "XelPushClient/Foundation/FormattedText.h"
+#include "XelPushClient/Foundation/StringUtilities.h"
 #include "XelPushClient/Linux/CurlErrors.h"
 #include "XelPushClient/Linux/CurlHeaders.h"
 #include "XelPushClient/Linux/CurlTransfer.h"

@@ -19,7 +19,7 @@
 #include "XelPushClient/Linux/BackgroundThread.h"
 #include "XelPushClient/Linux/DBusAddress.h"
 #include "XelPushClient/Linux/ForkedChildren.h"
-#include "XelPushClient/Linux/StoreFolder.h"
+#include "XelPushClient/Linux/FileDescriptor.h"
 
 namespace xel {
 

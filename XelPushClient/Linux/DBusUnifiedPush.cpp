@@ -6,7 +6,7 @@
 
 #include <sdbus-c++/sdbus-c++.h>
 
-#include "XelPushClient/Linux/NotificationMarkup.h"
+#include "XelPushClient/Linux/DBusText.h"
 #include "XelPushClient/Linux/UnifiedPushInbox.h"
 #include "XelPushClient/Linux/UnifiedPushRules.h"
 #include "XelPushClient/Linux/WebPushDecryption.h"

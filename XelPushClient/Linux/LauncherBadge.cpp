@@ -5,7 +5,7 @@
 
 #include <sdbus-c++/sdbus-c++.h>
 
-#include "XelPushClient/Linux/NotificationMarkup.h"
+#include "XelPushClient/Linux/DBusText.h"
 
 namespace xel {
 

@@ -4,21 +4,12 @@
 #include <array>
 #include <cstddef>
 
-#include "XelPushClient/Foundation/StringUtilities.h"
-
 namespace xel {
 
 namespace {
 
-constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
-constexpr std::string_view kEllipsis = "\u2026";
 constexpr std::array<std::string_view, 5> kElements{"b", "i", "u", "a", "img"};
 constexpr std::size_t kLongestElement = 3;
-
-bool isUnwantedControl(char32_t character) {
-    const bool isControl = character < 0x20 || (character >= 0x7F && character < 0xA0);
-    return isControl && character != U'\n' && character != U'\t';
-}
 
 /// Whether what stands between "<" and ">" is a tag of the markup's.
 bool isTag(std::string_view inside) {
@@ -31,25 +22,6 @@ bool isTag(std::string_view inside) {
 }
 
 }  // namespace
-
-std::string textForDBus(std::string_view text, std::size_t mostCharacters) {
-    std::string clean;
-    for (std::size_t count = 0; !text.empty(); ++count) {
-        if (count == mostCharacters) {
-            return clean += kEllipsis;
-        }
-        std::string_view rest = text;
-        const char32_t character = takeFirstCharacter(rest);
-        const std::string_view octets = text.substr(0, text.size() - rest.size());
-        if (!isValidUTF8(octets)) {
-            clean += kReplacementCharacter;
-        } else if (!isUnwantedControl(character)) {
-            clean += octets;
-        }
-        text = rest;
-    }
-    return clean;
-}
 
 std::string escapedForMarkup(std::string_view text) {
     std::string escaped;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -8,12 +7,6 @@ namespace xel {
 
 // A notification's texts come from the network and are plain. Servers differ in what they make of a body: one
 // with the capability "body-markup" reads it as markup: b, i, u, a and img, the rest of XML's rules with it.
-
-/// The text as a D-Bus string may hold it: UTF-8, without NUL and without control characters but line end and
-/// tab. What is not UTF-8 reads as U+FFFD. Of a text with more characters than that, which no desktop shows,
-/// the rest is an ellipsis.
-[[nodiscard]] std::string textForDBus(std::string_view text,
-                                      std::size_t mostCharacters = std::string_view::npos);
 
 /// The text so that a server that reads markup shows it as it is.
 [[nodiscard]] std::string escapedForMarkup(std::string_view text);

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "XelPushClient/Foundation/StringUtilities.h"
-#include "XelPushClient/Linux/CurlHeaders.h"
+#include "XelPushClient/Linux/DBusText.h"
 #include "XelPushClient/Linux/NotificationMarkup.h"
 
 namespace xel {

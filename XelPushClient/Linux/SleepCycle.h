@@ -5,7 +5,7 @@
 #include <memory>
 #include <optional>
 
-#include "XelPushClient/Linux/StoreFolder.h"
+#include "XelPushClient/Linux/FileDescriptor.h"
 #include "XelPushClient/Platform/NSRunLoop.h"
 #include "XelPushClient/Platform/UIApplication.h"
 

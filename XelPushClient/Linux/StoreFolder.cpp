@@ -42,23 +42,6 @@ bool exists(const std::string& path) {
 
 }  // namespace
 
-FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
-    std::swap(number_, other.number_);
-    return *this;
-}
-
-FileDescriptor::FileDescriptor(int number) : number_(number) {
-    if (number_ >= 0) {
-        closeInChildren(number_);
-    }
-}
-
-FileDescriptor::~FileDescriptor() {
-    if (number_ >= 0) {
-        closeInThisProcess(number_, [this] { close(number_); });
-    }
-}
-
 Result<void> makeStoreFolder(const std::string& folder) {
     for (std::size_t at = 1; at <= folder.size(); ++at) {
         if (at != folder.size() && folder[at] != '/') {

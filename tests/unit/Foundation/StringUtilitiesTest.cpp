@@ -171,5 +171,9 @@ TEST(Hexadecimal, WritesTwoLowerCaseDigitsAnOctet) {
     EXPECT_EQ(hexadecimal({0x00, 0x0F, 0xAB, 0xFF}), "000fabff");
 }
 
+TEST(StringUtilities, LowersOnlyASCIILetters) {
+    EXPECT_EQ(lowerCase("Content-TYPE \xC3\x84Z"), "content-type \xC3\x84z");
+}
+
 }  // namespace
 }  // namespace xel

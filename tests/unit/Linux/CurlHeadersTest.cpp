@@ -41,9 +41,5 @@ TEST(CurlHeaders, ParseFieldLines) {
     }
 }
 
-TEST(CurlHeaders, LowerOnlyASCIILetters) {
-    EXPECT_EQ(lowerCase("Content-TYPE \xC3\x84Z"), "content-type \xC3\x84z");
-}
-
 }  // namespace
 }  // namespace xel
