@@ -13,7 +13,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
 
-#include "XelPushClient/Linux/LinuxApplication.h"
+#include "XelPushClient/Linux/Application/LinuxApplication.h"
 #include "XelPushClient/Linux/LinuxPlatform.h"
 #include "XelPushClient/XelPushClient.h"
 

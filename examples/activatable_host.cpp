@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "XelPushClient/Foundation/JSONPrinter.h"
-#include "XelPushClient/Linux/AsioRunLoop.h"
+#include "XelPushClient/Linux/Loop/AsioRunLoop.h"
 #include "examples/Example.h"
 
 namespace {

@@ -11,7 +11,7 @@
 #include <boost/asio/streambuf.hpp>
 #include <unistd.h>
 
-#include "XelPushClient/Linux/LogLine.h"
+#include "XelPushClient/Linux/Log/LogLine.h"
 #include "examples/Example.h"
 
 namespace {

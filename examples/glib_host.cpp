@@ -10,8 +10,8 @@
 #include <glib-unix.h>
 #include <glib.h>
 
-#include "XelPushClient/Linux/AsioRunLoop.h"
 #include "XelPushClient/Linux/LinuxPlatform.h"
+#include "XelPushClient/Linux/Loop/AsioRunLoop.h"
 #include "XelPushClient/XelPushClient.h"
 
 namespace {

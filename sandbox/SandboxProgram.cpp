@@ -8,8 +8,8 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/signal_set.hpp>
 
-#include "sandbox/SandboxError.h"
 #include "sandbox/SandboxService.h"
+#include "sandbox/process/SandboxError.h"
 
 namespace xel::sandbox {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "sandbox/SandboxOptions.h"
+#include "sandbox/state/SandboxOptions.h"
 
 namespace xel::sandbox {
 

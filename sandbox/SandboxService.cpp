@@ -9,19 +9,19 @@
 
 #include <unistd.h>
 
-#include "sandbox/BrokerSetup.h"
-#include "sandbox/Credentials.h"
-#include "sandbox/LoopThread.h"
-#include "sandbox/MessageDesk.h"
-#include "sandbox/ProgressLog.h"
-#include "sandbox/RestBackend.h"
-#include "sandbox/RestServer.h"
-#include "sandbox/SandboxError.h"
-#include "sandbox/StateFolder.h"
-#include "sandbox/StoreUpkeep.h"
+#include "sandbox/broker/BrokerSetup.h"
+#include "sandbox/process/LoopThread.h"
+#include "sandbox/process/ProgressLog.h"
+#include "sandbox/process/SandboxError.h"
 #include "sandbox/push/PushSending.h"
 #include "sandbox/relay/Topics.h"
+#include "sandbox/rest/MessageDesk.h"
+#include "sandbox/rest/RestBackend.h"
+#include "sandbox/rest/RestServer.h"
+#include "sandbox/state/Credentials.h"
+#include "sandbox/state/StateFolder.h"
 #include "sandbox/store/ServiceStores.h"
+#include "sandbox/store/StoreUpkeep.h"
 
 namespace xel::sandbox {
 

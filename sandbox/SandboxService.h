@@ -2,9 +2,9 @@
 
 #include <memory>
 
-#include "sandbox/Broker.h"
-#include "sandbox/SandboxInfo.h"
-#include "sandbox/SandboxOptions.h"
+#include "sandbox/broker/Broker.h"
+#include "sandbox/state/SandboxInfo.h"
+#include "sandbox/state/SandboxOptions.h"
 
 namespace xel::sandbox {
 

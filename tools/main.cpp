@@ -2,8 +2,8 @@
 #include <iostream>
 #include <string>
 
-#include "tools/Commands.h"
-#include "tools/ExitCode.h"
+#include "tools/commands/Commands.h"
+#include "tools/output/ExitCode.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 #include <utility>
 
 #include "XelPushClient/Classes/PushClientManager.h"
-#include "XelPushClient/Linux/AsioRunLoop.h"
 #include "XelPushClient/Linux/LinuxPlatform.h"
+#include "XelPushClient/Linux/Loop/AsioRunLoop.h"
 
 namespace xel {
 

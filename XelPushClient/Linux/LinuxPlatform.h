@@ -5,8 +5,8 @@
 #include <string>
 
 #include "XelPushClient/Foundation/Result.h"
-#include "XelPushClient/Linux/LinuxTCPOptions.h"
-#include "XelPushClient/Linux/SqliteStore.h"
+#include "XelPushClient/Linux/Store/SqliteStore.h"
+#include "XelPushClient/Linux/Stream/LinuxTCPOptions.h"
 #include "XelPushClient/MQTTSDK/MQTTSessionOptions.h"
 #include "XelPushClient/Platform/Home.h"
 #include "XelPushClient/Platform/Machine.h"

@@ -5,8 +5,8 @@
 
 #include "XelPushClient/Platform/Home.h"
 #include "XelPushClient/Platform/Machine.h"
+#include "XelPushClient/Testing/Broker/FakeBroker.h"
 #include "XelPushClient/Testing/FakeApplication.h"
-#include "XelPushClient/Testing/FakeBroker.h"
 #include "XelPushClient/Testing/FakeClock.h"
 #include "XelPushClient/Testing/FakeDevice.h"
 #include "XelPushClient/Testing/FakeDisk.h"

@@ -3,7 +3,7 @@
 #include <benchmark/benchmark.h>
 
 #include "XelPushClient/Classes/Models/PushClientMessage.h"
-#include "XelPushClient/Linux/SimdjsonSerialization.h"
+#include "XelPushClient/Linux/System/SimdjsonSerialization.h"
 #include "bench/common/SampleMessage.h"
 
 namespace xel::bench {

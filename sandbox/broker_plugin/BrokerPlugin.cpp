@@ -4,7 +4,7 @@
 #include <cstring>
 #include <utility>
 
-#include "sandbox/SandboxError.h"
+#include "sandbox/process/SandboxError.h"
 #include "sandbox/relay/AccessRules.h"
 #include "sandbox/relay/ClientIdentity.h"
 #include "sandbox/relay/EventRecord.h"

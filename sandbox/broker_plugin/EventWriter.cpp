@@ -1,6 +1,6 @@
 #include "sandbox/broker_plugin/EventWriter.h"
 
-#include "sandbox/SandboxError.h"
+#include "sandbox/process/SandboxError.h"
 
 namespace xel::sandbox {
 

@@ -7,7 +7,7 @@
 #include <sdbus-c++/sdbus-c++.h>
 #include <unistd.h>
 
-#include "sandbox/SandboxError.h"
+#include "sandbox/process/SandboxError.h"
 
 namespace xel::sandbox {
 

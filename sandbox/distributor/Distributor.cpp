@@ -3,7 +3,7 @@
 #include <optional>
 #include <utility>
 
-#include "sandbox/ProgressLog.h"
+#include "sandbox/process/ProgressLog.h"
 #include "sandbox/relay/RandomText.h"
 
 namespace xel::sandbox {

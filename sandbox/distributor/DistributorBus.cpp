@@ -12,8 +12,8 @@
 #include <boost/asio/post.hpp>
 #include <sdbus-c++/sdbus-c++.h>
 
-#include "XelPushClient/Linux/DBusAddress.h"
-#include "XelPushClient/Linux/UnifiedPushRules.h"
+#include "XelPushClient/Linux/Bus/DBusAddress.h"
+#include "XelPushClient/Linux/Push/UnifiedPushRules.h"
 #include "sandbox/distributor/BusLoop.h"
 
 namespace xel::sandbox {

@@ -8,8 +8,8 @@
 
 #include <boost/asio/io_context.hpp>
 
-#include "sandbox/SandboxError.h"
 #include "sandbox/distributor/Distributor.h"
+#include "sandbox/process/SandboxError.h"
 
 namespace sdbus {
 class IConnection;

@@ -6,12 +6,12 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
 
-#include "XelPushClient/Linux/DBusAddress.h"
-#include "sandbox/StateFolder.h"
+#include "XelPushClient/Linux/Bus/DBusAddress.h"
 #include "sandbox/distributor/Distributor.h"
 #include "sandbox/distributor/DistributorBus.h"
 #include "sandbox/distributor/PushServer.h"
 #include "sandbox/relay/WallClock.h"
+#include "sandbox/state/StateFolder.h"
 #include "sandbox/store/Database.h"
 
 namespace xel::sandbox {

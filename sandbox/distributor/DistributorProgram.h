@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "sandbox/ProgressLog.h"
+#include "sandbox/process/ProgressLog.h"
 
 namespace xel::sandbox {
 

@@ -5,8 +5,8 @@
 
 #include <boost/asio/io_context.hpp>
 
-#include "sandbox/ConnectionListener.h"
 #include "sandbox/distributor/PushRequest.h"
+#include "sandbox/process/ConnectionListener.h"
 
 namespace xel::sandbox {
 

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "XelPushClient/Linux/UnifiedPushRules.h"
+#include "XelPushClient/Linux/Push/UnifiedPushRules.h"
 
 namespace xel::sandbox {
 namespace {

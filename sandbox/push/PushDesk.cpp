@@ -6,8 +6,8 @@
 #include <optional>
 #include <utility>
 
-#include "sandbox/ProgressLog.h"
-#include "sandbox/SandboxError.h"
+#include "sandbox/process/ProgressLog.h"
+#include "sandbox/process/SandboxError.h"
 #include "sandbox/push/PushPayload.h"
 #include "sandbox/push/PushToken.h"
 #include "sandbox/store/InstallationStore.h"

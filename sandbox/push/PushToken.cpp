@@ -3,7 +3,7 @@
 #include <cstddef>
 
 #include "XelPushClient/Foundation/Base64URL.h"
-#include "sandbox/Hexadecimal.h"
+#include "sandbox/relay/Hexadecimal.h"
 #include "sandbox/relay/Json.h"
 
 namespace xel::sandbox {

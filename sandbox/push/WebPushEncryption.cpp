@@ -11,7 +11,7 @@
 #include <openssl/params.h>
 #include <openssl/rand.h>
 
-#include "sandbox/SandboxError.h"
+#include "sandbox/process/SandboxError.h"
 
 namespace xel::sandbox {
 namespace {

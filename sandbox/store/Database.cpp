@@ -8,7 +8,7 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
-#include "sandbox/SandboxError.h"
+#include "sandbox/process/SandboxError.h"
 
 namespace xel::sandbox {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "sandbox/SandboxError.h"
+#include "sandbox/process/SandboxError.h"
 #include "sandbox/relay/RandomText.h"
 #include "sandbox/relay/WallClock.h"
 #include "sandbox/store/Database.h"

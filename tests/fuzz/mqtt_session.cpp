@@ -16,7 +16,7 @@
 
 #include "XelPushClient/MQTTSDK/MQTTClientSessionFactory.h"
 #include "XelPushClient/MQTTSDK/MQTTTopics.h"
-#include "XelPushClient/Testing/FakeBrokerPackets.h"
+#include "XelPushClient/Testing/Broker/FakeBrokerPackets.h"
 #include "XelPushClient/Testing/FakeClock.h"
 #include "XelPushClient/Testing/FakeNetwork.h"
 #include "XelPushClient/Testing/FakeRunLoop.h"

@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include "sandbox/CertificateAuthority.h"
-#include "tests/integration/LiveClient.h"
-#include "tests/integration/SandboxSupport.h"
+#include "sandbox/state/CertificateAuthority.h"
+#include "tests/integration/support/LiveClient.h"
+#include "tests/integration/support/SandboxSupport.h"
 
 namespace xel::test {
 namespace {

@@ -7,9 +7,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "XelPushClient/Linux/SqliteStore.h"
-#include "XelPushClient/Linux/SqliteUserDefaults.h"
-#include "tests/integration/CommandSupport.h"
+#include "XelPushClient/Linux/Store/SqliteStore.h"
+#include "XelPushClient/Linux/Store/SqliteUserDefaults.h"
+#include "tests/integration/support/CommandSupport.h"
 
 namespace xel::test {
 namespace {

@@ -6,8 +6,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "XelPushClient/Linux/SimdjsonSerialization.h"
-#include "tests/integration/CommandSupport.h"
+#include "XelPushClient/Linux/System/SimdjsonSerialization.h"
+#include "tests/integration/support/CommandSupport.h"
 
 namespace xel::test {
 namespace {

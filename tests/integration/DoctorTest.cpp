@@ -11,10 +11,10 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "XelPushClient/Linux/SqliteStore.h"
-#include "XelPushClient/Linux/SqliteUserDefaults.h"
-#include "sandbox/Ports.h"
-#include "tests/integration/CommandSupport.h"
+#include "XelPushClient/Linux/Store/SqliteStore.h"
+#include "XelPushClient/Linux/Store/SqliteUserDefaults.h"
+#include "sandbox/process/Ports.h"
+#include "tests/integration/support/CommandSupport.h"
 
 namespace xel::test {
 namespace {

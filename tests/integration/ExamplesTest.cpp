@@ -7,10 +7,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "tests/integration/CommandSupport.h"
-#include "tests/integration/desktop/MockNotificationServer.h"
-#include "tests/integration/desktop/PrivateBus.h"
-#include "tests/integration/desktop/TestProgram.h"
+#include "tests/integration/desktop/support/MockNotificationServer.h"
+#include "tests/integration/desktop/support/PrivateBus.h"
+#include "tests/integration/desktop/support/TestProgram.h"
+#include "tests/integration/support/CommandSupport.h"
 
 namespace xel::test {
 namespace {

@@ -8,11 +8,11 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/integration/LiveClient.h"
-#include "tests/integration/SandboxSupport.h"
-#include "tests/integration/desktop/MockLogind.h"
-#include "tests/integration/desktop/PrivateBus.h"
-#include "tests/integration/desktop/TestProgram.h"
+#include "tests/integration/desktop/support/MockLogind.h"
+#include "tests/integration/desktop/support/PrivateBus.h"
+#include "tests/integration/desktop/support/TestProgram.h"
+#include "tests/integration/support/LiveClient.h"
+#include "tests/integration/support/SandboxSupport.h"
 
 namespace xel::test {
 namespace {

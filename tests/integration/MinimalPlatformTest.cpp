@@ -5,7 +5,7 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/integration/CommandSupport.h"
+#include "tests/integration/support/CommandSupport.h"
 
 namespace xel::test {
 namespace {

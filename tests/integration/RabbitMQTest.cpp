@@ -6,9 +6,9 @@
 
 #include "sandbox/relay/MessageComposer.h"
 #include "sandbox/relay/Topics.h"
-#include "tests/integration/LiveClient.h"
-#include "tests/integration/RabbitMQBroker.h"
-#include "tests/integration/SandboxSupport.h"
+#include "tests/integration/support/LiveClient.h"
+#include "tests/integration/support/RabbitMQBroker.h"
+#include "tests/integration/support/SandboxSupport.h"
 
 namespace xel::test {
 namespace {

@@ -12,9 +12,9 @@
 
 #include <gtest/gtest.h>
 
-#include "sandbox/BrokerConfiguration.h"
-#include "sandbox/SandboxError.h"
-#include "tests/integration/SandboxSupport.h"
+#include "sandbox/broker/BrokerConfiguration.h"
+#include "sandbox/process/SandboxError.h"
+#include "tests/integration/support/SandboxSupport.h"
 
 namespace xel::sandbox::test {
 namespace {

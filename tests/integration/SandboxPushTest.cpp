@@ -9,10 +9,10 @@
 #include <gtest/gtest.h>
 
 #include "sandbox/push/WebPushEncryption.h"
-#include "tests/contract/LocalHTTPServer.h"
-#include "tests/integration/SandboxSupport.h"
-#include "tests/integration/desktop/TestProgram.h"
-#include "tests/unit/sandbox/PushExamples.h"
+#include "tests/contract/HTTP/LocalHTTPServer.h"
+#include "tests/integration/desktop/support/TestProgram.h"
+#include "tests/integration/support/SandboxSupport.h"
+#include "tests/unit/sandbox/push/PushExamples.h"
 
 namespace xel::sandbox::test {
 namespace {

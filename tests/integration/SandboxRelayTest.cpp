@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "sandbox/relay/WallClock.h"
-#include "tests/integration/SandboxSupport.h"
+#include "tests/integration/support/SandboxSupport.h"
 
 namespace xel::sandbox::test {
 namespace {

@@ -14,11 +14,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "sandbox/CertificateAuthority.h"
-#include "sandbox/SandboxError.h"
 #include "sandbox/SandboxProgram.h"
-#include "sandbox/StateFolder.h"
-#include "tests/integration/SandboxSupport.h"
+#include "sandbox/process/SandboxError.h"
+#include "sandbox/state/CertificateAuthority.h"
+#include "sandbox/state/StateFolder.h"
+#include "tests/integration/support/SandboxSupport.h"
 
 namespace xel::sandbox::test {
 namespace {

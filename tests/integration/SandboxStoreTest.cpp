@@ -9,11 +9,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "sandbox/SandboxInfo.h"
+#include "sandbox/state/SandboxInfo.h"
 #include "sandbox/store/ServiceStores.h"
-#include "tests/contract/MountNamespace.h"
-#include "tests/integration/CommandSupport.h"
-#include "tests/integration/SandboxSupport.h"
+#include "tests/contract/Store/MountNamespace.h"
+#include "tests/integration/support/CommandSupport.h"
+#include "tests/integration/support/SandboxSupport.h"
 
 namespace xel::sandbox::test {
 namespace {

@@ -7,8 +7,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/integration/LiveClient.h"
-#include "tests/integration/SandboxSupport.h"
+#include "tests/integration/support/LiveClient.h"
+#include "tests/integration/support/SandboxSupport.h"
 
 namespace xel::test {
 namespace {

@@ -5,7 +5,7 @@
 #include <mutex>
 #include <string>
 
-#include "sandbox/SandboxInfo.h"
+#include "sandbox/state/SandboxInfo.h"
 
 struct mosquitto;
 struct mosquitto_message;

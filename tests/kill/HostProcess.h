@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <string>
 
-#include "sandbox/SandboxInfo.h"
+#include "sandbox/state/SandboxInfo.h"
 
 namespace xel::killtest {
 

@@ -5,7 +5,7 @@
 #include <thread>
 #include <vector>
 
-#include "sandbox/SandboxInfo.h"
+#include "sandbox/state/SandboxInfo.h"
 
 struct mosquitto;
 

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <string>
 
-#include "sandbox/SandboxInfo.h"
+#include "sandbox/state/SandboxInfo.h"
 
 namespace xel::killtest {
 

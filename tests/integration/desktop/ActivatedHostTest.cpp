@@ -6,13 +6,13 @@
 
 #include <gtest/gtest.h>
 
-#include "XelPushClient/Linux/SqliteStore.h"
-#include "XelPushClient/Linux/SqliteUserDefaults.h"
-#include "XelPushClient/Linux/UnifiedPushRegistration.h"
-#include "tests/integration/desktop/ActivatableHost.h"
-#include "tests/integration/desktop/PrivateBus.h"
-#include "tests/integration/desktop/TestDistributor.h"
-#include "tests/unit/Linux/WebPushSender.h"
+#include "XelPushClient/Linux/Push/UnifiedPushRegistration.h"
+#include "XelPushClient/Linux/Store/SqliteStore.h"
+#include "XelPushClient/Linux/Store/SqliteUserDefaults.h"
+#include "tests/integration/desktop/support/ActivatableHost.h"
+#include "tests/integration/desktop/support/PrivateBus.h"
+#include "tests/integration/desktop/support/TestDistributor.h"
+#include "tests/unit/Linux/Push/WebPushSender.h"
 
 namespace xel {
 namespace {

@@ -9,8 +9,8 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "XelPushClient/Linux/DBusConnection.h"
-#include "tests/integration/desktop/PrivateBus.h"
+#include "XelPushClient/Linux/Bus/DBusConnection.h"
+#include "tests/integration/desktop/support/PrivateBus.h"
 
 namespace xel {
 namespace {

@@ -5,11 +5,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/contract/DrivenLoop.h"
-#include "tests/contract/FileContents.h"
-#include "tests/contract/LocalHTTPServer.h"
-#include "tests/integration/desktop/DesktopClient.h"
-#include "tests/integration/desktop/DesktopSession.h"
+#include "tests/contract/HTTP/LocalHTTPServer.h"
+#include "tests/contract/Loop/DrivenLoop.h"
+#include "tests/contract/Store/FileContents.h"
+#include "tests/integration/desktop/support/DesktopClient.h"
+#include "tests/integration/desktop/support/DesktopSession.h"
 
 namespace xel {
 namespace {

@@ -15,9 +15,9 @@
 #include <gtest/gtest.h>
 
 #include "sandbox/push/PushEndpoint.h"
-#include "tests/integration/desktop/DistributorCommand.h"
-#include "tests/integration/desktop/PrivateBus.h"
-#include "tests/integration/desktop/TestConnector.h"
+#include "tests/integration/desktop/support/DistributorCommand.h"
+#include "tests/integration/desktop/support/PrivateBus.h"
+#include "tests/integration/desktop/support/TestConnector.h"
 
 namespace xel::test {
 namespace {

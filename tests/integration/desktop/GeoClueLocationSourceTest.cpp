@@ -7,14 +7,14 @@
 #include <gtest/gtest.h>
 
 #include "XelPushClient/Classes/GeoLocation/CoreGeoLocation.h"
-#include "XelPushClient/Linux/AsioRunLoop.h"
-#include "XelPushClient/Linux/GeoClueLocationSource.h"
-#include "XelPushClient/Linux/SystemClock.h"
+#include "XelPushClient/Linux/Location/GeoClueLocationSource.h"
+#include "XelPushClient/Linux/Loop/AsioRunLoop.h"
+#include "XelPushClient/Linux/System/SystemClock.h"
 #include "XelPushClient/Testing/InMemoryUserDefaults.h"
 #include "XelPushClient/Testing/RecordingLogSink.h"
-#include "tests/contract/DrivenLoop.h"
-#include "tests/contract/LocationSourceContract.h"
-#include "tests/integration/desktop/RealGeoClue.h"
+#include "tests/contract/Location/LocationSourceContract.h"
+#include "tests/contract/Loop/DrivenLoop.h"
+#include "tests/integration/desktop/support/RealGeoClue.h"
 
 namespace xel::contract {
 namespace {

@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 #include <sdbus-c++/sdbus-c++.h>
 
-#include "XelPushClient/Linux/LauncherBadge.h"
-#include "tests/integration/desktop/PrivateBus.h"
+#include "XelPushClient/Linux/Desktop/LauncherBadge.h"
+#include "tests/integration/desktop/support/PrivateBus.h"
 
 namespace xel {
 namespace {

@@ -3,16 +3,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "XelPushClient/Linux/DBusConnection.h"
-#include "XelPushClient/Linux/LinuxApplication.h"
-#include "XelPushClient/Linux/LinuxNotificationCenter.h"
+#include "XelPushClient/Linux/Application/LinuxApplication.h"
+#include "XelPushClient/Linux/Bus/DBusConnection.h"
+#include "XelPushClient/Linux/Desktop/LinuxNotificationCenter.h"
 #include "XelPushClient/Testing/RecordingLogSink.h"
-#include "tests/contract/DrivenLoop.h"
-#include "tests/contract/TemporaryFolder.h"
-#include "tests/contract/UNUserNotificationCenterContract.h"
-#include "tests/integration/desktop/DesktopClient.h"
-#include "tests/integration/desktop/MockNotificationServer.h"
-#include "tests/integration/desktop/PrivateBus.h"
+#include "tests/contract/Desktop/UNUserNotificationCenterContract.h"
+#include "tests/contract/Loop/DrivenLoop.h"
+#include "tests/contract/Store/TemporaryFolder.h"
+#include "tests/integration/desktop/support/DesktopClient.h"
+#include "tests/integration/desktop/support/MockNotificationServer.h"
+#include "tests/integration/desktop/support/PrivateBus.h"
 #include "tests/unit/Linux/TemporaryEnvironment.h"
 
 namespace xel {

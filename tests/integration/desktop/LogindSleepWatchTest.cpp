@@ -5,13 +5,13 @@
 
 #include <gtest/gtest.h>
 
-#include "XelPushClient/Linux/AsioRunLoop.h"
-#include "XelPushClient/Linux/LinuxApplication.h"
-#include "XelPushClient/Linux/LogindSleepWatch.h"
-#include "XelPushClient/Linux/SystemClock.h"
+#include "XelPushClient/Linux/Application/LinuxApplication.h"
+#include "XelPushClient/Linux/Loop/AsioRunLoop.h"
+#include "XelPushClient/Linux/Sleep/LogindSleepWatch.h"
+#include "XelPushClient/Linux/System/SystemClock.h"
 #include "XelPushClient/Testing/RecordingLogSink.h"
-#include "tests/integration/desktop/MockLogind.h"
-#include "tests/integration/desktop/PrivateBus.h"
+#include "tests/integration/desktop/support/MockLogind.h"
+#include "tests/integration/desktop/support/PrivateBus.h"
 
 namespace xel {
 namespace {

@@ -5,9 +5,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "XelPushClient/Linux/NotificationServer.h"
-#include "tests/integration/desktop/MockNotificationServer.h"
-#include "tests/integration/desktop/PrivateBus.h"
+#include "XelPushClient/Linux/Desktop/NotificationServer.h"
+#include "tests/integration/desktop/support/MockNotificationServer.h"
+#include "tests/integration/desktop/support/PrivateBus.h"
 
 namespace xel {
 namespace {

@@ -9,18 +9,18 @@
 
 #include "XelPushClient/Classes/PushClientManager.h"
 #include "XelPushClient/Foundation/Base64URL.h"
-#include "XelPushClient/Linux/AsioRunLoop.h"
-#include "XelPushClient/Linux/DBusUnifiedPush.h"
 #include "XelPushClient/Linux/LinuxPlatform.h"
-#include "XelPushClient/Linux/SimdjsonSerialization.h"
+#include "XelPushClient/Linux/Loop/AsioRunLoop.h"
+#include "XelPushClient/Linux/Push/DBusUnifiedPush.h"
+#include "XelPushClient/Linux/System/SimdjsonSerialization.h"
 #include "XelPushClient/Testing/RecordingLogSink.h"
-#include "tests/contract/DrivenLoop.h"
-#include "tests/contract/TemporaryFolder.h"
-#include "tests/integration/desktop/DesktopClient.h"
-#include "tests/integration/desktop/PrivateBus.h"
-#include "tests/integration/desktop/TestDistributor.h"
+#include "tests/contract/Loop/DrivenLoop.h"
+#include "tests/contract/Store/TemporaryFolder.h"
+#include "tests/integration/desktop/support/DesktopClient.h"
+#include "tests/integration/desktop/support/PrivateBus.h"
+#include "tests/integration/desktop/support/TestDistributor.h"
+#include "tests/unit/Linux/Push/WebPushSender.h"
 #include "tests/unit/Linux/TemporaryEnvironment.h"
-#include "tests/unit/Linux/WebPushSender.h"
 
 namespace xel {
 namespace {

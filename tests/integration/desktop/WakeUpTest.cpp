@@ -9,11 +9,11 @@
 #include <gtest/gtest.h>
 
 #include "sandbox/push/PushToken.h"
-#include "tests/integration/SandboxSupport.h"
-#include "tests/integration/desktop/ActivatableHost.h"
-#include "tests/integration/desktop/DistributorCommand.h"
-#include "tests/integration/desktop/MockNotificationServer.h"
-#include "tests/integration/desktop/PrivateBus.h"
+#include "tests/integration/desktop/support/ActivatableHost.h"
+#include "tests/integration/desktop/support/DistributorCommand.h"
+#include "tests/integration/desktop/support/MockNotificationServer.h"
+#include "tests/integration/desktop/support/PrivateBus.h"
+#include "tests/integration/support/SandboxSupport.h"
 
 namespace xel::test {
 namespace {

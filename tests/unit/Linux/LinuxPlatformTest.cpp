@@ -6,10 +6,10 @@
 
 #include <gtest/gtest.h>
 
-#include "XelPushClient/Linux/AsioRunLoop.h"
-#include "XelPushClient/Linux/LinuxApplication.h"
+#include "XelPushClient/Linux/Application/LinuxApplication.h"
 #include "XelPushClient/Linux/LinuxPlatform.h"
-#include "XelPushClient/Linux/StoreError.h"
+#include "XelPushClient/Linux/Loop/AsioRunLoop.h"
+#include "XelPushClient/Linux/Store/StoreError.h"
 #include "XelPushClient/Testing/RecordingLogSink.h"
 #include "tests/unit/Linux/TemporaryEnvironment.h"
 

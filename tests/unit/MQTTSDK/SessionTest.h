@@ -12,7 +12,7 @@
 
 #include "XelPushClient/MQTTSDK/GrantedTopics.h"
 #include "XelPushClient/MQTTSDK/MQTTClientSessionFactory.h"
-#include "XelPushClient/Testing/FakeBrokerPackets.h"
+#include "XelPushClient/Testing/Broker/FakeBrokerPackets.h"
 #include "XelPushClient/Testing/FakeClock.h"
 #include "XelPushClient/Testing/FakeNetwork.h"
 #include "XelPushClient/Testing/FakeRunLoop.h"

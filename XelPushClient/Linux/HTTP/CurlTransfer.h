@@ -1,0 +1,88 @@
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <curl/curl.h>
+
+#include "XelPushClient/Linux/HTTP/CurlBodySink.h"
+#include "XelPushClient/Linux/HTTP/CurlHTTPOptions.h"
+#include "XelPushClient/Linux/HTTP/CurlURL.h"
+#include "XelPushClient/Linux/Network/NetworkKind.h"
+#include "XelPushClient/Platform/HTTPTransport.h"
+
+namespace xel {
+
+/// One request on its way: libcurl's handle, what has arrived, and the redirects followed so far.
+///
+/// Owner: the transport's thread; everything runs there.
+class CurlTransfer {
+public:
+    /// A null sink: the body is kept in memory.
+    CurlTransfer(HTTPRequest request, HTTPTransport::Completion completion, const CurlHTTPOptions& options,
+                 std::shared_ptr<CurlBodySink> sink);
+    CurlTransfer(const CurlTransfer&) = delete;
+    CurlTransfer& operator=(const CurlTransfer&) = delete;
+
+    /// Sets the handle up; the error when the request cannot be sent as it is.
+    [[nodiscard]] std::optional<NSError> prepare();
+
+    /// What to do with a transfer that ended: the outcome, or nothing when a redirect sends it out again.
+    [[nodiscard]] std::optional<Result<HTTPResponse>> conclude(CURLcode code);
+
+    [[nodiscard]] CURL* handle() const { return easy_.get(); }
+    [[nodiscard]] HTTPTransport::Completion takeCompletion() { return std::move(completion_); }
+
+private:
+    struct EasyCleanup {
+        void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
+    };
+    struct ListCleanup {
+        void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+    };
+
+    [[nodiscard]] std::optional<NSError> applyHeaders();
+    void applyReach();
+    void applyProxy();
+    [[nodiscard]] std::optional<NSError> applyTrust();
+    void applyLimits();
+    void applyMethod();
+    void applyTimeLeft();
+    [[nodiscard]] long status() const;
+    [[nodiscard]] Result<bool> followRedirect();
+    [[nodiscard]] std::optional<NSError> refusalOfOrigin(const std::optional<URLOrigin>& origin) const;
+    void becomeGet();
+    void forgetAnswer();
+    [[nodiscard]] std::optional<NSError> refusalOfURL();
+    [[nodiscard]] bool mayConnectTo(const sockaddr& address);
+    [[nodiscard]] NSError errorOf(CURLcode code) const;
+
+    std::size_t takeHeaderLine(std::string_view line);
+    std::size_t takeBody(std::string_view octets);
+    static curl_socket_t onOpenSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
+    static std::size_t onHeader(char* text, std::size_t size, std::size_t count, void* self);
+    static std::size_t onBody(char* octets, std::size_t size, std::size_t count, void* self);
+
+    HTTPRequest request_;
+    HTTPTransport::Completion completion_;
+    const CurlHTTPOptions& options_;
+    std::shared_ptr<CurlBodySink> sink_;
+    std::unique_ptr<curl_slist, ListCleanup> headerList_;
+    std::unique_ptr<CURL, EasyCleanup> easy_;
+    std::array<char, CURL_ERROR_SIZE> errorText_{};
+    std::chrono::steady_clock::time_point deadline_;
+    URLOrigin origin_;
+    bool isByProxy_ = false;
+    std::optional<NSError> refusal_;  // of the last address that may not be asked
+    int redirects_ = 0;
+    HTTPResponse response_;
+    std::size_t headerOctets_ = 0;
+    std::size_t bodyOctets_ = 0;
+    bool answerTooLarge_ = false;
+};
+
+}  // namespace xel

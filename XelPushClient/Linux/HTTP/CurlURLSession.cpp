@@ -1,0 +1,144 @@
+#include "XelPushClient/Linux/HTTP/CurlURLSession.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+#include <unistd.h>
+
+#include "XelPushClient/Foundation/FormattedText.h"
+#include "XelPushClient/Linux/HTTP/CurlErrors.h"
+#include "XelPushClient/Linux/HTTP/CurlWorker.h"
+#include "XelPushClient/Linux/HTTP/MediaFolder.h"
+#include "XelPushClient/Platform/NSFileManager.h"
+
+namespace xel {
+
+namespace {
+
+/// The file that a body goes to. It is made with the first octets, and removed with this object at the
+/// latest.
+class DownloadedFile final : public CurlBodySink {
+public:
+    explicit DownloadedFile(std::shared_ptr<const MediaFolder> folder) : folder_(std::move(folder)) {}
+    DownloadedFile(const DownloadedFile&) = delete;
+    DownloadedFile& operator=(const DownloadedFile&) = delete;
+    ~DownloadedFile() override { remove(); }
+
+    /// Whoever wants to keep the file has moved it by then.
+    void remove() {
+        if (!path_.empty()) {
+            ::unlink(path_.c_str());
+            path_.clear();
+        }
+    }
+
+    [[nodiscard]] const std::string& path() const { return path_; }
+
+    [[nodiscard]] bool take(std::string_view octets) override {
+        if (!make()) {
+            return false;
+        }
+        while (!octets.empty()) {
+            const ssize_t written = ::write(descriptor_.number(), octets.data(), octets.size());
+            if (written < 0 && errno != EINTR) {
+                const std::string reason = std::generic_category().message(errno);
+                failure_ = makeFileError(NSFileErrorCode::WriteUnknown,
+                                         formatted("cannot write to %@: %@", path_, reason));
+                return false;
+            }
+            octets.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
+        }
+        return true;
+    }
+
+    [[nodiscard]] bool finish() override {
+        const bool isMade = make();
+        descriptor_ = FileDescriptor();
+        return isMade;
+    }
+
+    [[nodiscard]] std::optional<NSError> failure() const override { return failure_; }
+
+private:
+    [[nodiscard]] bool make() {
+        if (!path_.empty()) {
+            return true;
+        }
+        auto made = folder_->makeFile();
+        if (!made) {
+            failure_ = made.error();
+            return false;
+        }
+        path_ = std::move(made.value().path);
+        descriptor_ = std::move(made.value().descriptor);
+        return true;
+    }
+
+    std::shared_ptr<const MediaFolder> folder_;
+    std::string path_;
+    FileDescriptor descriptor_;
+    std::optional<NSError> failure_;
+};
+
+/// Removes the file when the completion has returned, or thrown: the transfer on the other thread may hold
+/// the object a little longer.
+struct RemovedAtEnd {
+    DownloadedFile& file;
+    ~RemovedAtEnd() { file.remove(); }
+};
+
+bool isSuccess(int status) {
+    return status >= 200 && status <= 299;
+}
+
+}  // namespace
+
+CurlHTTPOptions downloadOptions() {
+    CurlHTTPOptions options;
+    options.largestAnswer = 32UL * 1024 * 1024;
+    options.totalTimeout = std::chrono::minutes(2);
+    options.followsToOtherOrigins = true;
+    options.mayReach = [](NetworkKind) { return false; };
+    return options;
+}
+
+CurlURLSession::CurlURLSession(std::weak_ptr<NSRunLoop> runLoop, std::string folder, CurlHTTPOptions options)
+    : runLoop_(std::move(runLoop)),
+      folder_(std::make_shared<const MediaFolder>(std::move(folder))),
+      options_(std::move(options)) {}
+
+CurlURLSession::~CurlURLSession() = default;
+
+CurlWorker& CurlURLSession::worker() {
+    const std::lock_guard lock(mutex_);
+    if (worker_ == nullptr) {
+        worker_ = std::make_unique<CurlWorker>(runLoop_, options_);
+    }
+    return *worker_;
+}
+
+void CurlURLSession::downloadTaskWithURL(std::string url, DownloadCompletion completion) {
+    HTTPRequest request;
+    request.method = "GET";
+    request.url = std::move(url);
+    auto file = std::make_shared<DownloadedFile>(folder_);
+    worker().add(
+        std::move(request),
+        [file, completion = std::move(completion)](const Result<HTTPResponse>& outcome) {
+            const RemovedAtEnd removal{*file};
+            if (!outcome) {
+                completion(outcome.error());
+            } else if (!isSuccess(outcome.value().status)) {
+                completion(makeURLError(
+                    NSURLErrorCode::BadServerResponse,
+                    formatted("Expected a status of 200 to 299, got %d", outcome.value().status)));
+            } else {
+                completion(file->path());
+            }
+        },
+        file);
+}
+
+}  // namespace xel

@@ -1,0 +1,147 @@
+#include "XelPushClient/Linux/Loop/AsioLoopCore.h"
+
+#include <stdexcept>
+
+#include <boost/asio/post.hpp>
+
+namespace xel {
+
+AsioLoopCore::Pass::Pass(AsioLoopCore& core) : core_(core) {
+    core_.isInPass_ = true;
+    core_.blocksLeftInPass_ = kMostBlocksInPass;
+    core_.becomeOwner();
+    // A stop of the run before is over: a host that runs its own context does not take it off.
+    (void)core_.clearStop();
+    const std::lock_guard lock(core_.mutex_);
+    core_.isBusy_ = true;
+}
+
+AsioLoopCore::Pass::~Pass() {
+    core_.isInPass_ = false;
+    const bool isSomethingLeft = core_.nextInBatch_ < core_.batch_.size() || !core_.passEndObservers_.empty();
+    const std::lock_guard lock(core_.mutex_);
+    core_.isBusy_ = false;
+    if (isSomethingLeft || !core_.incoming_.empty()) {
+        core_.postPass();
+    }
+}
+
+void AsioLoopCore::checkProcess() const {
+    if (!isOfThisProcess()) {
+        throw std::logic_error(
+            "a run loop was used in a child that fork() made; it belongs to the process that made it");
+    }
+}
+
+void AsioLoopCore::post(std::function<void()> block) {
+    checkProcess();
+    const std::lock_guard lock(mutex_);
+    if (isShutDown_) {
+        return;
+    }
+    incoming_.push_back(std::move(block));
+    if (!isBusy_) {
+        postPass();
+    }
+}
+
+// With the mutex held, so that no thread reaches for the context once `shutDown` has returned.
+void AsioLoopCore::postPass() {
+    if (isShutDown_ || std::exchange(isPassPosted_, true)) {
+        return;
+    }
+    boost::asio::post(context_, [weak = weak_from_this()] {
+        const auto core = weak.lock();
+        if (!core) {
+            return;
+        }
+        {
+            const std::lock_guard lock(core->mutex_);
+            core->isPassPosted_ = false;
+        }
+        core->runThenDrain([] {});
+    });
+    if (wakeUp_) {
+        wakeUp_();
+    }
+}
+
+void AsioLoopCore::takeOwnership() {
+    checkProcess();
+    const std::lock_guard lock(mutex_);
+    if (isBusy_ && !isCurrent()) {
+        throw std::logic_error("a run loop was taken over by a thread while another one runs it");
+    }
+    becomeOwner();
+}
+
+void AsioLoopCore::setWakeUp(std::function<void()> wakeUp) {
+    const std::lock_guard lock(mutex_);
+    wakeUp_ = std::move(wakeUp);
+    if (wakeUp_ && isPassPosted_) {
+        wakeUp_();
+    }
+}
+
+void AsioLoopCore::callAtEndOfPass(std::weak_ptr<PassEndObserver> observer) {
+    passEndObservers_.push_back(std::move(observer));
+    if (!isInPass_) {
+        const std::lock_guard lock(mutex_);
+        postPass();
+    }
+}
+
+bool AsioLoopCore::takeIncoming() {
+    batch_.clear();
+    nextInBatch_ = 0;
+    const std::lock_guard lock(mutex_);
+    batch_.swap(incoming_);
+    return !batch_.empty();
+}
+
+void AsioLoopCore::drain() {
+    while (blocksLeftInPass_ > 0 && !isStopRequested_.load(std::memory_order_relaxed)) {
+        if (nextInBatch_ == batch_.size() && !takeIncoming()) {
+            return;
+        }
+        checkProcess();  // the block before may have come back in a child too
+        --blocksLeftInPass_;
+        const auto block = std::move(batch_[nextInBatch_++]);
+        block();
+    }
+}
+
+void AsioLoopCore::endPass() {
+    // Those who ask while others are told wait for the next pass: the destructor of `Pass` sees to it.
+    observersBeingTold_.swap(passEndObservers_);
+    for (const auto& weak : observersBeingTold_) {
+        if (const auto observer = weak.lock()) {
+            observer->passDidEnd();
+        }
+    }
+    observersBeingTold_.clear();
+}
+
+void AsioLoopCore::shutDown() {
+    {
+        const std::lock_guard lock(mutex_);
+        isShutDown_ = true;
+    }
+    alarm_.reset();
+    // What a block holds may post or schedule while it is destroyed, so this goes on until nothing is left.
+    for (;;) {
+        const auto timers = std::exchange(timers_, {});
+        const auto batch = std::exchange(batch_, {});
+        nextInBatch_ = 0;
+        std::vector<std::function<void()>> incoming;
+        {
+            const std::lock_guard lock(mutex_);
+            incoming.swap(incoming_);
+        }
+        if (timers.empty() && batch.empty() && incoming.empty()) {
+            return;
+        }
+    }
+}
+
+}  // namespace xel

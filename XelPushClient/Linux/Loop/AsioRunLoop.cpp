@@ -1,0 +1,138 @@
+#include "XelPushClient/Linux/Loop/AsioRunLoop.h"
+
+#include <stdexcept>
+
+#include <boost/asio/executor_work_guard.hpp>
+
+#include "XelPushClient/Foundation/FlagWhile.h"
+#include "XelPushClient/Linux/Loop/AsioLoopCore.h"
+#include "XelPushClient/Linux/Loop/LoopDescriptor.h"
+
+namespace xel {
+
+namespace {
+
+/// Handlers of one step at most: a host's own work gets its turn.
+constexpr int kMostHandlersInStep = 256;
+
+}  // namespace
+
+// One thread runs the context, which spares it waking others up.
+AsioRunLoop::AsioRunLoop()
+    : ownContext_(std::make_unique<boost::asio::io_context>(1)), context_(*ownContext_) {
+    core_ = std::make_shared<AsioLoopCore>(context_);
+}
+
+AsioRunLoop::AsioRunLoop(boost::asio::io_context& hostContext)
+    : core_(std::make_shared<AsioLoopCore>(hostContext)), context_(hostContext) {}
+
+AsioRunLoop::~AsioRunLoop() {
+    if (!core_->isOfThisProcess()) {
+        leaveInherited(std::move(core_));
+        leaveInherited(std::move(ownContext_));
+        leaveInherited(std::move(descriptor_));
+        return;
+    }
+    if (core_->isCurrent() && (isRunning_ || core_->isInPass())) {
+        abortAsDestroyedWhileRunning();
+    }
+    core_->setWakeUp(nullptr);
+    core_->shutDown();
+}
+
+void AsioRunLoop::post(std::function<void()> block) {
+    core_->post(std::move(block));
+}
+
+std::shared_ptr<NSTimer> AsioRunLoop::scheduleTimer(std::chrono::milliseconds delay,
+                                                    std::function<void()> block) {
+    return core_->scheduleTimer(delay, std::move(block));
+}
+
+bool AsioRunLoop::isCurrent() const {
+    return core_->isCurrent();
+}
+
+void AsioRunLoop::takeOwnership() {
+    core_->takeOwnership();
+}
+
+void AsioRunLoop::run() {
+    core_->checkProcess();
+    if (core_->isCurrent() && core_->isInPass()) {
+        throw std::logic_error("a run loop was run inside one of its own blocks");
+    }
+    core_->becomeOwner();
+    const FlagWhile running(isRunning_);
+    const auto guard = boost::asio::make_work_guard(context_);
+    // First restart, then look: a stop that comes in between is either seen here or stops the context.
+    context_.restart();
+    if (core_->clearStop()) {
+        return;
+    }
+    try {
+        context_.run();
+    } catch (...) {
+        (void)core_->clearStop();
+        throw;
+    }
+    (void)core_->clearStop();
+}
+
+void AsioRunLoop::stop() {
+    core_->checkProcess();
+    core_->requestStop();
+    context_.stop();
+}
+
+int AsioRunLoop::fileDescriptor() {
+    if (!descriptor_) {
+        descriptor_ = std::make_unique<LoopDescriptor>(context_);
+        core_->setWakeUp([bell = descriptor_->bell()] { bell->ring(); });
+    }
+    return descriptor_->fileDescriptor();
+}
+
+std::optional<std::chrono::steady_clock::time_point> AsioRunLoop::nextDeadline() {
+    return core_->nextDeadline();
+}
+
+void AsioRunLoop::step() {
+    core_->checkProcess();
+    if (core_->isCurrent() && core_->isInPass()) {
+        throw std::logic_error("a run loop was stepped inside one of its own blocks");
+    }
+    core_->becomeOwner();
+    // What is left, also by an exception, is told by the bell: the descriptor knows of new things only.
+    class RingIfWorkIsLeft {
+    public:
+        explicit RingIfWorkIsLeft(AsioRunLoop& loop) : loop_(loop) {}
+        RingIfWorkIsLeft(const RingIfWorkIsLeft&) = delete;
+        RingIfWorkIsLeft& operator=(const RingIfWorkIsLeft&) = delete;
+        ~RingIfWorkIsLeft() {
+            if (!isDone && loop_.descriptor_) {
+                loop_.descriptor_->bell()->ring();
+            }
+        }
+        bool isDone = false;
+
+    private:
+        AsioRunLoop& loop_;
+    };
+    const FlagWhile running(isRunning_);
+    RingIfWorkIsLeft ring(*this);
+    (void)core_->clearStop();
+    context_.restart();
+    for (int handlers = 0; handlers < kMostHandlersInStep; ++handlers) {
+        if (context_.poll_one() == 0) {
+            ring.isDone = !context_.stopped();
+            return;
+        }
+    }
+}
+
+void AsioRunLoop::runThenDrain(const std::function<void()>& work) {
+    core_->runThenDrain(work);
+}
+
+}  // namespace xel

@@ -1,0 +1,90 @@
+#include "XelPushClient/Linux/Sleep/SleepCycle.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "XelPushClient/Linux/Application/LinuxApplication.h"
+
+namespace xel {
+
+using namespace std::chrono_literals;
+
+SleepCycle::SleepCycle(std::shared_ptr<NSRunLoop> runLoop, std::shared_ptr<LinuxApplication> application,
+                       std::function<void()> askForInhibitor)
+    : runLoop_(std::move(runLoop)),
+      application_(std::move(application)),
+      askForInhibitor_(std::move(askForInhibitor)),
+      life_(std::make_shared<SleepCycle*>(this)) {
+    application_->setBackgroundTasksEndedHandler([weak = std::weak_ptr(life_)] {
+        if (const auto life = weak.lock(); life && (*life)->stateBefore_) {
+            (*life)->letSleepSoon();
+        }
+    });
+}
+
+SleepCycle::~SleepCycle() {
+    application_->setBackgroundTasksEndedHandler(nullptr);
+}
+
+void SleepCycle::inhibitorWasTaken(FileDescriptor inhibitor) {
+    inhibitor_ = std::move(inhibitor);
+    if (stateBefore_ && !application_->hasBackgroundTasks()) {
+        letSleepSoon();
+    }
+}
+
+void SleepCycle::sleepIsNear() {
+    if (stateBefore_) {
+        return;
+    }
+    stateBefore_ = application_->applicationState();
+    application_->enterBackground(timeForTasks());
+    if (!application_->hasBackgroundTasks()) {
+        letSleepSoon();
+    }
+}
+
+void SleepCycle::isAwake() {
+    bringBack();
+    if (!inhibitor_.isOpen()) {
+        askForInhibitor_();
+    }
+}
+
+void SleepCycle::watchIsLost() {
+    inhibitor_ = FileDescriptor();
+    bringBack();
+}
+
+std::chrono::milliseconds SleepCycle::timeForTasks() const {
+    // A task that has no time at all would be refused, and nobody would close its connection.
+    const auto time = longestDelay_ - std::min(kReserve, longestDelay_ / 2);
+    return std::clamp<std::chrono::milliseconds>(time, 100ms, LinuxApplication::kBackgroundTime);
+}
+
+void SleepCycle::letSleepSoon() {
+    if (goodbye_) {
+        goodbye_->invalidate();
+    }
+    goodbye_ = runLoop_->scheduleTimer(kGoodbyeTime, [weak = std::weak_ptr(life_)] {
+        const auto life = weak.lock();
+        // A task that began meanwhile says itself when it ends.
+        if (life && !(*life)->application_->hasBackgroundTasks()) {
+            (*life)->inhibitor_ = FileDescriptor();
+        }
+    });
+}
+
+void SleepCycle::bringBack() {
+    const auto before = std::exchange(stateBefore_, std::nullopt);
+    if (const auto timer = std::exchange(goodbye_, nullptr)) {
+        timer->invalidate();
+    }
+    if (before == UIApplicationState::Active) {
+        application_->becomeActive();
+    } else if (before == UIApplicationState::Inactive) {
+        application_->willEnterForeground();
+    }
+}
+
+}  // namespace xel

@@ -1,0 +1,213 @@
+#include "XelPushClient/Linux/Store/SqliteConnection.h"
+
+#include <sqlite3.h>
+
+#include "XelPushClient/Linux/Store/SqliteWalVFS.h"
+#include "XelPushClient/Linux/Store/StoreError.h"
+
+namespace xel {
+namespace {
+
+/// "XelP": tells our files from other programs' (https://sqlite.org/pragma.html#pragma_application_id).
+constexpr std::int64_t kApplicationId = 0x58656c50;
+
+// A commit costs what its pages weigh: small pages, each of which holds a turn's list of ids or a few
+// publications.
+constexpr const char* kSetUp =
+    "PRAGMA page_size=1024;"
+    "PRAGMA locking_mode=EXCLUSIVE;"
+    "PRAGMA synchronous=OFF;"
+    "PRAGMA temp_store=MEMORY;"
+    "PRAGMA cache_size=-4096;"
+    "PRAGMA trusted_schema=OFF;";
+
+constexpr const char* kMakeSchema =
+    "BEGIN IMMEDIATE;"
+    "CREATE TABLE defaults(id INTEGER PRIMARY KEY, key TEXT NOT NULL UNIQUE, value BLOB NOT NULL);"
+    "CREATE TABLE clients(id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE, topics BLOB);"
+    "CREATE TABLE outbox(seq INTEGER PRIMARY KEY, client INTEGER NOT NULL, packet INTEGER NOT NULL,"
+    " retain INTEGER NOT NULL, topic TEXT NOT NULL, payload BLOB NOT NULL);"
+    "PRAGMA application_id=1483041872;"
+    "PRAGMA user_version=1;"
+    "COMMIT;";
+static_assert(kApplicationId == 1483041872 && SqliteConnection::kSchemaVersion == 1);
+
+bool isDamage(int code) {
+    const int primary = code & 0xff;
+    return primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB;
+}
+
+}  // namespace
+
+void SqliteConnection::Close::operator()(sqlite3* database) const {
+    sqlite3_close_v2(database);
+}
+
+SqliteConnection::~SqliteConnection() = default;
+
+NSError SqliteConnection::errorFor(int code) const {
+    const std::string cause = database_ ? sqlite3_errmsg(database_.get()) : sqlite3_errstr(code);
+    const std::string detail = " (" + cause + ")";
+    if (isDamage(code)) {
+        return makeStoreError(StoreErrorCode::Damaged, "the store " + path_ + " is damaged" + detail);
+    }
+    switch (code & 0xff) {
+        case SQLITE_BUSY:
+        case SQLITE_LOCKED:
+            return makeStoreError(StoreErrorCode::InUse,
+                                  "the store " + path_ + " is in use by another process");
+        case SQLITE_FULL:
+            return makeStoreError(StoreErrorCode::WriteFailed,
+                                  "the store " + path_ + " cannot grow: the disk is full" + detail);
+        case SQLITE_READONLY:
+            return makeStoreError(StoreErrorCode::WriteFailed,
+                                  "the store " + path_ + " cannot be written to" + detail);
+        case SQLITE_CANTOPEN:
+            return makeStoreError(StoreErrorCode::CannotOpen,
+                                  "the store " + path_ + " cannot be opened" + detail);
+        default: break;
+    }
+    return makeStoreError(StoreErrorCode::WriteFailed, "the store " + path_ + " failed" + detail);
+}
+
+int SqliteConnection::execute(const char* sql) {
+    return sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr);
+}
+
+Result<std::int64_t> SqliteConnection::ask(const char* sql) {
+    SqliteStatement question;
+    int code = question.prepare(database_.get(), sql);
+    if (code == SQLITE_OK) {
+        code = question.step();
+    }
+    if (code != SQLITE_ROW) {
+        return errorFor(code);
+    }
+    return question.integer(0);
+}
+
+Result<void> SqliteConnection::open(const std::string& path) {
+    path_ = path;
+    sqlite3* database = nullptr;
+    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
+    const int opened = sqlite3_open_v2(path.c_str(), &database, flags, sqliteWalVFSName());
+    database_.reset(database);
+    if (opened != SQLITE_OK) {
+        return errorFor(opened);
+    }
+    // Takes the place of SQLite's own checkpoints, which would run on the run loop.
+    sqlite3_wal_hook(
+        database,
+        [](void* self, sqlite3*, const char*, int frames) {
+            static_cast<SqliteConnection*>(self)->framesInLog_ = frames;
+            return SQLITE_OK;
+        },
+        this);
+    auto ready = setUp();
+    if (!ready) {
+        begin_ = {};
+        commit_ = {};
+        rollback_ = {};
+        database_.reset();
+    }
+    return ready;
+}
+
+Result<void> SqliteConnection::setUp() {
+    // Leaving the log behind makes closing cheap: no sync. The next opening reads it.
+    int isSet = 0;
+    sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, &isSet);
+    sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_DEFENSIVE, 1, &isSet);
+    if (const int code = execute(kSetUp); code != SQLITE_OK) {
+        return errorFor(code);
+    }
+    if (auto schema = checkOrMakeSchema(); !schema) {
+        return schema;
+    }
+    for (const auto& [statement, sql] : {std::pair(&begin_, "BEGIN IMMEDIATE"), std::pair(&commit_, "COMMIT"),
+                                         std::pair(&rollback_, "ROLLBACK")}) {
+        if (const int code = statement->prepare(database_.get(), sql); code != SQLITE_OK) {
+            return errorFor(code);
+        }
+    }
+    return {};
+}
+
+Result<void> SqliteConnection::checkOrMakeSchema() {
+    const auto version = ask("PRAGMA user_version");
+    if (!version) {
+        return version.error();
+    }
+    const auto application = ask("PRAGMA application_id");
+    if (!application) {
+        return application.error();
+    }
+    const auto tables = ask("SELECT count(*) FROM sqlite_schema");
+    if (!tables) {
+        return tables.error();
+    }
+    const bool isNew = version.value() == 0 && application.value() == 0 && tables.value() == 0;
+    if (!isNew && application.value() != kApplicationId) {
+        return makeStoreError(StoreErrorCode::NotAStore,
+                              "the file " + path_ + " is a database of another program; it is left as it is");
+    }
+    if (version.value() > kSchemaVersion) {
+        return makeStoreError(StoreErrorCode::NewerSchema,
+                              "the store " + path_ + " was written by a newer version (schema " +
+                                  std::to_string(version.value()) + ", this one knows " +
+                                  std::to_string(kSchemaVersion) + "); it is left as it is");
+    }
+    if (const int code = execute("PRAGMA journal_mode=WAL"); code != SQLITE_OK) {
+        return errorFor(code);
+    }
+    if (!isNew) {
+        return checkSoundness();
+    }
+    const int code = execute(kMakeSchema);
+    return code == SQLITE_OK ? Result<void>() : errorFor(code);
+}
+
+Result<void> SqliteConnection::checkSoundness() {
+    SqliteStatement check;
+    int code = check.prepare(database_.get(), "PRAGMA quick_check(1)");
+    if (code == SQLITE_OK) {
+        code = check.step();
+    }
+    if (code != SQLITE_ROW) {
+        return errorFor(code);
+    }
+    if (check.octets(0) != "ok") {
+        return makeStoreError(StoreErrorCode::Damaged,
+                              "the store " + path_ + " is damaged (" + std::string(check.octets(0)) + ")");
+    }
+    const auto tables = ask(
+        "SELECT count(*) FROM sqlite_schema WHERE type='table' AND name IN ('defaults','clients','outbox')");
+    if (!tables) {
+        return tables.error();
+    }
+    return tables.value() == 3 ? Result<void>()
+                               : makeStoreError(StoreErrorCode::Damaged,
+                                                "the store " + path_ + " is damaged (tables are missing)");
+}
+
+void SqliteConnection::giveUp() {
+    if (sqlite3_get_autocommit(database_.get()) == 0) {
+        (void)rollback_.run();
+    }
+}
+
+Result<void> SqliteConnection::checkpoint() {
+    int code = execute("PRAGMA synchronous=NORMAL");
+    if (code == SQLITE_OK) {
+        code =
+            sqlite3_wal_checkpoint_v2(database_.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
+    }
+    auto result = code == SQLITE_OK ? Result<void>() : errorFor(code);
+    if (result) {
+        framesInLog_ = 0;
+    }
+    (void)execute("PRAGMA synchronous=OFF");
+    return result;
+}
+
+}  // namespace xel

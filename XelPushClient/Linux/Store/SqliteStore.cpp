@@ -1,0 +1,282 @@
+#include "XelPushClient/Linux/Store/SqliteStore.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "XelPushClient/Linux/Process/ForkedChildren.h"
+#include "XelPushClient/Linux/Process/SerialWorker.h"
+#include "XelPushClient/Linux/Store/SqliteConnection.h"
+#include "XelPushClient/Linux/Store/StoreError.h"
+#include "XelPushClient/Linux/Store/StoreFolder.h"
+#include "XelPushClient/Platform/NSRunLoop.h"
+
+namespace xel {
+
+struct SqliteStore::Parts {
+    SqliteStoreOptions options;
+    std::string path;
+    std::optional<NSError> damageReport;
+    FileDescriptor ownership;
+    FileDescriptor log;  // for syncs, which need no connection
+
+    std::mutex connectionMutex;
+    std::condition_variable becameFree;
+    SqliteConnection connection;  // guarded by connectionMutex, like the three below
+    SqliteCommitRider* rider = nullptr;
+    bool isInTransaction = false;
+    bool isRiding = false;
+
+    std::atomic<bool> isCheckpointPlanned = false;
+
+    // Set while the background thread wants the connection or has it; cleared with both mutexes held.
+    std::atomic<bool> isBusy = false;
+
+    std::mutex waitersMutex;
+    std::vector<std::function<void()>> whenFree;        // guarded by waitersMutex
+    std::vector<std::function<void(bool)>> whenSynced;  // guarded by waitersMutex
+
+    // Last: its thread uses what is above and is gone before that is.
+    SerialWorker worker{"xel-store"};
+};
+
+namespace {
+
+/// A file of no octets beside a log that holds some has lost its contents.
+bool hasLostItsContents(const std::string& path) {
+    struct stat database {};
+    struct stat log {};
+    return stat(path.c_str(), &database) == 0 && database.st_size == 0 &&
+           stat((path + "-wal").c_str(), &log) == 0 && log.st_size > 0;
+}
+
+Result<void> openSound(SqliteConnection& connection, const std::string& path) {
+    if (hasLostItsContents(path)) {
+        return makeStoreError(StoreErrorCode::Damaged,
+                              "the store " + path + " is damaged (the file is empty)");
+    }
+    if (auto file = makePrivateFile(path); !file) {
+        return file;
+    }
+    return connection.open(path);
+}
+
+bool isDamage(const NSError& error) {
+    return error.code == static_cast<std::int64_t>(StoreErrorCode::Damaged);
+}
+
+}  // namespace
+
+Result<std::shared_ptr<SqliteStore>> SqliteStore::open(SqliteStoreOptions options) {
+    auto parts = std::make_unique<Parts>();
+    parts->options = std::move(options);
+    const std::string& folder = parts->options.folder;
+    parts->path = folder + "/" + parts->options.name + ".db";
+    if (auto made = makeStoreFolder(folder); !made) {
+        return made.error();
+    }
+    if (auto ours = refuseForeignFolder(folder); !ours) {
+        return ours.error();
+    }
+    auto ownership = takeOwnership(folder + "/" + parts->options.name + ".lock");
+    if (!ownership) {
+        return ownership.error();
+    }
+    parts->ownership = std::move(ownership).value();
+
+    auto opened = openSound(parts->connection, parts->path);
+    if (!opened && isDamage(opened.error())) {
+        const auto aside = setAside(parts->path);
+        if (!aside) {
+            return aside.error();
+        }
+        parts->damageReport = makeStoreError(
+            StoreErrorCode::Damaged, opened.error().localizedDescription() + "; it was set aside as " +
+                                         aside.value() + " and a new one made");
+        opened = openSound(parts->connection, parts->path);
+    }
+    if (!opened) {
+        return opened.error();
+    }
+    parts->log = FileDescriptor(::open((parts->path + "-wal").c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
+    if (!parts->log.isOpen()) {
+        return makeStoreError(StoreErrorCode::CannotOpen,
+                              "the log of the store " + parts->path + " cannot be opened");
+    }
+    syncFolder(folder);
+    const auto store = ownedByThisProcess(std::unique_ptr<SqliteStore>(new SqliteStore(std::move(parts))));
+    if (store->damageReport()) {
+        store->report(*store->damageReport());
+    }
+    return store;
+}
+
+SqliteStore::SqliteStore(std::unique_ptr<Parts> parts) : parts_(std::move(parts)) {}
+
+SqliteStore::~SqliteStore() = default;
+
+const std::optional<NSError>& SqliteStore::damageReport() const {
+    return parts_->damageReport;
+}
+const std::string& SqliteStore::path() const {
+    return parts_->path;
+}
+Durability SqliteStore::durability() const {
+    return parts_->options.durability;
+}
+const std::shared_ptr<NSRunLoop>& SqliteStore::runLoop() const {
+    return parts_->options.runLoop;
+}
+sqlite3* SqliteStore::connection() const {
+    return parts_->connection.handle();
+}
+NSError SqliteStore::errorFor(int code) const {
+    return parts_->connection.errorFor(code);
+}
+
+// The background thread goes first: a busy caller could keep it out for long.
+SqliteStore::Access::Access(SqliteStore& store) : store_(store) {
+    store_.parts_->connectionMutex.lock();
+    store_.waitWhile(store_.parts_->isBusy);
+}
+SqliteStore::Access::~Access() {
+    store_.parts_->connectionMutex.unlock();
+}
+
+void SqliteStore::waitWhile(const std::atomic<bool>& flag) {
+    if (flag) {
+        std::unique_lock lock(parts_->connectionMutex, std::adopt_lock);
+        parts_->becameFree.wait(lock, [&flag] { return !flag; });
+        (void)lock.release();
+    }
+}
+
+void SqliteStore::setRider(SqliteCommitRider* rider) {
+    const Access access(*this);
+    parts_->rider = rider;
+}
+
+void SqliteStore::report(const NSError& problem) const {
+    if (parts_->options.problemHandler) {
+        parts_->options.problemHandler(problem);
+    }
+}
+
+int SqliteStore::beginCommit(bool isSingleStatement) {
+    Parts& parts = *parts_;
+    parts.isRiding = parts.rider != nullptr && parts.rider->wantsToRide();
+    parts.isInTransaction = !isSingleStatement || parts.isRiding;
+    if (!parts.isInTransaction) {
+        return kSuccess;
+    }
+    const int code = parts.connection.begin();
+    return code == kSuccess && parts.isRiding ? parts.rider->ride() : code;
+}
+
+Result<void> SqliteStore::endCommit(int code) {
+    Parts& parts = *parts_;
+    if (code == kSuccess && parts.isInTransaction) {
+        code = parts.connection.end();
+    }
+    if (code != kSuccess) {
+        auto error = parts.connection.errorFor(code);
+        parts.connection.giveUp();
+        report(error);
+        return error;
+    }
+    if (parts.isRiding) {
+        parts.rider->arrive();
+    }
+    const int frames = parts.connection.framesInLog();
+    if (frames >= kFramesBeforeCheckpoint && !parts.isCheckpointPlanned.exchange(true)) {
+        parts.worker.add([this] { carryLogOver(); });
+    }
+    if (frames >= kMostFrames) {
+        waitWhile(parts.isCheckpointPlanned);
+    }
+    return {};
+}
+
+void SqliteStore::carryLogOver() {
+    Parts& parts = *parts_;
+    // Most of the waiting for the disk happens here, where it holds nobody up.
+    (void)fdatasync(parts.log.number());
+    parts.isBusy = true;
+    std::vector<std::function<void()>> waiters;
+    {
+        const std::lock_guard connectionLock(parts.connectionMutex);
+        auto carried = parts.connection.checkpoint();
+        // The log is now marked empty. Before new frames follow, the disk must know.
+        if (carried && fdatasync(parts.log.number()) != 0) {
+            carried =
+                makeStoreError(StoreErrorCode::WriteFailed, "the log of " + parts.path + " cannot be synced");
+        }
+        if (!carried) {
+            report(carried.error());
+        }
+        const std::lock_guard waitersLock(parts.waitersMutex);
+        parts.isBusy = false;
+        parts.isCheckpointPlanned = false;
+        waiters.swap(parts.whenFree);
+    }
+    parts.becameFree.notify_all();
+    for (auto& waiter : waiters) {
+        parts.options.runLoop->post(std::move(waiter));
+    }
+}
+
+bool SqliteStore::isBusy() const {
+    return parts_->isBusy.load();
+}
+
+bool SqliteStore::postponeWhileBusy(std::function<void()> block) {
+    Parts& parts = *parts_;
+    if (!parts.isBusy.load() || !parts.options.runLoop) {
+        return false;
+    }
+    const std::lock_guard lock(parts.waitersMutex);
+    if (!parts.isBusy) {
+        return false;
+    }
+    parts.whenFree.push_back(std::move(block));
+    return true;
+}
+
+void SqliteStore::syncLog(std::function<void(bool)> done) {
+    Parts& parts = *parts_;
+    if (!parts.options.runLoop) {
+        done(fdatasync(parts.log.number()) == 0);
+        return;
+    }
+    const std::lock_guard lock(parts.waitersMutex);
+    parts.whenSynced.push_back(std::move(done));
+    if (parts.whenSynced.size() == 1) {
+        parts.worker.add([this] { syncForWaiters(); });
+    }
+}
+
+void SqliteStore::syncForWaiters() {
+    Parts& parts = *parts_;
+    std::vector<std::function<void(bool)>> waiters;
+    {
+        const std::lock_guard lock(parts.waitersMutex);
+        waiters.swap(parts.whenSynced);
+    }
+    const bool isSynced = fdatasync(parts.log.number()) == 0;
+    if (!isSynced) {
+        report(makeStoreError(StoreErrorCode::WriteFailed, "the log of " + parts.path + " cannot be synced"));
+    }
+    parts.options.runLoop->post([waiters = std::move(waiters), isSynced] {
+        for (const auto& waiter : waiters) {
+            waiter(isSynced);
+        }
+    });
+}
+
+}  // namespace xel

@@ -1,0 +1,151 @@
+#include "XelPushClient/Linux/Stream/TLSEngine.h"
+
+#include <utility>
+
+#include <openssl/bio.h>
+#include <openssl/err.h>
+#include <openssl/ssl.h>
+#include <openssl/x509_vfy.h>
+
+#include "XelPushClient/Linux/Stream/TLSErrors.h"
+#include "XelPushClient/Linux/Stream/TLSHostName.h"
+
+namespace xel {
+
+void TLSEngine::Free::operator()(ssl_st* connection) const {
+    SSL_free(connection);
+}
+
+TLSEngine::TLSEngine(std::shared_ptr<TLSContext> context, std::string host)
+    : context_(std::move(context)), host_(std::move(host)) {
+    // The dot that ends a full name is no part of it in a certificate, nor in a server name (RFC 6066 section
+    // 3).
+    if (host_.size() > 1 && host_.back() == '.') {
+        host_.pop_back();
+    }
+}
+
+TLSEngine::~TLSEngine() = default;
+
+bool TLSEngine::setUp() {
+    const auto context = context_->native();
+    if (!context) {
+        fail(context.error().localizedDescription());
+        return false;
+    }
+    connection_.reset(SSL_new(context.value()));
+    incoming_ = BIO_new(BIO_s_mem());
+    outgoing_ = BIO_new(BIO_s_mem());
+    if (!connection_ || incoming_ == nullptr || outgoing_ == nullptr) {
+        BIO_free(incoming_);
+        BIO_free(outgoing_);
+        fail("there is not enough memory for a TLS connection");
+        return false;
+    }
+    BIO_set_mem_eof_return(incoming_, -1);
+    SSL_set_bio(connection_.get(), incoming_, outgoing_);
+    SSL_set_connect_state(connection_.get());
+
+    if (!expectHost(connection_.get(), host_)) {
+        connection_.reset();
+        fail("the host's name cannot be verified");
+        return false;
+    }
+    return true;
+}
+
+TLSEngine::Progress TLSEngine::shakeHands(std::string_view received, std::string& toSend) {
+    ERR_clear_error();
+    if (!connection_ && !setUp()) {
+        return Progress::Failed;
+    }
+    take(received);
+    const int result = SSL_do_handshake(connection_.get());
+    const int error = SSL_get_error(connection_.get(), result);
+    collect(toSend);
+    if (result == 1) {
+        return Progress::Done;
+    }
+    if (error == SSL_ERROR_WANT_READ || error == SSL_ERROR_WANT_WRITE) {
+        return Progress::NeedsMore;
+    }
+    const long verified = SSL_get_verify_result(connection_.get());
+    isCertificateRefused_ = verified != X509_V_OK;
+    return fail(isCertificateRefused_ ? describeRefusedCertificate(verified) : describeFailedHandshake());
+}
+
+void TLSEngine::take(std::string_view received) {
+    if (!received.empty()) {
+        // A memory BIO takes everything, or throws the process out of memory with the rest.
+        (void)BIO_write(incoming_, received.data(), static_cast<int>(received.size()));
+        mayHoldMore_ = true;
+    }
+}
+
+TLSEngine::Progress TLSEngine::decrypt(std::span<char> buffer, std::size_t& count, std::string& toSend) {
+    ERR_clear_error();
+    count = 0;
+    int error = SSL_ERROR_NONE;
+    while (count < buffer.size()) {
+        std::size_t part = 0;
+        const int result =
+            SSL_read_ex(connection_.get(), buffer.data() + count, buffer.size() - count, &part);
+        if (result != 1) {
+            error = SSL_get_error(connection_.get(), result);
+            break;
+        }
+        count += part;
+    }
+    mayHoldMore_ = error != SSL_ERROR_WANT_READ;
+    // Reading may answer the peer, when it renews its keys (RFC 8446 section 4.6.3).
+    collect(toSend);
+    if (count > 0) {
+        return Progress::Done;
+    }
+    switch (error) {
+        case SSL_ERROR_WANT_READ:
+        case SSL_ERROR_WANT_WRITE: return Progress::NeedsMore;
+        case SSL_ERROR_ZERO_RETURN: return Progress::Ended;
+        default: return fail("what it sent breaks the rules of TLS (" + describeOpenSSLErrors() + ")");
+    }
+}
+
+bool TLSEngine::encrypt(std::string_view octets, std::string& toSend) {
+    ERR_clear_error();
+    while (!octets.empty()) {
+        std::size_t written = 0;
+        if (SSL_write_ex(connection_.get(), octets.data(), octets.size(), &written) != 1) {
+            collect(toSend);
+            fail("TLS could not send (" + describeOpenSSLErrors() + ")");
+            return false;
+        }
+        octets.remove_prefix(written);
+    }
+    collect(toSend);
+    return true;
+}
+
+void TLSEngine::end(std::string& toSend) {
+    ERR_clear_error();
+    (void)SSL_shutdown(connection_.get());
+    ERR_clear_error();
+    collect(toSend);
+}
+
+void TLSEngine::collect(std::string& toSend) {
+    char* octets = nullptr;
+    const long count = BIO_get_mem_data(outgoing_, &octets);
+    if (count > 0) {
+        toSend.append(octets, static_cast<std::size_t>(count));
+        (void)BIO_reset(outgoing_);
+    }
+}
+
+TLSEngine::Progress TLSEngine::fail(std::string why) {
+    if (failure_.empty()) {
+        failure_ = std::move(why);
+    }
+    return Progress::Failed;
+}
+
+}  // namespace xel

@@ -1,0 +1,168 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "XelPushClient/Testing/Broker/FakeBrokerPackets.h"
+#include "XelPushClient/Testing/FakeNetwork.h"
+#include "XelPushClient/Testing/FakeRunLoop.h"
+
+namespace xel {
+
+/// A publication on its way to a client.
+struct FakeBrokerPublication {
+    std::string topic;
+    std::string payload;
+    int qos = 1;
+    bool retain = false;
+};
+
+/// One packet that a client sent.
+struct FakeBrokerRecord {
+    std::string clientId;
+    FakeBrokerPacket packet;
+    FakeRunLoop::Duration time{0};  ///< the loop's `elapsed` when it arrived
+};
+
+/// A broker (MQTT 3.1.1, quality of service 0 and 1) at the far end of a `FakeNetwork`.
+///
+/// Keeps a session for each client id that asks for one: subscriptions, some unacknowledged publications
+/// (20, unless told otherwise) in flight, the rest queued in order, also while the client is away, and sent
+/// again with the duplicate flag after it has come back. A client that breaks the protocol loses its
+/// connection, and `faults` tells. Thread: the run loop it was made with.
+class FakeBroker {
+public:
+    /// Takes every connection of the network from now on. Both outlive the broker.
+    FakeBroker(FakeNetwork& network, FakeRunLoop& runLoop);
+    ~FakeBroker();
+    FakeBroker(const FakeBroker&) = delete;
+    FakeBroker& operator=(const FakeBroker&) = delete;
+
+    // What it answers.
+
+    /// While not listening, connection attempts fail (ConnectFailed).
+    void setListening(bool isListening) { isListening_ = isListening; }
+    /// The next attempts wait, neither accepted nor refused, until `acceptWaitingConnections`.
+    void setHoldingConnections(bool isHolding) { isHoldingConnections_ = isHolding; }
+    void acceptWaitingConnections();
+    /// The error of the transport that attempts fail with; none: they succeed.
+    void setConnectFailure(std::optional<std::pair<ByteStreamErrorCode, std::string>> failure) {
+        connectFailure_ = std::move(failure);
+    }
+    /// The return code of CONNACK; 0 accepts. 4 and 5 refuse the identity.
+    void setConnectReturnCode(std::uint8_t code) { connectReturnCode_ = code; }
+    /// Only this identity is accepted; others get return code 4.
+    void setCredentials(std::string userName, std::string password) {
+        credentials_.emplace(std::move(userName), std::move(password));
+    }
+    /// What a subscription to the topic is answered with: 0, 1, or 0x80 for a refusal. Otherwise what was
+    /// asked for.
+    void setGrantedCode(std::string topic, std::uint8_t code) { grantedCodes_[std::move(topic)] = code; }
+    void clearGrantedCodes() { grantedCodes_.clear(); }
+    /// Withholds answers of that kind (ConnAck, PubAck, SubAck, UnsubAck, PingResp) until `releaseWithheld`.
+    void setWithholding(FakeBrokerPacketType answer, bool isWithholding);
+    enum class Order { AsAsked, Reversed };
+    /// Sends what was withheld of that kind, and answers at once from then on.
+    void releaseWithheld(FakeBrokerPacketType answer, Order order = Order::AsAsked);
+    /// Takes no PUBLISH on the topic and no SUBSCRIBE with it: it ends the connection instead, unanswered, as
+    /// MQTT 3.1.1 section 3.3.5 lets a broker do.
+    void setEndingOn(std::string topic, bool isEnding);
+    /// Ends the connection of everybody who publishes, as a broker whose disk is full may.
+    void setEndingOnEveryPublication(bool isEnding) { isEndingOnEveryPublication_ = isEnding; }
+    /// At most so many publications are sent to a client before it has acknowledged some.
+    void setMostInFlight(std::size_t most) { mostInFlight_ = most; }
+    /// Loses every PUBACK of the clients', as a connection does that ends before they arrive.
+    void setLosingAcknowledgements(bool isLosing) { isLosingAcknowledgements_ = isLosing; }
+    /// At most so many octets reach a client in one read, on connections from now on.
+    void setMostOctetsPerRead(std::size_t most) { mostOctetsPerRead_ = most; }
+
+    // What it does by itself.
+
+    /// Publishes to every session that subscribed to the topic, now or when its client comes back.
+    void publish(const FakeBrokerPublication& publication);
+    /// Publishes to one client's session whatever it subscribed to. False when there is no such session.
+    bool publishTo(std::string_view clientId, const FakeBrokerPublication& publication);
+    /// Sends octets as they are to every connected client: for packets that break the rules.
+    void sendOctets(std::string_view octets);
+    /// Loses every connection, as a network does (ConnectionLost).
+    void dropConnections();
+    /// Breaks every connection off (ConnectionReset), as a broker does that is killed.
+    void resetConnections();
+    /// Ends every connection in order, as a broker that shuts down does.
+    void endConnections();
+    /// Forgets every session and retained message, as a broker restarted without persistence.
+    void forgetSessions();
+
+    // What it has seen.
+
+    [[nodiscard]] const std::vector<FakeBrokerRecord>& records() const { return records_; }
+    [[nodiscard]] std::vector<FakeBrokerPacket> packetsOfType(FakeBrokerPacketType type) const;
+    void clearRecords() { records_.clear(); }
+    /// Breaches of the protocol by clients. A test that expects none says so at its end.
+    [[nodiscard]] const std::vector<std::string>& faults() const { return faults_; }
+    [[nodiscard]] bool isConnected(std::string_view clientId) const;
+    [[nodiscard]] std::size_t connectedCount() const;
+    [[nodiscard]] bool hasSession(std::string_view clientId) const { return sessions_.contains(clientId); }
+    [[nodiscard]] TopicTable subscriptionsOf(std::string_view clientId) const;
+    /// Publications to that client which it has not acknowledged, in flight and queued.
+    [[nodiscard]] std::size_t unacknowledgedCount(std::string_view clientId) const;
+
+private:
+    struct Session;
+    struct Client;
+    using ClientPointer = std::shared_ptr<Client>;
+
+    void take(const std::shared_ptr<FakeConnection>& connection);
+    void accept(const std::shared_ptr<FakeConnection>& connection);
+    void takeOctets(const ClientPointer& client, std::string_view octets);
+    void takePacket(const ClientPointer& client, const FakeBrokerPacket& packet);
+    void takeConnect(const ClientPointer& client, const FakeBrokerConnect& connect);
+    void takePublish(const ClientPointer& client, const FakeBrokerPacket& packet);
+    void takePubAck(const ClientPointer& client, std::uint16_t packetId);
+    void takeSubscribe(const ClientPointer& client, const FakeBrokerPacket& packet);
+    void takeUnsubscribe(const ClientPointer& client, const FakeBrokerPacket& packet);
+    void resumeSession(const ClientPointer& client);
+    void answer(const ClientPointer& client, FakeBrokerPacketType type, std::string octets);
+    void enqueue(Session& session, FakeBrokerPublication publication);
+    void sendQueued(Session& session);
+    void route(const FakeBrokerPublication& publication);
+    [[nodiscard]] bool endsConnectionOn(const FakeBrokerPacket& packet) const;
+    void loseConnections(ByteStreamErrorCode code);
+    void breach(const ClientPointer& client, std::string_view fault);
+    void forgetClient(const ClientPointer& client);
+    void watchKeepAlive(const ClientPointer& client);
+
+    FakeNetwork& network_;
+    FakeRunLoop& runLoop_;
+    std::map<std::string, std::shared_ptr<Session>, std::less<>> sessions_;
+    std::vector<ClientPointer> clients_;
+    std::vector<std::shared_ptr<FakeConnection>> waiting_;
+    std::map<std::string, FakeBrokerPublication> retained_;
+    std::map<std::string, std::uint8_t, std::less<>> grantedCodes_;
+    std::set<FakeBrokerPacketType> withholding_;
+    std::vector<std::pair<FakeBrokerPacketType, std::pair<std::weak_ptr<Client>, std::string>>> withheld_;
+    std::optional<std::pair<std::string, std::string>> credentials_;
+    std::optional<std::pair<ByteStreamErrorCode, std::string>> connectFailure_;
+    std::uint8_t connectReturnCode_ = 0;
+    std::set<std::string, std::less<>> endingOn_;
+    bool isEndingOnEveryPublication_ = false;
+    std::size_t mostInFlight_ = 20;
+    bool isLosingAcknowledgements_ = false;
+    std::size_t mostOctetsPerRead_ = 65536;
+    bool isListening_ = true;
+    bool isHoldingConnections_ = false;
+    std::vector<FakeBrokerRecord> records_;
+    std::vector<std::string> faults_;
+    std::shared_ptr<FakeBroker*> self_;
+};
+
+}  // namespace xel

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "sandbox/broker/Broker.h"
+#include "sandbox/state/ServerCertificate.h"
+
+namespace xel::sandbox {
+
+class StateFolder;
+struct Credentials;
+struct SandboxOptions;
+
+/// How to start the broker, but for its ports; writes its password file. Throws SandboxError when the address
+/// is not on the loopback interface, or the broker or its plugin is missing.
+Broker::Settings prepareBroker(const SandboxOptions& options, const StateFolder& folder,
+                               const Credentials& credentials, const ServerCertificateFiles& certificate);
+
+/// Fills in the two ports: those of the options, or free ones for 0. Throws PortTakenError or SandboxError.
+void claimBrokerPorts(const SandboxOptions& options, BrokerConfiguration& configuration);
+
+}  // namespace xel::sandbox

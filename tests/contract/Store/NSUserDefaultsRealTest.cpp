@@ -1,0 +1,51 @@
+#include <chrono>
+#include <functional>
+
+#include "XelPushClient/Linux/Loop/AsioRunLoop.h"
+#include "tests/contract/Store/NSUserDefaultsContract.h"
+#include "tests/contract/Store/SqliteHome.h"
+
+namespace xel::contract {
+namespace {
+
+class SqliteSubject {
+public:
+    std::shared_ptr<NSUserDefaults> open() { return home_.openDefaults(); }
+    bool runUntil(const std::function<bool()>& done) { return done(); }
+    void setFailingCommits(bool isFailing) { home_.setFailingCommits(isFailing); }
+
+private:
+    SqliteHome home_;
+};
+
+/// Turns that survive a power cut, which are answered later on the run loop.
+class SyncingSqliteSubject {
+public:
+    std::shared_ptr<NSUserDefaults> open() {
+        auto options = home_.options();
+        options.durability = Durability::PowerCut;
+        options.runLoop = loop_;
+        auto store = SqliteStore::open(options);
+        return store ? SqliteUserDefaults::load(store.value()).value() : nullptr;
+    }
+    bool runUntil(const std::function<bool()>& done) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (!done() && std::chrono::steady_clock::now() < deadline) {
+            loop_->scheduleTimer(std::chrono::milliseconds(1), [this] { loop_->stop(); });
+            loop_->run();
+        }
+        return done();
+    }
+    void setFailingCommits(bool isFailing) { home_.setFailingCommits(isFailing); }
+
+private:
+    SqliteHome home_;
+    std::shared_ptr<AsioRunLoop> loop_ = std::make_shared<AsioRunLoop>();
+};
+
+}  // namespace
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Sqlite, NSUserDefaultsContract, SqliteSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(SqliteSurvivingPowerCuts, NSUserDefaultsContract, SyncingSqliteSubject);
+
+}  // namespace xel::contract

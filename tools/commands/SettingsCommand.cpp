@@ -1,0 +1,41 @@
+#include <memory>
+#include <string>
+
+#include "tools/commands/Commands.h"
+#include "tools/runs/SettingsRun.h"
+
+namespace xel::tools {
+
+namespace {
+
+CLI::Option* addSwitch(CLI::App& command, const char* name, std::optional<bool>& target, const char* help) {
+    return command
+        .add_option_function<std::string>(
+            name, [&target](const std::string& text) { target = text == "on"; }, help)
+        ->check(CLI::IsMember({"on", "off"}));
+}
+
+}  // namespace
+
+void addSettingsCommand(CLI::App& program) {
+    const auto options = std::make_shared<SettingsOptions>();
+    CLI::App* command =
+        program.add_subcommand("settings", "Show the settings that a client keeps, or change them");
+    CLI::Option* channel =
+        command->add_option("--channel", options->channel, "The channel whose notifications are set")
+            ->type_name("NAME");
+    command->add_option("--sound", options->sound, "The sound of its notifications")
+        ->needs(channel)
+        ->capture_default_str()
+        ->type_name("NAME");
+    CLI::Option* alert =
+        addSwitch(*command, "--alert", options->alert, "Whether it is notified of at all")->needs(channel);
+    channel->needs(alert);
+    addSwitch(*command, "--location-on-launch", options->locationOnLaunch,
+              "Whether the client reports its location at every launch");
+    addActionOptions(*command, options->client);
+    addKindOption(*command, options->client);
+    command->callback([options] { SettingsRun(*options, findService(options->client.service)).run(); });
+}
+
+}  // namespace xel::tools

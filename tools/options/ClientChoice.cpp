@@ -1,0 +1,52 @@
+#include "tools/options/ClientChoice.h"
+
+#include <map>
+
+#include "tools/options/DurationOption.h"
+#include "tools/output/ExitCode.h"
+
+namespace xel::tools {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kPatience = 30s;
+
+}  // namespace
+
+void addClientOptions(CLI::App& command, ClientChoice& choice) {
+    command.footer(kExitCodesHelp);
+    command.add_option("--user", choice.user, "The user id to act as")->required()->type_name("ID");
+    command.add_flag("--plain", choice.usingPlainMQTT, "Connect to the broker without TLS");
+    command.add_flag("--json", choice.json, "Print one JSON object a line");
+    command.add_option("--state-folder", choice.stateFolder, "Where this client keeps its state")
+        ->type_name("FOLDER");
+    command.add_flag("--verbose,-v", choice.verbose, "Show the client's log on standard error");
+    addServiceOptions(command, choice.service);
+    addBrokerOptions(command, choice.service);
+}
+
+void addActionOptions(CLI::App& command, ClientChoice& choice) {
+    addClientOptions(command, choice);
+    choice.timeout = kPatience;
+    addDurationOption(command, "--timeout", choice.timeout, "Give up after so long, with exit code 3 or 5")
+        ->default_str("30s");
+}
+
+void addKindOption(CLI::App& command, ClientChoice& choice) {
+    static const std::map<std::string, ClientKind> kKinds{{"listen", ClientKind::Listening},
+                                                          {"command", ClientKind::Acting}};
+    choice.kind = ClientKind::Listening;
+    command
+        .add_option("--client", choice.kind,
+                    "Which of the user's clients: the one that listens, or the one of the other commands")
+        ->transform(CLI::CheckedTransformer(kKinds).description("listen|command"))
+        ->default_str("listen");
+}
+
+std::string homeNameOf(ClientKind kind, const std::string& user) {
+    return (kind == ClientKind::Listening ? "listen-" : "command-") + user;
+}
+
+}  // namespace xel::tools
