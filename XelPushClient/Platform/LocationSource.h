@@ -43,8 +43,9 @@ protected:
 /// - An error ends the updates: nothing follows it. While there is no fix yet, nothing comes: who waits sets
 ///   the limit.
 /// - Several updates may run at once and do not disturb each other.
-/// Fixes are passed on as they come: their age, place and accuracy are the receiver's to check. An accuracy
-/// or speed that the service does not know is -1.
+/// - Fixes are passed on as they come: their age, place and accuracy are the receiver's to check. An accuracy
+///   or speed that the service does not know is -1.
+///
 /// Thread: the machine's run loop.
 class LocationSource {
 public:

@@ -6,8 +6,7 @@
 
 namespace xel {
 
-/// A scheduled call on a run loop. Dropping the handle does not cancel the call: the timer belongs to its
-/// loop.
+/// A scheduled call on a run loop. The timer belongs to its loop: dropping the handle does not cancel it.
 class NSTimer {
 public:
     virtual ~NSTimer() = default;
@@ -26,7 +25,7 @@ public:
 /// - `post` may be called from any thread. Blocks run one at a time, first in, first out, on the loop's
 ///   thread, and never inside `post`, not even when it is called on that thread.
 /// - A block that throws ends `run` with that exception; what was posted behind it stays for the next `run`.
-/// - Timers run on the loop's thread, at their time or later, earlier deadlines first, equal ones in the
+/// - Timers run on the loop's thread, at their time or later: earlier deadlines first, equal ones in the
 ///   order in which they were scheduled. `scheduleTimer` is called on the loop's thread, or before the loop
 ///   runs.
 /// - A loop that is destroyed inside one of its own blocks or timers ends the process, with a line on

@@ -14,12 +14,12 @@ namespace xel {
 ///
 /// Contract:
 /// - Reads see the latest write of this process at once, whether it was synchronised or not.
-/// - `synchronize` writes every change that is not yet stored, in one commit, and answers truly. True means
-/// that a
-///   process killed at once afterwards finds the changes at its next start. After false the changes stay in
-///   memory, are seen by reads, and are tried again by the next `synchronize`.
+/// - `synchronize` writes every change that is not yet stored, in one commit. True: a process that is killed
+///   right after it finds the changes at its next start. False: the changes stay in memory, reads see them,
+///   and the next `synchronize` tries again.
 /// - A `Value` is stored whole: every kind, also dates and octets, comes back equal.
 /// - One process at a time owns a store; opening one that is owned is an error at opening, not here.
+///
 /// Thread: reads from any thread; writes and `synchronize` on the home's run loop.
 class NSUserDefaults {
 public:

@@ -14,8 +14,7 @@ namespace xel {
 void setDevelopmentEnvironment(bool development);
 
 /// The production host of an application: each has its own subdomain, named by the part of its id before the
-/// first
-/// "-demo"; the service's own demonstration application uses the production host itself.
+/// first "-demo"; the service's own demonstration application uses the production host itself.
 [[nodiscard]] std::string productionHost(const Endpoints& endpoints, const std::optional<std::string>& appId);
 
 struct BrokerAddress {

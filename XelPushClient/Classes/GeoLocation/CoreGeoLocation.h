@@ -66,9 +66,10 @@ public:
     /// number. `expireTs`: when it is over, in milliseconds since 1970; 0 or less: never. A time in the past
     /// ends it at once, on the run loop's next turn. The messages, each at most 4096 octets as JSON, are
     /// raised as local notifications when they are texts, or dictionaries with texts under "title" and
-    /// "body". Refused
-    /// (`NotValid`): a centre that is no place, a radius that is not above 0 and at most 10,000 km, an
-    /// identifier that is empty or longer than 255 octets. With 100 regions the oldest is given up.
+    /// "body".
+    ///
+    /// Refused (`NotValid`): a centre that is no place, a radius that is not above 0 and at most 10,000 km,
+    /// an identifier that is empty or longer than 255 octets. With 100 regions the oldest is given up.
     Result<void> startMonitoringRegion(const CLCircularRegion& region, std::int64_t expireCount,
                                        double expireTs, Value enterMessage, Value exitMessage);
     /// Goes by the identifier; harmless for a region that is not watched.

@@ -7,12 +7,11 @@ namespace xel {
 ///
 /// It is the machine's own file system, with two differences for the write-ahead log:
 /// - SQLite writes a frame's header and its page by one system call each. Here what a transaction appends is
-/// gathered and
-///   leaves in one, together with the frame that commits it, so that a killed process loses no commit.
+///   gathered and leaves in one, together with the frame that commits it, so that a killed process loses no
+///   commit.
 /// - Truncating the log to nothing, as the end of a checkpoint does, only makes its header invalid: the
-/// blocks stay in
-///   the file, and in memory, and are written again, which is far cheaper than fresh ones. A log beyond
-///   `kLargestKeptLog` octets is truncated all the same.
+///   blocks stay in the file, and in memory, and are written again, which is far cheaper than fresh ones.
+///   A log beyond `kLargestKeptLog` octets is truncated all the same.
 [[nodiscard]] const char* sqliteWalVFSName();
 
 inline constexpr long long kLargestKeptLog = 16LL * 1024 * 1024;

@@ -19,7 +19,7 @@ namespace xel::contract {
 /// - `bool runUntil(std::function<bool()> done)`: drives the loop until done; false: it never was;
 /// - `std::string baseURL()`: the server's, without a slash at its end;
 /// - `void serve(std::string method, std::string path, int status, std::string body)`: answers all such
-/// requests;
+///   requests;
 /// - `std::vector<HTTPRequest> seen()`: what the server received; headers may be left out;
 /// - `std::string refusedURL()`: a URL where nobody listens, without a query.
 template <class Subject>

@@ -39,8 +39,8 @@ public:
 /// What every byte stream owes over plain TCP. A subject is default constructible, listens with a peer that
 /// takes one connection, and has
 /// - `ByteStreamFactory& factory()`, `NSRunLoop& loop()`;
-/// - `bool runUntil(std::function<bool()> done)`: drives the loop and the peer until done; false: it never
-/// was;
+/// - `bool runUntil(std::function<bool()> done)`: drives the loop and the peer until done; false: it
+///   never was;
 /// - `void runForAWhile()`: drives both for as long as a stray callback could take to come;
 /// - `std::string host()`, `std::uint16_t port()`: where the peer listens;
 /// - `std::uint16_t closedPort()`: where nobody listens;
