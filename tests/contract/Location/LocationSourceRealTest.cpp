@@ -11,7 +11,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// A machine without a system bus. With a real service the contract is among the integration tests.
+/// A machine without a system bus, on which every start is refused: there is nothing to move and no service
+/// to end. With a real service the contract is among the integration tests.
 class NoServiceSubject {
 public:
     static const char* whyNot() { return nullptr; }

@@ -23,19 +23,43 @@ TEST(ThreadOperationQueue, RefusesACountThatIsNone) {
     }
 }
 
+/// Drops its queue when it goes itself, and says whether the queue has gone then.
+struct LastHolder {
+    std::shared_ptr<ThreadOperationQueue> queue = std::make_shared<ThreadOperationQueue>("queue", 1);
+    std::promise<bool> isGone;
+
+    LastHolder() = default;
+    LastHolder(const LastHolder&) = delete;
+    LastHolder& operator=(const LastHolder&) = delete;
+    ~LastHolder() {
+        const std::weak_ptr<ThreadOperationQueue> dropped = queue;
+        queue.reset();
+        isGone.set_value(dropped.expired());
+    }
+};
+
 TEST(ThreadOperationQueue, MayBeDroppedByItsOwnOperation) {
-    auto queue = std::make_shared<ThreadOperationQueue>("queue", 1);
-    std::promise<void> added;
-    std::promise<void> done;
-    ThreadOperationQueue& reference = *queue;
-    reference.addOperationWithBlock(
-        [&done, mayGo = added.get_future().share(), queue = std::move(queue)]() mutable {
-            mayGo.wait();
-            queue.reset();
-            done.set_value();
-        });
-    added.set_value();
-    done.get_future().wait();
+    for (const bool isHeldToItsEnd : {false, true}) {
+        auto holder = std::make_shared<LastHolder>();
+        ThreadOperationQueue& queue = *holder->queue;
+        auto isGone = holder->isGone.get_future();
+        std::promise<void> mayBegin;
+        queue.addOperationWithBlock(
+            [isHeldToItsEnd, begin = mayBegin.get_future().share(), holder = std::move(holder)]() mutable {
+                begin.wait();
+                if (!isHeldToItsEnd) {
+                    holder.reset();
+                }
+            });
+        const auto hasRun = std::make_shared<std::atomic<bool>>(false);
+        queue.addOperationWithBlock([hasRun] { *hasRun = true; });
+        mayBegin.set_value();
+        ASSERT_EQ(isGone.wait_for(std::chrono::seconds(20)), std::future_status::ready)
+            << "the queue waits for the operation that drops it";
+        EXPECT_TRUE(isGone.get());
+        EXPECT_EQ(hasRun.use_count(), 1) << "what had not started is dropped with it";
+        EXPECT_FALSE(*hasRun);
+    }
 }
 
 TEST(ThreadOperationQueue, LogsAnOperationThatThrowsAndGoesOn) {

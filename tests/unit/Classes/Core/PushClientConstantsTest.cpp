@@ -47,6 +47,9 @@ TEST(PersistedKeys, KeepTheSpellingsThatEarlierVersionsWrote) {
     EXPECT_EQ(kClientVersionKey, "clientVersion");
     EXPECT_EQ(kEnableLocationOnLaunchKey, "enableLocationOnLanuch");
     EXPECT_EQ(kLocationOnLaunchDictionaryKey, "onLaunchDic");
+    EXPECT_EQ(kTrackUserUntilKey, "trackUserUntil");
+    EXPECT_EQ(kTrackUserMeterKey, "trackUserMeter");
+    EXPECT_EQ(kMonitoredRegionsKey, "monitoredRegions");
     EXPECT_EQ(kEnableLogKey, "enableTavrinLogInDebuggingKEY");
     EXPECT_EQ(kLaunchCountKey, "AppLaunchCount");
     EXPECT_EQ(kLaunchTimeKey, "AppLaunchTime");
