@@ -8,10 +8,10 @@ namespace xel {
 /// An instant on the system clock, in seconds since 1 January 1970 UTC with a fraction.
 using Date = std::chrono::time_point<std::chrono::system_clock, std::chrono::duration<double>>;
 
-/// The instant that many seconds after 1 January 1970 UTC.
+/// The instant so many seconds after 1 January 1970 UTC.
 [[nodiscard]] Date dateFromSecondsSince1970(double seconds);
 
-/// The instant that many milliseconds after 1 January 1970 UTC, the unit of every wire form.
+/// The instant so many milliseconds after 1 January 1970 UTC, the unit of every wire format.
 [[nodiscard]] Date dateFromMillisecondsSince1970(double milliseconds);
 
 [[nodiscard]] double secondsSince1970(Date date);

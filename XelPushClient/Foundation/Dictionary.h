@@ -14,10 +14,10 @@ class Value;
 
 /// Text keys to values, in the order in which the keys were first set.
 ///
-/// The order is stable: it is the same in every walk until a key is removed, and removing keeps the order of
-/// the rest. Small dictionaries, the usual case, are searched linearly; large ones build an index on first
-/// use, so that a hostile document of many keys costs linear time. Thread: a plain value; a const search of a
-/// large one may build the index, so no two threads share one.
+/// Removing a key keeps the order of the rest. Small dictionaries, the usual case, are searched linearly;
+/// large ones build an index on first use, so that a hostile document with many keys costs linear time.
+/// Thread: a plain value, but not to be shared between threads, not even for reading: a search may build
+/// the index.
 class Dictionary {
 public:
     using Entry = std::pair<std::string, Value>;
@@ -35,17 +35,17 @@ public:
     [[nodiscard]] Value* find(std::string_view key);
     [[nodiscard]] bool contains(std::string_view key) const { return find(key) != nullptr; }
 
-    /// Sets the key, at its place when it is there already, at the end otherwise.
+    /// Sets the key: in place when it is already there, at the end otherwise.
     void set(std::string key, Value value);
 
-    /// The value under the key, which is set to null first when it was not there: for filling in place.
-    /// Valid until the dictionary changes.
+    /// The value under the key, to be filled in place; a missing key is added with null. Valid until the
+    /// dictionary changes.
     [[nodiscard]] Value& at(std::string_view key);
 
     /// Removes the key; false when it was not there.
     bool remove(std::string_view key);
 
-    /// Hands all entries over, for a reader that wants to move them, and leaves the dictionary empty.
+    /// Moves all entries out and leaves the dictionary empty.
     [[nodiscard]] std::vector<Entry> takeEntries();
 
     void clear();
@@ -56,7 +56,7 @@ public:
     [[nodiscard]] std::vector<Entry>::const_iterator begin() const;
     [[nodiscard]] std::vector<Entry>::const_iterator end() const;
 
-    /// Equal when both hold the same keys with equal values, in whatever order.
+    /// Equal when both hold the same keys with equal values, whatever their order.
     friend bool operator==(const Dictionary& left, const Dictionary& right);
 
 private:

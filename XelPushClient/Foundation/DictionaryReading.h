@@ -9,10 +9,10 @@
 
 namespace xel {
 
-// What stands under a key of a dictionary that came from outside: a key that is not there and a value of
-// another kind read alike, as absent.
+// Reading a dictionary that came from outside: a missing key and a value of the wrong kind both read as
+// absent.
 
-/// A copy of whatever is there; null when nothing is.
+/// A copy of whatever is there; null if nothing is.
 [[nodiscard]] Value valueUnder(const Dictionary& dictionary, std::string_view key);
 [[nodiscard]] std::optional<std::string> textUnder(const Dictionary& dictionary, std::string_view key);
 /// A number of any kind, as `Value::number` reads it.

@@ -12,8 +12,8 @@
 
 namespace xel {
 
-/// One argument of a formatted text. Refers to the caller's object and is read only while the call lasts, so
-/// that building an argument list costs nothing when the text is not wanted.
+/// One argument of a formatted text. It refers to the caller's object and is read only during the call, so
+/// that an argument list costs nothing when the text is not wanted.
 class FormatArgument {
 public:
     FormatArgument(std::string_view text) : value_(text) {}
@@ -42,7 +42,8 @@ public:
     }
     FormatArgument(const Date& date) : value_(&date) {}
 
-    /// The argument's text; "(null)" for a missing one. A precision applies to floating-point numbers only.
+    /// The argument's text; "(null)" for a missing one. A precision applies to floating-point numbers
+    /// only.
     [[nodiscard]] std::string describe(std::optional<int> precision = std::nullopt) const;
 
 private:
@@ -52,8 +53,8 @@ private:
 };
 
 /// Fills a format in the platform's syntax: "%@", "%s" and "%d" take the next argument's text, "%f" and
-/// "%.Nf" a number with six or N decimals, "%%" is a per cent sign. A placeholder without an argument reads
-/// "(null)".
+/// "%.Nf" a number with six or N decimals, "%%" is a per cent sign. A placeholder without an argument
+/// reads "(null)".
 [[nodiscard]] std::string formatText(std::string_view format,
                                      std::initializer_list<FormatArgument> arguments);
 

@@ -14,8 +14,8 @@ inline constexpr std::string_view NSLocalizedDescriptionKey = "NSLocalizedDescri
 inline constexpr std::string_view NSLocalizedFailureReasonErrorKey = "NSLocalizedFailureReason";
 inline constexpr std::string_view NSLocalizedRecoverySuggestionErrorKey = "NSLocalizedRecoverySuggestion";
 
-/// What went wrong: a domain that says whose codes they are, a code, and details under the keys above.
-/// Never holds a secret: errors reach logs and hosts' screens.
+/// What went wrong: a code, the domain that defines it, and details under the keys above. Never holds a
+/// secret: errors reach logs and users' screens.
 struct NSError {
     std::string domain;
     std::int64_t code = 0;

@@ -20,7 +20,7 @@ public:
     virtual ~NSObject() = default;
 };
 
-/// Named details of a notification: plain C++ values, read back by their type.
+/// The named details of a notification: plain C++ values, read back by their type.
 class NotificationInfo {
 public:
     NotificationInfo() = default;
@@ -44,7 +44,7 @@ private:
     std::vector<std::pair<std::string, std::any>> entries_;
 };
 
-/// One broadcast: its name, what it is about (null: nothing in particular) and its details.
+/// One broadcast: its name, the object it is about (null: none in particular) and its details.
 struct NSNotification {
     std::string name;
     NSObject* object = nullptr;
@@ -53,10 +53,10 @@ struct NSNotification {
 
 /// Carries broadcasts from whoever posts them to whoever observes their name.
 ///
-/// Owner: a home; two managers with homes of their own never hear each other.
-/// Thread: every operation from any thread. `postNotification` calls the observers of that moment one after
-/// the other, in the order in which they were added, on the posting thread, with no lock held: an observer
-/// may post, add and remove. An observer removed during a post and not yet called is not called any more.
+/// Owner: a home. Managers with separate homes never hear each other. Thread: every operation from any
+/// thread. `postNotification` calls the observers of that moment one after the other, in the order in
+/// which they were added, on the posting thread and with no lock held: an observer may post, add and
+/// remove. An observer that is removed during a post is not called any more.
 class NSNotificationCenter {
 public:
     using Block = std::function<void(const NSNotification&)>;
@@ -71,12 +71,12 @@ public:
     /// Ends the observation; harmless when it has ended already.
     void removeObserver(const Token& token);
 
-    /// Whether anybody observes the name, so that a poster can spare building a notification nobody hears.
+    /// Whether anybody observes the name: saves building a notification that nobody hears.
     [[nodiscard]] bool hasObserverFor(std::string_view name) const;
 
     void postNotification(const NSNotification& notification);
 
-    /// As above, until the sender's life ends: when an observer ends it, nobody is called any more.
+    /// As above, but stops as soon as an observer has ended the sender's life.
     void postNotification(const NSNotification& notification, const std::weak_ptr<const void>& sender);
 
 private:

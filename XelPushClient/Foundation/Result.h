@@ -8,7 +8,7 @@
 
 namespace xel {
 
-/// A value, or the error that took its place. Must be looked at.
+/// A value, or the error that kept it from being made. Must not be ignored.
 template <class T>
 class [[nodiscard]] Result {
 public:
@@ -18,7 +18,7 @@ public:
     [[nodiscard]] bool isOk() const { return storage_.index() == 0; }
     explicit operator bool() const { return isOk(); }
 
-    /// The value. Asking a failed result for it is a programmer's mistake and throws `std::logic_error`.
+    /// The value. To ask a failed result for it is a programming error and throws `std::logic_error`.
     [[nodiscard]] T& value() & {
         requireOk();
         return *std::get_if<0>(&storage_);
@@ -32,7 +32,7 @@ public:
         return std::move(*std::get_if<0>(&storage_));
     }
 
-    /// The error. Asking a successful result for it throws `std::logic_error`.
+    /// The error. To ask a successful result for it throws `std::logic_error`.
     [[nodiscard]] const NSError& error() const {
         if (isOk()) {
             throw std::logic_error("the error of a result that holds a value was asked for");
@@ -50,7 +50,7 @@ private:
     std::variant<T, NSError> storage_;
 };
 
-/// Done, or the error that prevented it.
+/// Success, or the error that prevented it.
 template <>
 class [[nodiscard]] Result<void> {
 public:

@@ -9,15 +9,14 @@
 namespace xel {
 
 // Text is UTF-8 throughout; where a rule speaks of a text's length it counts UTF-16 code units, as the
-// service and the other platforms' clients do. Octets that are not UTF-8 count as one unit each and match no
-// rule.
+// service and the other platforms' clients do. Octets that are not UTF-8 count as one unit each and match
+// no rule.
 
-/// Present, and nothing but white space and line ends. The service's rules for identities build on this test:
-/// a missing text is not "blank".
+/// Whether the text holds nothing but white space and line ends.
 [[nodiscard]] bool isEmptyOrBlank(std::string_view text);
 [[nodiscard]] bool isEmptyOrBlank(const std::optional<std::string>& text);
 
-/// Missing, or blank: the test that nearly every check for a usable value wants.
+/// Whether the text is missing or blank: what nearly every check for a usable value asks.
 [[nodiscard]] bool isMissingOrBlank(const std::optional<std::string>& text);
 
 /// A set of characters, each one UTF-16 unit, written as UTF-8 text.
@@ -34,7 +33,7 @@ private:
 
 /// Space, tab and the Unicode space separators.
 [[nodiscard]] const CharacterSet& whitespaceCharacterSet();
-/// The set above with the line ends: LF, VT, FF, CR, NEL, U+2028 and U+2029.
+/// The set above and the line ends: LF, VT, FF, CR, NEL, U+2028 and U+2029.
 [[nodiscard]] const CharacterSet& whitespaceAndNewlineCharacterSet();
 
 [[nodiscard]] std::string stringByTrimmingLeadingCharactersInSet(std::string_view text,
@@ -48,7 +47,7 @@ private:
 /// Percent-encodes (RFC 3986) every octet but the unreserved ones: letters, digits, "-", ".", "_" and "~".
 [[nodiscard]] std::string encodeUrlString(std::string_view text);
 
-/// The two cases of hexadecimal digits; what percent-encodes differs in which it writes.
+/// Hexadecimal digits in both cases: percent-encoders differ in which they write.
 inline constexpr std::string_view kLowerCaseHexadecimalDigits = "0123456789abcdef";
 inline constexpr std::string_view kUpperCaseHexadecimalDigits = "0123456789ABCDEF";
 
@@ -68,8 +67,8 @@ void appendHexadecimal(std::string& text, unsigned char octet);
 /// Well-formed UTF-8 (RFC 3629): shortest forms only, no surrogates, nothing above U+10FFFF.
 [[nodiscard]] bool isValidUTF8(std::string_view octets);
 
-/// Takes the character at the front of the text off it. An octet that begins no well-formed character comes
-/// back as U+FFFD and only that octet is taken. The text must not be empty.
+/// Removes the first character from the text and returns it. An octet that begins no well-formed character
+/// comes back as U+FFFD, and only that octet is removed. The text must not be empty.
 [[nodiscard]] char32_t takeFirstCharacter(std::string_view& text);
 
 /// "(null)" for a missing text: how one reads inside a formatted text.

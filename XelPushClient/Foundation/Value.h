@@ -13,7 +13,7 @@
 
 namespace xel {
 
-/// Octets without a meaning of their own, such as a push token.
+/// Raw octets, such as a push token.
 using Data = std::vector<std::uint8_t>;
 
 class Value;
@@ -22,8 +22,8 @@ using Array = std::vector<Value>;
 /// One dynamic value: what a JSON document, a stored setting or an error's details are made of.
 ///
 /// Owner: plain value, copied deeply. Not for use between rooms: they decode it at the edge into named
-/// records. JSON has no dates and no octets; those two kinds exist for the defaults store and are printed as
-/// numbers (milliseconds since 1970) and hexadecimal text.
+/// records. JSON has no dates and no octets; those two kinds exist for the defaults store and are printed
+/// as numbers (milliseconds since 1970) and hexadecimal text.
 class Value {
 public:
     Value() = default;
@@ -59,7 +59,7 @@ public:
     [[nodiscard]] const Dictionary* asDictionary() const { return std::get_if<Dictionary>(&storage_); }
     [[nodiscard]] Dictionary* asDictionary() { return std::get_if<Dictionary>(&storage_); }
 
-    /// Replaces what is stored by a `T` made in place, and answers it.
+    /// Replaces what is stored with a `T` made in place, and returns it.
     template <class T, class... Arguments>
     T& emplace(Arguments&&... arguments) {
         return storage_.template emplace<T>(std::forward<Arguments>(arguments)...);
@@ -72,7 +72,7 @@ public:
     /// end of it, not-a-number is 0. Absent for every other kind.
     [[nodiscard]] std::optional<std::int64_t> integer() const;
 
-    /// The truth of a boolean or a number; false for every other kind.
+    /// Whether it is true, or a number other than 0; false for every other kind.
     [[nodiscard]] bool truth() const;
 
     /// Calls the visitor with the stored alternative (`std::monostate` for null).

@@ -31,8 +31,7 @@ struct LBInstallationFields {
     std::optional<Dictionary> notificationSettings;
     std::string clientVersion;
     std::optional<std::string> tokenStatus;
-    /// False: this save does not come of a launch by the user. Missing, which is usual: nothing is said of
-    /// it.
+    /// False: the user did not cause this save by a launch. Missing, as usual: not sent.
     std::optional<bool> applicationLaunch;
 };
 
@@ -48,7 +47,7 @@ public:
 
     explicit LBInstallation(Dictionary record) : record_(std::move(record)) {}
 
-    /// The server's answer, as it came.
+    /// The server's answer, unchanged.
     [[nodiscard]] const Dictionary& toDictionary() const { return record_; }
 
     /// The id that the server gave: the record's "id" when it is a text or a number, else missing.

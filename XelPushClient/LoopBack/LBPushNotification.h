@@ -9,7 +9,7 @@ namespace xel {
 
 class UIApplication;
 
-/// A remote notification that the operating system delivered.
+/// A remote notification from the operating system.
 class LBPushNotification {
 public:
     explicit LBPushNotification(Dictionary userInfo) : userInfo_(std::move(userInfo)) {}

@@ -13,7 +13,7 @@ namespace xel {
 
 /// The way to one REST backend: base URL and access token.
 ///
-/// Owner: `ClientSettings` keeps one; requests in flight do not need it any more. Thread: the machine's run
+/// Owner: `ClientSettings`; requests under way do not need it any more. Thread: the machine's run
 /// loop.
 class LBRESTAdapter {
 public:

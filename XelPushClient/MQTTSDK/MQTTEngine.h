@@ -79,7 +79,7 @@ public:
     [[nodiscard]] std::size_t countUnansweredRequests() const { return unansweredRequests_; }
 
     void publishAtMostOnce(std::string_view topic, std::string_view data, bool retain);
-    /// A packet from the outbox. Answers its place, as below.
+    /// Sends a packet from the outbox and returns its place, as below.
     std::uint64_t publishAtLeastOnce(std::string_view packet, bool isDuplicate);
     void acknowledge(std::span<const std::uint16_t> packetIds);
     void disconnect();

@@ -49,7 +49,7 @@ public:
     PendingRequests(const PendingRequests&) = delete;
     PendingRequests& operator=(const PendingRequests&) = delete;
 
-    /// Adds a request and answers its new identifier, or 0 when all are in use.
+    /// Adds a request and returns its new identifier, or 0 when all are in use.
     [[nodiscard]] std::uint16_t addSubscribe(SubscribeRequest request);
     [[nodiscard]] std::uint16_t addUnsubscribe(UnsubscribeRequest request);
     /// Adds a request under an identifier that is in use for it already.

@@ -35,8 +35,7 @@ public:
     [[nodiscard]] bool isEmpty() const { return setAside_.empty() && !lastAlone_; }
 
     /// The broker ended the connection while `alone`, and nothing else, was unanswered; none when it was not
-    /// one thing. Answers the thing that is set aside by this end, or given up by it: `isSetAside` tells
-    /// which.
+    /// one thing. Returns what this end has set aside or given up: `isSetAside` tells which.
     [[nodiscard]] std::optional<SentThing> connectionWasEnded(const std::optional<SentThing>& alone,
                                                               TimePoint now);
 

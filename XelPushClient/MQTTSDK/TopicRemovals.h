@@ -37,8 +37,8 @@ public:
     /// The connection has ended with these unanswered. They keep their identifiers.
     void connectionDidEnd(std::map<std::uint16_t, UnsubscribeRequest> unanswered) { lost_.merge(unanswered); }
 
-    /// The broker kept no session, so there is nothing to remove. Answers the identifiers whose owner still
-    /// waits for an answer; they are free.
+    /// The broker kept no session, so there is nothing to remove. Returns the identifiers, now free, whose
+    /// owner still waits for an answer.
     [[nodiscard]] std::vector<std::uint16_t> endAll();
 
     /// What is to be sent on a new connection: what was lost, under the identifiers that it kept, and the

@@ -9,7 +9,7 @@
 
 namespace xel {
 
-/// Domain of a stream's errors; the codes are `ByteStreamErrorCode`, the description says host, port and
+/// Domain of a stream's errors. The codes are `ByteStreamErrorCode`; the description names host, port and
 /// cause.
 inline constexpr std::string_view kByteStreamErrorDomain = "ByteStream";
 
@@ -19,56 +19,57 @@ enum class ByteStreamErrorCode : std::int64_t {
     CertificateRefused = 3,  ///< expired, self-signed, unknown authority, another host's
     TLSFailed = 4,
     ConnectionLost = 5,
-    ConnectionReset = 6,  ///< the peer broke it off
+    ConnectionReset = 6,  ///< the peer reset it
 };
 
-/// What a stream tells its user, on the stream's run loop, never from inside a call of the user.
+/// Hears what a stream reports, on the stream's run loop, never inside one of its own calls.
 class ByteStreamObserver {
 public:
     virtual ~ByteStreamObserver() = default;
 
-    /// Connected, and with TLS verified: writing and receiving may begin.
+    /// Connected and, with TLS, verified: writing and receiving may begin.
     virtual void streamDidOpen() = 0;
 
-    /// What one read brought, at least one octet. The view is valid during the call only. The next read
+    /// What one read brought: at least one octet. The view is valid only during the call. The next read
     /// starts when `receive` is called again.
     virtual void streamDidReceive(std::string_view octets) = 0;
 
-    /// The peer ended the stream in order, after all it sent was received.
+    /// The peer closed the stream in order, and everything it sent has been received.
     virtual void streamDidEndByPeer() = 0;
 
     /// The stream could not be opened, or was lost. Nothing follows.
     virtual void streamDidFail(const NSError& error) = 0;
 };
 
-/// One connection to a host, plain TCP or TLS, made, used and dropped once.
+/// One connection to a host, plain TCP or TLS; opened once.
 ///
 /// Contract: `open` looks the name up, connects and, with TLS, shakes hands without ever blocking the run
 /// loop: server name indication, TLS 1.2 at least, certificate and host name verified against the trust
-/// store. `write` keeps order and never blocks; what is written in one run-loop pass may leave in one packet.
-/// `closeAfterWriting` stops all callbacks at once and lets the stream linger by itself, a few seconds at
-/// most, until everything written has left. Dropping the stream ends it at once; no callback follows. Thread:
-/// its run loop.
+/// store. `write` keeps order and never blocks; what is written in one run-loop pass may leave in one
+/// packet. `closeAfterWriting` stops all callbacks at once and lets the stream linger by itself, a few
+/// seconds at most, until everything written has left. Dropping the stream ends it at once; no callback
+/// follows. Thread: its run loop.
 class ByteStream {
 public:
     virtual ~ByteStream() = default;
 
     virtual void open(std::string_view host, std::uint16_t port, bool usingTLS) = 0;
 
-    /// Asks for one `streamDidReceive`. A second call before it came is harmless.
+    /// Asks for one `streamDidReceive`. Calling again before it arrives is harmless.
     virtual void receive() = 0;
 
     virtual void write(std::string_view octets) = 0;
 
     virtual void closeAfterWriting() = 0;
 
-    /// What is being waited for, for the text of an error about a time that is over, such as "the look-up of
-    /// the name push.example has not been answered". Empty: nothing, or it cannot be said.
+    /// What the stream is waiting for, as it reads in the error of a time-out: "the look-up of the name
+    /// push.example has not been answered". Empty: nothing, or not known.
     [[nodiscard]] virtual std::string describeProgress() const { return {}; }
 };
 
 class NSRunLoop;
 
+/// Makes streams. Thread: that of the run loop they are made for.
 class ByteStreamFactory {
 public:
     virtual ~ByteStreamFactory() = default;

@@ -24,7 +24,7 @@ struct CLLocation {
     CLLocationCoordinate2D coordinate;
     /// Metres around the coordinate within which the device is. Negative: unknown.
     double horizontalAccuracy = -1.0;
-    /// Metres a second over ground. Negative: unknown.
+    /// Metres per second over ground. Negative: unknown.
     double speed = -1.0;
     /// When the device was there.
     Date timestamp{};
@@ -42,8 +42,8 @@ struct CLCircularRegion {
     friend bool operator==(const CLCircularRegion&, const CLCircularRegion&) = default;
 };
 
-/// Metres between two places along the great circle, on a sphere of the Earth's mean radius: within 0.6 % of
-/// the way over the ellipsoid.
+/// Metres between two places along the great circle, on a sphere of the Earth's mean radius: within 0.6 %
+/// of the distance on the ellipsoid.
 [[nodiscard]] double greatCircleDistance(const CLLocationCoordinate2D& from,
                                          const CLLocationCoordinate2D& to);
 

@@ -11,7 +11,7 @@ class Clock {
 public:
     virtual ~Clock() = default;
 
-    /// The system's clock, which may be set back and forth: for dates only.
+    /// The system's clock, which may be set forward or back: for dates only.
     [[nodiscard]] virtual Date now() const = 0;
 
     /// A clock that only goes forward: for deadlines.

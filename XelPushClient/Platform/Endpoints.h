@@ -7,12 +7,12 @@ namespace xel {
 
 /// Where the service lives: hosts and ports of the production and the sandbox environment.
 ///
-/// They are settings of a deployment. The sandbox ones default to the local push service. The REST addresses
-/// whose names say SSL begin with "https://"; a client on others is not made.
+/// They depend on the deployment; the sandbox ones default to the local push service. REST addresses whose
+/// names say SSL begin with "https://": no client is made with others.
 struct Endpoints {
     std::string kBrokerAddress = "push.xelpush.example";
     std::string kLoopBackAddress = "http://push.xelpush.example/api";
-    /// "%@" takes the application's REST host.
+    /// "%@" stands for the application's REST host.
     std::string kLoopBackSSLAddress = "https://%@/api";
     std::string kBrokerLocalAddress = "localhost";
     std::string kLoopBackLocalAddress = "http://localhost:8080/api";

@@ -7,7 +7,7 @@
 
 namespace xel {
 
-/// Hands everything on to another memory: what a memory that only watches starts from.
+/// Passes everything on to another memory: a base class for one that only watches.
 class ForwardingSessionMemory : public SessionMemory {
 public:
     explicit ForwardingSessionMemory(std::shared_ptr<SessionMemory> memory) : memory_(std::move(memory)) {}

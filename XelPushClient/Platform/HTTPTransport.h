@@ -33,6 +33,7 @@ enum class NSURLErrorCode : std::int64_t {
 
 using HTTPHeaders = std::vector<std::pair<std::string, std::string>>;
 
+/// A request: method, absolute URL, header fields in order, and the body as octets.
 struct HTTPRequest {
     std::string method;
     std::string url;
@@ -40,6 +41,7 @@ struct HTTPRequest {
     std::string body;
 };
 
+/// The server's answer, whatever its status.
 struct HTTPResponse {
     int status = 0;
     HTTPHeaders headers;
@@ -48,10 +50,15 @@ struct HTTPResponse {
 
 /// Sends HTTP requests (RFC 9110).
 ///
-/// Contract: https and http only; certificates and host names verified; time and size of an answer bounded;
-/// an access token never follows a redirect to another host. The completion is called exactly once, later, on
-/// the machine's run loop: with the response, whatever its status, or with an error in `NSURLErrorDomain`.
-/// Texts of errors never hold the URL's query, where the access token is. Thread: `send` from any thread.
+/// Contract:
+/// - https and http only; certificates and host names are verified; time and size of an answer are
+///   bounded.
+/// - An access token never follows a redirect to another host, and no error's text holds the URL's query,
+///   which is where the token is.
+/// - The completion is called exactly once, later, on the machine's run loop: with the response, whatever
+///   its status, or with an error in `NSURLErrorDomain`.
+///
+/// Thread: `send` from any thread.
 class HTTPTransport {
 public:
     using Completion = std::function<void(Result<HTTPResponse>)>;

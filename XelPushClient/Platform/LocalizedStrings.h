@@ -9,7 +9,8 @@ class LocalizedStrings {
 public:
     virtual ~LocalizedStrings() = default;
 
-    /// The translation of the text that is its own key, UTF-8; the key itself when there is none.
+    /// The translation of the key, which is the untranslated text; the key itself when there is none.
+    /// UTF-8.
     [[nodiscard]] virtual std::string localizedUserNotificationStringForKey(const std::string& key) = 0;
 };
 

@@ -14,15 +14,15 @@ inline constexpr std::string_view kLocationErrorDomain = "LocationErrorDomain";
 
 enum class LocationErrorCode : int {
     NoService = 1,  ///< this machine has no location service, or it has gone
-    Denied = 2,     ///< the service does not tell this application
-    TimedOut = 3,   ///< no position that can be used came in time
-    NotValid = 4,   ///< a place, radius, identifier or time that cannot be
+    Denied = 2,     ///< this application may not know
+    TimedOut = 3,   ///< no usable position came in time
+    NotValid = 4,   ///< an impossible place, radius, identifier or time
 };
 
 /// An error of the domain above.
 [[nodiscard]] NSError makeLocationError(LocationErrorCode code, std::string_view description);
 
-/// Updates that were started; dropping it stops them.
+/// Running updates; dropping it stops them.
 class LocationUpdates {
 public:
     virtual ~LocationUpdates() = default;
@@ -36,15 +36,15 @@ protected:
 /// Where the device is, as the operating system tells it.
 ///
 /// Contract:
-/// - The handler is called on the machine's run loop, never inside `startUpdates`, and never once the updates
-///   were dropped, not even with what was under way. It may drop them.
-/// - Each start brings a first fix as soon as there is one, also on a device that stands still; then a fix
+/// - The handler is called on the machine's run loop, never inside `startUpdates`, and never after the
+///   updates were dropped, not even with a report that was under way. It may drop them itself.
+/// - Each start brings a first fix as soon as there is one, even on a device that does not move; then one
 ///   for each move of at least the distance filter. More may come: the filter is there to save power.
-/// - An error ends the updates: nothing follows it. While there is no fix yet, nothing comes: who waits sets
-///   the limit.
+/// - An error ends the updates: nothing follows it. Until there is a fix nothing comes; a time limit is up
+///   to the caller.
 /// - Several updates may run at once and do not disturb each other.
-/// - Fixes are passed on as they come: their age, place and accuracy are the receiver's to check. An accuracy
-///   or speed that the service does not know is -1.
+/// - Fixes are passed on as they come: their age, place and accuracy are the receiver's to check. An
+///   accuracy or speed that the service does not know is -1.
 ///
 /// Thread: the machine's run loop.
 class LocationSource {

@@ -51,11 +51,12 @@ enum class MQTTErrorCode : std::int64_t {
     ClosedByBroker = 104,
     NameNotSendable = 105,       ///< a topic that brokers may end the connection on
     PublicationTooLarge = 106,   ///< over the session's limit on the size of a packet
-    OutboxFull = 107,            ///< or no packet identifier is free
+    OutboxFull = 107,            ///< or out of packet identifiers
     PublicationNotStored = 108,  ///< the session's memory could not be written
     GivenUp = 109,               ///< the broker ended the connection on it, again and again
 };
 
+/// Who connects, and how (MQTT 3.1.1 section 3.1).
 struct MQTTSessionParameters {
     std::string clientId;
     std::string userName;
@@ -64,14 +65,14 @@ struct MQTTSessionParameters {
     bool cleanSession = false;
 };
 
-/// A publication that arrived. The views are valid during the call only.
+/// A publication that arrived. The views are valid only during the call.
 struct MQTTPublication {
     std::string_view data;
     std::string_view topic;
     int qos = 0;
     bool retained = false;
     std::uint16_t mid = 0;  ///< the packet identifier; 0 at QoS 0
-    /// The owner has had it before: the broker sends it again because an acknowledgement was lost.
+    /// The owner has had it already: the broker sends it again because an acknowledgement was lost.
     bool isRepeat = false;
 };
 
@@ -81,23 +82,24 @@ struct MQTTRefusedTopic {
     NSError error;
 };
 
-/// One SUBSCRIBE: its SUBACK carries the packet identifier, and a return code for each filter in this order.
+/// One SUBSCRIBE: its SUBACK carries the packet identifier, and a return code for each filter in this
+/// order.
 struct MQTTSubscribeBatch {
     std::uint16_t packetId = 0;
     std::vector<std::string> filters;
 };
 
-/// What became of topics that were to be subscribed to. Topics that are neither in a batch nor refused wait
-/// for a connection, or for a packet identifier: ask again after the next connect.
+/// What became of a request to subscribe. Topics that are neither in a batch nor refused wait for a
+/// connection, or for a packet identifier: ask again after the next connect.
 struct MQTTSubscribeOutcome {
     std::vector<MQTTSubscribeBatch> batches;
     std::vector<MQTTRefusedTopic> refused;
-    /// Batches of before that will not be answered: they had not left yet, and a later one carries all of
-    /// theirs.
+    /// Earlier batches that will not be answered: they had not left yet, and a later one carries all their
+    /// topics.
     std::vector<std::uint16_t> superseded;
 };
 
-/// What became of topics that were to be unsubscribed from. The identifier is 0 when nothing was sent.
+/// What became of a request to unsubscribe. The identifier is 0 when nothing was sent.
 struct MQTTUnsubscribeOutcome {
     std::uint16_t packetId = 0;
     std::vector<MQTTRefusedTopic> refused;
@@ -105,14 +107,15 @@ struct MQTTUnsubscribeOutcome {
 
 class MQTTSession;
 
-/// What a session tells its owner. Every operation is called on the session's run loop, never from inside a
-/// call of the owner, but for ConnectionClosed, which `close` reports before it returns. Each may call any
-/// operation of the session, also drop it.
+/// What a session tells its owner, on the session's run loop. Nothing is told from inside one of the
+/// owner's calls, except ConnectionClosed, which `close` reports before it returns. Every operation may
+/// call back into the session, and even drop it.
 class MQTTSessionDelegate {
 public:
     virtual ~MQTTSessionDelegate() = default;
 
-    /// The error is there for ConnectionRefused, ConnectionError, ProtocolError and ConnectionClosedByBroker.
+    /// The error is there for ConnectionRefused, ConnectionError, ProtocolError and
+    /// ConnectionClosedByBroker.
     virtual void handleEvent(MQTTSession& session, MQTTSessionEvent event,
                              const std::optional<NSError>& error) = 0;
 
@@ -133,9 +136,9 @@ public:
     /// A topic that the broker had granted was refused when the session restored it.
     virtual void topicWasRefused(MQTTSession& session, std::string_view topic) = 0;
 
-    /// The session has dropped what it had taken over, and says why: a publication, a topic to subscribe to
-    /// or one to unsubscribe from that no broker may be sent, or on which the broker ended the connection
-    /// again and again. A topic to subscribe to has left the session's memory.
+    /// The session has dropped what it had taken over, and says why: a publication, a topic to subscribe
+    /// to or one to unsubscribe from that no broker may be sent, or on which the broker ended the
+    /// connection again and again. A topic to subscribe to has left the session's memory.
     virtual void publicationDidFail(MQTTSession& session, std::string_view data, std::string_view topic,
                                     const NSError& error) = 0;
     virtual void subscriptionDidFail(MQTTSession& session, std::string_view topic, const NSError& error) = 0;
@@ -145,8 +148,8 @@ public:
 
 /// One MQTT 3.1.1 session of one client id, over any number of connections.
 ///
-/// Between connections the session keeps its unacknowledged QoS 1 publications and the topics that the broker
-/// granted in the home's session memory, and restores both. Thread: the run loop it was made with.
+/// Between connections the session keeps its unacknowledged QoS 1 publications and the topics that the
+/// broker granted in the home's session memory, and restores both. Thread: the run loop it was made with.
 class MQTTSession {
 public:
     virtual ~MQTTSession() = default;
@@ -161,26 +164,27 @@ public:
     /// Connected.
     virtual void connectToHost(std::string_view host, std::uint16_t port, bool usingSSL) = 0;
 
-    /// Ends the connection in order (DISCONNECT is still written) and reports ConnectionClosed once, before
-    /// it returns. Reports nothing when there was no connection and no attempt. Dropping an open session does
-    /// the same.
+    /// Ends the connection in order (DISCONNECT is still written) and reports ConnectionClosed once,
+    /// before it returns. Reports nothing when there was no connection and no attempt. Dropping an open
+    /// session does the same.
     virtual void close() = 0;
 
-    /// Subscribes to one topic with a SUBSCRIBE of its own, or to all topics of the table, in its order, with
-    /// one SUBSCRIBE. Of tables that leave together only those are written which no later one contains. After
-    /// the broker has ended two connections in a row, each topic gets a SUBSCRIBE of its own, in its turn.
+    /// Subscribes to one topic with a SUBSCRIBE of its own, or to all topics of the table, in its order,
+    /// with one SUBSCRIBE. Of tables that leave together only those are written which no later one
+    /// contains. After the broker has ended two connections in a row, each topic gets a SUBSCRIBE of its
+    /// own, in its turn.
     virtual MQTTSubscribeOutcome subscribeToTopic(std::string_view topic, int qos) = 0;
     virtual MQTTSubscribeOutcome subscribeToTopics(const TopicTable& topics) = 0;
 
-    /// One UNSUBSCRIBE. The topics leave the session's memory and are remembered as to be unsubscribed until
-    /// the broker has answered, across connections and restarts. Without a connection that is all: while this
-    /// session lives, the owner asks again after the next connect.
+    /// One UNSUBSCRIBE. The topics leave the session's memory and are remembered as to be unsubscribed
+    /// until the broker has answered, across connections and restarts. Without a connection that is all:
+    /// while this session lives, the owner asks again after the next connect.
     virtual MQTTUnsubscribeOutcome unsubscribeTopic(std::string_view topic) = 0;
     virtual MQTTUnsubscribeOutcome unsubscribeTopics(std::span<const std::string> topics) = 0;
 
-    /// QoS 0. Dropped without a connection. An error when the publication cannot be made: `NameNotSendable`
-    /// (a topic that is empty, too long, not UTF-8, or holds a wildcard or a character that brokers may
-    /// refuse) or `PublicationTooLarge`.
+    /// QoS 0. Dropped without a connection. An error when the publication cannot be made:
+    /// `NameNotSendable` (a topic that is empty, too long, not UTF-8, or holds a wildcard or a character
+    /// that brokers may refuse) or `PublicationTooLarge`.
     virtual Result<void> publishDataAtMostOnce(std::string_view data, std::string_view topic,
                                                bool retain) = 0;
 
@@ -195,12 +199,13 @@ public:
 class NSRunLoop;
 class SessionMemory;
 
+/// Makes sessions. Thread: that of the run loop they are made for.
 class MQTTSessionFactory {
 public:
     virtual ~MQTTSessionFactory() = default;
 
-    /// The run loop and the memory outlive the session. Never null: a client that gets none reports a failed
-    /// registration that says so.
+    /// The run loop and the memory outlive the session. Never null: a client that gets none reports a
+    /// failed registration that says so.
     [[nodiscard]] virtual std::shared_ptr<MQTTSession> makeSession(MQTTSessionParameters parameters,
                                                                    NSRunLoop& runLoop,
                                                                    SessionMemory& memory) = 0;

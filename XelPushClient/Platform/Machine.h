@@ -22,7 +22,7 @@
 
 namespace xel {
 
-/// What clients need of the machine they run on. Shared by any number of managers; every port is set.
+/// What clients need of the machine they run on. Any number of managers share one; every port must be set.
 struct Machine {
     /// The loop on which its managers live.
     std::shared_ptr<NSRunLoop> runLoop;

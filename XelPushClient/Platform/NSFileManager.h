@@ -17,8 +17,8 @@ enum class NSFileErrorCode : std::int64_t {
     WriteFileExists = 516,
 };
 
-/// The files of the host's folders, for the user alone. Paths are absolute. From any thread; each call does
-/// its work on the calling one.
+/// Files that only the user may read. Paths are absolute. From any thread; each call does its work on the
+/// calling thread.
 class NSFileManager {
 public:
     virtual ~NSFileManager() = default;
@@ -27,8 +27,9 @@ public:
     /// its folder is not.
     [[nodiscard]] virtual Result<void> moveItem(const std::string& from, const std::string& to) = 0;
 
-    /// Makes a new file with that content, mode 0600: the whole of it or nothing, durable when this returns.
-    /// `WriteFileExists`, changing nothing, when something of that name is there. May wait for the disk.
+    /// Makes a new file with that content, mode 0600: the whole of it or nothing, durable when this
+    /// returns. `WriteFileExists`, changing nothing, when something of that name is there. May wait for
+    /// the disk.
     [[nodiscard]] virtual Result<void> writeNewFile(std::string_view content, const std::string& path) = 0;
 };
 

@@ -8,10 +8,10 @@ namespace xel {
 
 /// A named queue of work that does not belong on a run loop.
 ///
-/// Operations start in the order in which they were added and may run at the same time as others (the count
-/// is `maxConcurrentOperationCount`; -1 leaves it to the platform), on threads that are no run loop's. An
-/// operation that throws fails alone, and the platform logs what it threw. Dropping the queue waits
-/// for what is running and drops what has not started.
+/// Operations start in the order in which they were added, up to `maxConcurrentOperationCount` at a time
+/// (-1 leaves it to the platform), on threads that are no run loop's. An operation that throws fails
+/// alone, and the platform logs what it threw. Dropping the queue waits for what is running and drops what
+/// has not started.
 class NSOperationQueue {
 public:
     static constexpr int kDefaultMaxConcurrentOperationCount = -1;

@@ -14,9 +14,9 @@ namespace xel {
 ///
 /// Contract:
 /// - Reads see the latest write of this process at once, whether it was synchronised or not.
-/// - `synchronize` writes every change that is not yet stored, in one commit. True: a process that is killed
-///   right after it finds the changes at its next start. False: the changes stay in memory, reads see them,
-///   and the next `synchronize` tries again.
+/// - `synchronize` writes every change that is not yet stored, in one commit. True: a process that is
+///   killed right after it finds the changes at its next start. False: the changes stay in memory, reads
+///   see them, and the next `synchronize` tries again.
 /// - A `Value` is stored whole: every kind, also dates and octets, comes back equal.
 /// - One process at a time owns a store; opening one that is owned is an error at opening, not here.
 ///
@@ -30,12 +30,12 @@ public:
     virtual void removeObject(std::string_view key) = 0;
     [[nodiscard]] virtual bool synchronize() = 0;
 
-    /// Like `synchronize`, for the end of a turn: hosts that ask for it have such commits survive a power cut
-    /// too, which takes a file sync and so happens away from the run loop. `done` is called exactly once with
-    /// the truth, inside this call or later on the home's run loop.
+    /// Like `synchronize`, for the end of a turn. Such a commit also survives a power cut if the host
+    /// asked for that: it takes a file sync, and so happens off the run loop. `done` is called exactly
+    /// once with the result, inside this call or later on the home's run loop.
     virtual void synchronizeTurn(std::function<void(bool)> done) = 0;
 
-    /// The value when it is a number or boolean, else false, 0 or 0.0; a text only when it is one.
+    /// The value if it is a number or a boolean, else false, 0 or 0.0; a text only if it is one.
     [[nodiscard]] virtual bool boolForKey(std::string_view key) const;
     [[nodiscard]] std::int64_t integerForKey(std::string_view key) const;
     [[nodiscard]] double doubleForKey(std::string_view key) const;

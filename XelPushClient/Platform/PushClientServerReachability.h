@@ -12,7 +12,7 @@ enum class PushClientServerReachabilityNetworkType : unsigned {
 };
 using enum PushClientServerReachabilityNetworkType;
 
-/// Watches whether the network could carry a connection. A hint: only a connection tells.
+/// Watches whether the network could carry a connection. Only a hint: the proof is a connection.
 /// Thread: the machine's run loop.
 class PushClientServerReachability {
 public:
@@ -23,14 +23,16 @@ public:
     [[nodiscard]] virtual bool isReachable() const = 0;
     [[nodiscard]] virtual PushClientServerReachabilityNetworkType currentReachabilityStatus() const = 0;
 
-    /// Called on the run loop after a change, never from inside a call; also when nothing changed in the end.
+    /// Called on the run loop after a change, never inside one of the calls here; perhaps without any
+    /// change.
     virtual void setReachabilityBlock(Block block) = 0;
 
-    /// False when the system cannot tell about changes; the two readings above still work.
+    /// False when the system cannot report changes; the two readings above still work.
     virtual bool startNotifier() = 0;
     virtual void stopNotifier() = 0;
 };
 
+/// Where monitors come from. Thread: the machine's run loop.
 class ReachabilityFactory {
 public:
     virtual ~ReachabilityFactory() = default;

@@ -21,8 +21,8 @@ struct OutboxEntry {
     friend bool operator==(const OutboxEntry&, const OutboxEntry&) = default;
 };
 
-/// What a broker session remembers for a client id across reconnects and restarts: its unacknowledged
-/// publications and the topics that the broker granted. Kept in the home's store.
+/// What a session remembers of a client id across reconnects and restarts: the publications that were not
+/// acknowledged and the topics that the broker granted. Kept in the home's store.
 ///
 /// Thread: the home's run loop.
 class SessionMemory {
@@ -32,12 +32,12 @@ public:
     /// The outbox in the order of appending.
     [[nodiscard]] virtual std::vector<OutboxEntry> loadOutbox(std::string_view clientId) = 0;
 
-    /// Appends one publication. When this returns without an error, a process killed at once finds the entry
-    /// at its next start.
+    /// Appends one publication. When this returns without an error, a process killed at once finds the
+    /// entry at its next start.
     virtual Result<void> appendToOutbox(std::string_view clientId, const OutboxEntry& entry) = 0;
 
-    /// Forgets acknowledged publications. May be stored late: an entry that comes back after a kill is sent
-    /// again as a duplicate, which at-least-once delivery allows.
+    /// Forgets acknowledged publications. May be stored late: an entry that comes back after a kill is
+    /// sent again as a duplicate, which at-least-once delivery allows.
     virtual void removeFromOutbox(std::string_view clientId, std::span<const std::uint16_t> packetIds) = 0;
 
     [[nodiscard]] virtual TopicTable loadGrantedTopics(std::string_view clientId) = 0;

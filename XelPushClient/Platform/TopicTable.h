@@ -25,7 +25,8 @@ public:
         }
     }
 
-    /// Sets the topic's quality of service, at its place when it is there already, at the end otherwise.
+    /// Sets the topic's quality of service: in place when the topic is already there, at the end
+    /// otherwise.
     void set(std::string_view topic, int qos) {
         const auto at = find(topic);
         if (at == entries_.end()) {

@@ -38,8 +38,8 @@ struct UIUserNotificationSettings {
 
 class UIApplication;
 
-/// Receives the answers to a request for permission or a push token, and the remote notifications. Called on
-/// the machine's run loop, never from inside a request. Each operation does nothing unless it is overridden.
+/// Receives the answers to requests for permission or a push token, and remote notifications. Called on
+/// the machine's run loop, never inside a request. An operation that is not overridden does nothing.
 class UIApplicationDelegate {
 public:
     virtual ~UIApplicationDelegate() = default;
@@ -53,27 +53,28 @@ public:
                                                          const Dictionary& /*payload*/) {}
 };
 
-/// The host application as the operating system sees it: its state, its lifecycle, its badge and its rights.
+/// The host application as the operating system sees it: its state, its lifecycle, its badge and its
+/// rights.
 ///
 /// Posts its lifecycle notifications, with itself as object, to every attached notification centre.
-/// Thread: the machine's run loop. Whoever hears of it may drop the application's last reference: what calls
-/// out holds the application.
+/// Thread: the machine's run loop. An observer may drop the last reference to the application: whatever
+/// calls out holds it.
 class UIApplication : public NSObject, public std::enable_shared_from_this<UIApplication> {
 public:
-    /// Attaches a home's notification centre; it is forgotten by itself when it is gone.
+    /// Attaches a home's notification centre, until that goes.
     void attachNotificationCenter(const std::shared_ptr<NSNotificationCenter>& center);
 
-    /// Attaches who is told of remote notifications; it is forgotten by itself when it is gone. A platform
-    /// that gets remote notifications keeps those that come while nobody is attached.
+    /// Attaches a receiver of remote notifications, until that goes. A platform that gets remote
+    /// notifications keeps those that come while no receiver is attached.
     void attachDelegate(const std::shared_ptr<UIApplicationDelegate>& delegate);
 
     [[nodiscard]] virtual UIApplicationState applicationState() const = 0;
 
-    /// Asks to be left running in the background for a while. Answers a new identifier, never 0, or 0 when
-    /// refused. The handler is called once when the time is used up, unless the task was ended before.
+    /// Asks to be left running in the background for a while. Returns a new identifier, or 0 when refused.
+    /// The handler is called once when the time is used up, unless the task was ended before.
     virtual UIBackgroundTaskIdentifier beginBackgroundTaskWithName(
         std::string_view name, std::function<void()> expirationHandler) = 0;
-    /// Harmless for an identifier that is not running.
+    /// Harmless for a task that is not running.
     virtual void endBackgroundTask(UIBackgroundTaskIdentifier identifier) = 0;
     /// Seconds left of the background time; very large while the application is in front.
     [[nodiscard]] virtual double backgroundTimeRemaining() const = 0;
@@ -95,7 +96,8 @@ public:
     virtual void cancelAllLocalNotifications() = 0;
 
 protected:
-    /// For whoever calls out and has something to do afterwards; null for an application that nobody shares.
+    /// For an operation that calls out and has work to do afterwards; null when nobody shares the
+    /// application.
     [[nodiscard]] std::shared_ptr<UIApplication> holdItself() { return weak_from_this().lock(); }
 
     /// Posts a lifecycle notification to every attached centre.

@@ -6,13 +6,13 @@
 
 namespace xel {
 
-/// The action that stands for the notification itself: the user chose it as a whole, no button of it.
+/// The user chose the notification itself rather than one of its buttons.
 inline constexpr std::string_view UNNotificationDefaultActionIdentifier =
     "UNNotificationDefaultActionIdentifier";
 
 /// A button of a notification.
 struct UNNotificationAction {
-    /// What the host is told when the user chose it.
+    /// What the host is told when the user chooses it.
     std::string identifier;
     std::string title;
     /// Option bits of the notification service; 0: none.

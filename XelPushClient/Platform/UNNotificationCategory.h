@@ -7,7 +7,7 @@
 
 namespace xel {
 
-/// A kind of notification and the buttons that its notifications have, in order.
+/// A kind of notification, and the buttons of its notifications in order.
 struct UNNotificationCategory {
     std::string identifier;
     std::vector<UNNotificationAction> actions;

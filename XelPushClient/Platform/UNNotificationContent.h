@@ -11,7 +11,7 @@
 
 namespace xel {
 
-/// What a notification shows. A copy is what the platform calls a mutable copy.
+/// What a notification shows.
 struct UNNotificationContent {
     std::optional<std::string> title;
     std::optional<std::string> body;
@@ -20,7 +20,7 @@ struct UNNotificationContent {
     std::optional<UNNotificationSound> sound;
     /// Missing: the application's badge stays as it is.
     std::optional<std::int64_t> badge;
-    /// Comes back with what the user does.
+    /// Comes back with the user's response.
     Dictionary userInfo;
     /// Names the category whose buttons it has; missing: none.
     std::optional<std::string> categoryIdentifier;

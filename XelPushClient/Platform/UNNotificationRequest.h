@@ -8,7 +8,7 @@ namespace xel {
 
 /// A notification to be shown at once.
 struct UNNotificationRequest {
-    /// A request takes the place of the one of the same identifier that is still on screen.
+    /// A request replaces the one with the same identifier that is still on screen.
     std::string identifier;
     UNNotificationContent content;
 

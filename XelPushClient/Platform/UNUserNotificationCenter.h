@@ -56,7 +56,7 @@ class UNUserNotificationCenter {
 public:
     virtual ~UNUserNotificationCenter() = default;
 
-    /// The newest delegate replaces the one before; an expired one is none.
+    /// Replaces the delegate; one that has expired is none.
     virtual void setDelegate(std::weak_ptr<UNUserNotificationCenterDelegate> delegate) = 0;
 
     /// Asks the user for permission. The completion is called later with the answer.
@@ -64,17 +64,16 @@ public:
         std::uint32_t options,
         std::function<void(bool granted, const std::optional<NSError>& error)> completion) = 0;
 
-    /// The categories from now on, in place of all before: a notification shown later has the buttons that
-    /// its category has then.
+    /// Replaces all categories. A notification gets the buttons that its category has when it is shown.
     virtual void setNotificationCategories(std::vector<UNNotificationCategory> categories) = 0;
 
-    /// An attachment of a file that is there and can be read; otherwise an error of `UNErrorDomain`, also for
-    /// a missing path. Looks at the file's entry and reads nothing of it.
+    /// An attachment of a file that exists and can be read; otherwise, and for a missing path, an error of
+    /// `UNErrorDomain`. Checks the file without reading it.
     [[nodiscard]] virtual Result<UNNotificationAttachment> attachmentWithIdentifier(
         std::string identifier, const std::optional<std::string>& file) = 0;
 
-    /// Shows a notification, in place of the one of the same identifier that is on screen. The completion,
-    /// which may be empty, is called later: without an error once the notification service has taken it.
+    /// Shows a notification, replacing the one with the same identifier on screen. The completion, which
+    /// may be empty, is called later: without an error once the notification service has taken it.
     virtual void addNotificationRequest(
         UNNotificationRequest request,
         std::function<void(const std::optional<NSError>& error)> completion) = 0;

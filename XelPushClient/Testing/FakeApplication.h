@@ -14,20 +14,19 @@
 
 namespace xel {
 
-/// A host application whose life the test leads. It starts active.
-/// Thread: the run loop.
+/// A host application whose lifecycle the test drives. It starts active. Thread: the run loop.
 class FakeApplication final : public UIApplication {
 public:
     explicit FakeApplication(std::shared_ptr<NSRunLoop> runLoop) : runLoop_(std::move(runLoop)) {}
 
-    // Its life. Each changes the state and posts its notification before it returns.
+    // Its lifecycle. Each changes the state and posts its notification before it returns.
 
     void willResignActive();     ///< now Inactive
     void didEnterBackground();   ///< now Background
     void willEnterForeground();  ///< now Inactive
     void didBecomeActive();      ///< now Active
     void willTerminate();
-    /// Sets the state without a notification: how a process finds itself that was launched in the background.
+    /// Sets the state without a notification, as for a process that was launched in the background.
     void setApplicationState(UIApplicationState state) { state_ = state; }
 
     // Background time.
@@ -37,7 +36,7 @@ public:
     /// Calls the expiration handler of every running task, once each.
     void expireBackgroundTasks();
     [[nodiscard]] std::vector<std::string> runningBackgroundTaskNames() const;
-    /// Every task that ever began, by name.
+    /// The name of every task that has begun.
     [[nodiscard]] const std::vector<std::string>& begunBackgroundTaskNames() const { return begunTaskNames_; }
 
     // How the system answers requests for permission and for a push token.
@@ -46,23 +45,23 @@ public:
     void answerWithToken(Data token) { tokenAnswer_ = std::move(token); }
     /// ...or with this failure...
     void answerWithFailure(NSError error) { tokenAnswer_ = std::move(error); }
-    /// ...or not at all, until `releaseAnswers`. The first setting: a failure, as on a system without push
+    /// ...or not at all, until `releaseAnswers`. Until told otherwise: a failure, as on a system without push
     /// tokens.
     void setHoldingAnswers(bool isHolding) { isHoldingAnswers_ = isHolding; }
     void releaseAnswers();
-    /// The kinds of notification that the user allows; others that are asked for are not granted. All at
-    /// first.
+    /// The kinds of notification that the user allows: no others are granted. At first all.
     void setAllowedTypes(std::uint32_t types) { allowedTypes_ = types; }
     /// An older system has `registerForRemoteNotificationTypes` only.
     void setRespondsToRegisterUserNotificationSettings(bool responds) { respondsToSettings_ = responds; }
 
+    /// One request for permission or a push token.
     struct TokenRequest {
         std::string operation;  ///< the port's operation that was called
         std::uint32_t types = 0;
     };
     [[nodiscard]] const std::vector<TokenRequest>& tokenRequests() const { return tokenRequests_; }
 
-    /// A remote notification comes: the attached delegates are told by a block posted to the run loop.
+    /// A remote notification arrives: a block posted to the run loop tells the attached delegates.
     void receiveRemoteNotification(Dictionary payload);
 
     // What the user sees.

@@ -9,13 +9,13 @@
 
 namespace xel {
 
-/// The client's end of a `FakeConnection`. A misuse that the contract forbids (opening twice, writing before
-/// the stream is open) throws `std::logic_error`.
+/// The client's end of a `FakeConnection`. What the contract forbids (opening twice, writing before the
+/// stream is open) throws `std::logic_error`.
 class FakeByteStream final : public ByteStream {
 public:
     using Opened = std::function<void(const std::shared_ptr<FakeConnection>& connection)>;
 
-    /// `opened` is told of the connection attempt when it begins.
+    /// `opened` is called with the connection attempt when it begins.
     FakeByteStream(NSRunLoop& runLoop, ByteStreamObserver& observer, Opened opened);
     ~FakeByteStream() override;
     FakeByteStream(const FakeByteStream&) = delete;

@@ -8,8 +8,7 @@
 
 namespace xel {
 
-/// A clock that goes with a fake run loop: its time passes when the loop's does.
-/// Thread: from any thread.
+/// A clock that follows the time of a fake run loop. From any thread.
 class FakeClock final : public Clock {
 public:
     /// 1 March 2026, 09:30 UTC: the date at the loop's beginning unless another one is set.
@@ -26,7 +25,7 @@ public:
             std::chrono::duration_cast<std::chrono::steady_clock::duration>(runLoop_->elapsed()));
     }
 
-    /// Sets the system's clock, forth or back. Timers and `steadyNow` do not notice.
+    /// Sets the system's clock, forward or back. Timers and `steadyNow` are not affected.
     void setDate(Date date) { secondsAtBeginning_ = secondsSince1970(date) - elapsedSeconds(); }
 
 private:

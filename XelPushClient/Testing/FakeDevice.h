@@ -8,8 +8,8 @@
 
 namespace xel {
 
-/// A device of the test's making. Set it before the client is made: a device does not change while a process
-/// lives.
+/// A device as the test describes it. Set it before the client is made: a device does not change while a
+/// process lives.
 class FakeDevice final : public UIDevice {
 public:
     [[nodiscard]] std::string systemVersion() const override { return systemVersion_; }

@@ -16,37 +16,39 @@
 namespace xel {
 
 /// What survives the end of a client: the committed contents of its stores. A test keeps the disk, throws the
-/// client away and makes another one on it.
+/// client away and makes another one on it. A store has a name and holds the settings and the session memory
+/// of one home.
 ///
-/// A store is named, and holds the settings and the session memory of one home.
 /// Thread: from any thread.
 class FakeDisk {
 public:
+    /// The session memory of one client id.
     struct ClientMemory {
         std::vector<OutboxEntry> outbox;
         TopicTable grantedTopics;
     };
 
+    /// What is committed of one home.
     struct Store {
         Dictionary settings;
         std::map<std::string, ClientMemory, std::less<>> clients;
     };
 
-    /// While set, nothing can be stored: `synchronize` answers false, session memory answers errors.
+    /// While set, nothing can be stored: `synchronize` returns false, and session memory errors.
     void setFailingCommits(bool isFailing);
     [[nodiscard]] bool isFailingCommits() const;
 
-    /// While set, the commits that close a turn wait for `answerHeldTurnCommits`, as on a host that wants a
-    /// power cut survived.
+    /// While set, the commits that close a turn wait for `answerHeldTurnCommits`, as they do on a host that
+    /// wants to survive a power cut.
     void setHoldingTurnCommits(bool isHolding);
     [[nodiscard]] bool isHoldingTurnCommits() const;
     void holdTurnCommit(std::function<void()> commit);
 
-    /// Makes the held commits and answers them, in order. Thread: the run loop of the clients.
+    /// Makes the held commits in order and reports each. Thread: the run loop of the clients.
     void answerHeldTurnCommits();
     [[nodiscard]] std::size_t heldTurnCommitCount() const;
 
-    /// Commits made so far, those of session memory included: what a test of frugality counts.
+    /// Commits made so far, those of session memory included.
     [[nodiscard]] std::size_t commitCount() const;
 
     /// Changes one store in one commit; false, and nothing changed, while commits fail.
@@ -55,7 +57,7 @@ public:
     /// The committed contents of a store; empty for one that was never written.
     [[nodiscard]] Store contents(std::string_view store) const;
 
-    /// One owner of a store's settings at a time. False when there is one.
+    /// Becomes the owner of a store's settings. False when it has one.
     [[nodiscard]] bool acquire(std::string_view store);
     void release(std::string_view store);
 

@@ -15,12 +15,12 @@ namespace xel {
 
 class NSRunLoop;
 
-/// Answers HTTP requests as the test says.
+/// Responds to HTTP requests as the test arranges.
 ///
-/// Requests are told apart by method and path. A path names the end of the URL's path, without the query:
-/// "installations" is that of "https://host/api/installations?access_token=…"; a "*" at its end stands for
-/// anything. A request that nothing was arranged for waits until the test arranges it. Thread: `send` from
-/// any thread, everything else on the run loop; completions are posted to the run loop.
+/// A request matches an arrangement by method and path. The path is the end of the URL's path, without the
+/// query: "installations" matches "https://host/api/installations?access_token=…"; a trailing "*" stands for
+/// anything. A request that nothing is arranged for waits. Thread: `send` from any thread, everything else on
+/// the run loop; completions are posted to the run loop.
 class FakeHTTPTransport final : public HTTPTransport {
 public:
     explicit FakeHTTPTransport(std::shared_ptr<NSRunLoop> runLoop);
@@ -30,22 +30,22 @@ public:
 
     void send(HTTPRequest request, Completion completion) override;
 
-    /// Answers one request: the oldest that waits, otherwise the next that comes.
+    /// One response: to the oldest waiting request, otherwise to the next that comes.
     void answer(std::string_view method, std::string_view path, int status, std::string body);
-    /// Fails one request likewise, with an error of `NSURLErrorDomain`.
+    /// One failure, likewise, with an error in `NSURLErrorDomain`.
     void fail(std::string_view method, std::string_view path, NSURLErrorCode code,
               std::string_view description);
-    /// Answers every request that waits or comes, where nothing more particular was arranged.
+    /// The response to every waiting and later request for which nothing more specific is arranged.
     void answerAlways(std::string_view method, std::string_view path, int status, std::string body);
-    /// Takes every arrangement back: requests wait again.
+    /// Drops every arrangement: requests wait again.
     void forgetAnswers();
-    /// Drops the requests that wait, unanswered, as the end of a process does.
+    /// Drops waiting requests without a response, as the end of a process does.
     void discardWaiting();
 
     /// Every request so far, in order.
     [[nodiscard]] std::vector<HTTPRequest> requests() const;
     [[nodiscard]] std::vector<HTTPRequest> requestsTo(std::string_view method, std::string_view path) const;
-    /// Requests that wait for an answer.
+    /// How many requests are waiting.
     [[nodiscard]] std::size_t waitingCount() const;
     void clearRequests();
 

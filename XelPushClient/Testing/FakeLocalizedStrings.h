@@ -8,7 +8,7 @@
 
 namespace xel {
 
-/// Translations of the test's making. Thread: the run loop.
+/// Translations that the test sets. Thread: the run loop.
 class FakeLocalizedStrings final : public LocalizedStrings {
 public:
     [[nodiscard]] std::string localizedUserNotificationStringForKey(const std::string& key) override {

@@ -12,27 +12,27 @@
 
 namespace xel {
 
-/// A location service on a device that the test carries about. It knows of no place at first.
+/// A location service on a device that the test moves about. At first it does not know where it is.
 ///
-/// The device is somewhere whether anybody asks or not: a track goes on while no updates run and after the
+/// The device moves whether anybody watches or not: a track continues while no updates run, and beyond the
 /// end of a client. Thread: the run loop.
 class FakeLocationSource final : public LocationSource {
 public:
     FakeLocationSource(std::shared_ptr<NSRunLoop> runLoop, std::shared_ptr<const Clock> clock);
 
-    /// From now on the device goes that way, in the loop's time; at the end it stays.
+    /// The device follows the track from now on, in the loop's time, and stays at its end.
     void play(RecordedTrack track);
-    /// The device is there from now on.
+    /// Puts the device at a place.
     void standAt(const CLLocationCoordinate2D& coordinate, double horizontalAccuracy = 5.0);
-    /// Hands this very fix to all running updates, posted, whatever their filter: an old one, a faulty one.
+    /// Posts this very fix, old or faulty as it may be, to all running updates, whatever their filter.
     void report(const CLLocation& location);
 
-    /// Ends all running updates with the error, posted, and answers every start with it.
+    /// Ends all running updates with the error, posted, and every later start likewise.
     void fail(const NSError& error);
-    /// Takes `fail` back.
+    /// Ends what `fail` began.
     void work();
 
-    /// Updates that run: started, not dropped, not ended by an error.
+    /// How many updates are running: started, not dropped, not ended by an error.
     [[nodiscard]] std::size_t runningCount() const;
     /// The distance filter of each start so far.
     [[nodiscard]] const std::vector<double>& startedFilters() const;

@@ -32,8 +32,7 @@ enum class FakeMachineLoops {
     MainLoopApart,  ///< broadcast notifications have a loop of their own
 };
 
-/// A whole machine of fakes, wired: what a test makes first. Sessions are the library's own, over the fake
-/// network.
+/// A whole machine of fakes, wired together. Sessions are the library's own, over the fake network.
 ///
 /// Hold it for as long as its managers live. To play a kill, drop the manager and its home, call
 /// `discardPostedWork`, and make another manager with `makeHome` of the same name: the disk and the broker

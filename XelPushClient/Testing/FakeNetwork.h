@@ -16,18 +16,18 @@ class NSRunLoop;
 
 /// Where one connection stands, seen from the far end.
 enum class FakeConnectionState {
-    Opening,        ///< the client waits: `accept` or `fail` decides
+    Opening,        ///< the client is waiting for `accept` or `fail`
     Open,           ///< octets may flow both ways
-    EndedByPeer,    ///< the test ended it in order
-    Failed,         ///< the test refused it, or lost it
+    EndedByPeer,    ///< the test closed it in order
+    Failed,         ///< the test refused it or broke it
     ClosedByClient  ///< the client closed or dropped it
 };
 
 /// The far end of one connection of a client: what a server, or a test in its place, does with it.
 ///
-/// Everything that the client hears of it is posted to the stream's run loop, and everything the client
-/// writes arrives in a posted block too, one for all writes of a pass. A client that drops its stream loses
-/// what it wrote in the same pass; one that closes it after writing does not. Thread: the stream's run loop.
+/// What the client hears is posted to the stream's run loop, and so is what the client writes: one block for
+/// all writes of a pass. A client that drops its stream loses what it wrote in the same pass; one that closes
+/// it after writing does not. Thread: the stream's run loop.
 class FakeConnection : public std::enable_shared_from_this<FakeConnection> {
 public:
     /// Hears each segment that the client wrote.
@@ -44,13 +44,14 @@ public:
     /// Lets the client's attempt succeed.
     void accept();
 
-    /// Refuses the attempt, or loses the open connection. What was fed and not received is lost.
+    /// Refuses the attempt, or breaks the open connection. What was fed and not received is lost.
     void fail(ByteStreamErrorCode code, std::string_view description);
 
-    /// Sends octets to the client. They wait until it asks to receive.
+    /// Sends octets to the client, which gets them once it asks to receive.
     void feed(std::string_view octets);
 
-    /// Ends the connection in order: the client is told once it has received everything and asks again.
+    /// Closes the connection in order: the client hears of it once it has received everything and asks for
+    /// more.
     void endByPeer();
 
     /// At most so many octets reach the client in one read; 64 KiB at first. 1 makes a client read octet by
@@ -69,7 +70,7 @@ public:
 
     void setOctetsHandler(OctetsHandler handler) { octetsHandler_ = std::move(handler); }
 
-    /// Called once, posted, after everything that the client had written in order has arrived.
+    /// Called once, posted, when everything that the client wrote before closing in order has arrived.
     void setClosedHandler(std::function<void()> handler) { closedHandler_ = std::move(handler); }
 
 private:

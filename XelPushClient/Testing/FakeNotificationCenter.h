@@ -14,8 +14,7 @@
 
 namespace xel {
 
-/// A notification service in which the test plays the user.
-/// Thread: the run loop.
+/// A notification service whose user the test plays. Thread: the run loop.
 class FakeNotificationCenter final : public UNUserNotificationCenter {
 public:
     /// Attachments are looked for in the files.
@@ -36,7 +35,7 @@ public:
     void addNotificationRequest(UNNotificationRequest request,
                                 std::function<void(const std::optional<NSError>& error)> completion) override;
 
-    /// Requests fail with the error from now on, or are taken again.
+    /// Requests fail with the error from now on; without one they succeed again.
     void setRequestError(std::optional<NSError> error) { requestError_ = std::move(error); }
 
     /// What is on screen, in the order in which it appeared: one notification for each identifier.
@@ -45,7 +44,7 @@ public:
     [[nodiscard]] std::size_t requestCount() const { return requestCount_; }
     [[nodiscard]] const std::vector<UNNotificationCategory>& categories() const { return categories_; }
 
-    /// How the user answers requests for permission. Granted at first; an error refuses too.
+    /// How the user answers requests for permission. At first they are granted; an error refuses too.
     void setAuthorizationAnswer(bool isGranted, std::optional<NSError> error = std::nullopt) {
         isGranted_ = isGranted;
         error_ = std::move(error);
@@ -56,11 +55,11 @@ public:
 
     [[nodiscard]] bool hasDelegate() const { return !delegate_.expired(); }
 
-    /// A notification arrives while the application is in front. What the delegate's completion was given,
-    /// once it was called inside the call; none without a delegate.
+    /// A notification arrives while the application is in front. Returns what the delegate passed to the
+    /// completion; none if it did not call that at once, or if there is no delegate.
     std::optional<std::uint32_t> present(const UNNotification& notification);
 
-    /// The user acts on a notification. Whether the delegate completed inside the call.
+    /// The user acts on a notification. Returns whether the delegate called the completion at once.
     bool respond(const UNNotificationResponse& response);
 
 private:

@@ -10,11 +10,11 @@ namespace xel {
 
 class NSRunLoop;
 
-/// Queues whose operations run when a run loop comes to them: one posted block each, in the order of adding.
+/// Queues whose operations each run in a block posted to a run loop, in the order of adding.
 ///
-/// Each operation runs on a thread of its own, as on a real queue, and the posted block waits for it: the
-/// order stays the same in every run, and code that takes the queue's thread for the loop's is found out. An
-/// operation's exception comes out of the loop's drive, where a test can see it.
+/// As on a real queue the operation has a thread of its own, for which the block waits: the order is the same
+/// in every run, and code that takes the queue's thread for the loop's is found out. What an operation throws
+/// leaves the drive of the loop, where a test sees it.
 class FakeOperationQueueFactory final : public NSOperationQueueFactory {
 public:
     explicit FakeOperationQueueFactory(std::shared_ptr<NSRunLoop> runLoop) : runLoop_(std::move(runLoop)) {}

@@ -17,13 +17,13 @@ public:
     [[nodiscard]] std::shared_ptr<PushClientServerReachability> reachabilityForInternetConnection() override;
     [[nodiscard]] PushClientServerReachabilityNetworkType getConnectionType() override;
 
-    /// Sets the links and tells every started monitor, posted. The same values again tell too.
+    /// Sets the links and posts a report to every started monitor, even when nothing changed.
     void setNetwork(bool isReachable, PushClientServerReachabilityNetworkType type);
 
-    /// While set, `startNotifier` answers false and no changes are told.
+    /// While set, `startNotifier` returns false and no changes are reported.
     void setNotifierUnavailable(bool isUnavailable);
 
-    /// Monitors that were started, not stopped, and are still held.
+    /// Monitors that are held and running.
     [[nodiscard]] std::size_t startedCount() const;
 
 private:

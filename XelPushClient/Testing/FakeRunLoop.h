@@ -27,7 +27,7 @@ class FakeRunLoop final : public NSRunLoop {
 public:
     using Duration = std::chrono::nanoseconds;
 
-    /// More blocks and timers than this in one drive are taken for an endless loop: the drive throws
+    /// A drive that runs more blocks and timers than this is taken for endless and throws
     /// `std::runtime_error`.
     static constexpr std::size_t kMostSteps = 1'000'000;
 
@@ -41,20 +41,20 @@ public:
                                            std::function<void()> block) override;
     [[nodiscard]] bool isCurrent() const override;
 
-    /// As the port says. With nothing posted and no timer left it waits for another thread to post or stop,
-    /// for ten seconds of real time at most, and then throws `std::runtime_error`: the test would hang.
+    /// As the port says. With nothing posted and no timer left it waits for another thread to post or stop;
+    /// to keep a test from hanging it throws `std::runtime_error` after ten seconds of real time.
     void run() override;
     void stop() override;
 
     /// Runs what is posted, what that posts in turn, and the timers that are due, without letting time pass.
-    /// Pays no heed to `stop`. An exception of a block comes out; the rest stays for the next drive.
+    /// Ignores `stop`. What a block throws comes out; the rest stays for the next drive.
     void runUntilIdle();
 
-    /// Lets that much time pass: each timer on the way runs at its moment, with everything posted before it
-    /// done. After an exception of a block the time is that block's and the rest of the way is not gone.
+    /// Lets that much time pass: each timer on the way runs at its time, after everything that was posted
+    /// before it. When a block throws, time stops there.
     void advanceBy(Duration duration);
 
-    /// `advanceBy` up to a reading of `elapsed`; one in the past is now.
+    /// Like `advanceBy`, up to a reading of `elapsed`; one in the past means now.
     void advanceTo(Duration moment);
 
     /// Virtual time since the loop was made. From any thread.
@@ -63,10 +63,10 @@ public:
     /// When the next valid timer is due, as a reading of `elapsed`.
     [[nodiscard]] std::optional<Duration> nextTimerDeadline() const;
 
-    /// Whether a drive would run something without time passing.
+    /// Whether there is something to run without letting time pass.
     [[nodiscard]] bool hasWorkDue() const;
 
-    /// Timers that are scheduled and neither spent nor invalidated.
+    /// How many timers are scheduled and neither spent nor invalidated.
     [[nodiscard]] std::size_t scheduledTimerCount() const;
 
     /// Throws away everything posted and scheduled, as the end of a process does.

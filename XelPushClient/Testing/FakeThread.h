@@ -11,7 +11,7 @@
 
 namespace xel {
 
-/// A stack of the test's making, the same on every thread, and who asked for it. From any thread.
+/// The stack that the test sets, the same on every thread, and who asked for it. From any thread.
 class FakeThread final : public NSThread {
 public:
     [[nodiscard]] std::vector<std::string> callStackSymbols() override {
@@ -25,7 +25,7 @@ public:
         symbols_ = std::move(symbols);
     }
 
-    /// The thread that asked last; none before the first did.
+    /// The thread that asked last; none if none has.
     [[nodiscard]] std::optional<std::thread::id> asker() const {
         const std::lock_guard lock(mutex_);
         return asker_;

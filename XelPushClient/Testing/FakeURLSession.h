@@ -14,9 +14,9 @@ namespace xel {
 
 class NSRunLoop;
 
-/// Downloads what the test says, into the fake files. A download that nothing was arranged for waits until
-/// the test arranges it. Thread: `downloadTaskWithURL` from any thread, everything else on the run loop;
-/// completions are posted to the run loop.
+/// Downloads what the test arranges, into the fake files. A download that nothing is arranged for waits.
+/// Thread: `downloadTaskWithURL` from any thread, everything else on the run loop; completions are posted to
+/// the run loop.
 class FakeURLSession final : public NSURLSession {
 public:
     FakeURLSession(std::shared_ptr<NSRunLoop> runLoop, std::shared_ptr<FakeFileManager> files);
@@ -26,11 +26,11 @@ public:
 
     void downloadTaskWithURL(std::string url, DownloadCompletion completion) override;
 
-    /// Ends one download of that URL: the oldest that waits, otherwise the next that comes. A status other
+    /// The outcome of one download of that URL: the oldest that waits, otherwise the next. A status other
     /// than 200 to 299 is a failure, as the port says.
     void answer(const std::string& url, int status, std::string content);
     void fail(const std::string& url, NSURLErrorCode code, std::string_view description);
-    /// Drops the downloads that wait, unanswered, as the end of a process does.
+    /// Drops waiting downloads without an outcome, as the end of a process does.
     void discardWaiting();
 
     /// The URLs asked for so far, in order.

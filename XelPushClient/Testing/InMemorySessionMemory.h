@@ -10,14 +10,14 @@
 
 namespace xel {
 
-/// Session memory on a `FakeDisk`. While commits fail its operations answer errors and change nothing.
+/// Session memory on a `FakeDisk`. While commits fail, its operations fail and change nothing.
 /// Thread: as the port says.
 class InMemorySessionMemory final : public SessionMemory {
 public:
     explicit InMemorySessionMemory(std::shared_ptr<FakeDisk> disk, std::string store = "home");
 
-    /// While set, removals from the outbox are stored with the next change of the same client id only, as the
-    /// port allows: an object dropped before loses them, and the entries come back.
+    /// While set, removals from the outbox are stored only with the next change of the same client id, as the
+    /// port allows: if the object is dropped before that, the entries come back.
     void setStoresRemovalsLate(bool isLate) { storesRemovalsLate_ = isLate; }
 
     [[nodiscard]] std::vector<OutboxEntry> loadOutbox(std::string_view clientId) override;

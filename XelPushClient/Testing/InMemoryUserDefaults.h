@@ -28,7 +28,7 @@ public:
     void removeObject(std::string_view key) override;
     [[nodiscard]] bool synchronize() override;
 
-    /// Commits and answers inside the call, or when the disk answers what it holds.
+    /// Commits and calls `done` inside the call, or when the disk releases what it holds.
     void synchronizeTurn(std::function<void(bool)> done) override;
 
     /// Whether there are changes that are not stored.

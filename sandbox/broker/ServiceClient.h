@@ -53,7 +53,7 @@ public:
     ServiceClient& operator=(const ServiceClient&) = delete;
 
     /// One attempt to connect, or to go on with one that succeeded; waits up to `patience` for the
-    /// subscription to events to be granted. Answers whether it was; if not, it may be called again.
+    /// subscription to events to be granted. Returns whether it was; if not, call it again.
     bool connect(std::chrono::milliseconds patience);
 
     /// Publishes, from any thread. A QoS 1 publication is taken when the broker has acknowledged it.

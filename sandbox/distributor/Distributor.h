@@ -64,8 +64,8 @@ public:
     /// kept is tried.
     void start(std::uint16_t port);
 
-    /// Registers, or registers again, and tells the endpoint. Answers why not: one of the reasons that
-    /// Distributor2.Register knows, or an empty text.
+    /// Registers, or registers again, and tells the endpoint. Returns why it could not, as one of the reasons
+    /// that Distributor2.Register knows, or an empty text.
     std::string registerApplication(const Registration& asked);
 
     /// Forgets the registration and tells so; an unknown token is ignored.

@@ -45,7 +45,7 @@ HandOver outcomeOf(const std::string& errorName);
 class DistributorBus final : public Connectors {
 public:
     struct Events {
-        /// Answers the reason of a failure, or an empty text.
+        /// Returns the reason of a failure, or an empty text.
         std::function<std::string(const Registration&)> registerApplication;
         std::function<void(const std::string& token)> unregisterApplication;
         std::function<void(const std::string& service)> serviceAppeared;

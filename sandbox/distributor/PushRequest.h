@@ -27,7 +27,7 @@ struct PushResponse {
 /// How long a message is kept at most.
 inline constexpr std::chrono::seconds kLongestKept{86400};
 
-/// Takes the message; answers false when there is no endpoint with that random end.
+/// Takes the message; returns false when there is no endpoint with that random end.
 using TakePush = std::function<bool(const std::string& endpoint, const std::string& body,
                                     std::chrono::seconds timeToLive)>;
 /// Whether there is such an endpoint.

@@ -28,7 +28,7 @@ struct RestResponse {
 /// Takes the answer; called once, from any thread.
 using RestResponder = std::function<void(RestResponse response)>;
 
-/// Answers a request, now or later, by calling `respond`. Called on the server's thread.
+/// Handles a request: calls `respond`, now or later. Called on the server's thread.
 using RestHandler = std::function<void(RestRequest request, RestResponder respond)>;
 
 /// {"error": {"status": ..., "message": ...}} with that status.

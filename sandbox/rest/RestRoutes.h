@@ -14,7 +14,7 @@ public:
     RestRoutes(const RestRoutes&) = delete;
     RestRoutes& operator=(const RestRoutes&) = delete;
 
-    /// Answers the request and says true; says false, having done nothing, when no route of this subject has
+    /// Responds to the request and returns true; false, with nothing done, when no route of this subject has
     /// its path. Called on the REST server's thread.
     virtual bool handle(const RestRequest& request, const RestResponder& respond) = 0;
 };

@@ -18,11 +18,11 @@ class TagStore {
 public:
     explicit TagStore(Database& database);
 
-    /// Gives the tag to the user's installations. Answers how many of them carry it now; 0 for a user who has
+    /// Gives the tag to the user's installations. Returns how many of them carry it now; 0 for a user who has
     /// none.
     std::int64_t add(std::string_view user, std::string_view tag);
 
-    /// Takes the tag from the user's installations. Answers how many of them carry it now, which is none.
+    /// Takes the tag from the user's installations. Returns how many of them carry it now, which is none.
     std::int64_t remove(std::string_view user, std::string_view tag);
 
     /// The tags of one installation, sorted.

@@ -79,8 +79,8 @@ public:
 
     // ---- One fix.
 
-    /// Answers a fix accurate to 100 m as soon as there is one, else the best to 2,000 m after 30 s, else an
-    /// error: `TimedOut`, or the source's own.
+    /// The completion gets a fix accurate to 100 m as soon as there is one, else after 30 s the best up to
+    /// 2,000 m, else an error: `TimedOut`, or the source's own.
     void requestSingleLocation(SingleLocationCompletion completion);
 
     // ---- Tracking.

@@ -34,7 +34,7 @@ public:
     /// Null when there is none. Valid until the regions change.
     [[nodiscard]] const MonitoredRegion* find(std::string_view identifier) const;
 
-    /// Adds a region, in place of the one of the same identifier. Answers the identifier of the oldest if
+    /// Adds a region, replacing the one with the same identifier. Returns the identifier of the oldest if
     /// that had to go.
     std::optional<std::string> add(MonitoredRegion region);
     /// False when there was none.

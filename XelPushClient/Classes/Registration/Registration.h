@@ -79,8 +79,8 @@ public:
 
     void handleRegistrationFailWithError(const NSError& error);
 
-    /// Nobody is registered any more. Answers to saves sent before this are ignored: they speak of an
-    /// identity that has ended.
+    /// Nobody is registered any more. Saves that are under way are ignored when they are answered: they
+    /// belong to an identity that has ended.
     void forgetIdentity() {
         ++identityGeneration_;
         registered_ = false;
@@ -93,7 +93,7 @@ private:
     /// Adds the channels' topics; false after reporting the first that is not valid.
     bool addChannels(const std::vector<std::string>& channels);
     void continueAsUser(const std::string& userId, const std::vector<std::string>& channels);
-    /// Answers this room as long as it is there and its identity has not ended, null from then on.
+    /// Returns this room while it exists and its identity has not ended, then null.
     [[nodiscard]] std::function<std::shared_ptr<Registration>()> whileIdentityLasts() const;
     void saveInstallation();
     void installationWasSaved(const std::optional<LBInstallation>& installation);

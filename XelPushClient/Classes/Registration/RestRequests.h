@@ -35,7 +35,7 @@ private:
     const Machine& machine_;
     const ClientSettings& settings_;
     const LogOutput& log_;
-    /// Answers write log lines only while it is there.
+    /// Held weakly by completions: they log only while it exists.
     std::shared_ptr<const LogOutput*> life_;
 };
 

@@ -19,13 +19,13 @@
 
 namespace xel {
 
-/// The host program as an application. It is active from the start, for a program on Linux runs until it
-/// ends; a host that has a foreground and a background says so by the calls below.
+/// The host program as an application. A program on Linux runs until it ends, so it is active from the start;
+/// a host that has a foreground and a background says so by the calls below.
 ///
 /// Thread: the run loop.
 class LinuxApplication final : public UIApplication {
 public:
-    /// How long an application may work on in the background.
+    /// How long an application may go on working in the background.
     static constexpr std::chrono::seconds kBackgroundTime{180};
 
     /// Remote notifications that are kept while no delegate is attached; the oldest beyond them are dropped.
@@ -34,6 +34,7 @@ public:
     using Presenter = std::function<void(const UILocalNotification&)>;
     using Canceller = std::function<void()>;
 
+    /// What the application stands on.
     struct Surroundings {
         std::shared_ptr<NSRunLoop> runLoop;
         std::shared_ptr<Clock> clock;
@@ -50,7 +51,7 @@ public:
     // active in the background enters the foreground first.
 
     void willResignActive();
-    /// Tasks may run on for so long, and for what is left of it when the application is there already.
+    /// Tasks may go on for so long or, if the application is in the background already, for what is left.
     void enterBackground(std::chrono::milliseconds longestTime = kBackgroundTime);
     void willEnterForeground();
     void becomeActive();

@@ -15,7 +15,7 @@ struct CurlHTTPOptions {
     std::chrono::milliseconds connectTimeout{std::chrono::seconds(15)};
     /// For the whole request, redirects included.
     std::chrono::milliseconds totalTimeout{std::chrono::seconds(60)};
-    /// A transfer slower than this for the whole period is given up.
+    /// A transfer that stays slower than this for the whole period is given up.
     long lowSpeedOctetsPerSecond = 1;
     std::chrono::seconds lowSpeedPeriod{30};
     /// Octets of an answer's body, counted after decompression.

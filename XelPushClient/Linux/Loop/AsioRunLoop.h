@@ -16,12 +16,13 @@ class LoopDescriptor;
 
 /// A run loop on Boost.Asio: on an `io_context` of its own, or on the host's.
 ///
-/// On the host's context the host runs that on one thread, which may be another than the one that made loop
-/// and clients, and keeps it running, with a work guard, while it has clients; `run` and `stop` then run and
-/// stop the host's context. An exception of a block leaves the context's own `run`. The loop outlives
-/// everything that works on it. Destroyed inside one of its own blocks it ends the process; a loop that a
-/// machine made on the host's context is such a one too when the machine's last reference goes there: keep
-/// `Machine::runLoop`. Thread: as the port says.
+/// The host runs its own context on one thread, not necessarily the one that made the loop and its clients,
+/// and keeps it running with a work guard while it has clients. `run` and `stop` then run and stop the host's
+/// context, and what a block throws leaves the context's own `run`.
+///
+/// The loop must outlive everything that works on it; destroying it inside one of its own blocks ends the
+/// process. That can also happen to a loop that a machine made on the host's context, when a block drops the
+/// machine's last reference: keep `Machine::runLoop`. Thread: as the port says.
 class AsioRunLoop final : public NSRunLoop {
 public:
     AsioRunLoop();
@@ -38,10 +39,10 @@ public:
     /// True on the thread that ran the loop last, at first the one that made it.
     [[nodiscard]] bool isCurrent() const override;
 
-    /// Makes the calling thread the loop's own, which `run`, `step` and every pass on a host's context do by
-    /// themselves: for a thread that touches the loop's clients before any of these, such as one that is
-    /// about to run the host's context, or one that goes on when the thread that ran the loop has ended.
-    /// Throws `std::logic_error` while another thread is inside one of the loop's blocks.
+    /// Makes the calling thread the loop's own. `run`, `step` and every pass on a host's context do so by
+    /// themselves; call it on a thread that uses the loop's clients before any of these, for instance before
+    /// it runs the host's context, or when the thread that ran the loop has ended. Throws `std::logic_error`
+    /// while another thread is inside one of the loop's blocks.
     void takeOwnership();
 
     /// Throws `std::logic_error` when it is called inside one of the loop's blocks.
@@ -59,8 +60,8 @@ public:
     /// nor closed. Made on first use. Throws `std::runtime_error` when the system does not show it, which
     /// takes /proc.
     [[nodiscard]] int fileDescriptor();
-    /// When the next timer is due; none when none is. The descriptor tells of timers too: this is for hosts
-    /// that sleep by a time of their own.
+    /// When the next timer is due; none without timers. The descriptor covers timers too: this is for hosts
+    /// that compute how long they sleep.
     [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> nextDeadline();
     /// Runs what is due, for a bounded time, and never waits. Throws what a block throws, and
     /// `std::logic_error` when it is called inside one of the loop's blocks. `stop` ends the step under

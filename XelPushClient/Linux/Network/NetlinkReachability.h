@@ -13,7 +13,7 @@ namespace xel {
 class AsioRunLoop;
 class NetlinkEvents;
 
-/// Answers the host name of the broker that the process is to talk to now.
+/// Returns the host name of the broker that the process talks to at the moment.
 using BrokerHostQuery = std::function<std::string()>;
 
 /// Reachability by the kernel's routes: reachable with a default route whose link is up, or when the broker's

@@ -146,7 +146,7 @@ public:
     }
 
 private:
-    /// Answers what the call is answered with; missing when the call is refused for now.
+    /// Returns the reply to a call; none to refuse the call for now.
     using Taking = std::function<std::optional<Arguments>(const Arguments&)>;
     using Names = std::function<void(const std::vector<std::string>&)>;
 

@@ -41,7 +41,7 @@ public:
     virtual ~SqliteCommitRider() = default;
 
     [[nodiscard]] virtual bool wantsToRide() const = 0;
-    /// Writes, inside a transaction. Answers SQLite's code.
+    /// Writes, inside a transaction, and returns SQLite's code.
     [[nodiscard]] virtual int ride() = 0;
     /// The transaction was committed.
     virtual void arrive() = 0;

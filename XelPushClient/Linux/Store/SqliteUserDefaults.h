@@ -21,7 +21,7 @@ namespace xel {
 /// While the store's log is carried over, a turn's commit waits without holding the run loop up, and
 /// `synchronize` waits. With `Durability::PowerCut` a turn's answer comes after a file sync on the store's
 /// own thread. A value that cannot be stored (nested deeper than `kDeepestStoredValue`) makes `synchronize`
-/// answer false; the rest is stored. Thread: as the port says.
+/// return false; the rest is stored. Thread: as the port says.
 class SqliteUserDefaults final : public NSUserDefaults,
                                  public std::enable_shared_from_this<SqliteUserDefaults> {
 public:

@@ -7,13 +7,13 @@ namespace xel {
 /// How the kernel finds out that the broker, or the way to it, has gone without a word: a machine that lost
 /// its power, a cable, a router that forgot the connection.
 ///
-/// As they are, a connection is lost within 90 s of that, whether idle or with something to send; the
-/// session's own keep-alive of 180 s would take over three minutes. Probes go out only while nothing else
-/// arrives, at most one in 45 s, some 2,000 a day, each an empty packet there and one back. That is nothing
-/// by cable or Wi-Fi. A mobile radio, though, stays awake for about ten seconds after each packet, and so for
-/// a fifth of the day; a host on a battery behind one takes longer times, such as 240 s, or none, and hears
-/// of a dead connection as much later. Times that are longer than a router's memory of an idle connection
-/// (often five minutes, on mobile networks less) let it forget the connection.
+/// With the defaults a dead connection is noticed within 90 s, idle or not; the session's own keep-alive of
+/// 180 s would take over three minutes. Probes are sent only while nothing else arrives: at most one in 45 s,
+/// about 2,000 a day, each an empty packet in either direction. By cable or Wi-Fi that costs nothing. A
+/// mobile radio, however, stays awake for about ten seconds after each packet, which makes a fifth of the
+/// day. A host that runs on a battery behind such a radio should choose longer times, such as 240 s, or none,
+/// and will notice a dead connection that much later. Times beyond what routers remember an idle connection
+/// for (often five minutes, less on mobile networks) let them forget it.
 struct LinuxTCPOptions {
     /// Without an octet from the broker for so long, the first probe is sent. 0: none ever.
     std::chrono::seconds keepAliveIdle{45};

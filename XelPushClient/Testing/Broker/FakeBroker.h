@@ -54,7 +54,7 @@ public:
     /// The next attempts wait, neither accepted nor refused, until `acceptWaitingConnections`.
     void setHoldingConnections(bool isHolding) { isHoldingConnections_ = isHolding; }
     void acceptWaitingConnections();
-    /// The error of the transport that attempts fail with; none: they succeed.
+    /// The transport error with which attempts fail; none: they succeed.
     void setConnectFailure(std::optional<std::pair<ByteStreamErrorCode, std::string>> failure) {
         connectFailure_ = std::move(failure);
     }
@@ -64,7 +64,7 @@ public:
     void setCredentials(std::string userName, std::string password) {
         credentials_.emplace(std::move(userName), std::move(password));
     }
-    /// What a subscription to the topic is answered with: 0, 1, or 0x80 for a refusal. Otherwise what was
+    /// The return code for subscriptions to the topic: 0, 1, or 0x80 for a refusal. Unless set: what was
     /// asked for.
     void setGrantedCode(std::string topic, std::uint8_t code) { grantedCodes_[std::move(topic)] = code; }
     void clearGrantedCodes() { grantedCodes_.clear(); }
@@ -73,14 +73,14 @@ public:
     enum class Order { AsAsked, Reversed };
     /// Sends what was withheld of that kind, and answers at once from then on.
     void releaseWithheld(FakeBrokerPacketType answer, Order order = Order::AsAsked);
-    /// Takes no PUBLISH on the topic and no SUBSCRIBE with it: it ends the connection instead, unanswered, as
-    /// MQTT 3.1.1 section 3.3.5 lets a broker do.
+    /// Ends the connection on a PUBLISH or SUBSCRIBE of that topic instead of acknowledging it, as MQTT 3.1.1
+    /// section 3.3.5 lets a broker do.
     void setEndingOn(std::string topic, bool isEnding);
     /// Ends the connection of everybody who publishes, as a broker whose disk is full may.
     void setEndingOnEveryPublication(bool isEnding) { isEndingOnEveryPublication_ = isEnding; }
     /// At most so many publications are sent to a client before it has acknowledged some.
     void setMostInFlight(std::size_t most) { mostInFlight_ = most; }
-    /// Loses every PUBACK of the clients', as a connection does that ends before they arrive.
+    /// Loses every PUBACK from clients, as a connection does that ends before they arrive.
     void setLosingAcknowledgements(bool isLosing) { isLosingAcknowledgements_ = isLosing; }
     /// At most so many octets reach a client in one read, on connections from now on.
     void setMostOctetsPerRead(std::size_t most) { mostOctetsPerRead_ = most; }
@@ -95,11 +95,11 @@ public:
     void sendOctets(std::string_view octets);
     /// Loses every connection, as a network does (ConnectionLost).
     void dropConnections();
-    /// Breaks every connection off (ConnectionReset), as a broker does that is killed.
+    /// Resets every connection (ConnectionReset), as a broker does that is killed.
     void resetConnections();
-    /// Ends every connection in order, as a broker that shuts down does.
+    /// Closes every connection in order, as a broker does that shuts down.
     void endConnections();
-    /// Forgets every session and retained message, as a broker restarted without persistence.
+    /// Forgets every session and retained message, as a broker does that restarts without persistence.
     void forgetSessions();
 
     // What it has seen.

@@ -54,11 +54,11 @@ struct FakeBrokerPacket {
     std::vector<std::string> topicNames;  ///< of an UNSUBSCRIBE
 };
 
-/// Reads the client's side of a connection, strictly: it shares nothing with the library's own engine, so
-/// that neither can cover the other's mistakes.
+/// Reads the client's side of a connection, strictly. It shares nothing with the library's own engine, so
+/// that neither can hide the other's mistakes.
 class FakeBrokerPacketReader {
 public:
-    /// Takes octets in. False at the first fault; `fault` then says which, and nothing is read any more.
+    /// Takes octets in. False from the first fault on; `fault` then says what it was.
     bool feed(std::string_view octets);
 
     /// The next whole packet that was read.
