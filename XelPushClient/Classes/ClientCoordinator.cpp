@@ -200,15 +200,13 @@ void ClientCoordinator::reset() {
     rooms_.channels.forgetIdentity();
     rooms_.messageIds.forget();
     rooms_.registration.forgetIdentity();
-    constexpr std::array kForgottenKeys = {
-        kSubscribedTopicsKey, kNotificationSettingsKey, kUserChannelsKey, kSubscribedUserChannelsKey,
-        kMessageIdsKey,       kLaunchTimeKey,           kLaunchCountKey,  kUserIdKey,
-        kDeviceIdKey};
+    constexpr std::array kForgottenKeys = {kSubscribedTopicsKey, kNotificationSettingsKey, kUserChannelsKey,
+                                           kSubscribedUserChannelsKey, kMessageIdsKey};
     for (const auto key : kForgottenKeys) {
         rooms_.home.defaults->removeObject(key);
     }
+    rooms_.settings.forgetStoredIdentity();
     (void)rooms_.home.defaults->synchronize();
-    rooms_.settings.publishIdentity();
 }
 
 }  // namespace xel

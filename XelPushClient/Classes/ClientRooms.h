@@ -10,6 +10,7 @@
 #include "XelPushClient/Classes/Core/ClientOwner.h"
 #include "XelPushClient/Classes/Core/ClientSettings.h"
 #include "XelPushClient/Classes/Core/EventFanout.h"
+#include "XelPushClient/Classes/Core/LastFailure.h"
 #include "XelPushClient/Classes/Device/DeviceDescription.h"
 #include "XelPushClient/Classes/GeoLocation/CoreGeoLocation.h"
 #include "XelPushClient/Classes/Messaging/InboundPipeline.h"
@@ -64,6 +65,7 @@ struct ClientRooms {
     ClientCoordinator coordinator;
     PushTokenState token;
     ClientSettings settings;
+    LastFailure lastFailure;
     EventFanout fanout;
     DeviceDescription device;
     BrokerConnection connection;

@@ -24,19 +24,19 @@ void PushClientManager::setDevelopment(bool development) {
 // ---- Identity and settings.
 
 const std::optional<std::string>& PushClientManager::appId() const {
-    return rooms_->settings.appId;
+    return rooms_->settings.appId();
 }
 const std::optional<std::string>& PushClientManager::apiKey() const {
-    return rooms_->settings.apiKey;
+    return rooms_->settings.apiKey();
 }
 const std::optional<std::string>& PushClientManager::username() const {
-    return rooms_->settings.username;
+    return rooms_->settings.username();
 }
 const std::optional<std::string>& PushClientManager::password() const {
-    return rooms_->settings.password;
+    return rooms_->settings.password();
 }
 const std::optional<std::string>& PushClientManager::appVersion() const {
-    return rooms_->settings.appVersion;
+    return rooms_->settings.appVersion();
 }
 const std::optional<std::string>& PushClientManager::userId() const {
     return rooms_->settings.userId();
@@ -78,10 +78,10 @@ void PushClientManager::setDeliveryChannelEnabeled(bool enabled) {
     rooms_->settings.setDeliveryChannelEnabeled(enabled);
 }
 bool PushClientManager::usingSSLConnection() const {
-    return rooms_->settings.usingSSLConnection;
+    return rooms_->settings.usingSSLConnection();
 }
 void PushClientManager::setUsingSSLConnection(bool usingSSL) {
-    rooms_->settings.usingSSLConnection = usingSSL;
+    rooms_->settings.setUsingSSLConnection(usingSSL);
 }
 bool PushClientManager::enableLocationOnLaunch() const {
     return rooms_->settings.enableLocationOnLaunch();
@@ -96,7 +96,7 @@ void PushClientManager::setLocationOnLaunchWithDictionary(const std::optional<Di
     rooms_->settings.setLocationOnLaunchWithDictionary(options);
 }
 const std::optional<NSError>& PushClientManager::failureError() const {
-    return rooms_->settings.failureError;
+    return rooms_->lastFailure.error();
 }
 
 // ---- Who hears of outcomes.
@@ -231,7 +231,7 @@ std::int64_t PushClientManager::getLaunchTime() const {
     return rooms_->settings.getLaunchTime();
 }
 bool PushClientManager::launchedByUser() const {
-    return rooms_->settings.launchedByUser;
+    return rooms_->settings.launchedByUser();
 }
 void PushClientManager::enqueueWhenSessionIsConnected(std::function<void()> block) {
     rooms_->deferred.enqueueWhenSessionIsConnected(std::move(block));

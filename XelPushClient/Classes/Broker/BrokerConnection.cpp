@@ -27,9 +27,11 @@ bool isRefusedIdentity(const std::optional<NSError>& error) {
 
 }  // namespace
 
-BrokerConnection::BrokerConnection(const ClientLife& life, ClientSettings& settings, const Machine& machine,
-                                   const Home& home, const LogOutput& log, Observers observers)
+BrokerConnection::BrokerConnection(const ClientLife& life, ClientSettings& settings, LastFailure& lastFailure,
+                                   const Machine& machine, const Home& home, const LogOutput& log,
+                                   Observers observers)
     : settings_(settings),
+      lastFailure_(lastFailure),
       machine_(machine),
       home_(home),
       log_(log),
@@ -70,10 +72,10 @@ void BrokerConnection::assignStateThen(PushClientServerConnectionState state, Re
 
 std::optional<std::string> BrokerConnection::setClientId() {
     if (isMissingOrBlank(settings_.deviceId()) || isMissingOrBlank(settings_.userId()) ||
-        isMissingOrBlank(settings_.appId)) {
+        isMissingOrBlank(settings_.appId())) {
         return std::nullopt;
     }
-    return formatted("%@/%@/%@", settings_.appId, settings_.userId(), settings_.deviceId());
+    return formatted("%@/%@/%@", settings_.appId(), settings_.userId(), settings_.deviceId());
 }
 
 std::shared_ptr<MQTTSession> BrokerConnection::createSession() {
@@ -87,8 +89,8 @@ std::shared_ptr<MQTTSession> BrokerConnection::createSession() {
     }
     MQTTSessionParameters parameters;
     parameters.clientId = *brokerClientId_;
-    parameters.userName = *settings_.username;
-    parameters.password = *settings_.password;
+    parameters.userName = *settings_.username();
+    parameters.password = *settings_.password();
     parameters.keepAlive = std::chrono::seconds(180);
     parameters.cleanSession = false;
     brokerSession_ =
@@ -100,8 +102,8 @@ std::shared_ptr<MQTTSession> BrokerConnection::createSession() {
 }
 
 bool BrokerConnection::hasSessionIdentity() const {
-    return !isMissingOrBlank(brokerClientId_) && !isMissingOrBlank(settings_.username) &&
-           !isMissingOrBlank(settings_.password);
+    return !isMissingOrBlank(brokerClientId_) && !isMissingOrBlank(settings_.username()) &&
+           !isMissingOrBlank(settings_.password());
 }
 
 bool BrokerConnection::isAttemptUnderWay() const {
@@ -143,8 +145,8 @@ void BrokerConnection::beginAttempt(std::uint64_t generation) {
         return;
     }
     TVRLog(log_, "[%@]: Connecting to server @%@", kConnectToServer, connectionStateString(connectionState_));
-    const auto address = brokerAddress(machine_.endpoints, settings_.appId, settings_.usingSSLConnection);
-    brokerSession_->connectToHost(address.host, address.port, settings_.usingSSLConnection);
+    const auto address = brokerAddress(machine_.endpoints, settings_.appId(), settings_.usingSSLConnection());
+    brokerSession_->connectToHost(address.host, address.port, settings_.usingSSLConnection());
 }
 
 void BrokerConnection::reportMissingSession() {
@@ -154,12 +156,12 @@ void BrokerConnection::reportMissingSession() {
     }
     // The line about the user name stands when there is one, and shows the user id: hosts' diagnostics match
     // on it.
-    if (settings_.username) {
+    if (settings_.username()) {
         text += formatted("Username is nil, username = %@\n", settings_.userId());
     }
-    if (isEmptyOrBlank(settings_.password)) {
+    if (isEmptyOrBlank(settings_.password())) {
         // A password reaches this line only when it is blank, so nothing secret is shown.
-        text += formatted("password is nil, password = %@\n", settings_.password);
+        text += formatted("password is nil, password = %@\n", settings_.password());
     }
     if (hasSessionIdentity()) {
         text = "Nothing of the identity is missing: the machine's session factory answered no session\n";
@@ -223,7 +225,7 @@ void BrokerConnection::handleConnected() {
 void BrokerConnection::handleError(const std::optional<NSError>& error) {
     TVRLog(log_, "[%@]: ConnectionError %@", kHandleEvent, error);
     if (error) {
-        settings_.failureError = error;
+        lastFailure_.remember(*error);
     }
     const bool isRefused = isRefusedIdentity(error);
     assignStateThen(PushClientServerDisconnectedErrorState,

@@ -10,6 +10,7 @@
 #include "XelPushClient/Classes/Core/ClientLife.h"
 #include "XelPushClient/Classes/Core/ClientSettings.h"
 #include "XelPushClient/Classes/Core/ConnectionState.h"
+#include "XelPushClient/Classes/Core/LastFailure.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
 
 namespace xel {
@@ -26,8 +27,8 @@ public:
         BrokerTrafficObserver& traffic;
     };
 
-    BrokerConnection(const ClientLife& life, ClientSettings& settings, const Machine& machine,
-                     const Home& home, const LogOutput& log, Observers observers);
+    BrokerConnection(const ClientLife& life, ClientSettings& settings, LastFailure& lastFailure,
+                     const Machine& machine, const Home& home, const LogOutput& log, Observers observers);
     BrokerConnection(const BrokerConnection&) = delete;
     BrokerConnection& operator=(const BrokerConnection&) = delete;
     ~BrokerConnection() override;
@@ -97,6 +98,7 @@ private:
     [[nodiscard]] bool isAttemptUnderWay() const;
 
     ClientSettings& settings_;
+    LastFailure& lastFailure_;
     const Machine& machine_;
     const Home& home_;
     const LogOutput& log_;

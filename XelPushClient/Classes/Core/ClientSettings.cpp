@@ -1,6 +1,7 @@
 #include "XelPushClient/Classes/Core/ClientSettings.h"
 
 #include <charconv>
+#include <utility>
 
 #include "XelPushClient/Classes/Core/PersistedKeys.h"
 #include "XelPushClient/Classes/Core/ServiceAddresses.h"
@@ -22,6 +23,11 @@ void storeOrRemove(NSUserDefaults& defaults, std::string_view key, const std::op
 ClientSettings::ClientSettings(const Machine& machine, const Home& home)
     : machine_(machine), defaults_(*home.defaults) {
     requireSecureAddresses(machine.endpoints);
+    publishIdentity();
+}
+
+void ClientSettings::setApplication(RegisteredApplication application) {
+    application_ = std::move(application);
     publishIdentity();
 }
 
@@ -121,16 +127,16 @@ void ClientSettings::setDeliveryChannelEnabeled(bool enabled) {
 
 std::shared_ptr<LBRESTAdapter> ClientSettings::loopBackAdaptor() {
     if (!adaptor_) {
-        usingSSLConnection = true;
-        adaptor_ = LBRESTAdapter::adapterWithURL(restBaseURL(machine_.endpoints, appId, usingSSLConnection),
-                                                 machine_.http, machine_.json);
+        usingSSLConnection_ = true;
+        adaptor_ = LBRESTAdapter::adapterWithURL(
+            restBaseURL(machine_.endpoints, appId(), usingSSLConnection_), machine_.http, machine_.json);
     }
-    adaptor_->setAccessToken(apiKey);
+    adaptor_->setAccessToken(apiKey());
     return adaptor_;
 }
 
 void ClientSettings::setLaunchStats() {
-    launchedByUser = true;
+    launchedByUser_ = true;
     defaults_.setObject(kLaunchCountKey, getLaunchCount().value_or(0) + 1);
     const double milliseconds = secondsSince1970(machine_.clock->now()) * 1000.0;
     defaults_.setObject(kLaunchTimeKey, formatted("%f", milliseconds));
@@ -150,9 +156,16 @@ std::int64_t ClientSettings::getLaunchTime() const {
     return milliseconds;
 }
 
+void ClientSettings::forgetStoredIdentity() {
+    for (const auto key : {kLaunchTimeKey, kLaunchCountKey, kUserIdKey, kDeviceIdKey}) {
+        defaults_.removeObject(key);
+    }
+    publishIdentity();
+}
+
 void ClientSettings::publishIdentity() {
     const auto deviceId = deviceId_ ? deviceId_ : defaults_.stringForKey(kDeviceIdKey);
-    sharedIdentity_.publish({appId, apiKey, appVersion, deviceId, getLaunchTime()});
+    sharedIdentity_.publish({appId(), apiKey(), appVersion(), deviceId, getLaunchTime()});
 }
 
 }  // namespace xel

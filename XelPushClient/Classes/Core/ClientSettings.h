@@ -5,32 +5,43 @@
 #include <string>
 
 #include "XelPushClient/Classes/Core/IdentitySnapshot.h"
-#include "XelPushClient/Foundation/NSError.h"
 #include "XelPushClient/LoopBack/LBRESTAdapter.h"
 #include "XelPushClient/Platform/Home.h"
 #include "XelPushClient/Platform/Machine.h"
 
 namespace xel {
 
+/// What the host registered its application with: who it is at the service, and what lets it in.
+struct RegisteredApplication {
+    std::optional<std::string> appId;
+    std::optional<std::string> apiKey;
+    std::optional<std::string> username;
+    std::optional<std::string> password;
+    /// The library's own version, kept from the registration on.
+    std::optional<std::string> appVersion;
+};
+
 /// Who the client is towards the service, and what it was told to do: credentials, user id, device id,
 /// settings.
 ///
-/// Owner: the manager. Thread: the manager's run loop, but for `identitySnapshot`. Tells nobody about
-/// changes.
+/// What another thread may see of the identity is published by each operation that changes it, so that no
+/// caller has to think of it. Owner: the manager. Thread: the manager's run loop, but for `identitySnapshot`.
+/// Tells nobody about changes.
 class ClientSettings {
 public:
     /// Throws std::invalid_argument for endpoints that would send the API key unencrypted.
     ClientSettings(const Machine& machine, const Home& home);
 
-    std::optional<std::string> appId;
-    std::optional<std::string> apiKey;
-    std::optional<std::string> username;
-    std::optional<std::string> password;
-    std::optional<std::string> appVersion;
-    bool usingSSLConnection = false;
-    bool launchedByUser = false;
-    /// The last failure.
-    std::optional<NSError> failureError;
+    [[nodiscard]] const std::optional<std::string>& appId() const { return application_.appId; }
+    [[nodiscard]] const std::optional<std::string>& apiKey() const { return application_.apiKey; }
+    [[nodiscard]] const std::optional<std::string>& username() const { return application_.username; }
+    [[nodiscard]] const std::optional<std::string>& password() const { return application_.password; }
+    [[nodiscard]] const std::optional<std::string>& appVersion() const { return application_.appVersion; }
+    [[nodiscard]] const RegisteredApplication& application() const { return application_; }
+    void setApplication(RegisteredApplication application);
+
+    [[nodiscard]] bool usingSSLConnection() const { return usingSSLConnection_; }
+    void setUsingSSLConnection(bool usingSSL) { usingSSLConnection_ = usingSSL; }
 
     /// The persisted user id, read on first use.
     [[nodiscard]] const std::optional<std::string>& userId();
@@ -74,19 +85,26 @@ public:
 
     /// Counts one launch by the user and stores its time.
     void setLaunchStats();
+    [[nodiscard]] bool launchedByUser() const { return launchedByUser_; }
     [[nodiscard]] std::optional<std::int64_t> getLaunchCount() const;
     /// Milliseconds since 1970, the fraction dropped; 0 when no launch was counted.
     [[nodiscard]] std::int64_t getLaunchTime() const;
 
-    /// What another thread sees of the identity from now on. Every change of this class's own publishes it;
-    /// whoever sets the fields above does so afterwards.
-    void publishIdentity();
-    /// The identity as it was last published. From any thread.
+    /// Removes both ids and the launch statistics from the store, whose caller synchronises it. Ids still
+    /// held in memory, because the store refused to let them go, stay there.
+    void forgetStoredIdentity();
+
+    /// The identity as it is after the last change. From any thread.
     [[nodiscard]] IdentitySnapshot identitySnapshot() const { return sharedIdentity_.copy(); }
 
 private:
+    void publishIdentity();
+
     const Machine& machine_;
     NSUserDefaults& defaults_;
+    RegisteredApplication application_;
+    bool usingSSLConnection_ = false;
+    bool launchedByUser_ = false;
     std::optional<std::string> userId_;
     std::optional<std::string> deviceId_;
     Dictionary userInfo_;

@@ -16,9 +16,9 @@ constexpr std::string_view kReservedBodyPrefix = "BIBB";
 InboundPipeline::InboundPipeline(Surroundings surroundings) : surroundings_(surroundings) {}
 
 void InboundPipeline::handleNewMessage(std::string_view payload, std::string_view topic, Arrival arrival) {
-    if (isDeliveryTopic(topic, surroundings_.settings.appId)) {
+    if (isDeliveryTopic(topic, surroundings_.settings.appId())) {
         handleDelivery(payload, topic);
-    } else if (isEventTopic(topic, surroundings_.settings.appId)) {
+    } else if (isEventTopic(topic, surroundings_.settings.appId())) {
         handleEvent(payload, topic, arrival);
     } else {
         handlePushMessage(payload, topic, arrival);

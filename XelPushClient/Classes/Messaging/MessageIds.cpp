@@ -12,8 +12,8 @@ constexpr std::size_t kRememberedIds = 25;
 
 }  // namespace
 
-MessageIds::MessageIds(NSUserDefaults& defaults, ClientSettings& settings, const LogOutput& log)
-    : defaults_(defaults), settings_(settings), log_(log), life_(std::make_shared<MessageIds*>(this)) {}
+MessageIds::MessageIds(NSUserDefaults& defaults, LastFailure& lastFailure, const LogOutput& log)
+    : defaults_(defaults), lastFailure_(lastFailure), log_(log), life_(std::make_shared<MessageIds*>(this)) {}
 
 std::deque<std::string>& MessageIds::ids() {
     if (!ids_) {
@@ -80,11 +80,12 @@ void MessageIds::putIntoDefaults() {
 }
 
 void MessageIds::reportFailure() {
-    settings_.failureError =
+    const NSError error =
         makeError(kPushClientStoreErrorDomain, kPushClientStoreFailedErrorCode,
                   "the ids of received messages could not be stored; they are kept in memory "
                   "and storing is tried again with the next messages");
-    TVRLog(log_, "Could not store message ids %@", settings_.failureError);
+    lastFailure_.remember(error);
+    TVRLog(log_, "Could not store message ids %@", error);
 }
 
 }  // namespace xel

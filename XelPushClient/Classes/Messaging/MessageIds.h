@@ -2,12 +2,14 @@
 
 #include <deque>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "XelPushClient/Classes/Core/ClientSettings.h"
+#include "XelPushClient/Classes/Core/LastFailure.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
+#include "XelPushClient/Platform/NSUserDefaults.h"
 
 namespace xel {
 
@@ -24,7 +26,7 @@ enum class Arrival {
 /// again. Outside a turn each id is stored at once. Owner: the manager. Thread: the manager's run loop.
 class MessageIds {
 public:
-    MessageIds(NSUserDefaults& defaults, ClientSettings& settings, const LogOutput& log);
+    MessageIds(NSUserDefaults& defaults, LastFailure& lastFailure, const LogOutput& log);
 
     /// True when the id was seen before, which that of a repeat was. It is remembered in either case. When 25
     /// are held the oldest is forgotten first, so that a repetition of just that one, when the session does
@@ -44,7 +46,7 @@ private:
     void reportFailure();
 
     NSUserDefaults& defaults_;
-    ClientSettings& settings_;
+    LastFailure& lastFailure_;
     const LogOutput& log_;
     /// Missing until first used, and after forgetting.
     std::optional<std::deque<std::string>> ids_;

@@ -31,7 +31,7 @@ Publisher::Publisher(Surroundings surroundings, const MQTTSessionOptions& limits
 
 TopicIdentity Publisher::identity() const {
     auto& settings = surroundings_.settings;
-    return {settings.appId, settings.userId(), settings.deviceId()};
+    return {settings.appId(), settings.userId(), settings.deviceId()};
 }
 
 double Publisher::nowInMilliseconds() const {

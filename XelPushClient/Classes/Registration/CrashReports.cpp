@@ -52,9 +52,6 @@ CrashReports::CrashReports(Surroundings surroundings)
 
 void CrashReports::applicationCrashedWithUserInfo(const Dictionary& userInfo, CrashReportOptions options) {
     const auto& machine = surroundings_.machine;
-    if (machine.runLoop->isCurrent()) {
-        surroundings_.settings.publishIdentity();
-    }
     CrashReport report;
     report.identity = surroundings_.settings.identitySnapshot();
     if (!report.identity.deviceId || !report.identity.appId || !report.identity.appVersion) {

@@ -19,7 +19,7 @@ public:
         const ClientLife& life;
         const Machine& machine;
         const Home& home;
-        ClientSettings& settings;
+        const ClientSettings& settings;
         const LogOutput& log;
         const std::shared_ptr<NSOperationQueue>& operationQueue;
         Registration& registration;

@@ -16,8 +16,8 @@ LBInstallationFields InstallationRecord::fields() {
     if (!isMissingOrBlank(settings_.deviceId())) {
         fields.registrationId = settings_.deviceId();
     }
-    fields.appId = settings_.appId;
-    fields.appVersion = settings_.appVersion;
+    fields.appId = settings_.appId();
+    fields.appVersion = settings_.appVersion();
     fields.userId = settings_.userId();
     fields.badge = 0;
     fields.launchCount = settings_.getLaunchCount();

@@ -56,13 +56,8 @@ bool Registration::registerApplication(const std::optional<std::string>& appId,
                                             "Fill Registration Requirements"));
     }
     auto& settings = surroundings_.settings;
-    settings.appVersion = std::string(PUSH_CLIENT_VERSION_STR);
-    settings.appId = appId;
-    settings.apiKey = apiKey;
-    settings.username = userName;
-    settings.password = password;
-    settings.usingSSLConnection = true;
-    settings.publishIdentity();
+    settings.setApplication({appId, apiKey, userName, password, std::string(PUSH_CLIENT_VERSION_STR)});
+    settings.setUsingSSLConnection(true);
     surroundings_.connection.createSession();
     return true;
 }
@@ -111,7 +106,7 @@ std::optional<NSError> Registration::registerAgainRefusal(const std::optional<st
     const bool isClientIdBlank = isEmptyOrBlank(clientId);
     if (!hasTopic || isClientIdBlank) {
         std::string reason = lineIfUnusable("userId is nil userId value %@ ", settings.userId()) +
-                             lineIfUnusable("AppId is nil appId value = %@", settings.appId);
+                             lineIfUnusable("AppId is nil appId value = %@", settings.appId());
         if (hasTopic) {
             reason += lineIfUnusable("RegistrationId is nil appId value = %@", settings.deviceId());
         }
@@ -280,7 +275,7 @@ void Registration::handleRegistrationSuccess() {
 }
 
 void Registration::handleRegistrationFailWithError(const NSError& error) {
-    surroundings_.settings.failureError = error;
+    surroundings_.lastFailure.remember(error);
     TVRLog(surroundings_.log, "handleRegistrationFailWithError");
     registered_ = false;
     const auto mapped = mapRegistrationError(error);

@@ -11,6 +11,7 @@
 #include "XelPushClient/Classes/Broker/LifecycleMonitor.h"
 #include "XelPushClient/Classes/Core/ClientLife.h"
 #include "XelPushClient/Classes/Core/EventFanout.h"
+#include "XelPushClient/Classes/Core/LastFailure.h"
 #include "XelPushClient/Classes/Notifications/PushTokens.h"
 #include "XelPushClient/Classes/Registration/InstallationRecord.h"
 #include "XelPushClient/Platform/NSOperationQueue.h"
@@ -45,6 +46,7 @@ public:
         const ClientLife& life;
         const Machine& machine;
         ClientSettings& settings;
+        LastFailure& lastFailure;
         const LogOutput& log;
         EventFanout& fanout;
         BrokerConnection& connection;

@@ -56,7 +56,7 @@ void RestRequests::requestMethod(const std::optional<std::string>& method, const
             return;
         }
     }
-    const auto client = serviceHTTPClient(machine_.endpoints, settings_.appId, machine_.http);
+    const auto client = serviceHTTPClient(machine_.endpoints, settings_.appId(), machine_.http);
     auto request = client.requestWithMethod(name, path, hasJSONBody ? std::nullopt : parameters);
     if (body) {
         setJSONBody(request, std::move(*body));

@@ -38,7 +38,7 @@ void Tags::removeTag(const std::optional<std::string>& name, Success success, co
 }
 
 std::optional<NSError> Tags::refusal(const std::optional<std::string>& name) {
-    if (isEmptyOrBlank(settings_.apiKey)) {
+    if (isEmptyOrBlank(settings_.apiKey())) {
         constexpr std::string_view kText = "You are not initialized yet.";
         TVRLog(log_, kText);
         return makeError("NotInitialized", kNotInitializedCode, kText);
@@ -65,7 +65,7 @@ void Tags::requestForManageTag(const std::optional<std::string>& name, std::stri
     requests_.requestMethod(
         "GET",
         formatted("installations/%@/%@/%@?access_token=%@", operation, settings_.userId(), nameInPath(name),
-                  settings_.apiKey),
+                  settings_.apiKey()),
         std::nullopt,
         [success = std::move(success)](const Value& response) {
             const auto count = countIn(response);

@@ -39,34 +39,39 @@ bool resultIn(const Value& response) {
 
 }  // namespace
 
-Verification::Verification(const ClientLife& life, ClientSettings& settings, RestRequests& requests,
-                           EventFanout& fanout)
-    : settings_(settings), requests_(requests), fanout_(fanout), wayIn_(life.wayInto(*this)) {}
+Verification::Verification(const ClientLife& life, const ClientSettings& settings, LastFailure& lastFailure,
+                           RestRequests& requests, EventFanout& fanout)
+    : settings_(settings),
+      lastFailure_(lastFailure),
+      requests_(requests),
+      fanout_(fanout),
+      wayIn_(life.wayInto(*this)) {}
 
 bool Verification::requestVerificationCode(const std::optional<std::string>& userId) {
     if (isMissingOrBlank(userId)) {
         handleSentVerificationCode(false, clientError(kPushClientFailVerficationErrorCode, kUserIdMissing));
         return false;
     }
-    if (!settings_.apiKey) {
+    if (!settings_.apiKey()) {
         // Reported as a failed check of a code: hosts know it there.
         handleVerifyUserCode(false, clientError(kPushClientNotInitializedErrorCode, kNotInitialized));
         return false;
     }
-    return ask(
-        formatted("verification/requestCode/%@?access_token=%@", encodeUrlString(*userId), settings_.apiKey),
-        &Verification::handleSentVerificationCode);
+    return ask(formatted("verification/requestCode/%@?access_token=%@", encodeUrlString(*userId),
+                         settings_.apiKey()),
+               &Verification::handleSentVerificationCode);
 }
 
 bool Verification::verifyUserCode(const std::optional<std::string>& userId,
                                   const std::optional<std::string>& userCode) {
-    if (const auto refusal = verifyRefusal(userId, userCode, settings_.apiKey)) {
+    if (const auto refusal = verifyRefusal(userId, userCode, settings_.apiKey())) {
         handleVerifyUserCode(false, refusal);
         return false;
     }
     // As they were given, without percent-encoding: the backend compares them so.
-    return ask(formatted("verification/verifyCode/%@/%@?access_token=%@", userId, userCode, settings_.apiKey),
-               &Verification::handleVerifyUserCode);
+    return ask(
+        formatted("verification/verifyCode/%@/%@?access_token=%@", userId, userCode, settings_.apiKey()),
+        &Verification::handleVerifyUserCode);
 }
 
 bool Verification::ask(const std::string& path, Outcome handle) {
@@ -90,7 +95,7 @@ void Verification::handleSentVerificationCode(bool sent, const std::optional<NSE
         fanout_.callbackSentVerificationRequest(sent);
         return;
     }
-    settings_.failureError = error;
+    lastFailure_.remember(*error);
     // The network's errors are named as those of a registration are; nothing is repeated here.
     fanout_.callbackRequestVerificationFailure(mapRegistrationError(*error).error);
 }
@@ -100,7 +105,7 @@ void Verification::handleVerifyUserCode(bool verified, const std::optional<NSErr
         fanout_.callbackVerifyUserCode(verified);
         return;
     }
-    settings_.failureError = error;
+    lastFailure_.remember(*error);
     fanout_.callbackVerifyUserCodeFailure(mapRegistrationError(*error).error);
 }
 

@@ -5,6 +5,7 @@
 
 #include "XelPushClient/Classes/Core/ClientLife.h"
 #include "XelPushClient/Classes/Core/EventFanout.h"
+#include "XelPushClient/Classes/Core/LastFailure.h"
 #include "XelPushClient/Classes/Registration/RestRequests.h"
 
 namespace xel {
@@ -15,8 +16,8 @@ namespace xel {
 /// and notification; a failure is also kept as the client's last one.
 class Verification {
 public:
-    Verification(const ClientLife& life, ClientSettings& settings, RestRequests& requests,
-                 EventFanout& fanout);
+    Verification(const ClientLife& life, const ClientSettings& settings, LastFailure& lastFailure,
+                 RestRequests& requests, EventFanout& fanout);
 
     /// True when the request was sent.
     bool requestVerificationCode(const std::optional<std::string>& userId);
@@ -30,7 +31,8 @@ private:
     void handleSentVerificationCode(bool sent, const std::optional<NSError>& error);
     void handleVerifyUserCode(bool verified, const std::optional<NSError>& error);
 
-    ClientSettings& settings_;
+    const ClientSettings& settings_;
+    LastFailure& lastFailure_;
     RestRequests& requests_;
     EventFanout& fanout_;
     ClientLife::WayInto<Verification> wayIn_;

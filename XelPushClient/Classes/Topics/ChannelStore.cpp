@@ -30,7 +30,7 @@ ChannelStore::ChannelStore(ClientSettings& settings, NSUserDefaults& defaults, c
     : settings_(settings), defaults_(defaults), token_(token), log_(log), observer_(observer) {}
 
 TopicIdentity ChannelStore::identity() {
-    return {settings_.appId, settings_.userId(), settings_.deviceId()};
+    return {settings_.appId(), settings_.userId(), settings_.deviceId()};
 }
 
 void ChannelStore::loadWhenMissing() {

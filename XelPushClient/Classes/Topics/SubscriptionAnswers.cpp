@@ -10,7 +10,8 @@ namespace xel {
 
 bool Subscriptions::eventWasAnswered(std::uint16_t packetId) {
     const auto pending = subscribeMsgIds_.find(packetId);
-    if (pending == subscribeMsgIds_.end() || isDeliveryTopic(pending->second, surroundings_.settings.appId)) {
+    if (pending == subscribeMsgIds_.end() ||
+        isDeliveryTopic(pending->second, surroundings_.settings.appId())) {
         return false;
     }
     const auto topic = pending->second;
@@ -63,7 +64,7 @@ void Subscriptions::subAckReceived(std::uint16_t packetId, std::span<const std::
 }
 
 void Subscriptions::reportGrantedTopic(const std::string& topic) {
-    if (isDeliveryTopic(topic, surroundings_.settings.appId)) {
+    if (isDeliveryTopic(topic, surroundings_.settings.appId())) {
         return;
     }
     const auto channel = getChannelFromTopic(topic);

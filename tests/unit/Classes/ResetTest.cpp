@@ -78,10 +78,10 @@ TEST_F(ResetTest, KeepsWhatBelongsToTheHost) {
     settings.setDeliveryChannelEnabeled(true);
     rooms_->fanout.blocks.messageHandler = [](const auto&) {};
     reset();
-    EXPECT_EQ(settings.appId, "a1b2c3");
-    EXPECT_EQ(settings.apiKey, "key");
-    EXPECT_EQ(settings.username, "broker-user");
-    EXPECT_EQ(settings.password, "broker-password");
+    EXPECT_EQ(settings.appId(), "a1b2c3");
+    EXPECT_EQ(settings.apiKey(), "key");
+    EXPECT_EQ(settings.username(), "broker-user");
+    EXPECT_EQ(settings.password(), "broker-password");
     EXPECT_TRUE(settings.enableLog() && settings.enableLocationOnLaunch());
     EXPECT_TRUE(settings.locationOnLaunchWithDictionary());
     EXPECT_TRUE(rooms_->location.getRegionWithIdentifier("g1"));

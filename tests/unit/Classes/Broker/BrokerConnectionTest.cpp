@@ -23,7 +23,7 @@ TEST_F(BrokerConnectionTest, BuildsTheClientIdFromACompleteIdentity) {
     rooms_->settings.setUserId("\n");
     EXPECT_FALSE(room().setClientId());
     rooms_->settings.setUserId("alice01");
-    rooms_->settings.appId.reset();
+    changeApplication([](auto& application) { application.appId.reset(); });
     EXPECT_FALSE(room().setClientId());
 }
 
@@ -47,13 +47,16 @@ TEST_F(BrokerConnectionTest, MakesOneSessionAndKeepsIt) {
 
 TEST_F(BrokerConnectionTest, MakesNoSessionWithoutCredentials) {
     identify();
-    for (auto* field : {&rooms_->settings.username, &rooms_->settings.password}) {
-        const auto kept = std::exchange(*field, std::nullopt);
-        EXPECT_FALSE(room().createSession());
-        *field = " ";
-        EXPECT_FALSE(room().createSession());
-        *field = kept;
+    const auto complete = rooms_->settings.application();
+    for (const auto field : {&RegisteredApplication::username, &RegisteredApplication::password}) {
+        for (const auto& unusable : {std::optional<std::string>(), std::optional<std::string>(" ")}) {
+            auto application = complete;
+            application.*field = unusable;
+            rooms_->settings.setApplication(application);
+            EXPECT_FALSE(room().createSession());
+        }
     }
+    rooms_->settings.setApplication(complete);
     EXPECT_EQ(room().brokerClientId(), "a1b2c3/alice01/D3V1CE");
     rooms_->settings.setDeviceId(std::nullopt);
     EXPECT_FALSE(room().createSession());
@@ -76,7 +79,7 @@ TEST_F(BrokerConnectionTest, ConnectsToTheEnvironmentsBroker) {
 TEST_F(BrokerConnectionTest, ConnectsPlainlyAndToTheSandboxWhenTold) {
     identify();
     setDevelopmentEnvironment(true);
-    rooms_->settings.usingSSLConnection = false;
+    rooms_->settings.setUsingSSLConnection(false);
     room().connectToServer();
     EXPECT_THAT(sessions_->latest().calls, ElementsAre("connect localhost:1880 plain"));
 }
@@ -115,18 +118,18 @@ TEST_F(BrokerConnectionTest, LeavesTheStateAloneWithoutAClientId) {
     EXPECT_THAT(takeLog(),
                 ElementsAre("[-[PushClientManager connectToServer]]: ClientId cannot be initialized"));
     EXPECT_EQ(state(), "Disconnected");
-    EXPECT_FALSE(rooms_->settings.failureError);
+    EXPECT_FALSE(rooms_->lastFailure.error());
 }
 
 TEST_F(BrokerConnectionTest, ReportsARegistrationFailureWithoutASession) {
     identify();
-    rooms_->settings.password = " ";
+    changeApplication([](auto& application) { application.password = " "; });
     addDelegate();
     switchLogOn();
     room().connectToServer();
     EXPECT_EQ(state(), "Connecting") << "later connects are ignored";
-    ASSERT_TRUE(rooms_->settings.failureError);
-    const NSError& error = *rooms_->settings.failureError;
+    ASSERT_TRUE(rooms_->lastFailure.error());
+    const NSError& error = *rooms_->lastFailure.error();
     EXPECT_EQ(error.domain, "PushClientErrorDomain");
     EXPECT_EQ(error.code, -1);
     EXPECT_EQ(error.localizedDescription(),
@@ -145,16 +148,18 @@ TEST_F(BrokerConnectionTest, NamesOnlyABlankUserIdAndAnyUserName) {
     identify();
     rooms_->fanout.blocks.serverConnectionStateHandler = [&] { rooms_->settings.setUserId("  "); };
     room().connectToServer();
-    EXPECT_EQ(rooms_->settings.failureError->localizedDescription(),
+    EXPECT_EQ(rooms_->lastFailure.error()->localizedDescription(),
               "UserId is nil, userId =   \nUsername is nil, username =   \n");
 }
 
 TEST_F(BrokerConnectionTest, NamesNothingThatIsMissing) {
     identify();
-    rooms_->settings.username.reset();
-    rooms_->settings.password.reset();
+    changeApplication([](auto& application) {
+        application.username.reset();
+        application.password.reset();
+    });
     room().connectToServer();
-    EXPECT_EQ(rooms_->settings.failureError->localizedDescription(), "");
+    EXPECT_EQ(rooms_->lastFailure.error()->localizedDescription(), "");
 }
 
 TEST_F(BrokerConnectionTest, SaysThatTheFactoryMadeNoSession) {
@@ -162,7 +167,7 @@ TEST_F(BrokerConnectionTest, SaysThatTheFactoryMadeNoSession) {
     identify();
     addDelegate();
     room().connectToServer();
-    EXPECT_THAT(rooms_->settings.failureError->localizedDescription(),
+    EXPECT_THAT(rooms_->lastFailure.error()->localizedDescription(),
                 testing::HasSubstr("session factory answered no session"));
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: ConnectionState", "delegate: FailRegisterUser -1"));
     EXPECT_FALSE(room().brokerSession());

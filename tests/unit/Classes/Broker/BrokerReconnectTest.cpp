@@ -31,7 +31,7 @@ TEST_F(BrokerReconnectTest, KeepsTheLastFailureWhenAnEventBringsNone) {
     auto& session = connect();
     session.fail(MQTTSessionEvent::ConnectionError, kLost);
     session.delegate->handleEvent(session, MQTTSessionEvent::ConnectionClosedByBroker, std::nullopt);
-    EXPECT_EQ(rooms_->settings.failureError, kLost);
+    EXPECT_EQ(rooms_->lastFailure.error(), kLost);
     EXPECT_EQ(room().connectionState(), PushClientServerDisconnectedErrorState);
 }
 
@@ -42,7 +42,7 @@ TEST_F(BrokerReconnectTest, TriesAgainThreeSecondsAfterEveryKindOfError) {
                              MQTTSessionEvent::ProtocolError, MQTTSessionEvent::ConnectionClosedByBroker}) {
         sessions_->latest().fail(event, kLost);
         EXPECT_EQ(room().connectionState(), PushClientServerDisconnectedErrorState);
-        EXPECT_EQ(rooms_->settings.failureError, kLost);
+        EXPECT_EQ(rooms_->lastFailure.error(), kLost);
         machine_.advanceBy(2999ms);
         EXPECT_EQ(attempts(), wanted);
         machine_.advanceBy(1ms);

@@ -9,9 +9,10 @@ using ClientSettingsTest = RoomsTest;
 
 TEST_F(ClientSettingsTest, StartEmpty) {
     auto& settings = rooms_->settings;
-    EXPECT_FALSE(settings.appId || settings.apiKey || settings.username || settings.password);
-    EXPECT_FALSE(settings.appVersion || settings.userId() || settings.deviceId() || settings.failureError);
-    EXPECT_FALSE(settings.usingSSLConnection || settings.launchedByUser);
+    EXPECT_FALSE(settings.appId() || settings.apiKey() || settings.username() || settings.password());
+    EXPECT_FALSE(settings.appVersion() || settings.userId() || settings.deviceId() ||
+                 rooms_->lastFailure.error());
+    EXPECT_FALSE(settings.usingSSLConnection() || settings.launchedByUser());
     EXPECT_FALSE(settings.deliveryChannelEnabeled() || settings.enableLog());
     EXPECT_FALSE(settings.enableLocationOnLaunch() || settings.locationOnLaunchWithDictionary());
     EXPECT_TRUE(settings.userInfo().empty());
@@ -140,31 +141,31 @@ TEST_F(ClientSettingsTest, PersistTheLogSwitch) {
 }
 
 TEST_F(ClientSettingsTest, MakeTheAdaptorOnceAndSwitchSSLOn) {
-    rooms_->settings.appId = "shop-demo";
-    rooms_->settings.usingSSLConnection = false;
+    changeApplication([](auto& application) { application.appId = "shop-demo"; });
+    rooms_->settings.setUsingSSLConnection(false);
     const auto adaptor = rooms_->settings.loopBackAdaptor();
-    EXPECT_TRUE(rooms_->settings.usingSSLConnection);
+    EXPECT_TRUE(rooms_->settings.usingSSLConnection());
     EXPECT_EQ(adaptor->url(), "https://shop." + Endpoints().kBrokerAddress + "/api");
-    rooms_->settings.usingSSLConnection = false;
+    rooms_->settings.setUsingSSLConnection(false);
     EXPECT_EQ(rooms_->settings.loopBackAdaptor(), adaptor);
-    EXPECT_FALSE(rooms_->settings.usingSSLConnection);
+    EXPECT_FALSE(rooms_->settings.usingSSLConnection());
     rooms_->settings.dropLoopBackAdaptor();
     EXPECT_NE(rooms_->settings.loopBackAdaptor(), adaptor);
-    EXPECT_TRUE(rooms_->settings.usingSSLConnection);
+    EXPECT_TRUE(rooms_->settings.usingSSLConnection());
 }
 
 TEST_F(ClientSettingsTest, ReadTheEnvironmentWhenTheAdaptorIsMade) {
     setDevelopmentEnvironment(true);
-    rooms_->settings.appId = "shop";
+    changeApplication([](auto& application) { application.appId = "shop"; });
     EXPECT_EQ(rooms_->settings.loopBackAdaptor()->url(), Endpoints().kLoopBackLocalSSLAddress);
     setDevelopmentEnvironment(false);
     EXPECT_EQ(rooms_->settings.loopBackAdaptor()->url(), Endpoints().kLoopBackLocalSSLAddress);
 }
 
 TEST_F(ClientSettingsTest, GiveTheAdaptorTheCurrentApiKeyOnEveryCall) {
-    rooms_->settings.appId = "shop";
+    changeApplication([](auto& application) { application.appId = "shop"; });
     for (const std::string key : {"first", "second"}) {
-        rooms_->settings.apiKey = key;
+        changeApplication([&](auto& application) { application.apiKey = key; });
         rooms_->settings.loopBackAdaptor()->send("GET", "x", std::nullopt, nullptr, nullptr);
         EXPECT_TRUE(machine_.http->requests().back().url.ends_with("access_token=" + key));
     }

@@ -8,7 +8,7 @@ using LaunchStatsTest = RoomsTest;
 TEST_F(LaunchStatsTest, AreMissingBeforeTheFirstLaunch) {
     EXPECT_FALSE(rooms_->settings.getLaunchCount());
     EXPECT_EQ(rooms_->settings.getLaunchTime(), 0);
-    EXPECT_FALSE(rooms_->settings.launchedByUser);
+    EXPECT_FALSE(rooms_->settings.launchedByUser());
 }
 
 TEST_F(LaunchStatsTest, CountOneTwoThree) {
@@ -17,7 +17,7 @@ TEST_F(LaunchStatsTest, CountOneTwoThree) {
         EXPECT_EQ(rooms_->settings.getLaunchCount(), count);
         EXPECT_EQ(onDisk("AppLaunchCount"), Value(count));
     }
-    EXPECT_TRUE(rooms_->settings.launchedByUser);
+    EXPECT_TRUE(rooms_->settings.launchedByUser());
 }
 
 TEST_F(LaunchStatsTest, StoreTheTimeAsTextWithSixDecimals) {

@@ -119,7 +119,7 @@ TEST_F(LocationReportsTest, LogsALaunchLocationThatFails) {
 TEST_F(LocationReportsTest, CountsALaunchOfTheUsers) {
     EXPECT_FALSE(launch());
     EXPECT_EQ(rooms_->settings.getLaunchCount(), 1);
-    EXPECT_TRUE(rooms_->settings.launchedByUser);
+    EXPECT_TRUE(rooms_->settings.launchedByUser());
     machine_.runUntilIdle();
     EXPECT_THAT(takeEvents(), IsEmpty()) << "the launch location is off";
     EXPECT_THAT(machine_.locationSource->startedFilters(), IsEmpty());
@@ -138,7 +138,7 @@ TEST_F(LocationReportsTest, DoesNotCountALaunchForALocationEvent) {
     storeSession(3600, 10);
     EXPECT_FALSE(launch({{std::string(UIApplicationLaunchOptionsLocationKey), true}}));
     EXPECT_FALSE(rooms_->settings.getLaunchCount());
-    EXPECT_FALSE(rooms_->settings.launchedByUser);
+    EXPECT_FALSE(rooms_->settings.launchedByUser());
     EXPECT_EQ(rooms_->location.trackingMeState(), TrackingMeState::kTracking) << "tracking is resumed";
     rooms_->location.stopTracking();
     machine_.runUntilIdle();

@@ -105,8 +105,8 @@ TEST_F(MessageIdsTest, AcknowledgeATurnThatCouldNotBeCommittedAndTryAgain) {
     rooms_->messageIds.beginTurn();
     store("m1");
     EXPECT_TRUE(close());
-    ASSERT_TRUE(rooms_->settings.failureError);
-    EXPECT_EQ(rooms_->settings.failureError->domain, "PushClientStoreErrorDomain");
+    ASSERT_TRUE(rooms_->lastFailure.error());
+    EXPECT_EQ(rooms_->lastFailure.error()->domain, "PushClientStoreErrorDomain");
     EXPECT_EQ(takeLog().size(), 1U);
     EXPECT_TRUE(store("m1")) << "kept in memory";
     machine_.disk->setFailingCommits(false);
@@ -158,10 +158,10 @@ TEST_F(MessageIdsTest, StoreNothingThatWasForgottenWhileItsCommitFailed) {
 TEST_F(MessageIdsTest, ReportAFailedCommitOutsideATurn) {
     machine_.disk->setFailingCommits(true);
     EXPECT_FALSE(store("m1"));
-    ASSERT_TRUE(rooms_->settings.failureError);
-    EXPECT_EQ(rooms_->settings.failureError->domain, "PushClientStoreErrorDomain")
+    ASSERT_TRUE(rooms_->lastFailure.error());
+    EXPECT_EQ(rooms_->lastFailure.error()->domain, "PushClientStoreErrorDomain")
         << "in the client's own domain it would ask the host to register again";
-    EXPECT_EQ(rooms_->settings.failureError->code, 1);
+    EXPECT_EQ(rooms_->lastFailure.error()->code, 1);
     machine_.disk->setFailingCommits(false);
     rooms_->messageIds.beginTurn();
     EXPECT_TRUE(close());

@@ -40,24 +40,25 @@ TEST_F(CrashReportsTest, AreRefusedUntilTheClientIsRegistered) {
         {"no device id", [this] { registerApplication(); }},
         {"no application version",
          [this] {
-             rooms_->settings.appVersion.reset();
+             changeApplication([](auto& application) { application.appVersion.reset(); });
              rooms_->settings.setDeviceId("D3V1CE");
          }},
         {"no application id",
          [this] {
              registerApplication();
-             rooms_->settings.appId.reset();
+             changeApplication([](auto& application) { application.appId.reset(); });
          }},
     };
     for (const auto& row : table) {
         SCOPED_TRACE(row.what);
         row.prepare();
         (void)takeHeard();
+        rooms_->lastFailure.remember(makeError("another", 1, "failure"));
         crash({.saveOnDisk = true});
         EXPECT_THAT(takeHeard(), ElementsAre("delegate: FailRegisterUser -5009"))
             << "before the call returned";
-        ASSERT_TRUE(rooms_->settings.failureError);
-        const NSError error = *std::exchange(rooms_->settings.failureError, std::nullopt);
+        ASSERT_TRUE(rooms_->lastFailure.error());
+        const NSError error = *rooms_->lastFailure.error();
         EXPECT_EQ(error.code, -5009);
         EXPECT_EQ(error.localizedDescription(), "Framework Not Initialized Yet.");
         EXPECT_EQ(error.localizedFailureReason(), "");
@@ -95,7 +96,7 @@ TEST_F(CrashReportsTest, AreSentToTheBackend) {
 
 TEST_F(CrashReportsTest, CarryTheKeyInTheirPathAsItIs) {
     identify();
-    rooms_->settings.apiKey = "k/y+1=";
+    changeApplication([](auto& application) { application.apiKey = "k/y+1="; });
     rooms_->tags.addTag("vip", nullptr, nullptr);
     crash();
     machine_.runUntilIdle();
@@ -110,7 +111,7 @@ TEST_F(CrashReportsTest, GoToTheEnvironmentOfTheMoment) {
     setDevelopmentEnvironment(true);
     crash();
     machine_.runUntilIdle();
-    rooms_->settings.appId = "tavrin-demo";
+    changeApplication([](auto& application) { application.appId = "tavrin-demo"; });
     setDevelopmentEnvironment(false);
     crash();
     machine_.runUntilIdle();
@@ -205,14 +206,34 @@ TEST_F(CrashReportsTest, KnowTheIdentityOfAnEarlierStart) {
     EXPECT_EQ(snapshot.launchTime, launchTime);
 }
 
-TEST_F(CrashReportsTest, ForgetTheIdentityWithReset) {
-    identify();
-    rooms_->settings.setLaunchStats();
-    rooms_->coordinator.reset();
-    const auto snapshot = rooms_->settings.identitySnapshot();
-    EXPECT_FALSE(snapshot.deviceId);
-    EXPECT_EQ(snapshot.launchTime, 0);
-    EXPECT_EQ(snapshot.appId, "a1b2c3") << "credentials stay";
+TEST_F(CrashReportsTest, SayOnAnotherThreadWhatTheLastChangeMadeOfTheIdentity) {
+    machine_.clock->setDate(dateFromMillisecondsSince1970(1514800000000.0));
+    struct Change {
+        std::string what;
+        std::function<void()> make;
+        std::string wanted;
+    };
+    const std::vector<Change> kChanges = {
+        {"nothing yet", [] {}, "(null) (null) (null) (null) 0"},
+        {"the application is registered", [this] { registerApplication(); }, "a1b2c3 key 1.16.1 (null) 0"},
+        {"a device id", [this] { rooms_->settings.setDeviceId("D3"); }, "a1b2c3 key 1.16.1 D3 0"},
+        {"another one", [this] { rooms_->settings.setDeviceId("D4"); }, "a1b2c3 key 1.16.1 D4 0"},
+        {"a launch", [this] { rooms_->settings.setLaunchStats(); }, "a1b2c3 key 1.16.1 D4 1514800000000"},
+        {"another application",
+         [this] { rooms_->registration.registerApplication("other", "k2", "user", "password"); },
+         "other k2 1.16.1 D4 1514800000000"},
+        {"reset, after which credentials stay", [this] { rooms_->coordinator.reset(); },
+         "other k2 1.16.1 (null) 0"},
+    };
+    for (const auto& change : kChanges) {
+        change.make();
+        IdentitySnapshot seen;
+        std::thread([&] { seen = rooms_->settings.identitySnapshot(); }).join();
+        EXPECT_EQ(formatted("%@ %@ %@ %@ %d", seen.appId, seen.apiKey, seen.appVersion, seen.deviceId,
+                            seen.launchTime),
+                  change.wanted)
+            << change.what;
+    }
 }
 
 /// A queue whose operations run on one thread of its own, whatever the run loop does.

@@ -15,8 +15,8 @@ protected:
 
     void expectFailure(std::int64_t code, std::string_view description, std::string_view reason,
                        std::string_view suggestion) {
-        ASSERT_TRUE(rooms_->settings.failureError);
-        const NSError& error = *rooms_->settings.failureError;
+        ASSERT_TRUE(rooms_->lastFailure.error());
+        const NSError& error = *rooms_->lastFailure.error();
         EXPECT_EQ(error.domain, "PushClientErrorDomain");
         EXPECT_EQ(error.code, code);
         EXPECT_EQ(error.localizedDescription(), description);
@@ -46,7 +46,7 @@ TEST_F(RegistrationRefusalsTest, NameEachMissingCredentialInOrder) {
     for (const auto& row : table) {
         EXPECT_FALSE(room().registerApplication(row.appId, row.apiKey, row.userName, row.password));
         expectFailure(-5009, "Could Not Register Application", row.reason, "Fill Registration Requirements");
-        EXPECT_FALSE(rooms_->settings.appId || rooms_->settings.apiKey || rooms_->settings.password);
+        EXPECT_FALSE(rooms_->settings.appId() || rooms_->settings.apiKey() || rooms_->settings.password());
     }
 }
 
@@ -80,7 +80,7 @@ TEST_F(RegistrationRefusalsTest, RefuseToRegisterAgainWithoutAnIdentity) {
     expectFailure(-5010, "Could Not Register User Id", "AppId is nil appId value = (null)",
                   "register again with Complete Options");
     rooms_->settings.setUserId(" ");
-    rooms_->settings.appId = "shop";
+    changeApplication([](auto& application) { application.appId = "shop"; });
     EXPECT_FALSE(room().registerAgainWithUserId("bob02", {}));
     expectFailure(-5010, "Could Not Register User Id", "userId is nil userId value   ",
                   "register again with Complete Options");
@@ -120,7 +120,7 @@ TEST_F(RegistrationRefusalsTest, StopAtAChannelThatIsNoTopic) {
                 ElementsAre("app/a1b2c3/user/alice01/default@1", "app/a1b2c3/user/public/news@1"));
     EXPECT_EQ(onDisk("userChannels"), Value(Dictionary{{"app/a1b2c3/user/alice01/default", 1}}));
     EXPECT_TRUE(machine_.application->tokenRequests().empty());
-    EXPECT_FALSE(rooms_->settings.failureError);
+    EXPECT_FALSE(rooms_->lastFailure.error());
 }
 
 TEST_F(RegistrationRefusalsTest, SendNothingWithoutATokenOrAUser) {

@@ -35,12 +35,12 @@ TEST_F(RegistrationTest, TakesTheCredentialsAndMakesASessionWithoutConnecting) {
     rooms_->settings.setDeviceId("D3V1CE");
     EXPECT_TRUE(room().registerApplication("a1b2c3", "key", "broker-user", "broker-password"));
     auto& settings = rooms_->settings;
-    EXPECT_EQ(settings.appVersion, "1.16.1");
-    EXPECT_EQ(settings.appId, "a1b2c3");
-    EXPECT_EQ(settings.apiKey, "key");
-    EXPECT_EQ(settings.username, "broker-user");
-    EXPECT_EQ(settings.password, "broker-password");
-    EXPECT_TRUE(settings.usingSSLConnection);
+    EXPECT_EQ(settings.appVersion(), "1.16.1");
+    EXPECT_EQ(settings.appId(), "a1b2c3");
+    EXPECT_EQ(settings.apiKey(), "key");
+    EXPECT_EQ(settings.username(), "broker-user");
+    EXPECT_EQ(settings.password(), "broker-password");
+    EXPECT_TRUE(settings.usingSSLConnection());
     ASSERT_EQ(sessions_->made.size(), 1U);
     EXPECT_THAT(sessions_->latest().calls, IsEmpty());
     EXPECT_TRUE(machine_.http->requests().empty());
@@ -119,8 +119,8 @@ TEST_F(RegistrationTest, FailsWhenNoClientIdMayHoldTheNewId) {
     EXPECT_FALSE(rooms_->settings.deviceId());
     EXPECT_TRUE(sessions_->made.empty());
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: FailRegisterUser -5010"));
-    ASSERT_TRUE(rooms_->settings.failureError);
-    EXPECT_EQ(rooms_->settings.failureError->localizedFailureReason(),
+    ASSERT_TRUE(rooms_->lastFailure.error());
+    EXPECT_EQ(rooms_->lastFailure.error()->localizedFailureReason(),
               "the service gave the installation id 'D3<U+0007>V1CE', which no client id may hold: it holds "
               "the control character U+0007");
 }
@@ -159,7 +159,7 @@ TEST_F(RegistrationTest, SavesANewInstallationWhenTheBackendForgotIt) {
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: ConnectionState")) << "no failure is reported";
     EXPECT_THAT(takeLog(), testing::Contains("[-[PushClientManager registerDeviceToServer]_block_invoke]: "
                                              "registerDeviceToServer recover new deviceId "));
-    EXPECT_FALSE(rooms_->settings.failureError);
+    EXPECT_FALSE(rooms_->lastFailure.error());
 }
 
 TEST_F(RegistrationTest, FailsForA404WithoutADeviceId) {
@@ -168,7 +168,7 @@ TEST_F(RegistrationTest, FailsForA404WithoutADeviceId) {
     sendSave();
     answerSave(404, R"({"error":{"status":404}})");
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: FailRegisterUser -5012"));
-    EXPECT_EQ(rooms_->settings.failureError->code, -1011) << "the error as it came";
+    EXPECT_EQ(rooms_->lastFailure.error()->code, -1011) << "the error as it came";
     EXPECT_EQ(machine_.http->requests().size(), 1U);
 }
 

@@ -88,17 +88,17 @@ TEST_F(RestRequestsTest, CarryParametersOfOtherMethodsAsTheClientDoes) {
 
 TEST_F(RestRequestsTest, AlwaysGoByHTTPSToTheEnvironmentsBackend) {
     registerApplication();
-    rooms_->settings.usingSSLConnection = false;
+    rooms_->settings.setUsingSSLConnection(false);
     ask("GET", "things");
     EXPECT_EQ(onlyRequest().url, "https://a1b2c3.push.xelpush.example/api/things");
     setDevelopmentEnvironment(true);
     ask("GET", "things");
     EXPECT_EQ(onlyRequest().url, "https://localhost:8443/api/things");
     setDevelopmentEnvironment(false);
-    rooms_->settings.appId = "tavrin-demo";
+    changeApplication([](auto& application) { application.appId = "tavrin-demo"; });
     ask("GET", "things");
     EXPECT_EQ(onlyRequest().url, "https://push.xelpush.example/api/things");
-    EXPECT_FALSE(rooms_->settings.usingSSLConnection) << "and leave the broker's switch alone";
+    EXPECT_FALSE(rooms_->settings.usingSSLConnection()) << "and leave the broker's switch alone";
 }
 
 TEST_F(RestRequestsTest, HandTheParsedAnswerOn) {

@@ -102,7 +102,7 @@ TEST_F(TagsTest, RefusesInItsOrderWithDomainsOfItsOwn) {
         {"key", std::nullopt, "", "Argument 500 name argument is null or empty", {}},
     };
     for (const auto& test : kCases) {
-        rooms_->settings.apiKey = test.key;
+        changeApplication([&](auto& application) { application.apiKey = test.key; });
         rooms_->settings.setUserId(test.user);
         add(test.name);
         EXPECT_THAT(takeHeard(), ElementsAre(test.wanted));
@@ -112,11 +112,11 @@ TEST_F(TagsTest, RefusesInItsOrderWithDomainsOfItsOwn) {
         (void)takeLog();
     }
     EXPECT_THAT(machine_.http->requests(), IsEmpty());
-    EXPECT_EQ(rooms_->settings.failureError, std::nullopt);
+    EXPECT_EQ(rooms_->lastFailure.error(), std::nullopt);
 }
 
 TEST_F(TagsTest, SendsPlaceholdersForWhatIsMissing) {
-    rooms_->settings.apiKey.reset();
+    changeApplication([](auto& application) { application.apiKey.reset(); });
     rooms_->settings.setUserId(std::nullopt);
     add(std::nullopt);
     EXPECT_EQ(takeURL(), "installations/addTag/(null)/(null)?access_token=(null)");

@@ -62,7 +62,7 @@ TEST_F(VerificationTest, ReadsTheOutcomeFromTheAnswer) {
                                 test.wanted ? "verified 1 0" : "verified 0 0"))
             << test.answer;
     }
-    EXPECT_EQ(rooms_->settings.failureError, std::nullopt);
+    EXPECT_EQ(rooms_->lastFailure.error(), std::nullopt);
 }
 
 TEST_F(VerificationTest, MapsErrorsByTheirCode) {
@@ -91,7 +91,7 @@ TEST_F(VerificationTest, MapsErrorsByTheirCode) {
                                 formatted("sent 0 %d", test.reported),
                                 formatted("delegate: FailInVerifyUserCode %d", test.reported),
                                 formatted("verified 0 %d", test.reported)));
-        EXPECT_EQ(rooms_->settings.failureError->code, static_cast<std::int64_t>(test.code))
+        EXPECT_EQ(rooms_->lastFailure.error()->code, static_cast<std::int64_t>(test.code))
             << "what is kept is not mapped";
         EXPECT_FALSE(rooms_->registration.pendingRegisteration());
     }
@@ -108,7 +108,7 @@ TEST_F(VerificationTest, KeepsTheDetailsOfAMappedError) {
     ASSERT_TRUE(reported.has_value());
     EXPECT_EQ(reported->domain, "PushClientErrorDomain");
     EXPECT_EQ(reported->code, -5012);
-    EXPECT_EQ(reported->userInfo, rooms_->settings.failureError->userInfo);
+    EXPECT_EQ(reported->userInfo, rooms_->lastFailure.error()->userInfo);
     EXPECT_EQ(reported->localizedRecoverySuggestion(), "body");
 }
 
@@ -129,17 +129,19 @@ TEST_F(VerificationTest, RefusesInItsOrder) {
         {false, "alice01", "1", -5001, "You are not Initialized yet"},
     };
     for (const auto& test : kCases) {
-        rooms_->settings.apiKey = test.hasKey ? std::optional<std::string>("key") : std::nullopt;
+        changeApplication([&](auto& application) {
+            application.apiKey = test.hasKey ? std::optional<std::string>("key") : std::nullopt;
+        });
         EXPECT_FALSE(rooms_->verification.verifyUserCode(test.user, test.code));
         EXPECT_THAT(takeHeard(), ElementsAre(formatted("delegate: FailInVerifyUserCode %d", test.wanted),
                                              formatted("verified 0 %d", test.wanted)));
-        EXPECT_EQ(rooms_->settings.failureError,
+        EXPECT_EQ(rooms_->lastFailure.error(),
                   makeError("PushClientErrorDomain", test.wanted, test.description));
     }
     for (const auto& user : {missing, std::optional<std::string>(""), std::optional<std::string>("  ")}) {
         EXPECT_FALSE(rooms_->verification.requestVerificationCode(user)) << "also without a key";
         EXPECT_THAT(takeHeard(), ElementsAre("delegate: FailSentVerificationCode -5013", "sent 0 -5013"));
-        EXPECT_EQ(rooms_->settings.failureError,
+        EXPECT_EQ(rooms_->lastFailure.error(),
                   makeError("PushClientErrorDomain", -5013, "userId is nil or empty"));
     }
     EXPECT_FALSE(rooms_->verification.requestVerificationCode("alice01"));

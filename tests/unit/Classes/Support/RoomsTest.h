@@ -45,6 +45,12 @@ protected:
     void registerApplication() {
         rooms_->registration.registerApplication("a1b2c3", "key", "broker-user", "broker-password");
     }
+    /// Changes single things of what the application was registered with.
+    void changeApplication(const std::function<void(RegisteredApplication&)>& change) {
+        auto application = rooms_->settings.application();
+        change(application);
+        rooms_->settings.setApplication(std::move(application));
+    }
     /// Goes through a whole connect of the identified client.
     ScriptedSession& connect() {
         identify();
