@@ -117,6 +117,7 @@ private:
             text_ += "\\u00";
             appendHexadecimal(text_, static_cast<unsigned char>(character));
         } else if (character == 0xFFFD) {
+            // Whether the text holds it or it stands for an octet that is not UTF-8.
             text_ += "\xEF\xBF\xBD";
         } else {
             text_ += octets;

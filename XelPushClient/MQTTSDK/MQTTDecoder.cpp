@@ -49,6 +49,7 @@ MQTTDecoding MQTTDecoder::decodeFrame(std::string_view input, Frame& frame) {
     frame.type = static_cast<MQTTPacketType>(first >> 4U);
     frame.flags = first & 0x0FU;
     frame.remainingLength = 0;
+    // Seven bits an octet, the least significant first, for as long as the high bit is set (section 2.2.3).
     unsigned octet = 0x80U;
     for (frame.headerSize = 1; (octet & 0x80U) != 0; ++frame.headerSize) {
         if (frame.headerSize > kMaxLengthOctets) {
@@ -93,6 +94,7 @@ bool MQTTDecoder::acceptFirstOctet(unsigned octet) {
     return refuse("a packet of a reserved type or of QoS 2");
 }
 
+// Lengths that can be judged before the body is there, so that the parts below find the octets they read.
 bool MQTTDecoder::acceptLength(const Frame& frame) {
     if (frame.headerSize + frame.remainingLength > maxPacketSize_) {
         return refuse("a packet over the size limit");

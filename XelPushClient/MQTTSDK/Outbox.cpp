@@ -96,6 +96,7 @@ Result<Outbox::Publication*> Outbox::add(std::string_view topic, std::string_vie
                                  " publications (" + std::to_string(octets_) +
                                  " octets) wait for the broker's acknowledgement");
     }
+    // One entry is used again and again: its texts keep their memory from one publication to the next.
     scratch_.topic.assign(topic);
     scratch_.payload.assign(data);
     scratch_.retain = retain;

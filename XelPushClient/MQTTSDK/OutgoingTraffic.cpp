@@ -44,6 +44,7 @@ void OutgoingTraffic::connectionDidOpen(const std::shared_ptr<MQTTConnection>& c
                                         bool sessionPresent) {
     connection_ = connection;
     isOneAtATime_ = suspects_.callForOneAtATime();
+    // An UNSUBSCRIBE that was lost leaves first: for a topic that is wanted again it must not come second.
     sendRemovalsAgain(sessionPresent);
     restoreTopics(sessionPresent);
     if (isHolding()) {
@@ -58,7 +59,7 @@ void OutgoingTraffic::connectionDidEnd(bool wasEndedByBroker, TimePoint now) {
     if (!connection_) {
         return;
     }
-    const auto alone = onlyUnanswered();
+    const auto alone = onlyUnanswered();  // while the requests that it looks at are still there
     removals_.connectionDidEnd(requests().takeUnsubscribes());
     outbox_.connectionDidEnd();
     connection_.reset();
@@ -102,12 +103,14 @@ std::optional<SentThing> OutgoingTraffic::onlyUnanswered() const {
 
 void OutgoingTraffic::sendRemovalsAgain(bool sessionPresent) {
     if (!sessionPresent) {
+        // The broker has forgotten the topics with the session. Whoever waits for an answer is told so.
         for (const std::uint16_t packetId : removals_.endAll()) {
             untold_.push_back({UntoldOutcome::Kind::UnsubscriptionSettled, {}, {}, {}, packetId});
         }
         return;
     }
     TopicRemovals::Due due = removals_.takeDue();
+    // Under the identifiers that they had: their owner knows the answer by these.
     for (auto& [packetId, request] : due.lost) {
         engine().addUnsubscribe(packetId, std::move(request));
         writeOrHold(packetId);
@@ -224,6 +227,7 @@ Result<void> OutgoingTraffic::publishAtMostOnce(std::string_view data, std::stri
     if (const std::size_t size = publishPacketSize(topic, data, 0); size > maxPacketSize_) {
         return makeTooLargeError(topic, size, maxPacketSize_);
     }
+    // QoS 0 promises nothing: what cannot leave at once is dropped, also while one thing at a time is sent.
     if (connection_ && !isHolding()) {
         engine().publishAtMostOnce(topic, data, retain);
         connection_->flushSoon();
@@ -368,11 +372,13 @@ void OutgoingTraffic::subscribeWasAnswered() {
         const SubscribeRequest::Topic& topic = request.topics[i];
         things.push_back(SentThing::subscription(topic.filter));
         if (topic.wasUnsubscribed) {
+            // No longer wanted before this answer came: the UNSUBSCRIBE is on its way.
             continue;
         }
         if (codes[i] != kMQTTSubscribeFailure) {
             granted_.grant(topic.filter, std::min<int>(codes[i], kMQTTHighestQoS));
         } else if (granted_.topics().contains(topic.filter)) {
+            // Refused now, although it was granted before: rights change, and brokers get other rules.
             granted_.forget(topic.filter);
             if (isRestoration) {
                 untold_.push_back({UntoldOutcome::Kind::RestoredTopicRefused, topic.filter, {}, {}});
@@ -430,6 +436,7 @@ void OutgoingTraffic::everythingWasAnswered() {
     if (isOneAtATime_ && writeNextHeld()) {
         return;
     }
+    // Everything that may be sent has been answered: the row of ended connections is over.
     suspects_.didAnswerEverything();
     isOneAtATime_ = false;
 }

@@ -117,7 +117,7 @@ int SqliteUserDefaults::store(Entry& entry) {
             return SQLITE_OK;
         }
         remove_.bind(1, setting.row);
-        newRows_.emplace_back(&entry, 0);
+        newRows_.emplace_back(&entry, 0);  // which counts when the transaction has been committed
         return remove_.run();
     }
     encoded_.clear();
@@ -125,6 +125,7 @@ int SqliteUserDefaults::store(Entry& entry) {
         unstorable_.push_back(&entry);
         return SQLITE_OK;
     }
+    // By the row's number: the list of ids, which every turn writes, needs no look-up of its key.
     if (setting.row != 0) {
         update_.bindOctets(1, encoded_);
         update_.bind(2, setting.row);
@@ -175,6 +176,7 @@ void SqliteUserDefaults::writingSucceeded() {
 }
 
 void SqliteUserDefaults::synchronizeTurn(std::function<void(bool)> done) {
+    // A copy for the store only if it takes it; otherwise `done` is still there to be moved.
     const auto commitLater = [weak = weak_from_this(), &done] {
         return [weak, done] {
             if (const auto self = weak.lock()) {
@@ -200,6 +202,7 @@ void SqliteUserDefaults::commitTurn(std::function<void(bool)> done) {
     store_->syncLog([weak = weak_from_this(), written, done = std::move(done)](bool isSynced) {
         const auto self = weak.lock();
         if (self && !isSynced) {
+            // They are in the log and perhaps not on the disk, so the next commit writes them once more.
             std::for_each(written.begin(), written.end(), [&](Entry* entry) { self->markDirty(*entry); });
         }
         if (self) {

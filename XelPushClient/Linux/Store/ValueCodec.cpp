@@ -37,6 +37,7 @@ public:
     bool operator()(std::monostate) { return tag(Tag::Null); }
     bool operator()(bool value) { return tag(value ? Tag::True : Tag::False); }
     bool operator()(std::int64_t value) {
+        // Zigzag: the sign goes into the lowest bit, so that small numbers of either sign are short.
         const auto bits = static_cast<std::uint64_t>(value);
         return tag(Tag::Integer) && number((bits << 1U) ^ (value < 0 ? ~std::uint64_t{0} : 0));
     }
@@ -72,6 +73,7 @@ private:
         return true;
     }
 
+    // Seven bits an octet, the lowest first; the high bit says that more follow.
     bool number(std::uint64_t value) {
         while (value >= 0x80U) {
             output_.push_back(static_cast<char>(0x80U | (value & 0x7fU)));
@@ -151,6 +153,7 @@ private:
                 return std::nullopt;
             }
             const auto bits = static_cast<std::uint64_t>(static_cast<unsigned char>(*next));
+            // A number is written in one way only: whatever else is read is damage, not a number.
             const bool isTooBig = shift == 63 && bits > 1;
             const bool isOverlong = shift > 0 && bits == 0;
             if (isTooBig || isOverlong) {
@@ -192,7 +195,8 @@ private:
         return octets;
     }
 
-    /// A count of things that take `least` octets each, or more.
+    /// A count of things that take `least` octets each, or more. It is believed only as far as there are
+    /// octets, so that a damaged one makes nobody allocate.
     [[nodiscard]] std::optional<std::size_t> count(std::size_t least) {
         const auto announced = number();
         if (!announced || *announced > rest_.size() / least) {
