@@ -1,10 +1,11 @@
-"""Reads the #include lines of the C++ files in a tree."""
+"""Reads the #include lines of the C++ files in a tree, and the list of its public headers."""
 
 import re
 from pathlib import Path
 from typing import NamedTuple
 
 FOLDERS = ("XelPushClient", "sandbox", "tools", "examples", "bench", "tests")
+PUBLIC_HEADERS = "cmake/PublicHeaders.cmake"
 SUFFIXES = (".h", ".hpp", ".cpp", ".cc")
 
 _SKIPPED = re.compile(
@@ -52,3 +53,11 @@ def sources_of(root):
 def include_graph(root):
     """Each C++ file's #include lines, by its path relative to `root`."""
     return {name: includes_of((Path(root) / name).read_text(encoding="utf-8")) for name in sources_of(root)}
+
+
+def public_headers(root):
+    """The headers that are installed for hosts, as paths relative to `root`: without a list, all of the library's."""
+    if not (Path(root) / PUBLIC_HEADERS).exists():
+        return {name for name in sources_of(root) if name.startswith("XelPushClient/") and name.endswith(".h")}
+    text = re.sub(r"#[^\n]*", "", (Path(root) / PUBLIC_HEADERS).read_text(encoding="utf-8"))
+    return {"XelPushClient/" + name.removeprefix("XelPushClient/") for name in re.findall(r"[\w./-]+\.h\b", text)}
