@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/FirstAndLast.h"
 #include "tests/integration/desktop/support/MockLogind.h"
 #include "tests/integration/desktop/support/PrivateBus.h"
 #include "tests/integration/desktop/support/TestProgram.h"
@@ -73,7 +74,7 @@ TEST_F(Goodbye, IsSaidBeforeTheMachineSleepsAndTheClientComesBackInTheMorning) {
     logind.prepareForSleep(false);
     ASSERT_TRUE(client.runUntilState("Connected"));
     ASSERT_TRUE(client.runUntilMessages(1));
-    EXPECT_EQ(client.messages.front().messageBody, "good morning");
+    EXPECT_EQ(firstOf(client.messages).messageBody, "good morning");
     EXPECT_TRUE(client.runUntil([&] { return logind.heldCount() == 1; })) << "for the next night";
 }
 

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/FirstAndLast.h"
 #include "tests/integration/support/LiveClient.h"
 #include "tests/integration/support/SandboxSupport.h"
 
@@ -64,7 +65,7 @@ TEST_F(TwoClients, AMessageArrivesWithSenderAndTimeAndItsDeliveryIsReported) {
     ASSERT_TRUE(alice->push().publish(message));
     alice->runFor(200ms);
     ASSERT_TRUE(bob->runUntilMessages(1));
-    const PushClientMessage& received = bob->messages.front();
+    const PushClientMessage& received = firstOf(bob->messages);
     EXPECT_EQ(received.messageBody, "Hello Bob");
     EXPECT_EQ(received.channel, "private/inbox");
     EXPECT_EQ(received.senderId, "alice01");
@@ -87,7 +88,7 @@ TEST_F(TwoClients, ALargeMessageTakesTheWholeRoad) {
     ASSERT_TRUE(alice->push().publish(PushClientMessage::withMessage(text, "bob02", "inbox")));
     alice->runFor(200ms);
     ASSERT_TRUE(bob->runUntilMessages(1));
-    EXPECT_TRUE(bob->messages.front().messageBody == text);
+    EXPECT_TRUE(firstOf(bob->messages).messageBody == text);
 }
 
 TEST_F(TwoClients, ReceiptsOfAMessageArriveAtTheService) {
@@ -131,7 +132,7 @@ TEST_F(TwoClients, AnEventReachesSubscribersOfAllInstallationsAndOfTheOne) {
 
     const Json events = listed("events");
     ASSERT_EQ(events.size(), 1U);
-    EXPECT_EQ(events[0]["id"], ofAll->events.front().id.value_or(""));
+    EXPECT_EQ(events[0]["id"], firstOf(ofAll->events).id.value_or(""));
 }
 
 TEST_F(TwoClients, AnotherUserReplacesTheInstallationAndItsSubscriptions) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/FirstAndLast.h"
 #include "tests/contract/HTTP/CurlTransportFixture.h"
 #include "tests/contract/HTTP/LocalHTTPServer.h"
 
@@ -32,7 +33,7 @@ TEST_F(CurlHTTPTransportTest, NeverFollowsARedirectToAnotherOrigin) {
     EXPECT_TRUE(other.received().empty());
     // The same server by another name is another origin too.
     LocalHTTPServer server([&](const ReceivedRequest& request, HTTPExchange& exchange) {
-        const std::string port = request.headers.front().second.substr(std::string("127.0.0.1").size());
+        const std::string port = firstOf(request.headers).second.substr(std::string("127.0.0.1").size());
         return exchange.answer(302, "", {{"Location", "http://localhost" + port + "/b"}});
     });
     expectStatus(get(server.url() + "/a"), 302);

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/FirstAndLast.h"
 #include "tests/contract/HTTP/CurlTransportFixture.h"
 #include "tests/contract/HTTP/HTTPTransportContract.h"
 #include "tests/contract/HTTP/LocalHTTPServer.h"
@@ -57,7 +58,7 @@ TEST_F(CurlHTTPTransportTest, SendsHeadersAsGivenAndNoneOfItsOwnMaking) {
     const auto received = server.received();
     ASSERT_EQ(received.size(), 1U);
     std::map<std::string, std::string> headers;
-    for (const auto& [name, value] : received.front().headers) {
+    for (const auto& [name, value] : firstOf(received).headers) {
         headers[name] = value;
     }
     EXPECT_EQ(headers["Content-Lenght"], "3");
@@ -73,7 +74,7 @@ TEST_F(CurlHTTPTransportTest, SendsThePathAsItIsGiven) {
     for (const std::string path :
          {"/api/addTag/alice01/.?k=1", "/api/addTag/alice01/..?k=1", "/a/./../b//c"}) {
         expectStatus(get(server.url() + path), 200);
-        EXPECT_EQ(server.received().back().url, path);
+        EXPECT_EQ(lastOf(server.received()).url, path);
     }
 }
 
@@ -81,7 +82,7 @@ TEST_F(CurlHTTPTransportTest, SendsTheLengthOfAnEmptyBody) {
     LocalHTTPServer server([](const auto&, HTTPExchange& exchange) { return exchange.answer(200, ""); });
     for (const char* method : {"POST", "PUT"}) {
         expectStatus(exchange({method, server.url() + "/a", {}, ""}), 200);
-        const auto received = server.received().back();
+        const auto received = lastOf(server.received());
         EXPECT_EQ(received.method, method);
         EXPECT_NE(std::find(received.headers.begin(), received.headers.end(),
                             std::pair<std::string, std::string>("Content-Length", "0")),

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "XelPushClient/Linux/Loop/AsioRunLoop.h"
+#include "tests/FirstAndLast.h"
 #include "tests/contract/HTTP/LocalHTTPServer.h"
 #include "tests/contract/HTTP/LoopbackDownloads.h"
 #include "tests/contract/Loop/DrivenLoop.h"
@@ -124,7 +125,7 @@ TEST_F(CurlReachTest, NoUserNameAndNoPasswordStandInTheURL) {
     EXPECT_EQ(outcome.code, badURL);
     EXPECT_EQ(outcome.localizedDescription().find("word@"), std::string::npos);
     const LocalHTTPServer redirecting([&](const ReceivedRequest& request, HTTPExchange& exchange) {
-        const std::string to = request.url == "/same" ? request.headers.front().second : "127.0.0.1:1";
+        const std::string to = request.url == "/same" ? firstOf(request.headers).second : "127.0.0.1:1";
         return exchange.answer(302, "", {{"Location", "http://name@" + to + "/cat"}});
     });
     EXPECT_EQ(download(redirecting.url() + "/same", permitted).code, badURL);

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "XelPushClient/Platform/NSJSONSerialization.h"
+#include "tests/FirstAndLast.h"
 
 namespace xel::contract {
 
@@ -218,7 +219,7 @@ TYPED_TEST_P(NSJSONSerializationContract, ReadsOneDocumentAfterAnother) {
     const std::string large = "[\"" + std::string(300'000, 'x') + "\"]";
     const auto read = this->read(large);
     ASSERT_TRUE(read.isOk());
-    EXPECT_EQ(read.value().asArray()->front().asString()->size(), 300'000U);
+    EXPECT_EQ(firstOf(*read.value().asArray()).asString()->size(), 300'000U);
 }
 
 TYPED_TEST_P(NSJSONSerializationContract, ReadsAViewIntoLargerMemoryToItsEndOnly) {

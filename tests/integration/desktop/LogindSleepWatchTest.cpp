@@ -10,6 +10,7 @@
 #include "XelPushClient/Linux/Sleep/LogindSleepWatch.h"
 #include "XelPushClient/Linux/System/SystemClock.h"
 #include "XelPushClient/Testing/RecordingLogSink.h"
+#include "tests/FirstAndLast.h"
 #include "tests/integration/desktop/support/MockLogind.h"
 #include "tests/integration/desktop/support/PrivateBus.h"
 
@@ -67,7 +68,7 @@ TEST_F(LogindSleepWatchTest, DelaysSleepAndSaysWhoDoes) {
     startLogind();
     startWatch();
     ASSERT_TRUE(runUntilHeld(1));
-    const auto inhibit = logind_->inhibits().front();
+    const auto inhibit = firstOf(logind_->inhibits());
     EXPECT_EQ(inhibit.what, "sleep");
     EXPECT_EQ(inhibit.who, "Shop");
     EXPECT_FALSE(inhibit.why.empty());

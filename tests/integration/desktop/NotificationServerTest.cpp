@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "XelPushClient/Linux/Desktop/NotificationServer.h"
+#include "tests/FirstAndLast.h"
 #include "tests/integration/desktop/support/MockNotificationServer.h"
 #include "tests/integration/desktop/support/PrivateBus.h"
 
@@ -122,9 +123,9 @@ TEST_F(NotificationServerTest, OrdersInAHurryAreShownInOrderAndReplaceEachOther)
     }
     EXPECT_TRUE(eventually([&] { return heard().size() == 20; }));
     const auto notifies = mock_->notifies();
-    EXPECT_EQ(notifies.back().summary, "20");
+    EXPECT_EQ(lastOf(notifies).summary, "20");
     for (const auto& notify : notifies) {
-        EXPECT_EQ(notify.id, notifies.front().id) << "never two on screen";
+        EXPECT_EQ(notify.id, firstOf(notifies).id) << "never two on screen";
     }
 }
 

@@ -14,6 +14,7 @@
 #include "XelPushClient/Linux/Push/DBusUnifiedPush.h"
 #include "XelPushClient/Linux/System/SimdjsonSerialization.h"
 #include "XelPushClient/Testing/RecordingLogSink.h"
+#include "tests/FirstAndLast.h"
 #include "tests/contract/Loop/DrivenLoop.h"
 #include "tests/contract/Store/TemporaryFolder.h"
 #include "tests/integration/desktop/support/DesktopClient.h"
@@ -91,7 +92,7 @@ protected:
     bool logs(const std::string& part) {
         return becomes([&] { return log_->contains(part); });
     }
-    [[nodiscard]] std::string connectionToken() const { return distributor_->registrations().back().token; }
+    [[nodiscard]] std::string connectionToken() const { return lastOf(distributor_->registrations()).token; }
     /// What the service would send, by what the token says.
     [[nodiscard]] Data encrypted(const std::string& content) const {
         SimdjsonSerialization json;
@@ -251,7 +252,7 @@ TEST_F(ClientWithADistributorTest, CallsADistributorThatTheBusMustStart) {
     bus_->start();
     makeClient();
     EXPECT_TRUE(getsToken(kPlaceholder)) << "this one ends at once";
-    EXPECT_TRUE(log_->contains("/bin/false") || log_->contains(kDistributor)) << log_->lines().back();
+    EXPECT_TRUE(log_->contains("/bin/false") || log_->contains(kDistributor)) << lastOf(log_->lines());
     EXPECT_FALSE(log_->contains("the session has no distributor"));
 }
 

@@ -1,6 +1,7 @@
 #include <functional>
 
 #include "XelPushClient/Foundation/JSONPrinter.h"
+#include "tests/FirstAndLast.h"
 #include "tests/scenarios/interpreter/Requirements.h"
 #include "tests/scenarios/interpreter/VerbTable.h"
 
@@ -144,7 +145,7 @@ void expectRequest(ScenarioWorld& world, Words& words) {
     const auto method = words.take("a method");
     const auto path = words.take("a path");
     require(!world.collectedRequests.empty(), "there is no request left");
-    const auto request = world.collectedRequests.front();
+    const auto request = firstOf(world.collectedRequests);
     world.requests.expectNext(method, {});
     world.collectedRequests.erase(world.collectedRequests.begin());
     require(urlHasPath(request.url, path), "the request went to " + request.url);

@@ -1,5 +1,6 @@
 #include <set>
 
+#include "tests/FirstAndLast.h"
 #include "tests/scenarios/interpreter/Requirements.h"
 #include "tests/scenarios/interpreter/VerbTable.h"
 
@@ -45,8 +46,8 @@ void expectOnScreen(ScenarioWorld& world, Words& words) {
         return;
     }
     requireEqual(std::to_string(onScreen.size()), "1", "the number of notifications on screen");
-    const auto& content = onScreen.front().content;
-    Fields fields{{"identifier", onScreen.front().identifier},
+    const auto& content = firstOf(onScreen).content;
+    Fields fields{{"identifier", firstOf(onScreen).identifier},
                   {"title", content.title.value_or("(null)")},
                   {"body", content.body.value_or("(null)")},
                   {"subtitle", content.subtitle.value_or("(null)")},
@@ -71,9 +72,9 @@ void expectCategory(ScenarioWorld& world, Words& words) {
         return;
     }
     requireEqual(std::to_string(categories.size()), "1", "the number of categories");
-    requireEqual(categories.front().identifier, identifier, "the category");
+    requireEqual(firstOf(categories).identifier, identifier, "the category");
     std::string actions;
-    for (const auto& action : categories.front().actions) {
+    for (const auto& action : firstOf(categories).actions) {
         actions += (actions.empty() ? "" : ",") + action.identifier;
     }
     requireEqual(actions, words.take("actions"), "the actions");

@@ -1,4 +1,5 @@
 #include "XelPushClient/Classes/PushClientManager.h"
+#include "tests/FirstAndLast.h"
 #include "tests/unit/Classes/Support/RoomsTest.h"
 
 namespace xel {
@@ -137,7 +138,7 @@ TEST_F(PushClientManagerTest, KeepsTheRegistrationHandlerForTheOutcome) {
     machine_.http->answerAlways("POST", "installations", 200, R"({"id":"D3V1CE"})");
     EXPECT_TRUE(manager_->registerUser("alice01", {"news"}, handler));
     machine_.runUntilIdle();
-    EXPECT_EQ(outcomes.back(), "1 alice01 0");
+    EXPECT_EQ(lastOf(outcomes), "1 alice01 0");
     EXPECT_TRUE(manager_->isRegistered());
     EXPECT_EQ(manager_->connectionStateString(), "Connected");
     EXPECT_THAT(manager_->deviceSubscriptions(), ElementsAre("private/default", "news"));

@@ -8,6 +8,7 @@
 #include "XelPushClient/MQTTSDK/MQTTEngine.h"
 #include "XelPushClient/MQTTSDK/Outbox.h"
 #include "XelPushClient/Testing/InMemorySessionMemory.h"
+#include "tests/FirstAndLast.h"
 #include "tests/unit/MQTTSDK/Octets.h"
 
 namespace xel {
@@ -124,7 +125,7 @@ TEST_F(OutboxTest, LoadsWhatAnEarlierLifeLeftAndMarksItAsDuplicate) {
     }
     const auto outbox = makeOutbox();
     EXPECT_EQ(waitingIds(*outbox), (Ids{1, 2}));
-    EXPECT_EQ(written(*outbox, outbox->publications().front()),
+    EXPECT_EQ(written(*outbox, firstOf(outbox->publications())),
               "3a060001610001"
               "78");
     ASSERT_TRUE(outbox->add("c", "z", false));

@@ -1,3 +1,4 @@
+#include "tests/FirstAndLast.h"
 #include "tests/unit/MQTTSDK/SessionTest.h"
 
 // A broker that says nothing while it owes an answer, and short keep-alives.
@@ -29,7 +30,7 @@ TEST_F(SessionSilence, IsAskedAboutThirtySecondsAfterTheLastOctet) {
     EXPECT_EQ(takeWritten(), ping);
     loop->advanceBy(20s);
     EXPECT_EQ(delegate.lines, Lines{"ConnectionError"});
-    EXPECT_THAT(delegate.errors.back().localizedDescription(), testing::HasSubstr("ping"));
+    EXPECT_THAT(lastOf(delegate.errors).localizedDescription(), testing::HasSubstr("ping"));
 }
 
 TEST_F(SessionSilence, CountsFromWhatIsOwedWhenTheBrokerHadNothingToSay) {

@@ -1,4 +1,5 @@
 #include "XelPushClient/Platform/UIApplicationLaunchOptions.h"
+#include "tests/FirstAndLast.h"
 #include "tests/unit/Classes/Support/RoomsTest.h"
 
 namespace xel {
@@ -14,7 +15,7 @@ protected:
 
     LocationReportsTest() {
         connect();
-        session_ = sessions_->made.back();
+        session_ = lastOf(sessions_->made);
         machine_.locationSource->standAt({35.7, 51.4});
         switchLogOn();
         (void)takeLog();
@@ -73,7 +74,7 @@ TEST_F(LocationReportsTest, PublishesALocationInEveryForm) {
 
 TEST_F(LocationReportsTest, LogsWhatItPublishes) {
     rooms_->locationReports.publishLocation(CLLocation{{1.5, 2.5}, 5.0, -1.0, dateFromSecondsSince1970(2)});
-    EXPECT_EQ(takeLog().front(), R"(Publishing location event {"lat":1.5,"lng":2.5,"ts":2000})");
+    EXPECT_EQ(firstOf(takeLog()), R"(Publishing location event {"lat":1.5,"lng":2.5,"ts":2000})");
 }
 
 TEST_F(LocationReportsTest, LogsAMissingLocationAndPublishesNothing) {
@@ -109,8 +110,8 @@ TEST_F(LocationReportsTest, LogsALaunchLocationThatFails) {
     machine_.locationSource->fail(makeLocationError(LocationErrorCode::NoService, "no service"));
     launch();
     machine_.runUntilIdle();
-    EXPECT_EQ(takeLog().back(), formatted("## send location by enableLocationOnLanuch errored: %@",
-                                          makeLocationError(LocationErrorCode::NoService, "no service")));
+    EXPECT_EQ(lastOf(takeLog()), formatted("## send location by enableLocationOnLanuch errored: %@",
+                                           makeLocationError(LocationErrorCode::NoService, "no service")));
     machine_.locationSource->work();
     machine_.advanceBy(1h);
     EXPECT_THAT(takeEvents(), IsEmpty()) << "nothing is tried again";
@@ -144,7 +145,7 @@ TEST_F(LocationReportsTest, DoesNotCountALaunchForALocationEvent) {
     machine_.runUntilIdle();
     EXPECT_THAT(takeEvents(), IsEmpty()) << "no launch location";
     rooms_->record.save(nullptr, nullptr);
-    EXPECT_THAT(machine_.http->requests().back().body, testing::HasSubstr(R"("applicationLaunch":false)"));
+    EXPECT_THAT(lastOf(machine_.http->requests()).body, testing::HasSubstr(R"("applicationLaunch":false)"));
 }
 
 TEST_F(LocationReportsTest, ReportsNoLaunchLocationWhileItTracks) {

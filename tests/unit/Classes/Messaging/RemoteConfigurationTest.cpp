@@ -1,3 +1,4 @@
+#include "tests/FirstAndLast.h"
 #include "tests/unit/Classes/Support/RoomsTest.h"
 
 namespace xel {
@@ -26,7 +27,7 @@ protected:
     std::vector<CLCircularRegion> watched() { return rooms_->location.monitoredRegions(); }
     Dictionary storedRegion() {
         const auto stored = onDisk("monitoredRegions");
-        return stored ? *stored->asArray()->front().asDictionary() : Dictionary();
+        return stored ? *firstOf(*stored->asArray()).asDictionary() : Dictionary();
     }
 };
 

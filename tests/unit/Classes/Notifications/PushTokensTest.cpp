@@ -1,3 +1,4 @@
+#include "tests/FirstAndLast.h"
 #include "tests/unit/Classes/Support/RoomsTest.h"
 
 namespace xel {
@@ -32,9 +33,9 @@ TEST_F(PushTokensTest, AskForPermissionOnSystemsThatHaveIt) {
         room().registerForAPNsToken();
         const auto& requests = machine_.notificationCenter->authorizationRequests();
         EXPECT_EQ(requests.size(), before + (isAsked ? 1U : 0U)) << version;
-        EXPECT_EQ(tokenRequests().back(), "registerUserNotificationSettings 15") << version;
+        EXPECT_EQ(lastOf(tokenRequests()), "registerUserNotificationSettings 15") << version;
         if (isAsked) {
-            EXPECT_EQ(requests.back(), 7U);
+            EXPECT_EQ(lastOf(requests), 7U);
         }
     }
     EXPECT_TRUE(machine_.notificationCenter->hasDelegate());

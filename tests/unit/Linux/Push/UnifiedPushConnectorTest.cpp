@@ -13,6 +13,7 @@
 #include "XelPushClient/Testing/FakeRunLoop.h"
 #include "XelPushClient/Testing/InMemoryUserDefaults.h"
 #include "XelPushClient/Testing/RecordingLogSink.h"
+#include "tests/FirstAndLast.h"
 #include "tests/unit/Linux/Push/WebPushSender.h"
 
 namespace xel {
@@ -90,7 +91,7 @@ protected:
         });
         runLoop_->runUntilIdle();
     }
-    [[nodiscard]] std::string token() const { return bus_->registrations.back().second; }
+    [[nodiscard]] std::string token() const { return lastOf(bus_->registrations).second; }
     void newEndpoint(const std::string& endpoint) {
         bus_->calls.newEndpoint(token(), endpoint);
         runLoop_->runUntilIdle();
@@ -174,23 +175,23 @@ TEST_F(UnifiedPushConnectorTest, SaysWhyThereIsNoToken) {
 
     bus_->names = makeError("DBusError", 1, "no bus");
     request();
-    EXPECT_EQ(heard_.back(), "DBusError 1");
+    EXPECT_EQ(lastOf(heard_), "DBusError 1");
 
     bus_->names = DistributorNames{{}, {kTwo}};
     request();
-    bus_->answers.back()(makeUnifiedPushError(UnifiedPushErrorCode::Refused, "no"));
+    lastOf(bus_->answers)(makeUnifiedPushError(UnifiedPushErrorCode::Refused, "no"));
     runLoop_->runUntilIdle();
-    EXPECT_EQ(heard_.back(), errorText(UnifiedPushErrorCode::Refused));
+    EXPECT_EQ(lastOf(heard_), errorText(UnifiedPushErrorCode::Refused));
 
     disk_->setFailingCommits(true);
     bus_->names = DistributorNames{{kOne}, {}};
     request();
-    EXPECT_EQ(heard_.back(), errorText(UnifiedPushErrorCode::NotStored));
-    EXPECT_EQ(bus_->registrations.back().first, kTwo) << "what is not kept is not registered";
+    EXPECT_EQ(lastOf(heard_), errorText(UnifiedPushErrorCode::NotStored));
+    EXPECT_EQ(lastOf(bus_->registrations).first, kTwo) << "what is not kept is not registered";
 
     store_.reset();
     request();
-    EXPECT_EQ(heard_.back(), errorText(UnifiedPushErrorCode::NotStored));
+    EXPECT_EQ(lastOf(heard_), errorText(UnifiedPushErrorCode::NotStored));
     EXPECT_THAT(heard_, SizeIs(5));
 }
 
@@ -272,7 +273,7 @@ TEST_F(UnifiedPushConnectorTest, StaysWithItsDistributorWhileItIsThere) {
     start();
     bus_->names = DistributorNames{{kOne}, {kTwo}};
     registerHost();
-    EXPECT_EQ(bus_->registrations.back().first, kTwo);
+    EXPECT_EQ(lastOf(bus_->registrations).first, kTwo);
 }
 
 TEST_F(UnifiedPushConnectorTest, AnotherDistributorGetsARegistrationOfItsOwn) {
@@ -282,7 +283,7 @@ TEST_F(UnifiedPushConnectorTest, AnotherDistributorGetsARegistrationOfItsOwn) {
     start(kTwo);
     bus_->names = DistributorNames{{kOne, kTwo}, {}};
     registerHost(kOtherEndpoint);
-    EXPECT_EQ(bus_->registrations.back().first, kTwo);
+    EXPECT_EQ(lastOf(bus_->registrations).first, kTwo);
     EXPECT_NE(token(), former);
     EXPECT_NE(loadRegistration(*store_)->keys.publicKey(), publicKey);
     EXPECT_THAT(bus_->endings, ElementsAre(std::pair(std::string(kOne), former)));

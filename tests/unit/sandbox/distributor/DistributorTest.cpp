@@ -16,6 +16,7 @@
 #include "sandbox/distributor/DistributorBus.h"
 #include "sandbox/process/ProgressLog.h"
 #include "sandbox/store/Database.h"
+#include "tests/FirstAndLast.h"
 #include "tests/unit/sandbox/TemporaryFolder.h"
 
 namespace xel::sandbox {
@@ -67,7 +68,7 @@ protected:
     // The random end of the endpoint that the application was told last.
     std::string endpoint() {
         EXPECT_FALSE(connectors_.told.empty());
-        return connectors_.told.back().substr(connectors_.told.back().rfind('/') + 1);
+        return lastOf(connectors_.told).substr(lastOf(connectors_.told).rfind('/') + 1);
     }
     std::string registered(const Registration& asked) {
         EXPECT_EQ(distributor_.registerApplication(asked), "");
@@ -88,7 +89,7 @@ protected:
 TEST_F(DistributorTest, GivesEachRegistrationARandomEndpoint) {
     distributor_.start(8123);
     const std::string first = registered(kShop);
-    EXPECT_EQ(connectors_.told.back(), "org.example.Shop http://127.0.0.1:8123/push/" + first);
+    EXPECT_EQ(lastOf(connectors_.told), "org.example.Shop http://127.0.0.1:8123/push/" + first);
     EXPECT_EQ(first.size(), 32U);
     EXPECT_EQ(first.find_first_not_of("0123456789abcdef"), std::string::npos);
     EXPECT_NE(registered({"org.example.Shop", "token-2", {}, {}}), first);
@@ -138,7 +139,7 @@ TEST_F(DistributorTest, ForgetsAnApplicationThatUnregisters) {
     const std::string end = registered(kShop);
     distributor_.push(end, "m1", kMinute);
     distributor_.unregisterApplication(kShop.token);
-    EXPECT_EQ(connectors_.told.back(), "org.example.Shop unregistered token-1");
+    EXPECT_EQ(lastOf(connectors_.told), "org.example.Shop unregistered token-1");
     EXPECT_FALSE(distributor_.push(end, "m2", kMinute));
     connectors_.answer(HandOver::NotThere);
     const auto told = connectors_.told.size();

@@ -12,6 +12,7 @@
 #include "sandbox/rest/MessageDesk.h"
 #include "sandbox/rest/RestBackend.h"
 #include "sandbox/store/ServiceStores.h"
+#include "tests/FirstAndLast.h"
 #include "tests/unit/sandbox/TemporaryFolder.h"
 
 namespace xel::sandbox {
@@ -122,7 +123,7 @@ TEST_F(ServiceRoutesTest, ShowsEventsAndReceipts) {
 TEST_F(ServiceRoutesTest, AnswersFiveHundredWhenAStoreFails) {
     stores_.database.run("DROP TABLE codes");
     EXPECT_EQ(ask("GET", "verification/requestCode/alice01").status, 500U);
-    EXPECT_THAT(lines_.back(), HasSubstr("service.db"));
+    EXPECT_THAT(lastOf(lines_), HasSubstr("service.db"));
 }
 
 }  // namespace
