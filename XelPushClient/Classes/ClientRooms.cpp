@@ -20,30 +20,36 @@ ClientRooms::ClientRooms(NSObject& manager, Machine machineToUse, Home homeToUse
       home(std::move(homeToUse)),
       log(*home.defaults, *machine.logSink),
       coordinator(*this),
-      settings(machine, home),
+      settings(machine, home, coordinator),
       fanout({manager, machine.mainRunLoop, home.notificationCenter, log}),
       device(machine),
-      connection(life, settings, lastFailure, machine, home, log, {coordinator, coordinator}),
-      deferred(life, machine, home, log, connection),
-      lifecycle({life, machine, home, log, connection, fanout, coordinator}),
-      channels(settings, *home.defaults, token, log, coordinator),
-      subscriptions({connection, deferred, channels, fanout, settings, *home.defaults, log, coordinator}),
+      traffic({life, settings, *machine.json, *machine.clock, log, fanout, connection, subscriptions,
+               messageIds, remoteConfiguration, delivery}),
+      locationReports(
+          {settings, *home.defaults, *machine.clock, log, location, publisher, record, localNotifications}),
+      record(settings, channels, device, token),
+      registrationState(settings, lastFailure, fanout, log),
+      registration({life, machine, settings, log, fanout, session, state, lifecycle, channels, tokens, token,
+                    record, operationQueue, registrationState, coordinator}),
+      session({settings, machine, home, log, traffic}),
+      state(fanout),
+      connection({life, settings, lastFailure, machine, log, session, state, coordinator}),
+      deferred(life, machine, home, log, state),
+      lifecycle({life, machine, home, log, fanout, coordinator}),
+      channels(settings, *home.defaults, token, log, record),
+      subscriptions({session, state, deferred, channels, fanout, settings, *home.defaults, log, record}),
       messageIds(*home.defaults, lastFailure, log),
-      location({life, machine, *home.defaults, log, coordinator}),
+      location({life, machine, *home.defaults, log, locationReports}),
       remoteConfiguration(location, log),
-      pipeline({settings, messageIds, *machine.json, *machine.clock, log, coordinator, remoteConfiguration}),
-      publisher({connection, deferred, settings, fanout, *machine.clock, log}),
-      locationReports({settings, *home.defaults, *machine.clock, log, location, publisher, coordinator}),
-      tokens({life, machine, settings, log, fanout, token, coordinator}),
+      publisher({session, deferred, settings, fanout, *machine.clock, log}),
+      tokens({life, machine, settings, log, fanout, token, registration}),
       richNotifications({life, machine, log}),
       localNotifications(*machine.application, channels, richNotifications),
-      record(settings, channels, device, token),
-      registration({life, machine, settings, lastFailure, log, fanout, connection, lifecycle, channels,
-                    tokens, token, record, operationQueue, coordinator}),
+      delivery(session, fanout, localNotifications),
       requests(machine, settings, log),
       verification(life, settings, lastFailure, requests, fanout),
       tags(settings, requests, log),
-      crashReports({life, machine, home, settings, log, operationQueue, registration}) {}
+      crashReports({life, machine, home, settings, log, operationQueue, registrationState}) {}
 
 void ClientRooms::makeQueues() {
     operationQueue = machine.operationQueues->makeOperationQueue(
@@ -56,7 +62,8 @@ void ClientRooms::end() {
     fanout.end();
     coordinator.stopObservingInstallationId();
     lifecycle.end();
-    connection.end();
+    session.end();
+    connection.reconnects().cancel();
     registration.forgetIdentity();
 }
 

@@ -13,8 +13,9 @@
 #include "XelPushClient/Classes/Core/LastFailure.h"
 #include "XelPushClient/Classes/Device/DeviceDescription.h"
 #include "XelPushClient/Classes/GeoLocation/CoreGeoLocation.h"
-#include "XelPushClient/Classes/Messaging/InboundPipeline.h"
+#include "XelPushClient/Classes/Messaging/InboundTraffic.h"
 #include "XelPushClient/Classes/Messaging/LocationReports.h"
+#include "XelPushClient/Classes/Messaging/MessageDelivery.h"
 #include "XelPushClient/Classes/Messaging/MessageIds.h"
 #include "XelPushClient/Classes/Messaging/Publisher.h"
 #include "XelPushClient/Classes/Messaging/RemoteConfiguration.h"
@@ -68,6 +69,16 @@ struct ClientRooms {
     LastFailure lastFailure;
     EventFanout fanout;
     DeviceDescription device;
+
+    // Told by rooms below them, and so made before those.
+    InboundTraffic traffic;
+    LocationReports locationReports;
+    InstallationRecord record;
+    RegistrationState registrationState;
+    Registration registration;
+
+    BrokerSession session;
+    BrokerConnectionState state;
     BrokerConnection connection;
     DeferredWork deferred;
     LifecycleMonitor lifecycle;
@@ -76,14 +87,11 @@ struct ClientRooms {
     MessageIds messageIds;
     CoreGeoLocation location;
     RemoteConfiguration remoteConfiguration;
-    InboundPipeline pipeline;
     Publisher publisher;
-    LocationReports locationReports;
     PushTokens tokens;
     RichNotifications richNotifications;
     LocalNotifications localNotifications;
-    InstallationRecord record;
-    Registration registration;
+    MessageDelivery delivery;
     RestRequests requests;
     Verification verification;
     Tags tags;

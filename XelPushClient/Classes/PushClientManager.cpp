@@ -11,7 +11,7 @@ PushClientManager::PushClientManager(Machine machine, Home home)
     rooms_->coordinator.observeInstallationId();
     rooms_->lifecycle.observeReachability();
     rooms_->makeQueues();
-    rooms_->connection.setConnectionState(PushClientServerDisconnectedState);
+    rooms_->state.assign(PushClientServerDisconnectedState);
     rooms_->location.resumeMonitoring();
 }
 
@@ -189,10 +189,10 @@ void PushClientManager::unregisterUser(std::function<void(const Value& response)
     rooms_->registration.unregisterUser(std::move(success), std::move(failure));
 }
 bool PushClientManager::isRegistered() const {
-    return rooms_.enterFromAnyThread()->registration.isRegistered();
+    return rooms_.enterFromAnyThread()->registrationState.isRegistered();
 }
 bool PushClientManager::pendingRegisteration() const {
-    return rooms_->registration.pendingRegisteration();
+    return rooms_->registrationState.isPending();
 }
 void PushClientManager::reset() {
     rooms_->coordinator.reset();
@@ -207,13 +207,13 @@ void PushClientManager::disconnectFromServer() {
     rooms_->connection.disconnectFromServer();
 }
 PushClientServerConnectionState PushClientManager::connectionState() const {
-    return rooms_.enterFromAnyThread()->connection.connectionState();
+    return rooms_.enterFromAnyThread()->state.value();
 }
 std::string_view PushClientManager::connectionStateString() const {
     return xel::connectionStateString(connectionState());
 }
 const std::optional<std::string>& PushClientManager::brokerClientId() const {
-    return rooms_->connection.brokerClientId();
+    return rooms_->session.brokerClientId();
 }
 bool PushClientManager::isServerReachable() const {
     return rooms_.enterFromAnyThread()->lifecycle.isServerReachable();
@@ -240,13 +240,13 @@ void PushClientManager::enqueueWhenSessionIsConnected(std::function<void()> bloc
 // ---- What the client holds.
 
 std::shared_ptr<const MQTTSession> PushClientManager::brokerSession() const {
-    return rooms_->connection.brokerSession();
+    return rooms_->session.current();
 }
 bool PushClientManager::forceClose() const {
-    return rooms_->connection.forceClose();
+    return rooms_->connection.reconnects().forceClose();
 }
 double PushClientManager::reconnectTime() const {
-    return rooms_->connection.reconnectTime();
+    return rooms_->connection.reconnects().reconnectTime();
 }
 UIBackgroundTaskIdentifier PushClientManager::backgroundTask() const {
     return rooms_->lifecycle.backgroundTask();

@@ -14,24 +14,24 @@ struct DeferredWork::Waiting {
         std::function<void()> block;
     };
 
-    explicit Waiting(const BrokerConnection& connectionToAsk) : connection(connectionToAsk) {}
+    explicit Waiting(const BrokerConnectionState& stateToAsk) : state(stateToAsk) {}
 
     /// Whether work may run that was handed over before that number was given.
     [[nodiscard]] bool isDue(std::uint64_t before) const {
-        return !pieces.empty() && pieces.front().number < before && connection.isConnected();
+        return !pieces.empty() && pieces.front().number < before && state.isConnected();
     }
 
-    const BrokerConnection& connection;
+    const BrokerConnectionState& state;
     std::deque<Piece> pieces;
     NSNotificationCenter::Token observation;
 };
 
 DeferredWork::DeferredWork(const ClientLife& life, const Machine& machine, const Home& home,
-                           const LogOutput& log, const BrokerConnection& connection)
+                           const LogOutput& log, const BrokerConnectionState& state)
     : machine_(machine),
       home_(home),
       log_(log),
-      waiting_(std::make_shared<Waiting>(connection)),
+      waiting_(std::make_shared<Waiting>(state)),
       nextNumber_(std::make_shared<std::atomic<std::uint64_t>>(0)),
       wayIn_(life.wayInto(*this)) {}
 

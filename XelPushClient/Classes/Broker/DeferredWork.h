@@ -5,7 +5,11 @@
 #include <functional>
 #include <memory>
 
-#include "XelPushClient/Classes/Broker/BrokerConnection.h"
+#include "XelPushClient/Classes/Broker/BrokerConnectionState.h"
+#include "XelPushClient/Classes/Core/ClientLife.h"
+#include "XelPushClient/Classes/Core/TVRLog.h"
+#include "XelPushClient/Platform/Home.h"
+#include "XelPushClient/Platform/Machine.h"
 
 namespace xel {
 
@@ -19,7 +23,7 @@ namespace xel {
 class DeferredWork {
 public:
     DeferredWork(const ClientLife& life, const Machine& machine, const Home& home, const LogOutput& log,
-                 const BrokerConnection& connection);
+                 const BrokerConnectionState& state);
     DeferredWork(const DeferredWork&) = delete;
     DeferredWork& operator=(const DeferredWork&) = delete;
     ~DeferredWork();

@@ -104,14 +104,14 @@ void LifecycleMonitor::applicationDidEnterBackground(UIApplication& application)
 void LifecycleMonitor::backgroundTimeIsUp(const UIApplication& application) {
     TVRLog(surroundings_.log, "########################### Expired Background Task!");
     TVRLog(surroundings_.log, "Time remaining: %.1f", application.backgroundTimeRemaining());
-    surroundings_.connection.disconnectFromServer();
+    surroundings_.observer.connectionMustEnd();
     endBackgroundTask();
 }
 
 void LifecycleMonitor::applicationWillTerminate(UIApplication& /*application*/) {
     surroundings_.machine.runLoop->post([wayIn = wayIn_] {
         if (const auto self = wayIn.hold()) {
-            self->surroundings_.connection.disconnectFromServer();
+            self->surroundings_.observer.connectionMustEnd();
         }
     });
 }

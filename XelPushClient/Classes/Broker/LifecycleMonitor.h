@@ -4,22 +4,26 @@
 #include <memory>
 #include <vector>
 
-#include "XelPushClient/Classes/Broker/BrokerConnection.h"
+#include "XelPushClient/Classes/Core/ClientLife.h"
 #include "XelPushClient/Classes/Core/EventFanout.h"
+#include "XelPushClient/Platform/Home.h"
+#include "XelPushClient/Platform/Machine.h"
 
 namespace xel {
 
-/// Hears that outside circumstances allow going on: the network came back, or the application came to the
-/// front.
-class PendingWorkObserver {
+/// Hears what outside circumstances ask of the connection. On the manager's run loop.
+class LifecycleObserver {
 public:
-    virtual ~PendingWorkObserver() = default;
+    virtual ~LifecycleObserver() = default;
+    /// The network came back, or the application came to the front: what is pending may go on.
     virtual void pendingConnectToServer() = 0;
+    /// The application's time is up, in the background or for good.
+    virtual void connectionMustEnd() = 0;
 };
 
 /// Follows reachability and the host application's lifecycle, and holds the background task.
 ///
-/// Owner: the manager. Thread: the manager's run loop.
+/// Owner: the manager. Thread: the manager's run loop. Does not know the connection.
 class LifecycleMonitor {
 public:
     struct Surroundings {
@@ -27,9 +31,8 @@ public:
         const Machine& machine;
         const Home& home;
         const LogOutput& log;
-        BrokerConnection& connection;
         EventFanout& fanout;
-        PendingWorkObserver& observer;
+        LifecycleObserver& observer;
     };
 
     explicit LifecycleMonitor(Surroundings surroundings);
@@ -56,7 +59,7 @@ public:
     void applicationWillEnterForeground(UIApplication& application);
     /// Begins a background task of the application, which outlives the task.
     void applicationDidEnterBackground(UIApplication& application);
-    /// Queues the disconnect and returns at once.
+    /// Queues the connection's end and returns at once.
     void applicationWillTerminate(UIApplication& application);
 
     /// Ends the background task, if one is running.

@@ -20,8 +20,8 @@ void storeOrRemove(NSUserDefaults& defaults, std::string_view key, const std::op
 
 }  // namespace
 
-ClientSettings::ClientSettings(const Machine& machine, const Home& home)
-    : machine_(machine), defaults_(*home.defaults) {
+ClientSettings::ClientSettings(const Machine& machine, const Home& home, InstallationIdObserver& observer)
+    : machine_(machine), defaults_(*home.defaults), observer_(observer) {
     requireSecureAddresses(machine.endpoints);
     publishIdentity();
 }
@@ -57,7 +57,7 @@ const std::optional<std::string>& ClientSettings::deviceId() {
 
 void ClientSettings::setDeviceId(const std::optional<std::string>& deviceId) {
     if (deviceId && deviceId != defaults_.stringForKey(kDeviceIdKey)) {
-        defaults_.removeObject(kSubscribedTopicsKey);
+        observer_.installationIdIsAnother();
     }
     storeOrRemove(defaults_, kDeviceIdKey, deviceId);
     if (defaults_.synchronize()) {
@@ -135,6 +135,18 @@ std::shared_ptr<LBRESTAdapter> ClientSettings::loopBackAdaptor() {
     return adaptor_;
 }
 
+void ClientSettings::forgetIdentity() {
+    userId_.reset();
+    deviceId_.reset();
+}
+
+void ClientSettings::removeStoredIdentity() {
+    for (const auto key : {kLaunchTimeKey, kLaunchCountKey, kUserIdKey, kDeviceIdKey}) {
+        defaults_.removeObject(key);
+    }
+    publishIdentity();
+}
+
 void ClientSettings::setLaunchStats() {
     launchedByUser_ = true;
     defaults_.setObject(kLaunchCountKey, getLaunchCount().value_or(0) + 1);
@@ -154,13 +166,6 @@ std::int64_t ClientSettings::getLaunchTime() const {
     std::int64_t milliseconds = 0;
     std::from_chars(text.data(), text.data() + text.size(), milliseconds);
     return milliseconds;
-}
-
-void ClientSettings::forgetStoredIdentity() {
-    for (const auto key : {kLaunchTimeKey, kLaunchCountKey, kUserIdKey, kDeviceIdKey}) {
-        defaults_.removeObject(key);
-    }
-    publishIdentity();
 }
 
 void ClientSettings::publishIdentity() {

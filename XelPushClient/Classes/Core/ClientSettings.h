@@ -21,16 +21,23 @@ struct RegisteredApplication {
     std::optional<std::string> appVersion;
 };
 
+/// Hears that another installation id takes the place of the stored one, before it does; what it removes from
+/// the defaults is stored with the new id.
+class InstallationIdObserver {
+public:
+    virtual ~InstallationIdObserver() = default;
+    virtual void installationIdIsAnother() = 0;
+};
+
 /// Who the client is towards the service, and what it was told to do: credentials, user id, device id,
 /// settings.
 ///
 /// What another thread may see of the identity is published by each operation that changes it, so that no
 /// caller has to think of it. Owner: the manager. Thread: the manager's run loop, but for `identitySnapshot`.
-/// Tells nobody about changes.
 class ClientSettings {
 public:
     /// Throws std::invalid_argument for endpoints that would send the API key unencrypted.
-    ClientSettings(const Machine& machine, const Home& home);
+    ClientSettings(const Machine& machine, const Home& home, InstallationIdObserver& observer);
 
     [[nodiscard]] const std::optional<std::string>& appId() const { return application_.appId; }
     [[nodiscard]] const std::optional<std::string>& apiKey() const { return application_.apiKey; }
@@ -51,8 +58,6 @@ public:
 
     /// The persisted installation id that the service gave.
     [[nodiscard]] const std::optional<std::string>& deviceId();
-    /// Another id than the stored one also forgets which topics the broker granted, for they were the old
-    /// one's.
     void setDeviceId(const std::optional<std::string>& deviceId);
 
     [[nodiscard]] const Dictionary& userInfo() const { return userInfo_; }
@@ -83,16 +88,17 @@ public:
     /// Drops the adaptor; requests in flight do not need it any more.
     void dropLoopBackAdaptor() { adaptor_.reset(); }
 
+    /// Forgets user and installation, in memory only.
+    void forgetIdentity();
+    /// Removes both from the defaults, with the launches that were counted for them. Does not store it.
+    void removeStoredIdentity();
+
     /// Counts one launch by the user and stores its time.
     void setLaunchStats();
     [[nodiscard]] bool launchedByUser() const { return launchedByUser_; }
     [[nodiscard]] std::optional<std::int64_t> getLaunchCount() const;
     /// Milliseconds since 1970, the fraction dropped; 0 when no launch was counted.
     [[nodiscard]] std::int64_t getLaunchTime() const;
-
-    /// Removes both ids and the launch statistics from the store, whose caller synchronises it. Ids still
-    /// held in memory, because the store refused to let them go, stay there.
-    void forgetStoredIdentity();
 
     /// The identity as it is after the last change. From any thread.
     [[nodiscard]] IdentitySnapshot identitySnapshot() const { return sharedIdentity_.copy(); }
@@ -102,6 +108,7 @@ private:
 
     const Machine& machine_;
     NSUserDefaults& defaults_;
+    InstallationIdObserver& observer_;
     RegisteredApplication application_;
     bool usingSSLConnection_ = false;
     bool launchedByUser_ = false;

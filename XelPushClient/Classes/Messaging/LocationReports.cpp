@@ -1,6 +1,8 @@
 #include "XelPushClient/Classes/Messaging/LocationReports.h"
 
 #include "XelPushClient/Classes/Core/PersistedKeys.h"
+#include "XelPushClient/Classes/Notifications/LocalNotifications.h"
+#include "XelPushClient/Classes/Registration/InstallationRecord.h"
 #include "XelPushClient/LoopBack/LBPushNotification.h"
 #include "XelPushClient/Platform/UIApplicationLaunchOptions.h"
 
@@ -18,7 +20,7 @@ bool LocationReports::applicationDidFinishLaunchingWithOptions(UIApplication& ap
     }
     startLocationIfTrackingMe();
     if (launchOptions.contains(UIApplicationLaunchOptionsLocationKey)) {
-        surroundings_.observer.launchWasNotByUser();
+        surroundings_.record.setApplicationLaunch(false);
     } else {
         surroundings_.settings.setLaunchStats();
         checkLocationOnLaunch();
@@ -81,6 +83,16 @@ void LocationReports::publishLocation(const std::optional<CLLocation>& location,
     TVRLog(surroundings_.log, "Publishing location event %@", event);
     (void)surroundings_.publisher.publishEvent("geo", event,
                                                {.live = options.live, .stateful = options.stateful});
+}
+
+void LocationReports::regionWasCrossed(const CLCircularRegion& region, RegionCrossing crossing,
+                                       const Value& message) {
+    surroundings_.notifications.showNotificationOfRegion(
+        region.identifier, crossing == RegionCrossing::Entered ? "enter" : "exit", message);
+}
+
+void LocationReports::positionWasTracked(const CLLocation& location) {
+    publishLocation(location);
 }
 
 }  // namespace xel

@@ -10,6 +10,9 @@
 
 namespace xel {
 
+class InstallationRecord;
+class LocalNotifications;
+
 /// How a location is published.
 struct PublishLocationOptions {
     std::optional<Dictionary> data{};  ///< travels along under "data"
@@ -17,18 +20,11 @@ struct PublishLocationOptions {
     bool stateful = false;             ///< retained by the broker
 };
 
-/// Hears that this process runs without a launch by the user.
-class LaunchObserver {
-public:
-    virtual ~LaunchObserver() = default;
-    virtual void launchWasNotByUser() = 0;
-};
-
 /// Reports the device's location as the event "geo": at the application's launch, while it is tracked, and
-/// when the host wants it.
+/// when the host wants it. Shows the message of a region that is crossed.
 ///
 /// Owner: the manager. Thread: the manager's run loop. Keeps nothing but the stored settings.
-class LocationReports {
+class LocationReports final : public GeoLocationObserver {
 public:
     struct Surroundings {
         ClientSettings& settings;
@@ -37,7 +33,8 @@ public:
         const LogOutput& log;
         CoreGeoLocation& location;
         Publisher& publisher;
-        LaunchObserver& observer;
+        InstallationRecord& record;
+        LocalNotifications& notifications;
     };
 
     explicit LocationReports(Surroundings surroundings);
@@ -58,6 +55,10 @@ public:
     /// missing location is only logged; what is wrong with the event is reported as a failed publication.
     void publishLocation(const std::optional<CLLocation>& location,
                          const PublishLocationOptions& options = {});
+
+    void regionWasCrossed(const CLCircularRegion& region, RegionCrossing crossing,
+                          const Value& message) override;
+    void positionWasTracked(const CLLocation& location) override;
 
 private:
     Surroundings surroundings_;

@@ -70,9 +70,13 @@ void MessageIds::closeTurn(std::function<void()> done) {
     });
 }
 
-void MessageIds::forget() {
+void MessageIds::forgetIdentity() {
     ids_.reset();
     isUnsaved_ = false;
+}
+
+void MessageIds::removeStoredIdentity() {
+    defaults_.removeObject(kMessageIdsKey);
 }
 
 void MessageIds::putIntoDefaults() {

@@ -37,8 +37,10 @@ public:
     /// Stores the turn's ids, then calls `done`, also when storing failed: the host has had the messages.
     /// What could not be stored stays in memory and is tried again at the next closing.
     void closeTurn(std::function<void()> done);
-    /// Forgets all ids, also those of a turn in progress.
-    void forget();
+    /// Forgets all ids, also those of a turn in progress, in memory only.
+    void forgetIdentity();
+    /// Removes them from the defaults. Does not store that.
+    void removeStoredIdentity();
 
 private:
     [[nodiscard]] std::deque<std::string>& ids();

@@ -69,7 +69,7 @@ Result<void> Publisher::handOver(const std::string& topic, const Octets& octets,
     if (!octets) {
         return generateInvalidParameterErrorWithMessage("JSON cannot carry the payload");
     }
-    const auto session = surroundings_.connection.brokerSession();
+    const auto session = surroundings_.session.current();
     if (!session) {
         const Result<void> sendable = checkSendable(topic, *octets, options);
         return sendable ? makeError(kPushClientErrorDomain, kPushClientNotInitializedErrorCode,

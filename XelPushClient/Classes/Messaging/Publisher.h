@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "XelPushClient/Classes/Broker/BrokerConnection.h"
+#include "XelPushClient/Classes/Broker/BrokerSession.h"
 #include "XelPushClient/Classes/Broker/DeferredWork.h"
 #include "XelPushClient/Classes/Core/EventFanout.h"
 #include "XelPushClient/Classes/Messaging/WaitingEvents.h"
@@ -33,7 +33,7 @@ struct PublishEventOptions {
 class Publisher {
 public:
     struct Surroundings {
-        BrokerConnection& connection;
+        const BrokerSession& session;
         DeferredWork& deferred;
         ClientSettings& settings;
         EventFanout& fanout;

@@ -1,5 +1,6 @@
 #include "XelPushClient/Classes/Notifications/LocalNotifications.h"
 
+#include "XelPushClient/Classes/Notifications/RegionNotification.h"
 #include "XelPushClient/Foundation/DictionaryReading.h"
 
 namespace xel {
@@ -18,6 +19,14 @@ void LocalNotifications::showNotificationFor(const PushClientMessage& message) {
     }
     if (!isChannelMuted(message)) {
         application_.presentLocalNotificationNow(notificationFor(message));
+    }
+}
+
+void LocalNotifications::showNotificationOfRegion(const std::string& identifier, std::string_view crossing,
+                                                  const Value& message) {
+    if (auto notification = regionNotification(message, identifier, crossing)) {
+        notification->applicationIconBadgeNumber = application_.applicationIconBadgeNumber();
+        application_.presentLocalNotificationNow(*notification);
     }
 }
 

@@ -116,7 +116,7 @@ void PushTokens::registerIfUserIsKnown(std::string_view format, std::string_view
         return;
     }
     TVRLog(surroundings_.log, format, operation);
-    surroundings_.observer.pushTokenArrived();
+    (void)surroundings_.registration.registerDeviceToServer();
 }
 
 void PushTokens::applicationDidReceiveRemoteNotification(UIApplication& application,

@@ -11,11 +11,12 @@
 
 namespace xel {
 
-/// Hears that a push token, or the placeholder for one, has arrived while a user is known.
-class PushTokenObserver {
+/// Registers the device as soon as there is a push token, or the placeholder for one, and a user.
+class DeviceRegistration {
 public:
-    virtual ~PushTokenObserver() = default;
-    virtual void pushTokenArrived() = 0;
+    virtual ~DeviceRegistration() = default;
+    /// Queues the installation save; false, doing nothing, without a push token or a user.
+    virtual bool registerDeviceToServer() = 0;
 };
 
 /// Asks for permission and a push token, keeps the token, and passes the operating system's notification
@@ -31,7 +32,7 @@ public:
         const LogOutput& log;
         EventFanout& fanout;
         PushTokenState& token;
-        PushTokenObserver& observer;
+        DeviceRegistration& registration;
     };
 
     explicit PushTokens(Surroundings surroundings);

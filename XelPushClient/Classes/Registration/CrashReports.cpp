@@ -92,7 +92,7 @@ void CrashReports::applicationCrashedWithUserInfo(const Dictionary& userInfo, Cr
 void CrashReports::refuse() {
     const auto report = [wayIn = wayIn_] {
         if (const auto self = wayIn.hold()) {
-            self->surroundings_.registration.handleRegistrationFailWithError(makeRegistrationError(
+            self->surroundings_.registrationState.handleRegistrationFailWithError(makeRegistrationError(
                 kPushClientFailRegisterApplicationErrorCode, "Framework Not Initialized Yet.", "",
                 "First Register Application and Use applicationCrashedWithUserInfo"));
         }

@@ -1,9 +1,10 @@
 #pragma once
 
+#include "XelPushClient/Classes/Core/ClientLife.h"
 #include "XelPushClient/Classes/Core/ClientSettings.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
 #include "XelPushClient/Classes/Registration/CrashReportOptions.h"
-#include "XelPushClient/Classes/Registration/Registration.h"
+#include "XelPushClient/Classes/Registration/RegistrationState.h"
 #include "XelPushClient/Platform/NSOperationQueue.h"
 
 namespace xel {
@@ -22,7 +23,8 @@ public:
         const ClientSettings& settings;
         const LogOutput& log;
         const std::shared_ptr<NSOperationQueue>& operationQueue;
-        Registration& registration;
+        /// Is told of a report that cannot be sent: the host hears of it as of a failed registration.
+        RegistrationState& registrationState;
     };
 
     explicit CrashReports(Surroundings surroundings);

@@ -41,7 +41,7 @@ void InstallationRecord::save(LBInstallation::Saved success, const LBInstallatio
     LBInstallation::registerDevice(*adaptor, fields(), std::move(success), failure);
 }
 
-void InstallationRecord::updateQuietly() {
+void InstallationRecord::installationUpdateWanted() {
     if (token_.deviceToken) {
         save([](const auto& /*installation*/) {}, [](const NSError& /*error*/) {});
     }

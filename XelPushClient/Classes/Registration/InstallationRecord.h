@@ -12,7 +12,7 @@ namespace xel {
 ///
 /// Owner: the manager. Thread: the manager's run loop. Keeps nothing but what the next save says of its
 /// launch.
-class InstallationRecord {
+class InstallationRecord final : public InstallationUpdateObserver {
 public:
     InstallationRecord(ClientSettings& settings, ChannelStore& channels, const DeviceDescription& device,
                        const PushTokenState& token);
@@ -21,7 +21,7 @@ public:
     void save(LBInstallation::Saved success, const LBInstallation::Failure& failure);
 
     /// Saves the record when a push token is there; nobody hears of the outcome.
-    void updateQuietly();
+    void installationUpdateWanted() override;
 
     /// With NO, the next save tells the backend ("applicationLaunch": false) that the process runs without a
     /// launch by the user, so that the backend does not count one. With YES, the next save says nothing of

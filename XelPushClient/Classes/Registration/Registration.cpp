@@ -37,7 +37,7 @@ Registration::Registration(Surroundings surroundings)
     : surroundings_(surroundings), wayIn_(surroundings.life.wayInto(*this)) {}
 
 bool Registration::refuse(const NSError& error) {
-    handleRegistrationFailWithError(error);
+    surroundings_.state.handleRegistrationFailWithError(error);
     return false;
 }
 
@@ -58,7 +58,7 @@ bool Registration::registerApplication(const std::optional<std::string>& appId,
     auto& settings = surroundings_.settings;
     settings.setApplication({appId, apiKey, userName, password, std::string(PUSH_CLIENT_VERSION_STR)});
     settings.setUsingSSLConnection(true);
-    surroundings_.connection.createSession();
+    surroundings_.session.createSession();
     return true;
 }
 
@@ -101,7 +101,7 @@ std::optional<NSError> Registration::registerAgainRefusal(const std::optional<st
         return makeRegistrationError(kPushClientFailRegisterUserErrorCode, kCouldNotRegisterUser,
                                      lineIfUnusable(kUserIdLine, userId), "register again with User Id");
     }
-    const auto& clientId = surroundings_.connection.brokerClientId();
+    const auto& clientId = surroundings_.session.brokerClientId();
     const bool hasTopic = !isMissingOrBlank(brokerTopic(surroundings_.channels.identity()));
     const bool isClientIdBlank = isEmptyOrBlank(clientId);
     if (!hasTopic || isClientIdBlank) {
@@ -126,7 +126,7 @@ bool Registration::registerAgainWithUserId(const std::optional<std::string>& use
     if (const auto refusal = registerAgainRefusal(userId)) {
         return refuse(*refusal);
     }
-    if (surroundings_.connection.isConnected()) {
+    if (surroundings_.connectionState.isConnected()) {
         surroundings_.observer.connectionBelongsToFormerUser();
     }
     TVRLog(surroundings_.log, "[%@]: registerAgainDeviceToServer ",
@@ -228,7 +228,7 @@ void Registration::installationWasSaved(const std::optional<LBInstallation>& ins
     auto& settings = surroundings_.settings;
     if (const auto id = installation ? installation->id() : std::nullopt) {
         if (!isSendableText(*id)) {
-            handleRegistrationFailWithError(makeRegistrationError(
+            surroundings_.state.handleRegistrationFailWithError(makeRegistrationError(
                 kPushClientFailRegisterUserErrorCode, kCouldNotRegisterUser,
                 formatted("the service gave the installation id '%@', which no client id may hold: it %@",
                           shownName(*id), reasonNotSendable(*id)),
@@ -249,7 +249,7 @@ void Registration::installationWasSaved(const std::optional<LBInstallation>& ins
         return;
     }
     TVRLog(surroundings_.log, "handleRegistrationSuccess");
-    reportThen([this] { handleRegistrationSuccess(); }, [this] { pendingRegisteration_ = false; });
+    reportThen([this] { handleRegistrationSuccess(); }, [this] { surroundings_.state.nothingIsPending(); });
 }
 
 void Registration::installationSaveFailed(const NSError& error) {
@@ -259,29 +259,21 @@ void Registration::installationSaveFailed(const NSError& error) {
         registerDeviceToServer();
         return;
     }
-    handleRegistrationFailWithError(error);
+    surroundings_.state.handleRegistrationFailWithError(error);
 }
 
 void Registration::handleRegistrationSuccess() {
-    registered_ = true;
-    const auto report = [this] {
-        surroundings_.fanout.callbackRegitrationSuccess(registered_, surroundings_.settings.userId());
-    };
-    reportThen(report, [this] {
-        TVRLog(surroundings_.log, "[%@]: Calling connectToServer",
-               "-[PushClientManager handleRegistrationSuccess]");
-        surroundings_.observer.registrationSucceeded();
-    });
+    reportThen([this] { surroundings_.state.callbackRegitrationSuccess(); },
+               [this] {
+                   TVRLog(surroundings_.log, "[%@]: Calling connectToServer",
+                          "-[PushClientManager handleRegistrationSuccess]");
+                   surroundings_.observer.registrationSucceeded();
+               });
 }
 
-void Registration::handleRegistrationFailWithError(const NSError& error) {
-    surroundings_.lastFailure.remember(error);
-    TVRLog(surroundings_.log, "handleRegistrationFailWithError");
-    registered_ = false;
-    const auto mapped = mapRegistrationError(error);
-    pendingRegisteration_ = pendingRegisteration_ || mapped.isTransient;
-    surroundings_.fanout.callbackRegitrationFailure(registered_, surroundings_.settings.userId(),
-                                                    mapped.error);
+void Registration::forgetIdentity() {
+    ++identityGeneration_;
+    surroundings_.state.forgetIdentity();
 }
 
 }  // namespace xel

@@ -1,19 +1,19 @@
 #pragma once
 
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "XelPushClient/Classes/Broker/BrokerConnection.h"
+#include "XelPushClient/Classes/Broker/BrokerConnectionState.h"
+#include "XelPushClient/Classes/Broker/BrokerSession.h"
 #include "XelPushClient/Classes/Broker/LifecycleMonitor.h"
 #include "XelPushClient/Classes/Core/ClientLife.h"
 #include "XelPushClient/Classes/Core/EventFanout.h"
-#include "XelPushClient/Classes/Core/LastFailure.h"
 #include "XelPushClient/Classes/Notifications/PushTokens.h"
 #include "XelPushClient/Classes/Registration/InstallationRecord.h"
+#include "XelPushClient/Classes/Registration/RegistrationState.h"
 #include "XelPushClient/Platform/NSOperationQueue.h"
 
 namespace xel {
@@ -38,24 +38,25 @@ public:
 
 /// Registers the application and its user: credentials, user id, channels, push token, installation record.
 ///
-/// Owner: the manager. Thread: the manager's run loop. Every failure is reported through
-/// `handleRegistrationFailWithError`.
-class Registration {
+/// Owner: the manager. Thread: the manager's run loop. Every outcome is reported through
+/// `RegistrationState`.
+class Registration final : public DeviceRegistration {
 public:
     struct Surroundings {
         const ClientLife& life;
         const Machine& machine;
         ClientSettings& settings;
-        LastFailure& lastFailure;
         const LogOutput& log;
         EventFanout& fanout;
-        BrokerConnection& connection;
+        BrokerSession& session;
+        const BrokerConnectionState& connectionState;
         const LifecycleMonitor& lifecycle;
         ChannelStore& channels;
         PushTokens& tokens;
         const PushTokenState& token;
         InstallationRecord& record;
         const std::shared_ptr<NSOperationQueue>& operationQueue;
+        RegistrationState& state;
         RegistrationObserver& observer;
     };
 
@@ -64,10 +65,6 @@ public:
 
     explicit Registration(Surroundings surroundings);
 
-    [[nodiscard]] bool isRegistered() const { return registered_; }
-    /// The last registration failed because of the network: repeat it when the network is back.
-    [[nodiscard]] bool pendingRegisteration() const { return pendingRegisteration_; }
-
     bool registerApplication(const std::optional<std::string>& appId,
                              const std::optional<std::string>& apiKey,
                              const std::optional<std::string>& userName,
@@ -75,18 +72,12 @@ public:
     bool registerUser(const std::optional<std::string>& userId, const std::vector<std::string>& channels);
     bool registerAgainWithUserId(const std::optional<std::string>& userId,
                                  const std::vector<std::string>& channels);
-    /// Queues the installation save; false, doing nothing, without a push token or a user.
-    bool registerDeviceToServer();
+    bool registerDeviceToServer() override;
     void unregisterUser(Removed success, Failure failure);
-
-    void handleRegistrationFailWithError(const NSError& error);
 
     /// Nobody is registered any more. Saves that are under way are ignored when they are answered: they
     /// belong to an identity that has ended.
-    void forgetIdentity() {
-        ++identityGeneration_;
-        registered_ = false;
-    }
+    void forgetIdentity();
 
 private:
     void handleRegistrationSuccess();
@@ -102,9 +93,6 @@ private:
     void installationSaveFailed(const NSError& error);
 
     Surroundings surroundings_;
-    /// Written on the loop; hosts that hear a broadcast ask on its thread.
-    std::atomic<bool> registered_ = false;
-    bool pendingRegisteration_ = false;
     std::uint64_t identityGeneration_ = 0;
     ClientLife::WayInto<Registration> wayIn_;
 };

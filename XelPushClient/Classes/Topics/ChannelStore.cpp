@@ -86,6 +86,12 @@ void ChannelStore::forgetIdentity() {
     keptForConnect_.clear();
 }
 
+void ChannelStore::removeStoredIdentity() {
+    for (const auto key : {kNotificationSettingsKey, kUserChannelsKey, kSubscribedUserChannelsKey}) {
+        defaults_.removeObject(key);
+    }
+}
+
 void ChannelStore::resetUserChannels() {
     defaults_.removeObject(kUserChannelsKey);
     (void)defaults_.synchronize();

@@ -58,6 +58,8 @@ public:
     void loadForConnect();
     /// Forgets what belonged to the user, in memory only.
     void forgetIdentity();
+    /// Removes it from the defaults. Does not store that.
+    void removeStoredIdentity();
 
     void resetUserChannels();
     void storeUserChannels();

@@ -54,9 +54,9 @@ void Subscriptions::subAckReceived(std::uint16_t packetId, std::span<const std::
         batches_.wasAnswered(filters[i], askedAt, isGranted);
     }
     storeGrantedTopics(granted);
-    const auto generation = surroundings_.connection.sessionGeneration();
+    const auto generation = surroundings_.session.generation();
     for (const auto& topic : unreported) {
-        if (generation != surroundings_.connection.sessionGeneration()) {
+        if (generation != surroundings_.session.generation()) {
             return;
         }
         reportGrantedTopic(topic);
@@ -106,9 +106,9 @@ void Subscriptions::giveUp(std::span<const MQTTRefusedTopic> refused) {
         batches_.wasGivenUp(topic);
         givenUp_.insert(topic);
     }
-    const auto generation = surroundings_.connection.sessionGeneration();
+    const auto generation = surroundings_.session.generation();
     for (const auto& [topic, error] : refused) {
-        if (generation != surroundings_.connection.sessionGeneration()) {
+        if (generation != surroundings_.session.generation()) {
             return;
         }
         surroundings_.fanout.invokePushClientManagerDidFailInSubscribe(makeSubscriptionError(topic, error));

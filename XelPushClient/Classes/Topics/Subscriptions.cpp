@@ -28,7 +28,7 @@ void Subscriptions::deferUntilConnected(Work work) {
 }
 
 std::shared_ptr<MQTTSession> Subscriptions::connectedSession() const {
-    return surroundings_.connection.isConnected() ? surroundings_.connection.brokerSession() : nullptr;
+    return surroundings_.connectionState.isConnected() ? surroundings_.session.current() : nullptr;
 }
 
 void Subscriptions::subscribe(const std::vector<std::string>& channels, SubscribeOptions options) {
@@ -164,7 +164,7 @@ void Subscriptions::unsubscribeToTopic(const std::string& topic) {
     batches_.wasUnsubscribed(topic);
     surroundings_.observer.installationUpdateWanted();
     MQTTUnsubscribeOutcome outcome;
-    if (const auto session = surroundings_.connection.brokerSession()) {
+    if (const auto session = surroundings_.session.current()) {
         // Also without a connection: the session keeps it for a process that is killed before the next one.
         outcome = session->unsubscribeTopic(topic);
     }
@@ -215,13 +215,13 @@ void Subscriptions::unsubscribeFromEverything() {
     for (const auto& [topic, qos] : topicsOfThisClient()) {
         topics.push_back(topic);
     }
-    if (const auto session = surroundings_.connection.brokerSession(); session && !topics.empty()) {
+    if (const auto session = surroundings_.session.current(); session && !topics.empty()) {
         static_cast<void>(session->unsubscribeTopics(topics));
     }
 }
 
 void Subscriptions::forgetRequestsOfFormerSession() {
-    const auto generation = surroundings_.connection.sessionGeneration();
+    const auto generation = surroundings_.session.generation();
     if (std::exchange(requestsGeneration_, generation) != generation) {
         subscribeMsgIds_.clear();
         unSubscribeMsgIds_.clear();
@@ -234,6 +234,10 @@ void Subscriptions::removeTopicFromUserDefault(std::string_view topic) {
     auto granted = grantedTopics();
     std::erase(granted, topic);
     storeGrantedTopics(granted);
+}
+
+void Subscriptions::forgetGrantedTopics() {
+    surroundings_.defaults.removeObject(kSubscribedTopicsKey);
 }
 
 std::vector<std::string> Subscriptions::grantedTopics() const {

@@ -12,7 +12,8 @@
 #include <string_view>
 #include <vector>
 
-#include "XelPushClient/Classes/Broker/BrokerConnection.h"
+#include "XelPushClient/Classes/Broker/BrokerConnectionState.h"
+#include "XelPushClient/Classes/Broker/BrokerSession.h"
 #include "XelPushClient/Classes/Broker/DeferredWork.h"
 #include "XelPushClient/Classes/Core/EventFanout.h"
 #include "XelPushClient/Classes/Topics/ChannelStore.h"
@@ -41,7 +42,8 @@ struct EventSubscribeOptions {
 class Subscriptions {
 public:
     struct Surroundings {
-        BrokerConnection& connection;
+        BrokerSession& session;
+        const BrokerConnectionState& connectionState;
         DeferredWork& deferred;
         ChannelStore& channels;
         EventFanout& fanout;
@@ -65,7 +67,9 @@ public:
     /// Removes from the broker what the client itself subscribed to. For an identity that ends.
     void unsubscribeFromEverything();
     /// Forgets the batch in flight.
-    void forgetBatch() { goingToTopics_ = nullptr; }
+    void forgetIdentity() { goingToTopics_ = nullptr; }
+    /// Removes from the defaults which topics the broker granted. Does not store it.
+    void forgetGrantedTopics();
     /// The connection has ended, and with it every answer that has not come.
     void forgetUnansweredBatches() { batches_.forgetUnanswered(); }
 

@@ -1,3 +1,4 @@
+#include "XelPushClient/Platform/ForwardingSessionMemory.h"
 #include "tests/unit/Classes/Support/RoomsTest.h"
 
 namespace xel {
@@ -28,8 +29,8 @@ TEST_F(ResetTest, UnsubscribesAndDisconnectsWhileConnected) {
               "unsubscribe app/a1b2c3/user/alice01/default app/a1b2c3/user/public/news "
               "app/a1b2c3/user/alice01/D3V1CE app/a1b2c3/delivery/alice01/#");
     EXPECT_EQ(session->calls[1], "close");
-    EXPECT_TRUE(rooms_->connection.forceClose());
-    EXPECT_EQ(rooms_->connection.connectionState(), PushClientServerDisconnectedState);
+    EXPECT_TRUE(rooms_->connection.reconnects().forceClose());
+    EXPECT_EQ(rooms_->state.value(), PushClientServerDisconnectedState);
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: ConnectionState")) << "the closing is reported once";
 }
 
@@ -43,21 +44,21 @@ TEST_F(ResetTest, ForgetsTheIdentityAndEveryStoredKey) {
         EXPECT_FALSE(onDisk(key)) << key;
     }
     auto& settings = rooms_->settings;
-    EXPECT_FALSE(settings.userId() || settings.deviceId() || rooms_->connection.brokerClientId());
-    EXPECT_FALSE(rooms_->connection.brokerSession() || rooms_->channels.topics);
+    EXPECT_FALSE(settings.userId() || settings.deviceId() || rooms_->session.brokerClientId());
+    EXPECT_FALSE(rooms_->session.current() || rooms_->channels.topics);
     EXPECT_FALSE(rooms_->subscriptions.goingToTopics());
 }
 
 TEST_F(ResetTest, ForgetsTheSameWithoutAConnectionButTouchesNoSession) {
     identify();
-    rooms_->connection.createSession();
+    rooms_->session.createSession();
     rooms_->channels.loadUserChannels();
     const auto session = sessions_->made.back();
     addDelegate();
     reset();
     EXPECT_FALSE(rooms_->settings.userId() || rooms_->settings.deviceId() || rooms_->channels.topics);
-    EXPECT_FALSE(rooms_->connection.brokerSession());
-    EXPECT_FALSE(rooms_->connection.forceClose());
+    EXPECT_FALSE(rooms_->session.current());
+    EXPECT_FALSE(rooms_->connection.reconnects().forceClose());
     for (const auto* key : kForgotten) {
         EXPECT_FALSE(onDisk(key)) << key;
     }
@@ -102,7 +103,7 @@ TEST_F(ResetTest, MakesANewAdaptorAfterwards) {
 
 TEST_F(ResetTest, DeletesTheSessionsMemoryOfTheIdentity) {
     identify();
-    rooms_->connection.createSession();
+    rooms_->session.createSession();
     ASSERT_TRUE(home_.sessionMemory->storeGrantedTopics("a1b2c3/alice01/D3V1CE", TopicTable{{"t", 1}}));
     ASSERT_TRUE(home_.sessionMemory->storeGrantedTopics("another", TopicTable{{"t", 1}}));
     reset();
@@ -112,7 +113,7 @@ TEST_F(ResetTest, DeletesTheSessionsMemoryOfTheIdentity) {
 
 TEST_F(ResetTest, DeletesTheMemoryOfAnEarlierLaunchToo) {
     identify();
-    ASSERT_FALSE(rooms_->connection.brokerClientId());
+    ASSERT_FALSE(rooms_->session.brokerClientId());
     ASSERT_TRUE(home_.sessionMemory->storeGrantedTopics("a1b2c3/alice01/D3V1CE", TopicTable{{"t", 1}}));
     reset();
     EXPECT_TRUE(home_.sessionMemory->loadGrantedTopics("a1b2c3/alice01/D3V1CE").empty());
@@ -140,9 +141,9 @@ TEST_F(ResetTest, EndsTheRegistration) {
     machine_.runUntilIdle();
     machine_.http->answer("PUT", "installations*", 200, R"({"id":"D3V1CE"})");
     machine_.runUntilIdle();
-    ASSERT_TRUE(rooms_->registration.isRegistered());
+    ASSERT_TRUE(rooms_->registrationState.isRegistered());
     reset();
-    EXPECT_FALSE(rooms_->registration.isRegistered());
+    EXPECT_FALSE(rooms_->registrationState.isRegistered());
 }
 
 TEST_F(ResetTest, SendsNothingOfTheFormerUsersUnderTheNextOne) {
@@ -186,16 +187,98 @@ TEST_F(ResetTest, DropsWhatIsAskedForWhileItEndsTheConnection) {
     EXPECT_THAT(sessions_->latest().calls, testing::Not(testing::Contains(testing::HasSubstr("alice01"))));
 }
 
+TEST_F(ResetTest, ForgetsTheIdentityAlsoWhenTheStoreCannotBeWritten) {
+    identify();
+    machine_.disk->setFailingCommits(true);
+    reset();
+    EXPECT_FALSE(rooms_->settings.userId() || rooms_->settings.deviceId());
+    machine_.disk->setFailingCommits(false);
+    EXPECT_TRUE(home_.defaults->synchronize());
+    EXPECT_FALSE(onDisk("userId") || onDisk("PushClientDeviceId")) << "the next commit stores it";
+}
+
 TEST_F(ResetTest, StaysDisconnectedWhenTheHostConnectsOnEveryClosing) {
     connect();
     rooms_->fanout.blocks.serverConnectionStateHandler = [&] {
-        if (rooms_->connection.connectionState() == PushClientServerDisconnectedState) {
+        if (rooms_->state.value() == PushClientServerDisconnectedState) {
             rooms_->connection.connectToServer();
         }
     };
     reset();
-    EXPECT_FALSE(rooms_->connection.brokerSession());
-    EXPECT_EQ(rooms_->connection.connectionState(), PushClientServerDisconnectedState);
+    EXPECT_FALSE(rooms_->session.current());
+    EXPECT_EQ(rooms_->state.value(), PushClientServerDisconnectedState);
+}
+
+using Steps = std::vector<std::string>;
+
+/// Writes down what is removed and when it is stored.
+class WatchedDefaults final : public NSUserDefaults {
+public:
+    WatchedDefaults(std::shared_ptr<NSUserDefaults> defaults, Steps& steps)
+        : defaults_(std::move(defaults)), steps_(steps) {}
+
+    std::optional<Value> objectForKey(std::string_view key) const override {
+        return defaults_->objectForKey(key);
+    }
+    void setObject(std::string_view key, Value value) override {
+        steps_.push_back("set " + std::string(key));
+        defaults_->setObject(key, std::move(value));
+    }
+    void removeObject(std::string_view key) override {
+        steps_.push_back("remove " + std::string(key));
+        defaults_->removeObject(key);
+    }
+    bool synchronize() override {
+        steps_.emplace_back("synchronize");
+        return defaults_->synchronize();
+    }
+    void synchronizeTurn(std::function<void(bool)> done) override {
+        defaults_->synchronizeTurn(std::move(done));
+    }
+
+private:
+    std::shared_ptr<NSUserDefaults> defaults_;
+    Steps& steps_;
+};
+
+class WatchedMemory final : public ForwardingSessionMemory {
+public:
+    WatchedMemory(std::shared_ptr<SessionMemory> memory, Steps& steps)
+        : ForwardingSessionMemory(std::move(memory)), steps_(steps) {}
+
+    void erase(std::string_view clientId) override {
+        steps_.push_back("erase " + std::string(clientId));
+        ForwardingSessionMemory::erase(clientId);
+    }
+
+private:
+    Steps& steps_;
+};
+
+class ResetOrderTest : public ResetTest {
+protected:
+    ResetOrderTest() {
+        home_.defaults = std::make_shared<WatchedDefaults>(home_.defaults, steps_);
+        home_.sessionMemory = std::make_shared<WatchedMemory>(home_.sessionMemory, steps_);
+        Machine ports = machine_.machine();
+        ports.sessions = sessions_;
+        rooms_ = ClientRooms::make(manager_, std::move(ports), home_);
+        rooms_->makeQueues();
+    }
+
+    Steps steps_;
+};
+
+TEST_F(ResetOrderTest, ErasesTheSessionsMemoryThenEachRoomsKeysAndStoresOnce) {
+    connect();
+    rooms_->fanout.blocks.serverConnectionStateHandler = [&] { steps_.emplace_back("closed"); };
+    steps_.clear();
+    reset();
+    EXPECT_THAT(steps_, ElementsAre("closed", "erase a1b2c3/alice01/D3V1CE", "remove subscribedTopics",
+                                    "remove notificationSettings", "remove userChannels",
+                                    "remove subscribedUserChannels", "remove messageIds",
+                                    "remove AppLaunchTime", "remove AppLaunchCount", "remove userId",
+                                    "remove PushClientDeviceId", "synchronize"));
 }
 
 }  // namespace

@@ -6,63 +6,12 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// The session's making, the guards of connecting, and what events mean.
+/// The guards of connecting, and what events mean.
 class BrokerConnectionTest : public RoomsTest {
 protected:
     BrokerConnection& room() { return rooms_->connection; }
-    std::string state() { return std::string(connectionStateString(room().connectionState())); }
+    std::string state() { return std::string(connectionStateString(rooms_->state.value())); }
 };
-
-TEST_F(BrokerConnectionTest, BuildsTheClientIdFromACompleteIdentity) {
-    identify();
-    EXPECT_EQ(room().setClientId(), "a1b2c3/alice01/D3V1CE");
-    EXPECT_EQ(room().brokerClientId(), std::nullopt) << "it stores nothing";
-    rooms_->settings.setDeviceId(" ");
-    EXPECT_FALSE(room().setClientId());
-    rooms_->settings.setDeviceId("D3V1CE");
-    rooms_->settings.setUserId("\n");
-    EXPECT_FALSE(room().setClientId());
-    rooms_->settings.setUserId("alice01");
-    changeApplication([](auto& application) { application.appId.reset(); });
-    EXPECT_FALSE(room().setClientId());
-}
-
-TEST_F(BrokerConnectionTest, MakesOneSessionAndKeepsIt) {
-    identify();
-    switchLogOn();
-    const auto session = room().createSession();
-    ASSERT_TRUE(session);
-    EXPECT_THAT(takeLog(), ElementsAre("Creating broker session"));
-    EXPECT_EQ(room().brokerClientId(), "a1b2c3/alice01/D3V1CE");
-    const auto& parameters = sessions_->latest().parameters;
-    EXPECT_EQ(parameters.clientId, "a1b2c3/alice01/D3V1CE");
-    EXPECT_EQ(parameters.userName, "broker-user");
-    EXPECT_EQ(parameters.password, "broker-password");
-    EXPECT_EQ(parameters.keepAlive, std::chrono::seconds(180));
-    EXPECT_FALSE(parameters.cleanSession);
-    EXPECT_NE(sessions_->latest().delegate, nullptr);
-    EXPECT_EQ(room().createSession(), session);
-    EXPECT_THAT(takeLog(), IsEmpty());
-}
-
-TEST_F(BrokerConnectionTest, MakesNoSessionWithoutCredentials) {
-    identify();
-    const auto complete = rooms_->settings.application();
-    for (const auto field : {&RegisteredApplication::username, &RegisteredApplication::password}) {
-        for (const auto& unusable : {std::optional<std::string>(), std::optional<std::string>(" ")}) {
-            auto application = complete;
-            application.*field = unusable;
-            rooms_->settings.setApplication(application);
-            EXPECT_FALSE(room().createSession());
-        }
-    }
-    rooms_->settings.setApplication(complete);
-    EXPECT_EQ(room().brokerClientId(), "a1b2c3/alice01/D3V1CE");
-    rooms_->settings.setDeviceId(std::nullopt);
-    EXPECT_FALSE(room().createSession());
-    EXPECT_FALSE(room().brokerClientId());
-    EXPECT_THAT(sessions_->made, IsEmpty());
-}
 
 TEST_F(BrokerConnectionTest, ConnectsToTheEnvironmentsBroker) {
     identify();
@@ -73,7 +22,7 @@ TEST_F(BrokerConnectionTest, ConnectsToTheEnvironmentsBroker) {
     EXPECT_THAT(takeLog(),
                 ElementsAre("Creating broker session",
                             "[-[PushClientManager connectToServer]]: Connecting to server @Connecting"));
-    EXPECT_EQ(room().reconnectTime(), 3.0);
+    EXPECT_EQ(room().reconnects().reconnectTime(), 3.0);
 }
 
 TEST_F(BrokerConnectionTest, ConnectsPlainlyAndToTheSandboxWhenTold) {
@@ -102,7 +51,7 @@ TEST_F(BrokerConnectionTest, IgnoresAConnectWhileOneIsUnderWay) {
 
 TEST_F(BrokerConnectionTest, IgnoresAConnectByTheSessionsStatusToo) {
     identify();
-    room().createSession();
+    rooms_->session.createSession();
     for (const auto status : {MQTTSessionStatus::Connecting, MQTTSessionStatus::Connected}) {
         sessions_->latest().currentStatus = status;
         room().connectToServer();
@@ -170,14 +119,7 @@ TEST_F(BrokerConnectionTest, SaysThatTheFactoryMadeNoSession) {
     EXPECT_THAT(rooms_->lastFailure.error()->localizedDescription(),
                 testing::HasSubstr("session factory answered no session"));
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: ConnectionState", "delegate: FailRegisterUser -1"));
-    EXPECT_FALSE(room().brokerSession());
-}
-
-TEST_F(BrokerConnectionTest, ReportsEveryAssignmentOfTheState) {
-    addDelegate();
-    room().setConnectionState(PushClientServerDisconnectedState);
-    room().setConnectionState(PushClientServerDisconnectedState);
-    EXPECT_EQ(takeHeard().size(), 2U);
+    EXPECT_FALSE(rooms_->session.current());
 }
 
 TEST_F(BrokerConnectionTest, FollowsTheSessionsEvents) {
@@ -190,8 +132,8 @@ TEST_F(BrokerConnectionTest, FollowsTheSessionsEvents) {
     session.close();
     EXPECT_EQ(state(), "Disconnected");
     EXPECT_THAT(takeLog(), ElementsAre("[-[PushClientManager handleEvent:event:error:]]: ConnectionClosed"));
-    EXPECT_FALSE(room().reconnectTimer());
-    EXPECT_TRUE(room().brokerSession()) << "it is kept";
+    EXPECT_FALSE(room().reconnects().reconnectTimer());
+    EXPECT_TRUE(rooms_->session.current()) << "it is kept";
 }
 
 TEST_F(BrokerConnectionTest, DisconnectsWithoutASessionToo) {
@@ -199,24 +141,6 @@ TEST_F(BrokerConnectionTest, DisconnectsWithoutASessionToo) {
     room().disconnectFromServer();
     EXPECT_THAT(takeLog(),
                 ElementsAre("[-[PushClientManager disconnectFromServer]]: Disconnect Request... "));
-}
-
-TEST_F(BrokerConnectionTest, ClosesSilentlyWhenTheClientIsDestroyed) {
-    connect();
-    addDelegate();
-    const auto session = sessions_->made.back();
-    session->calls.clear();
-    rooms_.reset();
-    EXPECT_THAT(session->calls, ElementsAre("close"));
-    EXPECT_EQ(session->delegate, nullptr);
-    EXPECT_THAT(takeHeard(), IsEmpty());
-}
-
-TEST_F(BrokerConnectionTest, HandsPublicationsOnByPayloadAndTopic) {
-    auto& session = connect();
-    addDelegate();
-    session.publish(R"({"id":"m1"})", "app/a1b2c3/user/public/news");
-    EXPECT_THAT(takeHeard(), ElementsAre("delegate: Message m1"));
 }
 
 TEST_F(BrokerConnectionTest, MakesNoAttemptWhenTheHostEndsTheIdentityMeanwhile) {
@@ -239,8 +163,8 @@ TEST_F(BrokerConnectionTest, MakesNoAttemptWhenTheHostEndsTheIdentityMeanwhile) 
 TEST_F(BrokerConnectionTest, IgnoresAConnectInsideTheReportOfADrop) {
     connect();
     rooms_->fanout.blocks.serverConnectionStateHandler = [&] { room().connectToServer(); };
-    room().dropSession();
-    EXPECT_FALSE(room().brokerSession());
+    rooms_->session.drop();
+    EXPECT_FALSE(rooms_->session.current());
     EXPECT_EQ(state(), "Disconnected");
     EXPECT_EQ(sessions_->made.size(), 1U);
     room().connectToServer();
@@ -258,7 +182,7 @@ TEST_F(BrokerConnectionTest, GoesOnWhenTheHostThrowsInAStateReport) {
     EXPECT_TRUE(session.calls.back().starts_with("subscribe")) << "the topics were asked for";
     EXPECT_THROW(session.fail(MQTTSessionEvent::ConnectionError, makeError("MQTT", 1, "lost")),
                  std::runtime_error);
-    EXPECT_TRUE(room().reconnectTimer()) << "the next attempt was scheduled";
+    EXPECT_TRUE(room().reconnects().reconnectTimer()) << "the next attempt was scheduled";
 }
 
 }  // namespace

@@ -32,7 +32,7 @@ TEST_F(BrokerReconnectTest, KeepsTheLastFailureWhenAnEventBringsNone) {
     session.fail(MQTTSessionEvent::ConnectionError, kLost);
     session.delegate->handleEvent(session, MQTTSessionEvent::ConnectionClosedByBroker, std::nullopt);
     EXPECT_EQ(rooms_->lastFailure.error(), kLost);
-    EXPECT_EQ(room().connectionState(), PushClientServerDisconnectedErrorState);
+    EXPECT_EQ(rooms_->state.value(), PushClientServerDisconnectedErrorState);
 }
 
 TEST_F(BrokerReconnectTest, TriesAgainThreeSecondsAfterEveryKindOfError) {
@@ -41,13 +41,13 @@ TEST_F(BrokerReconnectTest, TriesAgainThreeSecondsAfterEveryKindOfError) {
     for (const auto event : {MQTTSessionEvent::ConnectionRefused, MQTTSessionEvent::ConnectionError,
                              MQTTSessionEvent::ProtocolError, MQTTSessionEvent::ConnectionClosedByBroker}) {
         sessions_->latest().fail(event, kLost);
-        EXPECT_EQ(room().connectionState(), PushClientServerDisconnectedErrorState);
+        EXPECT_EQ(rooms_->state.value(), PushClientServerDisconnectedErrorState);
         EXPECT_EQ(rooms_->lastFailure.error(), kLost);
         machine_.advanceBy(2999ms);
         EXPECT_EQ(attempts(), wanted);
         machine_.advanceBy(1ms);
         EXPECT_EQ(attempts(), ++wanted);
-        EXPECT_EQ(room().reconnectTime(), 3.0);
+        EXPECT_EQ(room().reconnects().reconnectTime(), 3.0);
     }
 }
 
@@ -76,40 +76,40 @@ TEST_F(BrokerReconnectTest, NeverRetriesARefusedIdentity) {
         const auto timers = machine_.runLoop->scheduledTimerCount();
         sessions_->latest().fail(MQTTSessionEvent::ConnectionRefused, error);
         EXPECT_EQ(machine_.runLoop->scheduledTimerCount() > timers, isRetried) << describeError(error);
-        EXPECT_EQ(room().connectionState(), PushClientServerDisconnectedErrorState);
+        EXPECT_EQ(rooms_->state.value(), PushClientServerDisconnectedErrorState);
     }
 }
 
 TEST_F(BrokerReconnectTest, SwallowsExactlyOneReconnectAfterAForcedClose) {
     connect();
-    room().forceNextClose();
+    room().reconnects().forceNextClose();
     lose();
-    EXPECT_FALSE(room().reconnectTimer());
-    EXPECT_FALSE(room().forceClose());
+    EXPECT_FALSE(room().reconnects().reconnectTimer());
+    EXPECT_FALSE(room().reconnects().forceClose());
     lose();
-    EXPECT_TRUE(room().reconnectTimer());
+    EXPECT_TRUE(room().reconnects().reconnectTimer());
 }
 
 TEST_F(BrokerReconnectTest, KeepsAForcedCloseForTheErrorAfterARefusal) {
     connect();
-    room().forceNextClose();
+    room().reconnects().forceNextClose();
     lose(makeError("MQTT", 5, "not authorized"));
-    EXPECT_TRUE(room().forceClose());
+    EXPECT_TRUE(room().reconnects().forceClose());
 }
 
 TEST_F(BrokerReconnectTest, LeavesEverythingWhenTheApplicationIsNotActive) {
     connect();
     for (const auto state : {UIApplicationState::Inactive, UIApplicationState::Background}) {
         lose();
-        const auto timer = room().reconnectTimer();
+        const auto timer = room().reconnects().reconnectTimer();
         machine_.application->setApplicationState(state);
         switchLogOn();
         (void)takeLog();
         machine_.advanceBy(3s);
         EXPECT_THAT(takeLog(), ElementsAre("[-[PushClientManager reconnectToServer]]: Ignore Reconnecting, "
                                            "we are not active!"));
-        EXPECT_EQ(room().reconnectTimer(), timer);
-        EXPECT_EQ(room().reconnectTime(), 3.0);
+        EXPECT_EQ(room().reconnects().reconnectTimer(), timer);
+        EXPECT_EQ(room().reconnects().reconnectTime(), 3.0);
         EXPECT_EQ(attempts(), 1U);
         machine_.application->setApplicationState(UIApplicationState::Active);
     }
@@ -122,19 +122,19 @@ TEST_F(BrokerReconnectTest, DoublesTheTimeOnlyForAttemptsThatAreIgnored) {
     for (int i = 0; i < 7; ++i) {
         sessions_->latest().delegate->handleEvent(sessions_->latest(), MQTTSessionEvent::ConnectionError,
                                                   kLost);
-        machine_.advanceBy(std::chrono::seconds(static_cast<int>(room().reconnectTime())));
-        times.push_back(room().reconnectTime());
+        machine_.advanceBy(std::chrono::seconds(static_cast<int>(room().reconnects().reconnectTime())));
+        times.push_back(room().reconnects().reconnectTime());
     }
     EXPECT_THAT(times, ElementsAre(6, 12, 24, 48, 96, 96, 96));
-    EXPECT_FALSE(room().reconnectTimer());
+    EXPECT_FALSE(room().reconnects().reconnectTimer());
 }
 
 TEST_F(BrokerReconnectTest, ReplacesATimerWithoutCancellingIt) {
     connect();
     lose();
-    const auto first = room().reconnectTimer();
+    const auto first = room().reconnects().reconnectTimer();
     lose();
-    EXPECT_NE(room().reconnectTimer(), first);
+    EXPECT_NE(room().reconnects().reconnectTimer(), first);
     EXPECT_TRUE(first->isValid());
     EXPECT_EQ(machine_.runLoop->scheduledTimerCount(), 2U);
 }
@@ -143,16 +143,16 @@ TEST_F(BrokerReconnectTest, CancelsAPendingReconnectWhenDisconnected) {
     connect();
     lose();
     room().disconnectFromServer();
-    EXPECT_FALSE(room().reconnectTimer());
+    EXPECT_FALSE(room().reconnects().reconnectTimer());
     machine_.advanceBy(10s);
     EXPECT_EQ(attempts(), 1U);
 }
 
 TEST_F(BrokerReconnectTest, SchedulesNothingForASessionThatTheHostEnded) {
     connect();
-    rooms_->fanout.blocks.serverConnectionStateHandler = [&] { room().dropSession(); };
+    rooms_->fanout.blocks.serverConnectionStateHandler = [&] { rooms_->session.drop(); };
     lose();
-    EXPECT_FALSE(room().reconnectTimer());
+    EXPECT_FALSE(room().reconnects().reconnectTimer());
 }
 
 TEST_F(BrokerReconnectTest, LetsATimerOfADestroyedClientRunOut) {

@@ -13,7 +13,7 @@ protected:
         rooms_->deferred.enqueueWhenSessionIsConnected([this, name] { heard_->push_back(name); });
     }
     void report(PushClientServerConnectionState state) {
-        rooms_->connection.setConnectionState(state);
+        rooms_->state.assign(state);
         machine_.runUntilIdle();
     }
 };
@@ -41,8 +41,8 @@ TEST_F(DeferredWorkTest, WaitsForTheNextReportWhenConnectedAlready) {
 
 TEST_F(DeferredWorkTest, RunsOnceForSeveralReportsAtATime) {
     enqueue("work");
-    rooms_->connection.setConnectionState(PushClientServerConnectedState);
-    rooms_->connection.setConnectionState(PushClientServerConnectedState);
+    rooms_->state.assign(PushClientServerConnectedState);
+    rooms_->state.assign(PushClientServerConnectedState);
     machine_.runUntilIdle();
     EXPECT_THAT(takeHeard(), ElementsAre("work"));
 }
@@ -57,8 +57,8 @@ TEST_F(DeferredWorkTest, RunsInTheOrderOfQueueing) {
 
 TEST_F(DeferredWorkTest, WaitsOnWhenTheStateHasChangedAgain) {
     enqueue("work");
-    rooms_->connection.setConnectionState(PushClientServerConnectedState);
-    rooms_->connection.setConnectionState(PushClientServerDisconnectedState);
+    rooms_->state.assign(PushClientServerConnectedState);
+    rooms_->state.assign(PushClientServerDisconnectedState);
     machine_.runUntilIdle();
     EXPECT_THAT(takeHeard(), IsEmpty());
     report(PushClientServerConnectedState);
@@ -95,7 +95,7 @@ TEST_F(DeferredWorkTest, RunsTheOthersAlthoughOneThrows) {
 
 TEST_F(DeferredWorkTest, KeepsTheRestWhenOnePieceEndsTheConnection) {
     rooms_->deferred.enqueueWhenSessionIsConnected(
-        [this] { rooms_->connection.setConnectionState(PushClientServerDisconnectedState); });
+        [this] { rooms_->state.assign(PushClientServerDisconnectedState); });
     enqueue("second");
     report(PushClientServerConnectedState);
     EXPECT_THAT(takeHeard(), IsEmpty());
@@ -151,7 +151,7 @@ TEST_F(DeferredWorkTest, ObservesNothingOnceAllOfItWasDropped) {
 
 TEST_F(DeferredWorkTest, NeverRunsForAClientThatIsGone) {
     enqueue("work");
-    rooms_->connection.setConnectionState(PushClientServerConnectedState);
+    rooms_->state.assign(PushClientServerConnectedState);
     rooms_.reset();
     machine_.runUntilIdle();
     home_.notificationCenter->postNotification(

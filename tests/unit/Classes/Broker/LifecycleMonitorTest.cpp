@@ -14,7 +14,7 @@ protected:
     }
 
     LifecycleMonitor& room() { return rooms_->lifecycle; }
-    bool isConnecting() { return rooms_->connection.connectionState() == PushClientServerConnectingState; }
+    bool isConnecting() { return rooms_->state.value() == PushClientServerConnectingState; }
     void setNetwork(bool isReachable, PushClientServerReachabilityNetworkType type) {
         machine_.reachability->setNetwork(isReachable, type);
         machine_.runUntilIdle();
@@ -91,7 +91,7 @@ TEST_F(LifecycleMonitorTest, StaysConnectedInTheBackgroundUnderATask) {
     machine_.application->didEnterBackground();
     EXPECT_THAT(machine_.application->runningBackgroundTaskNames(), ElementsAre("XEL PUSH BG Task"));
     EXPECT_NE(room().backgroundTask(), UIBackgroundTaskInvalid);
-    EXPECT_TRUE(rooms_->connection.isConnected());
+    EXPECT_TRUE(rooms_->state.isConnected());
 }
 
 TEST_F(LifecycleMonitorTest, KeepsOnlyTheSecondOfTwoTasks) {

@@ -21,9 +21,9 @@ TEST_F(ClientSettingsTest, StartEmpty) {
 TEST_F(ClientSettingsTest, AreNotMadeForABackendToWhichTheKeyWouldGoUnencrypted) {
     Machine ports = machine_.machine();
     ports.endpoints.kLoopBackSSLAddress = "http://%@/api";
-    EXPECT_THROW(ClientSettings(ports, home_), std::invalid_argument);
+    EXPECT_THROW(ClientSettings(ports, home_, rooms_->coordinator), std::invalid_argument);
     ports.endpoints.kLoopBackSSLAddress = "https://%@/api";
-    EXPECT_NO_THROW(ClientSettings(ports, home_));
+    EXPECT_NO_THROW(ClientSettings(ports, home_, rooms_->coordinator));
 }
 
 TEST_F(ClientSettingsTest, PersistBothIdsAtOnce) {

@@ -132,7 +132,7 @@ TEST_F(MessageIdsTest, ForgetAllOfThemAlsoInsideATurn) {
     rooms_->messageIds.beginTurn();
     store("m2");
     home_.defaults->removeObject("messageIds");
-    rooms_->messageIds.forget();
+    rooms_->messageIds.forgetIdentity();
     EXPECT_TRUE(close());
     EXPECT_FALSE(home_.defaults->objectForKey("messageIds"));
     EXPECT_FALSE(store("m1"));
@@ -144,7 +144,7 @@ TEST_F(MessageIdsTest, StoreNothingThatWasForgottenWhileItsCommitFailed) {
     rooms_->messageIds.beginTurn();
     store("m1");
     rooms_->messageIds.closeTurn([] {});
-    rooms_->messageIds.forget();
+    rooms_->messageIds.forgetIdentity();
     home_.defaults->removeObject("messageIds");
     machine_.disk->setFailingCommits(true);
     machine_.disk->answerHeldTurnCommits();

@@ -28,8 +28,8 @@ protected:
                    : Dictionary();
     }
     void reconnect() {
-        rooms_->connection.setConnectionState(PushClientServerDisconnectedState);
-        rooms_->connection.setConnectionState(PushClientServerConnectedState);
+        rooms_->state.assign(PushClientServerDisconnectedState);
+        rooms_->state.assign(PushClientServerConnectedState);
         machine_.runUntilIdle();
     }
     Publisher& publisher() { return rooms_->publisher; }
@@ -200,9 +200,9 @@ TEST_F(PublisherTest, ReportsAnEventThatIsRefusedWhenItIsTriedAgain) {
 TEST_F(PublisherTest, ReportsAnEventForWhichThereIsNoPlaceToWait) {
     identifyWithoutSession();
     keepFailures();
-    Publisher narrow({rooms_->connection, rooms_->deferred, rooms_->settings, rooms_->fanout, *machine_.clock,
-                      rooms_->log},
-                     {.maxOutboxPublications = 2});
+    Publisher narrow(
+        {rooms_->session, rooms_->deferred, rooms_->settings, rooms_->fanout, *machine_.clock, rooms_->log},
+        {.maxOutboxPublications = 2});
     EXPECT_TRUE(narrow.publishEvent("login", Dictionary(), {}));
     EXPECT_TRUE(narrow.publishEvent("login", Dictionary(), {}));
     EXPECT_FALSE(narrow.publishEvent("login", Dictionary{{"id", "E3"}}, {}));
@@ -227,9 +227,9 @@ TEST_F(PublisherTest, ReportsAnEventForWhichThereIsNoPlaceToWait) {
 
 TEST_F(PublisherTest, CountsTheOctetsOfWaitingEvents) {
     identifyWithoutSession();
-    Publisher narrow({rooms_->connection, rooms_->deferred, rooms_->settings, rooms_->fanout, *machine_.clock,
-                      rooms_->log},
-                     {.maxOutboxOctets = 1000});
+    Publisher narrow(
+        {rooms_->session, rooms_->deferred, rooms_->settings, rooms_->fanout, *machine_.clock, rooms_->log},
+        {.maxOutboxOctets = 1000});
     EXPECT_TRUE(narrow.publishEvent("login", Dictionary{{"x", std::string(600, 'x')}}, {}));
     EXPECT_FALSE(narrow.publishEvent("login", Dictionary{{"x", std::string(600, 'x')}}, {}));
     EXPECT_TRUE(narrow.publishEvent("login", Dictionary{{"x", "x"}}, {}));
@@ -300,7 +300,7 @@ TEST_F(PublisherTest, LogsTheTopicOfWhatItHandsOver) {
     EXPECT_TRUE(publisher().markAsRead("m1"));
     EXPECT_THAT(takeLog(), ElementsAre("Publishing on topic app/a1b2c3/event/seen/m1"));
     identifyWithoutSession();
-    rooms_->connection.dropSession();
+    rooms_->session.drop();
     (void)takeLog();
     EXPECT_FALSE(publisher().markAsRead("m1"));
     EXPECT_THAT(takeLog(), IsEmpty()) << "nothing is said without a session";

@@ -93,13 +93,13 @@ TEST_F(InstallationRecordTest, GoesBehindTheApiKey) {
 TEST_F(InstallationRecordTest, IsUpdatedQuietlyOnlyWithAToken) {
     identify();
     addDelegate();
-    rooms_->record.updateQuietly();
+    rooms_->record.installationUpdateWanted();
     EXPECT_TRUE(machine_.http->requests().empty());
     rooms_->token.deviceToken = Data{1};
-    rooms_->record.updateQuietly();
+    rooms_->record.installationUpdateWanted();
     machine_.http->answer("PUT", "installations/D3V1CE", 404, R"({"error":{"status":404}})");
     machine_.runUntilIdle();
-    rooms_->record.updateQuietly();
+    rooms_->record.installationUpdateWanted();
     machine_.http->answer("PUT", "installations/D3V1CE", 200, R"({"id":"OTHER"})");
     machine_.runUntilIdle();
     EXPECT_EQ(machine_.http->requests().size(), 2U);

@@ -23,7 +23,7 @@ protected:
         EXPECT_EQ(error.localizedFailureReason(), reason);
         EXPECT_EQ(error.localizedRecoverySuggestion(), suggestion);
         EXPECT_THAT(takeHeard(), ElementsAre(formatted("delegate: FailRegisterUser %d", code)));
-        EXPECT_FALSE(room().isRegistered());
+        EXPECT_FALSE(rooms_->registrationState.isRegistered());
         EXPECT_TRUE(machine_.http->requests().empty());
     }
 };

@@ -55,7 +55,7 @@ TEST_F(RegistrationTest, StoresUserAndChannelsAndAsksForAToken) {
                                                        {"app/a1b2c3/user/public/news", 1},
                                                        {"app/a1b2c3/user/alice01/orders", 1}}));
     EXPECT_EQ(machine_.application->tokenRequests().size(), 1U);
-    EXPECT_FALSE(room().isRegistered());
+    EXPECT_FALSE(rooms_->registrationState.isRegistered());
 }
 
 TEST_F(RegistrationTest, AddsChannelsForTheSameUserAgain) {
@@ -84,7 +84,7 @@ TEST_F(RegistrationTest, SavesANewInstallationAndConnects) {
                                        "registerDeviceWithAdapter1 "));
     answerSave(200, R"({"id":"D3V1CE"})");
     EXPECT_EQ(onDisk("PushClientDeviceId"), Value("D3V1CE"));
-    EXPECT_TRUE(room().isRegistered());
+    EXPECT_TRUE(rooms_->registrationState.isRegistered());
     EXPECT_THAT(broadcasts, ElementsAre("PushClientDidChangedInstallationIdNotification 0, id (null)"));
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: RegisterUser 1", "delegate: ConnectionState"));
     const auto log = takeLog();
@@ -92,7 +92,7 @@ TEST_F(RegistrationTest, SavesANewInstallationAndConnects) {
     EXPECT_EQ(log[0], "handleRegistrationSuccess");
     EXPECT_EQ(log[1], "No registrationHandler for success");
     EXPECT_EQ(log[2], "[-[PushClientManager handleRegistrationSuccess]]: Calling connectToServer");
-    EXPECT_EQ(rooms_->connection.connectionState(), PushClientServerConnectingState);
+    EXPECT_EQ(rooms_->state.value(), PushClientServerConnectingState);
 }
 
 TEST_F(RegistrationTest, UpdatesAKnownInstallationWithoutABroadcast) {
@@ -107,7 +107,7 @@ TEST_F(RegistrationTest, UpdatesAKnownInstallationWithoutABroadcast) {
                                        "registerDeviceWithAdapter2 "));
     answerSave(200, R"({"id":"D3V1CE"})");
     EXPECT_FALSE(wasBroadcast);
-    EXPECT_TRUE(room().isRegistered());
+    EXPECT_TRUE(rooms_->registrationState.isRegistered());
 }
 
 TEST_F(RegistrationTest, FailsWhenNoClientIdMayHoldTheNewId) {
@@ -115,7 +115,7 @@ TEST_F(RegistrationTest, FailsWhenNoClientIdMayHoldTheNewId) {
     rooms_->settings.setUserId("alice01");
     sendSave();
     answerSave(200, R"({"id":"D3\u0007V1CE"})");
-    EXPECT_FALSE(room().isRegistered());
+    EXPECT_FALSE(rooms_->registrationState.isRegistered());
     EXPECT_FALSE(rooms_->settings.deviceId());
     EXPECT_TRUE(sessions_->made.empty());
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: FailRegisterUser -5010"));
@@ -130,7 +130,7 @@ TEST_F(RegistrationTest, KeepsTheDeviceIdForAnAnswerWithoutOne) {
     sendSave();
     answerSave(200, "{}");
     EXPECT_EQ(rooms_->settings.deviceId(), "D3V1CE");
-    EXPECT_TRUE(room().isRegistered());
+    EXPECT_TRUE(rooms_->registrationState.isRegistered());
 }
 
 TEST_F(RegistrationTest, IsNotRegisteredWithoutAnyDeviceId) {
@@ -140,7 +140,7 @@ TEST_F(RegistrationTest, IsNotRegisteredWithoutAnyDeviceId) {
     switchLogOn();
     answerSave(200, "{}");
     EXPECT_THAT(takeLog(), ElementsAre("handleRegistrationSuccess no deviceId"));
-    EXPECT_FALSE(room().isRegistered());
+    EXPECT_FALSE(rooms_->registrationState.isRegistered());
     EXPECT_THAT(takeHeard(), IsEmpty());
     EXPECT_TRUE(sessions_->made.empty());
 }
@@ -152,8 +152,8 @@ TEST_F(RegistrationTest, SavesANewInstallationWhenTheBackendForgotIt) {
     sendSave();
     switchLogOn();
     answerSave(404, R"({"error":{"status":404,"message":"Unknown installation"}})");
-    EXPECT_FALSE(rooms_->settings.deviceId() || rooms_->connection.brokerClientId());
-    EXPECT_FALSE(rooms_->connection.brokerSession());
+    EXPECT_FALSE(rooms_->settings.deviceId() || rooms_->session.brokerClientId());
+    EXPECT_FALSE(rooms_->session.current());
     EXPECT_FALSE(onDisk("subscribedTopics"));
     EXPECT_EQ(machine_.http->requests().back().method, "POST");
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: ConnectionState")) << "no failure is reported";
@@ -177,19 +177,19 @@ TEST_F(RegistrationTest, RemembersToRepeatAfterATransientFailureOnly) {
     sendSave();
     answerSave(500, "{}");
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: FailRegisterUser -5012"));
-    EXPECT_FALSE(room().pendingRegisteration());
+    EXPECT_FALSE(rooms_->registrationState.isPending());
     sendSave();
     machine_.http->fail("PUT", "installations*", NSURLErrorCode::TimedOut, "slow");
     machine_.runUntilIdle();
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: FailRegisterUser -5012"));
-    EXPECT_TRUE(room().pendingRegisteration());
+    EXPECT_TRUE(rooms_->registrationState.isPending());
     sendSave();
     answerSave(500, "{}");
-    EXPECT_TRUE(room().pendingRegisteration()) << "only a success ends it";
+    EXPECT_TRUE(rooms_->registrationState.isPending()) << "only a success ends it";
     sendSave();
     answerSave(200, R"({"id":"D3V1CE"})");
-    EXPECT_FALSE(room().pendingRegisteration());
-    EXPECT_TRUE(room().isRegistered());
+    EXPECT_FALSE(rooms_->registrationState.isPending());
+    EXPECT_TRUE(rooms_->registrationState.isRegistered());
 }
 
 TEST_F(RegistrationTest, RemovesTheInstallationAndResetsAtOnce) {
@@ -237,8 +237,8 @@ TEST_F(RegistrationTest, MovesToAnotherUserOnceTheOldInstallationIsRemoved) {
     EXPECT_THAT(takeLog(), testing::Contains("[-[PushClientManager registerAgainWithUserId:channels:]]: "
                                              "registerAgainDeviceToServer "));
     EXPECT_FALSE(rooms_->settings.userId());
-    EXPECT_FALSE(rooms_->connection.brokerSession());
-    EXPECT_EQ(rooms_->connection.connectionState(), PushClientServerDisconnectedState);
+    EXPECT_FALSE(rooms_->session.current());
+    EXPECT_EQ(rooms_->state.value(), PushClientServerDisconnectedState);
     machine_.http->answer("DELETE", "installations/D3V1CE", 200, "{}");
     machine_.runUntilIdle();
     EXPECT_EQ(rooms_->settings.userId(), "bob02");
@@ -280,7 +280,7 @@ TEST_F(RegistrationTest, IgnoresAnswersAboutAnIdentityThatEnded) {
     (void)takeHeard();
     answerSave(200, R"({"id":"LATE"})");
     EXPECT_FALSE(rooms_->settings.deviceId());
-    EXPECT_FALSE(room().isRegistered());
+    EXPECT_FALSE(rooms_->registrationState.isRegistered());
     EXPECT_THAT(takeHeard(), IsEmpty());
 }
 
@@ -313,12 +313,12 @@ TEST_F(RegistrationTest, ConnectsAlsoWhenTheHostThrowsInTheReport) {
     sendSave();
     machine_.http->fail("PUT", "installations*", NSURLErrorCode::TimedOut, "slow");
     machine_.runUntilIdle();
-    ASSERT_TRUE(room().pendingRegisteration());
+    ASSERT_TRUE(rooms_->registrationState.isPending());
     sendSave();
     EXPECT_THROW(answerSave(200, R"({"id":"D3V1CE"})"), std::runtime_error);
-    EXPECT_EQ(rooms_->connection.connectionState(), PushClientServerConnectingState);
-    EXPECT_FALSE(room().pendingRegisteration());
-    EXPECT_TRUE(room().isRegistered());
+    EXPECT_EQ(rooms_->state.value(), PushClientServerConnectingState);
+    EXPECT_FALSE(rooms_->registrationState.isPending());
+    EXPECT_TRUE(rooms_->registrationState.isRegistered());
 }
 
 TEST_F(RegistrationTest, StopsWhenTheHostEndsTheIdentityThatGetsANewId) {
@@ -333,7 +333,7 @@ TEST_F(RegistrationTest, StopsWhenTheHostEndsTheIdentityThatGetsANewId) {
     sendSave();
     answerSave(200, R"({"id":"OTHER"})");
     EXPECT_FALSE(rooms_->settings.deviceId());
-    EXPECT_FALSE(room().isRegistered());
+    EXPECT_FALSE(rooms_->registrationState.isRegistered());
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: ConnectionState"));
 }
 

@@ -93,7 +93,7 @@ TEST_F(VerificationTest, MapsErrorsByTheirCode) {
                                 formatted("verified 0 %d", test.reported)));
         EXPECT_EQ(rooms_->lastFailure.error()->code, static_cast<std::int64_t>(test.code))
             << "what is kept is not mapped";
-        EXPECT_FALSE(rooms_->registration.pendingRegisteration());
+        EXPECT_FALSE(rooms_->registrationState.isPending());
     }
 }
 

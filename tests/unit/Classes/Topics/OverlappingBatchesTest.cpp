@@ -129,7 +129,7 @@ TEST_F(OverlappingBatchesTest, KeepWhatAHostAskedForInsideTheConnectedReport) {
     identify();
     bool isFirst = true;
     addDelegate([&] {
-        if (rooms_->connection.isConnected() && std::exchange(isFirst, false)) {
+        if (rooms_->state.isConnected() && std::exchange(isFirst, false)) {
             room().subscribe({"news"}, {});
         }
     });

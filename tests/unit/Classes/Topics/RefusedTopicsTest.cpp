@@ -65,7 +65,7 @@ TEST_F(RefusedTopicsTest, AreReportedOnceWhenWantedWhileOffline) {
     keepFailures();
     room().subscribe({"be\x07ll"}, {});
     room().subscribe({"news"}, {});
-    rooms_->connection.createSession();
+    rooms_->session.createSession();
     sessions_->latest().unsendable = {kBell};
     rooms_->connection.connectToServer();
     sessions_->latest().connected();
@@ -156,7 +156,7 @@ TEST_F(RefusedTopicsTest, OfTheClientsOwnAreLeftOutForTheLifeOfTheSession) {
     EXPECT_THAT(takeFailures(), SizeIs(2));
     reconnect(session);
     EXPECT_THAT(session.calls, IsEmpty());
-    rooms_->connection.dropSession();
+    rooms_->session.drop();
     rooms_->connection.connectToServer();
     sessions_->latest().connected();
     EXPECT_EQ(sessions_->latest().calls.back(),

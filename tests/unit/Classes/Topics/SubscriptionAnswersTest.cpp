@@ -139,7 +139,7 @@ TEST_F(SubscriptionAnswersTest, KeepRequestsApartFromThoseOfTheSessionBefore) {
     auto& session = connectAndListen();
     room().subscribeEvent("login", {});
     const auto id = session.lastPacketId;
-    rooms_->connection.dropSession();
+    rooms_->session.drop();
     rooms_->connection.connectToServer();
     auto& next = sessions_->latest();
     next.connected();

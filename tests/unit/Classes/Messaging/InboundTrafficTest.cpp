@@ -10,9 +10,9 @@ constexpr std::string_view kNews = "app/a1b2c3/user/public/news";
 constexpr std::string_view kDelivery = "app/a1b2c3/delivery/alice01/m1";
 constexpr std::string_view kLogin = "app/a1b2c3/event/login/X9";
 
-class InboundPipelineTest : public RoomsTest {
+class InboundTrafficTest : public RoomsTest {
 protected:
-    InboundPipelineTest() {
+    InboundTrafficTest() {
         registerApplication();
         addDelegate();
         switchLogOn();
@@ -20,7 +20,7 @@ protected:
     }
 
     void handle(std::string_view payload, std::string_view topic) {
-        rooms_->pipeline.handleNewMessage(payload, topic);
+        rooms_->traffic.newMessage(session_, {payload, topic, 1, false, 1});
     }
     std::string expiring(std::string_view id, double secondsFromNow) {
         const double instant = millisecondsSince1970(machine_.clock->now()) + secondsFromNow * 1000;
@@ -29,9 +29,11 @@ protected:
     bool isWatched(std::string_view region) {
         return rooms_->location.getRegionWithIdentifier(region).has_value();
     }
+
+    ScriptedSession session_{MQTTSessionParameters()};
 };
 
-TEST_F(InboundPipelineTest, TellsKindsApartByTheTopic) {
+TEST_F(InboundTrafficTest, TellsKindsApartByTheTopic) {
     handle("u-:-d-:-1", kDelivery);
     handle("{}", kLogin);
     handle(R"({"id":"m1"})", kNews);
@@ -40,19 +42,19 @@ TEST_F(InboundPipelineTest, TellsKindsApartByTheTopic) {
                                          "delegate: Message m1", "delegate: Message m2"));
 }
 
-TEST_F(InboundPipelineTest, LogsADelivery) {
+TEST_F(InboundTrafficTest, LogsADelivery) {
     handle("bob02-:-X9-:-1514800000000", kDelivery);
     EXPECT_THAT(takeLog(), ElementsAre("Got delivery message m1: bob02, X9, 2018-01-01 09:46:40 +0000"));
 }
 
-TEST_F(InboundPipelineTest, ReportsEveryCopyOfADelivery) {
+TEST_F(InboundTrafficTest, ReportsEveryCopyOfADelivery) {
     handle("u-:-d-:-1", kDelivery);
     handle("u-:-d-:-1", kDelivery);
     EXPECT_EQ(takeHeard().size(), 2U);
     EXPECT_FALSE(home_.defaults->objectForKey("messageIds"));
 }
 
-TEST_F(InboundPipelineTest, DropsUnreadablePublicationsWithoutALine) {
+TEST_F(InboundTrafficTest, DropsUnreadablePublicationsWithoutALine) {
     handle("u-:-d", kDelivery);
     handle("u-:-d-:-1", "app/a1b2c3/delivery/alice01");
     handle("{}", "app/a1b2c3/event/login");
@@ -65,7 +67,7 @@ TEST_F(InboundPipelineTest, DropsUnreadablePublicationsWithoutALine) {
     EXPECT_FALSE(home_.defaults->objectForKey("messageIds"));
 }
 
-TEST_F(InboundPipelineTest, ReportsAnEventOnceByItsId) {
+TEST_F(InboundTrafficTest, ReportsAnEventOnceByItsId) {
     handle(R"({"id":"e1"})", kLogin);
     handle(R"({"id":"e1"})", kLogin);
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: Event login"));
@@ -73,7 +75,7 @@ TEST_F(InboundPipelineTest, ReportsAnEventOnceByItsId) {
                                        "Ignore duplicate event id e1"));
 }
 
-TEST_F(InboundPipelineTest, ReportsAnEventWithoutAnIdEveryTime) {
+TEST_F(InboundTrafficTest, ReportsAnEventWithoutAnIdEveryTime) {
     handle("{}", kLogin);
     handle("{}", kLogin);
     handle("not JSON", kLogin);
@@ -82,13 +84,13 @@ TEST_F(InboundPipelineTest, ReportsAnEventWithoutAnIdEveryTime) {
     EXPECT_FALSE(home_.defaults->objectForKey("messageIds"));
 }
 
-TEST_F(InboundPipelineTest, SharesTheIdsBetweenEventsAndMessages) {
+TEST_F(InboundTrafficTest, SharesTheIdsBetweenEventsAndMessages) {
     handle(R"({"id":"x"})", kLogin);
     handle(R"({"id":"x"})", kNews);
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: Event login"));
 }
 
-TEST_F(InboundPipelineTest, DropsADuplicateMessage) {
+TEST_F(InboundTrafficTest, DropsADuplicateMessage) {
     handle(R"({"id":"m1"})", kNews);
     handle(R"({"id":"m2"})", kNews);
     (void)takeLog();
@@ -98,16 +100,16 @@ TEST_F(InboundPipelineTest, DropsADuplicateMessage) {
     EXPECT_THAT(storedTexts("messageIds"), ElementsAre("m1", "m2", "m1"));
 }
 
-TEST_F(InboundPipelineTest, ReportsAMessageWithoutAnIdEveryTime) {
+TEST_F(InboundTrafficTest, ReportsAMessageWithoutAnIdEveryTime) {
     handle("{}", kNews);
     handle("{}", kNews);
     EXPECT_EQ(takeHeard().size(), 2U);
     EXPECT_FALSE(home_.defaults->objectForKey("messageIds"));
 }
 
-TEST_F(InboundPipelineTest, DropsARepeatByItsIdAlone) {
+TEST_F(InboundTrafficTest, DropsARepeatByItsIdAlone) {
     const auto repeat = [this](std::string_view payload, std::string_view topic) {
-        rooms_->pipeline.handleNewMessage(payload, topic, Arrival::Repeat);
+        rooms_->traffic.newMessage(session_, {payload, topic, 1, false, 1, true});
     };
     repeat(R"({"id":"m1"})", kNews);
     EXPECT_EQ(takeLog().back(), "Ignore duplicate message id m1");
@@ -121,13 +123,13 @@ TEST_F(InboundPipelineTest, DropsARepeatByItsIdAlone) {
                 ElementsAre("delegate: Message (null)", "delegate: Event login", "delegate: Delivery m1"));
 }
 
-TEST_F(InboundPipelineTest, LogsTheMessageItGot) {
+TEST_F(InboundTrafficTest, LogsTheMessageItGot) {
     handle(R"({"id":"m1"})", kNews);
     EXPECT_THAT(takeLog(),
                 ElementsAre(R"(Got push {"id":"m1","channel":"news","receivedTime":1772357400000})"));
 }
 
-TEST_F(InboundPipelineTest, DropsAnExpiredMessageAndThenItsCopiesAsDuplicates) {
+TEST_F(InboundTrafficTest, DropsAnExpiredMessageAndThenItsCopiesAsDuplicates) {
     const auto payload = expiring("m1", -1);
     handle(payload, kNews);
     EXPECT_EQ(takeLog().back(), "Ignore expired message 2026-03-01 09:29:59 +0000");
@@ -136,13 +138,13 @@ TEST_F(InboundPipelineTest, DropsAnExpiredMessageAndThenItsCopiesAsDuplicates) {
     EXPECT_THAT(takeHeard(), IsEmpty());
 }
 
-TEST_F(InboundPipelineTest, DeliversAMessageThatExpiresNowOrLater) {
+TEST_F(InboundTrafficTest, DeliversAMessageThatExpiresNowOrLater) {
     handle(expiring("now", 0), kNews);
     handle(expiring("later", 1), kNews);
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: Message now", "delegate: Message later"));
 }
 
-TEST_F(InboundPipelineTest, DropsReservedMessages) {
+TEST_F(InboundTrafficTest, DropsReservedMessages) {
     handle(R"({"id":"m1","messageBody":"BIBB","data":{"geofence":1}})", kNews);
     handle(R"({"id":"m2","messageBody":"BIBBsomething"})", kNews);
     EXPECT_THAT(takeHeard(), IsEmpty());
@@ -154,12 +156,12 @@ TEST_F(InboundPipelineTest, DropsReservedMessages) {
     EXPECT_EQ(takeHeard().size(), 3U);
 }
 
-TEST_F(InboundPipelineTest, TestsExpiryBeforeTheReservedPrefix) {
+TEST_F(InboundTrafficTest, TestsExpiryBeforeTheReservedPrefix) {
     handle(R"({"id":"m1","messageBody":"BIBB","expireTime":1})", kNews);
     EXPECT_EQ(takeLog().back(), "Ignore expired message 1970-01-01 00:00:00 +0000");
 }
 
-TEST_F(InboundPipelineTest, AppliesConfigurationBeforeTheMessageIsReported) {
+TEST_F(InboundTrafficTest, AppliesConfigurationBeforeTheMessageIsReported) {
     std::vector<bool> wasWatched;
     rooms_->fanout.blocks.messageHandler = [&](const PushClientMessage&) {
         wasWatched.push_back(isWatched("g1"));
@@ -171,7 +173,7 @@ TEST_F(InboundPipelineTest, AppliesConfigurationBeforeTheMessageIsReported) {
     EXPECT_TRUE(isWatched("g1"));
 }
 
-TEST_F(InboundPipelineTest, AppliesNoConfigurationOfAMessageThatIsDropped) {
+TEST_F(InboundTrafficTest, AppliesNoConfigurationOfAMessageThatIsDropped) {
     constexpr std::string_view kData = R"("data":{"geofence":{"id":"g1","center":[35.7,51.4],"r":200}}})";
     handle(R"({"id":"m1"})", kNews);
     for (const auto* front :
@@ -181,7 +183,7 @@ TEST_F(InboundPipelineTest, AppliesNoConfigurationOfAMessageThatIsDropped) {
     }
 }
 
-TEST_F(InboundPipelineTest, NamesTheChannelAsTheApplicationDoes) {
+TEST_F(InboundTrafficTest, NamesTheChannelAsTheApplicationDoes) {
     std::vector<std::optional<std::string>> channels;
     rooms_->fanout.blocks.messageHandler = [&](const PushClientMessage& message) {
         channels.push_back(message.channel);
@@ -190,6 +192,52 @@ TEST_F(InboundPipelineTest, NamesTheChannelAsTheApplicationDoes) {
     handle("{}", "app/a1b2c3/user/alice01/orders");
     handle("{}", "too/short");
     EXPECT_THAT(channels, ElementsAre("news", "private/orders", std::nullopt));
+}
+
+TEST_F(InboundTrafficTest, DropsWhatTheSessionKnowsAsARepeat) {
+    auto& session = connect();
+    (void)takeHeard();
+    session.publishAgain(R"({"id":"m1"})", "app/a1b2c3/user/public/news");
+    EXPECT_THAT(takeHeard(), IsEmpty());
+    session.publish(R"({"id":"m2"})", "app/a1b2c3/user/public/news");
+    EXPECT_THAT(takeHeard(), ElementsAre("delegate: Message m2"));
+}
+
+TEST_F(InboundTrafficTest, ReportsAPublicationThatTheSessionGaveUp) {
+    auto& session = connect();
+    keepFailures();
+    const auto giveUp = [&](std::string_view payload, MQTTErrorCode code) {
+        session.delegate->publicationDidFail(session, payload, "app/a1b2c3/event/login/D3V1CE",
+                                             ScriptedSession::reason(code));
+        const auto failures = takeFailures();
+        EXPECT_EQ(failures.size(), 1U);
+        return failures.empty() ? NSError() : failures.front();
+    };
+    const NSError error = giveUp(R"({"id":"E1","x":1})", MQTTErrorCode::GivenUp);
+    EXPECT_EQ(error.domain, "MQTT");
+    EXPECT_EQ(error.code, 109);
+    EXPECT_EQ(error.localizedDescription(), "the reason");
+    EXPECT_EQ(detailUnder("topic", error), Value("app/a1b2c3/event/login/D3V1CE"));
+    EXPECT_EQ(detailUnder("id", error), Value("E1"));
+    EXPECT_EQ(detailUnder("id", giveUp(R"({"id":7})", MQTTErrorCode::GivenUp)), Value(7));
+    for (const auto* payload : {R"({"id":[1]})", R"({"id":true})", R"({"x":1})", "[1]", "no JSON", ""}) {
+        EXPECT_FALSE(giveUp(payload, MQTTErrorCode::GivenUp).userInfo.contains("id")) << payload;
+    }
+    const NSError ofTheName = giveUp("{}", MQTTErrorCode::NameNotSendable);
+    EXPECT_EQ(ofTheName.domain, "InvalidParameter");
+    EXPECT_EQ(ofTheName.code, -5002);
+}
+
+TEST_F(InboundTrafficTest, HoldsIdsOverATurn) {
+    connect();
+    auto& session = sessions_->latest();
+    session.delegate->sessionWillDeliver(session);
+    session.publish(R"({"id":"m1"})", "app/a1b2c3/user/public/news");
+    EXPECT_FALSE(onDisk("messageIds"));
+    bool isAcknowledged = false;
+    session.delegate->sessionDidDeliver(session, [&] { isAcknowledged = true; });
+    EXPECT_TRUE(isAcknowledged);
+    EXPECT_EQ(onDisk("messageIds"), Value(Array{Value("m1")}));
 }
 
 }  // namespace

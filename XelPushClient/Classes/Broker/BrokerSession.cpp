@@ -1,0 +1,112 @@
+#include "XelPushClient/Classes/Broker/BrokerSession.h"
+
+#include <chrono>
+#include <utility>
+
+#include "XelPushClient/Classes/Core/PushClientConstants.h"
+#include "XelPushClient/Foundation/FlagWhile.h"
+#include "XelPushClient/Foundation/FormattedText.h"
+#include "XelPushClient/Foundation/StringUtilities.h"
+
+namespace xel {
+
+BrokerSession::BrokerSession(Surroundings surroundings) : surroundings_(surroundings) {}
+
+BrokerSession::~BrokerSession() {
+    end();
+}
+
+void BrokerSession::end() {
+    hasEnded_ = true;
+    ++generation_;
+    if (const auto session = std::exchange(session_, nullptr)) {
+        session->setDelegate(nullptr);
+        session->close();
+    }
+}
+
+bool BrokerSession::isBusy() const {
+    const auto status = session_ ? session_->status() : MQTTSessionStatus::Created;
+    return isDropping_ || status == MQTTSessionStatus::Connecting || status == MQTTSessionStatus::Connected;
+}
+
+std::optional<std::string> BrokerSession::setClientId() {
+    auto& settings = surroundings_.settings;
+    if (isMissingOrBlank(settings.deviceId()) || isMissingOrBlank(settings.userId()) ||
+        isMissingOrBlank(settings.appId())) {
+        return std::nullopt;
+    }
+    return formatted("%@/%@/%@", settings.appId(), settings.userId(), settings.deviceId());
+}
+
+std::shared_ptr<MQTTSession> BrokerSession::createSession() {
+    if (session_ || isDropping_ || hasEnded_) {
+        return session_;
+    }
+    TVRLog(surroundings_.log, "Creating broker session");
+    brokerClientId_ = setClientId();
+    if (!hasIdentity()) {
+        return nullptr;
+    }
+    MQTTSessionParameters parameters;
+    parameters.clientId = *brokerClientId_;
+    parameters.userName = *surroundings_.settings.username();
+    parameters.password = *surroundings_.settings.password();
+    parameters.keepAlive = std::chrono::seconds(180);
+    parameters.cleanSession = false;
+    const auto& machine = surroundings_.machine;
+    session_ = machine.sessions->makeSession(std::move(parameters), *machine.runLoop,
+                                             *surroundings_.home.sessionMemory);
+    if (session_) {
+        session_->setDelegate(&surroundings_.delegate);
+    }
+    return session_;
+}
+
+bool BrokerSession::hasIdentity() const {
+    return !isMissingOrBlank(brokerClientId_) && !isMissingOrBlank(surroundings_.settings.username()) &&
+           !isMissingOrBlank(surroundings_.settings.password());
+}
+
+NSError BrokerSession::missingError() {
+    auto& settings = surroundings_.settings;
+    std::string text;
+    if (isEmptyOrBlank(settings.userId())) {
+        text += formatted("UserId is nil, userId = %@\n", settings.userId());
+    }
+    // The line about the user name stands when there is one, and shows the user id: hosts' diagnostics match
+    // on it.
+    if (settings.username()) {
+        text += formatted("Username is nil, username = %@\n", settings.userId());
+    }
+    if (isEmptyOrBlank(settings.password())) {
+        // A password reaches this line only when it is blank, so nothing secret is shown.
+        text += formatted("password is nil, password = %@\n", settings.password());
+    }
+    if (hasIdentity()) {
+        text = "Nothing of the identity is missing: the machine's session factory answered no session\n";
+    }
+    NSError error = makeError(kPushClientErrorDomain, -1, text);
+    error.userInfo.set(std::string(NSLocalizedRecoverySuggestionErrorKey), "Please Register Again");
+    return error;
+}
+
+void BrokerSession::drop() {
+    const auto session = std::exchange(session_, nullptr);
+    ++generation_;
+    if (!session) {
+        return;
+    }
+    // A host that connects whenever it hears of a closing would do so with the identity that ends here.
+    const FlagWhile dropping(isDropping_);
+    session->close();
+    session->setDelegate(nullptr);
+}
+
+void BrokerSession::eraseMemory() {
+    if (const auto clientId = brokerClientId_ ? brokerClientId_ : setClientId()) {
+        surroundings_.home.sessionMemory->erase(*clientId);
+    }
+}
+
+}  // namespace xel

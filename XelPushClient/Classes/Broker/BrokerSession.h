@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "XelPushClient/Classes/Core/ClientSettings.h"
+#include "XelPushClient/Classes/Core/TVRLog.h"
+#include "XelPushClient/Platform/MQTTSession.h"
+
+namespace xel {
+
+/// The session with the broker, of the client's identity: made once that is complete, kept across reconnects
+/// so that its client id never changes, and let go when the identity ends.
+///
+/// Owner: the manager. Thread: the manager's run loop. Does not connect.
+class BrokerSession {
+public:
+    struct Surroundings {
+        ClientSettings& settings;
+        const Machine& machine;
+        const Home& home;
+        const LogOutput& log;
+        /// Hears of every session.
+        MQTTSessionDelegate& delegate;
+    };
+
+    explicit BrokerSession(Surroundings surroundings);
+    BrokerSession(const BrokerSession&) = delete;
+    BrokerSession& operator=(const BrokerSession&) = delete;
+    ~BrokerSession();
+
+    /// Null until one was made.
+    [[nodiscard]] const std::shared_ptr<MQTTSession>& current() const { return session_; }
+    [[nodiscard]] const std::optional<std::string>& brokerClientId() const { return brokerClientId_; }
+    void forgetBrokerClientId() { brokerClientId_.reset(); }
+    /// Changes whenever the session is dropped: who reports to the host compares it afterwards, and stops
+    /// when the host's callback ended the session that it was reporting about.
+    [[nodiscard]] std::uint64_t generation() const { return generation_; }
+    /// Whether it is connected or about to be, or is just being let go.
+    [[nodiscard]] bool isBusy() const;
+
+    /// "appId/userId/deviceId", missing until all three are there. Stores nothing, despite its name.
+    [[nodiscard]] std::optional<std::string> setClientId();
+    /// The session, made now when there is none and the identity is complete.
+    std::shared_ptr<MQTTSession> createSession();
+    /// Why `createSession` made none.
+    [[nodiscard]] NSError missingError();
+
+    /// Closes the session and lets it go: the next one is made with the identity of then.
+    void drop();
+    /// Deletes what sessions remembered for the identity, which must still be known.
+    void eraseMemory();
+
+    /// The client has ended: closes the session without telling anybody, and makes no other.
+    void end();
+    [[nodiscard]] bool hasEnded() const { return hasEnded_; }
+
+private:
+    [[nodiscard]] bool hasIdentity() const;
+
+    Surroundings surroundings_;
+    std::shared_ptr<MQTTSession> session_;
+    std::optional<std::string> brokerClientId_;
+    std::uint64_t generation_ = 0;
+    bool isDropping_ = false;
+    bool hasEnded_ = false;
+};
+
+}  // namespace xel

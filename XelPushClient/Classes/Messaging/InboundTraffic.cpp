@@ -1,0 +1,168 @@
+#include "XelPushClient/Classes/Messaging/InboundTraffic.h"
+
+#include <utility>
+
+#include "XelPushClient/Classes/Messaging/PublicationErrors.h"
+#include "XelPushClient/Classes/Models/DeliveryMessage.h"
+#include "XelPushClient/Classes/Models/EventMessage.h"
+#include "XelPushClient/Classes/Topics/TopicScheme.h"
+#include "XelPushClient/Foundation/StringUtilities.h"
+
+namespace xel {
+namespace {
+
+constexpr std::size_t kEventTopicSegments = 5;
+constexpr std::size_t kEventNameSegment = 3;
+constexpr std::size_t kEventDeviceSegment = 4;
+constexpr std::string_view kReservedBodyPrefix = "BIBB";
+
+Arrival arrivalOf(const MQTTPublication& publication) {
+    return publication.isRepeat ? Arrival::Repeat : Arrival::First;
+}
+
+}  // namespace
+
+// Every event of the session holds the client on its way in: a host may destroy it inside a callback.
+
+InboundTraffic::InboundTraffic(Surroundings surroundings)
+    : surroundings_(surroundings), wayIn_(surroundings.life.wayInto(*this)) {}
+
+InboundTraffic::~InboundTraffic() = default;
+
+// ---- The connection.
+
+void InboundTraffic::handleEvent(MQTTSession& /*session*/, MQTTSessionEvent event,
+                                 const std::optional<NSError>& error) {
+    const auto held = wayIn_.hold();
+    if (event != MQTTSessionEvent::Connected) {
+        surroundings_.subscriptions.forgetUnansweredBatches();
+    }
+    surroundings_.connection.handleEvent(event, error);
+}
+
+// ---- A turn.
+
+void InboundTraffic::sessionWillDeliver(MQTTSession& /*session*/) {
+    const auto held = wayIn_.hold();
+    surroundings_.messageIds.beginTurn();
+}
+
+void InboundTraffic::newMessage(MQTTSession& /*session*/, const MQTTPublication& publication) {
+    const auto held = wayIn_.hold();
+    if (isDeliveryTopic(publication.topic, surroundings_.settings.appId())) {
+        handleDelivery(publication);
+    } else if (isEventTopic(publication.topic, surroundings_.settings.appId())) {
+        handleEventMessage(publication);
+    } else {
+        handlePushMessage(publication);
+    }
+}
+
+void InboundTraffic::handleDelivery(const MQTTPublication& publication) {
+    const auto delivery = DeliveryMessage::fromPublication(publication.data, publication.topic);
+    if (!delivery) {
+        return;
+    }
+    TVRLog(surroundings_.log, "Got delivery message %@: %@, %@, %@", delivery->messageId,
+           delivery->deliveredUserId, delivery->deliveredDeviceId, delivery->deliveredAt);
+    surroundings_.fanout.callbackNewDeliveryReceived(*delivery);
+}
+
+void InboundTraffic::handleEventMessage(const MQTTPublication& publication) {
+    const auto segments = splitString(publication.topic, "/");
+    if (segments.size() != kEventTopicSegments) {
+        return;
+    }
+    const EventMessage event{std::string(segments[kEventNameSegment]),
+                             std::string(segments[kEventDeviceSegment]), dictionaryFrom(publication.data)};
+    if (event.id && surroundings_.messageIds.storeMessageId(*event.id, arrivalOf(publication))) {
+        TVRLog(surroundings_.log, "Ignore duplicate event id %@", event.id);
+        return;
+    }
+    TVRLog(surroundings_.log, "Got event ('%@') , deviceId : %@, data : %@", event.eventName, event.deviceId,
+           event.data);
+    surroundings_.fanout.callBackNewEventMessageReceived(event);
+}
+
+void InboundTraffic::handlePushMessage(const MQTTPublication& publication) {
+    const std::shared_ptr<const PushClientMessage> message =
+        PushClientMessage::fromPayload(publication.data, surroundings_.json,
+                                       getChannelFromTopic(publication.topic), surroundings_.clock.now());
+    if (!message) {
+        return;
+    }
+    if (surroundings_.log.isOn()) {
+        TVRLog(surroundings_.log, "Got push %@", message->toDict());
+    }
+    if (message->id && surroundings_.messageIds.storeMessageId(*message->id, arrivalOf(publication))) {
+        TVRLog(surroundings_.log, "Ignore duplicate message id %@", message->id);
+        return;
+    }
+    // The id of a message that is dropped below stays among the known ones: its next copy is a duplicate.
+    if (isExpired(*message)) {
+        TVRLog(surroundings_.log, "Ignore expired message %@", *message->expireTime);
+        return;
+    }
+    if (message->messageBody && message->messageBody->starts_with(kReservedBodyPrefix)) {
+        TVRLog(surroundings_.log, "Ignore special backdoor message");
+        return;
+    }
+    if (message->data) {
+        surroundings_.remoteConfiguration.backdoorConfigs(*message->data, message->channel);
+    }
+    surroundings_.delivery.deliver(message);
+}
+
+std::optional<Dictionary> InboundTraffic::dictionaryFrom(std::string_view payload) const {
+    auto document = surroundings_.json.JSONObjectWithData(payload);
+    Dictionary* const members = document ? document.value().asDictionary() : nullptr;
+    return members != nullptr ? std::optional(std::move(*members)) : std::nullopt;
+}
+
+bool InboundTraffic::isExpired(const PushClientMessage& message) const {
+    return message.expireTime && *message.expireTime < surroundings_.clock.now();
+}
+
+void InboundTraffic::sessionDidDeliver(MQTTSession& /*session*/, std::function<void()> acknowledge) {
+    const auto held = wayIn_.hold();
+    surroundings_.messageIds.closeTurn(std::move(acknowledge));
+}
+
+// ---- Answers, and what the session gives up.
+
+void InboundTraffic::subAckReceived(MQTTSession& /*session*/, std::uint16_t msgID,
+                                    std::span<const std::uint8_t> grantedQoss) {
+    const auto held = wayIn_.hold();
+    surroundings_.subscriptions.subAckReceived(msgID, grantedQoss);
+}
+
+void InboundTraffic::unsubAckReceived(MQTTSession& /*session*/, std::uint16_t msgID) {
+    const auto held = wayIn_.hold();
+    surroundings_.subscriptions.unsubAckReceived(msgID);
+}
+
+void InboundTraffic::topicWasRefused(MQTTSession& /*session*/, std::string_view topic) {
+    const auto held = wayIn_.hold();
+    surroundings_.subscriptions.removeTopicFromUserDefault(topic);
+}
+
+void InboundTraffic::publicationDidFail(MQTTSession& /*session*/, std::string_view data,
+                                        std::string_view topic, const NSError& error) {
+    const auto held = wayIn_.hold();
+    surroundings_.fanout.invokePushClientManagerDidFailInPublish(
+        makePublicationError(topic, dictionaryFrom(data).value_or(Dictionary()), error));
+}
+
+void InboundTraffic::subscriptionDidFail(MQTTSession& /*session*/, std::string_view topic,
+                                         const NSError& error) {
+    const auto held = wayIn_.hold();
+    surroundings_.subscriptions.subscriptionFailed(topic, error);
+}
+
+void InboundTraffic::unsubscriptionDidFail(MQTTSession& /*session*/, std::string_view topic,
+                                           const NSError& error) {
+    const auto held = wayIn_.hold();
+    surroundings_.subscriptions.unsubscriptionFailed(topic, error);
+}
+
+}  // namespace xel
