@@ -52,21 +52,21 @@ void ClientCoordinator::installationIdWillChange() {
 }
 
 void ClientCoordinator::deviceInstallationChanged() {
-    rooms_.subscriptions.forgetIdentity();
+    rooms_.subscriptionRequests.forgetIdentity();
     rooms_.channels.topics.reset();
     rooms_.session.drop();
 }
 
 // What the broker granted was granted to the installation of before.
 void ClientCoordinator::installationIdIsAnother() {
-    rooms_.subscriptions.forgetGrantedTopics();
+    rooms_.subscribedTopics.removeStoredIdentity();
 }
 
 void ClientCoordinator::installationIsUnknown() {
     rooms_.settings.setDeviceId(std::nullopt);
     rooms_.session.forgetBrokerClientId();
     rooms_.session.drop();
-    rooms_.subscriptions.forgetGrantedTopics();
+    rooms_.subscribedTopics.removeStoredIdentity();
     (void)rooms_.home.defaults->synchronize();
 }
 
@@ -118,7 +118,7 @@ void ClientCoordinator::forgetIdentity() {
     rooms_.session.eraseMemory();
     rooms_.settings.forgetIdentity();
     rooms_.deferred.dropWorkOfIdentity();
-    rooms_.subscriptions.forgetIdentity();
+    rooms_.subscriptionRequests.forgetIdentity();
     rooms_.channels.forgetIdentity();
     rooms_.messageIds.forgetIdentity();
     rooms_.registration.forgetIdentity();
@@ -128,7 +128,7 @@ void ClientCoordinator::forgetIdentity() {
 // What is stored: each room its keys. Killed between any two of them, the client finds all or nothing: the
 // defaults are written once, afterwards.
 void ClientCoordinator::removeStoredIdentity() {
-    rooms_.subscriptions.forgetGrantedTopics();
+    rooms_.subscribedTopics.removeStoredIdentity();
     rooms_.channels.removeStoredIdentity();
     rooms_.messageIds.removeStoredIdentity();
     rooms_.settings.removeStoredIdentity();

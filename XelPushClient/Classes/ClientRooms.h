@@ -83,6 +83,9 @@ struct ClientRooms {
     DeferredWork deferred;
     LifecycleMonitor lifecycle;
     ChannelStore channels;
+    SubscribedTopics subscribedTopics;
+    SubscriptionRequests subscriptionRequests;
+    SubscriptionAnswers subscriptionAnswers;
     Subscriptions subscriptions;
     MessageIds messageIds;
     CoreGeoLocation location;

@@ -255,13 +255,13 @@ const std::optional<TopicTable>& PushClientManager::topics() const {
     return rooms_->channels.topics;
 }
 std::shared_ptr<const TopicTable> PushClientManager::goingToTopics() const {
-    return rooms_->subscriptions.goingToTopics();
+    return rooms_->subscriptionRequests.goingToTopics();
 }
 const std::map<std::uint16_t, std::string>& PushClientManager::subscribeMsgIds() const {
-    return rooms_->subscriptions.subscribeMsgIds();
+    return rooms_->subscriptionRequests.subscribeMsgIds();
 }
 const std::map<std::uint16_t, std::string>& PushClientManager::unSubscribeMsgIds() const {
-    return rooms_->subscriptions.unSubscribeMsgIds();
+    return rooms_->subscriptionRequests.unSubscribeMsgIds();
 }
 const std::optional<Dictionary>& PushClientManager::notificationSettings() const {
     return rooms_->channels.notificationSettings;

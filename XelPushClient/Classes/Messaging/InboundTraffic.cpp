@@ -35,7 +35,7 @@ void InboundTraffic::handleEvent(MQTTSession& /*session*/, MQTTSessionEvent even
                                  const std::optional<NSError>& error) {
     const auto held = wayIn_.hold();
     if (event != MQTTSessionEvent::Connected) {
-        surroundings_.subscriptions.forgetUnansweredBatches();
+        surroundings_.subscriptionRequests.forgetUnanswered();
     }
     surroundings_.connection.handleEvent(event, error);
 }
@@ -133,17 +133,17 @@ void InboundTraffic::sessionDidDeliver(MQTTSession& /*session*/, std::function<v
 void InboundTraffic::subAckReceived(MQTTSession& /*session*/, std::uint16_t msgID,
                                     std::span<const std::uint8_t> grantedQoss) {
     const auto held = wayIn_.hold();
-    surroundings_.subscriptions.subAckReceived(msgID, grantedQoss);
+    surroundings_.subscriptionAnswers.subAckReceived(msgID, grantedQoss);
 }
 
 void InboundTraffic::unsubAckReceived(MQTTSession& /*session*/, std::uint16_t msgID) {
     const auto held = wayIn_.hold();
-    surroundings_.subscriptions.unsubAckReceived(msgID);
+    surroundings_.subscriptionAnswers.unsubAckReceived(msgID);
 }
 
 void InboundTraffic::topicWasRefused(MQTTSession& /*session*/, std::string_view topic) {
     const auto held = wayIn_.hold();
-    surroundings_.subscriptions.removeTopicFromUserDefault(topic);
+    surroundings_.subscribedTopics.removeTopicFromUserDefault(topic);
 }
 
 void InboundTraffic::publicationDidFail(MQTTSession& /*session*/, std::string_view data,
@@ -156,13 +156,14 @@ void InboundTraffic::publicationDidFail(MQTTSession& /*session*/, std::string_vi
 void InboundTraffic::subscriptionDidFail(MQTTSession& /*session*/, std::string_view topic,
                                          const NSError& error) {
     const auto held = wayIn_.hold();
-    surroundings_.subscriptions.subscriptionFailed(topic, error);
+    const MQTTRefusedTopic refused{std::string(topic), error};
+    surroundings_.subscriptionAnswers.giveUp({&refused, 1});
 }
 
 void InboundTraffic::unsubscriptionDidFail(MQTTSession& /*session*/, std::string_view topic,
                                            const NSError& error) {
     const auto held = wayIn_.hold();
-    surroundings_.subscriptions.unsubscriptionFailed(topic, error);
+    surroundings_.subscriptionAnswers.unsubscriptionFailed(topic, error);
 }
 
 }  // namespace xel

@@ -11,7 +11,9 @@
 #include "XelPushClient/Classes/Messaging/MessageDelivery.h"
 #include "XelPushClient/Classes/Messaging/MessageIds.h"
 #include "XelPushClient/Classes/Messaging/RemoteConfiguration.h"
-#include "XelPushClient/Classes/Topics/Subscriptions.h"
+#include "XelPushClient/Classes/Topics/SubscribedTopics.h"
+#include "XelPushClient/Classes/Topics/SubscriptionAnswers.h"
+#include "XelPushClient/Classes/Topics/SubscriptionRequests.h"
 #include "XelPushClient/Platform/Clock.h"
 #include "XelPushClient/Platform/NSJSONSerialization.h"
 
@@ -34,7 +36,9 @@ public:
         const LogOutput& log;
         EventFanout& fanout;
         BrokerConnection& connection;
-        Subscriptions& subscriptions;
+        SubscribedTopics& subscribedTopics;
+        SubscriptionRequests& subscriptionRequests;
+        SubscriptionAnswers& subscriptionAnswers;
         MessageIds& messageIds;
         /// Applies what a message carries, before the message is delivered.
         RemoteConfiguration& remoteConfiguration;

@@ -1,59 +1,47 @@
+#include "XelPushClient/Classes/Topics/SubscriptionAnswers.h"
+
 #include <algorithm>
-#include <utility>
+#include <vector>
 
 #include "XelPushClient/Classes/Topics/SubscriptionErrors.h"
-#include "XelPushClient/Classes/Topics/Subscriptions.h"
-
-// What the broker answers, and what the session gives up.
+#include "XelPushClient/Foundation/FormattedText.h"
 
 namespace xel {
 
-bool Subscriptions::eventWasAnswered(std::uint16_t packetId) {
-    const auto pending = subscribeMsgIds_.find(packetId);
-    if (pending == subscribeMsgIds_.end() ||
-        isDeliveryTopic(pending->second, surroundings_.settings.appId())) {
+bool SubscriptionAnswers::eventWasAnswered(std::uint16_t packetId) {
+    const auto& pending = surroundings_.requests.subscribeMsgIds();
+    const auto found = pending.find(packetId);
+    if (found == pending.end() || isDeliveryTopic(found->second, surroundings_.settings.appId())) {
         return false;
     }
-    const auto topic = pending->second;
-    subscribeMsgIds_.erase(pending);
+    const auto topic = found->second;
+    surroundings_.requests.removeFromSubscriberMsgIds(packetId);
     surroundings_.fanout.invokePushClientManagerDidSubscribed(getChannelFromTopic(topic));
     return true;
 }
 
-SubscribeBatches::Batch Subscriptions::takeAnsweredBatch(std::uint16_t packetId) {
-    // The table is taken out before anything is reported, because a host may subscribe again in its callback.
-    // What it adds belongs to the next batch.
-    const auto newest = std::exchange(goingToTopics_, std::make_shared<TopicTable>());
-    if (auto known = batches_.take(packetId)) {
-        return std::move(*known);
-    }
-    SubscribeBatches::Batch batch{{}, batches_.takeTicket()};
-    for (const auto& [topic, qos] : newest ? *newest : TopicTable()) {
-        batch.filters.push_back(topic);
-    }
-    return batch;
-}
-
-void Subscriptions::subAckReceived(std::uint16_t packetId, std::span<const std::uint8_t> grantedQoss) {
-    forgetRequestsOfFormerSession();
-    if (!batches_.contains(packetId) && eventWasAnswered(packetId)) {
+void SubscriptionAnswers::subAckReceived(std::uint16_t packetId, std::span<const std::uint8_t> grantedQoss) {
+    auto& requests = surroundings_.requests;
+    requests.forgetThoseOfFormerSession();
+    auto& batches = requests.batches();
+    if (!batches.contains(packetId) && eventWasAnswered(packetId)) {
         return;
     }
-    auto [filters, askedAt] = takeAnsweredBatch(packetId);
+    auto [filters, askedAt] = requests.takeAnsweredBatch(packetId);
     filters.resize(std::min(filters.size(), grantedQoss.size()));
-    auto granted = grantedTopics();
+    auto granted = surroundings_.subscribedTopics.load();
     std::vector<std::string> unreported;
     for (std::size_t i = 0; i < filters.size(); ++i) {
         const bool isGranted = grantedQoss[i] == kAtLeastOnce;
-        if (isGranted && !batches_.isStoredSince(askedAt, filters[i])) {
+        if (isGranted && !batches.isStoredSince(askedAt, filters[i])) {
             granted.push_back(filters[i]);
         }
-        if (!batches_.isReportedSince(askedAt, filters[i])) {
+        if (!batches.isReportedSince(askedAt, filters[i])) {
             unreported.push_back(filters[i]);
         }
-        batches_.wasAnswered(filters[i], askedAt, isGranted);
+        batches.wasAnswered(filters[i], askedAt, isGranted);
     }
-    storeGrantedTopics(granted);
+    surroundings_.subscribedTopics.store(granted);
     const auto generation = surroundings_.session.generation();
     for (const auto& topic : unreported) {
         if (generation != surroundings_.session.generation()) {
@@ -63,7 +51,7 @@ void Subscriptions::subAckReceived(std::uint16_t packetId, std::span<const std::
     }
 }
 
-void Subscriptions::reportGrantedTopic(const std::string& topic) {
+void SubscriptionAnswers::reportGrantedTopic(const std::string& topic) {
     if (isDeliveryTopic(topic, surroundings_.settings.appId())) {
         return;
     }
@@ -74,37 +62,29 @@ void Subscriptions::reportGrantedTopic(const std::string& topic) {
     }
 }
 
-void Subscriptions::unsubAckReceived(std::uint16_t packetId) {
-    forgetRequestsOfFormerSession();
-    const auto pending = unSubscribeMsgIds_.find(packetId);
-    if (pending == unSubscribeMsgIds_.end()) {
+void SubscriptionAnswers::unsubAckReceived(std::uint16_t packetId) {
+    auto& requests = surroundings_.requests;
+    requests.forgetThoseOfFormerSession();
+    const auto pending = requests.unSubscribeMsgIds().find(packetId);
+    if (pending == requests.unSubscribeMsgIds().end()) {
         return;
     }
     if (const auto channel = getChannelFromTopic(pending->second)) {
         // The entry that goes is the one in the table of subscriptions; the other stays, as hosts of earlier
         // versions have it.
         surroundings_.fanout.invokePushClientManagerDidUnsubscribed(
-            *channel, [this, packetId] { subscribeMsgIds_.erase(packetId); });
+            *channel, [&requests, packetId] { requests.removeFromSubscriberMsgIds(packetId); });
     }
 }
 
-void Subscriptions::subscriptionFailed(std::string_view topic, const NSError& error) {
-    forgetRequestsOfFormerSession();
-    const MQTTRefusedTopic refused{std::string(topic), error};
-    giveUp({&refused, 1});
-}
-
-void Subscriptions::giveUp(std::span<const MQTTRefusedTopic> refused) {
+void SubscriptionAnswers::giveUp(std::span<const MQTTRefusedTopic> refused) {
+    surroundings_.requests.forgetThoseOfFormerSession();
     // The topics have left everything before the host hears of the first: it may subscribe again in its
     // callback.
     for (const auto& [topic, error] : refused) {
         surroundings_.channels.giveUpTopic(topic);
-        removeTopicFromUserDefault(topic);
-        if (goingToTopics_) {
-            goingToTopics_->remove(topic);
-        }
-        batches_.wasGivenUp(topic);
-        givenUp_.insert(topic);
+        surroundings_.subscribedTopics.removeTopicFromUserDefault(topic);
+        surroundings_.requests.wasGivenUp(topic);
     }
     const auto generation = surroundings_.session.generation();
     for (const auto& [topic, error] : refused) {
@@ -115,7 +95,7 @@ void Subscriptions::giveUp(std::span<const MQTTRefusedTopic> refused) {
     }
 }
 
-void Subscriptions::unsubscriptionFailed(std::string_view topic, const NSError& error) {
+void SubscriptionAnswers::unsubscriptionFailed(std::string_view topic, const NSError& error) {
     surroundings_.fanout.invokePushClientManagerDidFailInUnsubscribe(makeUnsubscriptionError(topic, error));
 }
 

@@ -2,9 +2,11 @@
 
 #include <utility>
 
-#include "XelPushClient/Classes/Core/PersistedKeys.h"
 #include "XelPushClient/Classes/Topics/EventRequestRules.h"
 #include "XelPushClient/Classes/Topics/NameRules.h"
+#include "XelPushClient/Classes/Topics/SubscribedTopics.h"
+#include "XelPushClient/Classes/Topics/SubscriptionAnswers.h"
+#include "XelPushClient/Classes/Topics/SubscriptionRequests.h"
 
 namespace xel {
 namespace {
@@ -44,14 +46,15 @@ void Subscriptions::subscribe(const std::vector<std::string>& channels, Subscrib
             return;
         }
         surroundings_.channels.setTopic(topic.value(), qos);
-        if (!goingToTopics_) {
-            goingToTopics_ = std::make_shared<TopicTable>();
-        }
-        goingToTopics_->set(topic.value(), qos);
+        surroundings_.requests.addToGoingToTopics(topic.value(), qos);
         accepted.set(topic.value(), qos);
     }
     surroundings_.channels.storeUserChannels();
-    subscribeWithTopicDictionary({goingToTopics_, batches_.takeTicket()}, InstallationUpdate::Wanted);
+    subscribeWithTopicDictionary(newestRequest(), InstallationUpdate::Wanted);
+}
+
+Subscriptions::Request Subscriptions::newestRequest() {
+    return {surroundings_.requests.goingToTopics(), surroundings_.requests.batches().takeTicket()};
 }
 
 void Subscriptions::subscribeWithTopicDictionary(const Request& request, InstallationUpdate update) {
@@ -63,21 +66,22 @@ void Subscriptions::subscribeWithTopicDictionary(const Request& request, Install
         deferBatch(request);
         return;
     }
-    forgetRequestsOfFormerSession();
-    const auto topics = batches_.stillWanted(request.topics, request.askedAt);
+    surroundings_.requests.forgetThoseOfFormerSession();
+    auto& batches = surroundings_.requests.batches();
+    const auto topics = batches.stillWanted(request.topics, request.askedAt);
     if (!topics || topics->empty()) {
         return;
     }
     const auto outcome = session->subscribeToTopics(*topics);
     TVRLog(surroundings_.log, "brokerSession subscribe!");
     for (const auto packetId : outcome.superseded) {
-        static_cast<void>(batches_.take(packetId));
+        static_cast<void>(batches.take(packetId));
     }
     for (const auto& batch : outcome.batches) {
-        batches_.wasWritten(batch.packetId, {batch.filters, request.askedAt});
+        batches.wasWritten(batch.packetId, {batch.filters, request.askedAt});
     }
     deferWhatWaits(request, *topics, outcome);
-    giveUp(outcome.refused);
+    surroundings_.answers.giveUp(outcome.refused);
 }
 
 void Subscriptions::deferBatch(Request request) {
@@ -124,16 +128,14 @@ void Subscriptions::subscribeEventWithTopic(const std::string& topic, int qos) {
     if (const auto session = connectedSession()) {
         outcome = session->subscribeToTopic(topic, qos);
     }
-    forgetRequestsOfFormerSession();
+    surroundings_.requests.forgetThoseOfFormerSession();
     for (const auto& batch : outcome.batches) {
-        // A batch that the session gave up is not answered, and its identifier may be this event's now.
-        static_cast<void>(batches_.take(batch.packetId));
-        subscribeMsgIds_[batch.packetId] = topic;
+        surroundings_.requests.addToSubscriberMsgIds(batch.packetId, topic);
     }
     if (outcome.batches.empty() && outcome.refused.empty()) {
         deferUntilConnected([topic, qos](Subscriptions& self) { self.subscribeEventWithTopic(topic, qos); });
     }
-    giveUp(outcome.refused);
+    surroundings_.answers.giveUp(outcome.refused);
 }
 
 void Subscriptions::unsubscribe(const std::string& channel) {
@@ -159,22 +161,22 @@ void Subscriptions::unsubscribeEvent(const std::string& eventName,
 
 void Subscriptions::unsubscribeToTopic(const std::string& topic) {
     surroundings_.channels.removeTopic(topic);
-    removeTopicFromUserDefault(topic);
+    surroundings_.subscribedTopics.removeTopicFromUserDefault(topic);
     surroundings_.channels.storeUserChannels();
-    batches_.wasUnsubscribed(topic);
+    surroundings_.requests.batches().wasUnsubscribed(topic);
     surroundings_.observer.installationUpdateWanted();
     MQTTUnsubscribeOutcome outcome;
     if (const auto session = surroundings_.session.current()) {
         // Also without a connection: the session keeps it for a process that is killed before the next one.
         outcome = session->unsubscribeTopic(topic);
     }
-    forgetRequestsOfFormerSession();
+    surroundings_.requests.forgetThoseOfFormerSession();
     if (outcome.packetId != 0) {
-        unSubscribeMsgIds_[outcome.packetId] = topic;
+        surroundings_.requests.addToUnsubscriberMsgIds(outcome.packetId, topic);
     } else if (outcome.refused.empty()) {
         deferUntilConnected([topic](Subscriptions& self) { self.unsubscribeToTopic(topic); });
     } else {
-        unsubscriptionFailed(topic, outcome.refused.front().error);
+        surroundings_.answers.unsubscriptionFailed(topic, outcome.refused.front().error);
     }
 }
 
@@ -192,20 +194,21 @@ TopicTable Subscriptions::topicsOfThisClient() const {
 }
 
 void Subscriptions::subscribeAfterConnect() {
-    forgetRequestsOfFormerSession();
+    surroundings_.requests.forgetThoseOfFormerSession();
     surroundings_.channels.loadForConnect();
     const auto& wanted = surroundings_.channels.topics;
-    goingToTopics_ = std::make_shared<TopicTable>(topicsOfThisClient());
-    for (const auto& topic : grantedTopics()) {
-        goingToTopics_->remove(topic);
+    TopicTable unsubscribed = topicsOfThisClient();
+    for (const auto& topic : surroundings_.subscribedTopics.load()) {
+        unsubscribed.remove(topic);
     }
-    for (const auto& topic : givenUp_) {
+    for (const auto& topic : surroundings_.requests.givenUp()) {
         if (!wanted || !wanted->contains(topic)) {
-            goingToTopics_->remove(topic);
+            unsubscribed.remove(topic);
         }
     }
-    if (!goingToTopics_->empty()) {
-        subscribeWithTopicDictionary({goingToTopics_, batches_.takeTicket()}, InstallationUpdate::NotWanted);
+    surroundings_.requests.replaceGoingToTopics(std::move(unsubscribed));
+    if (!surroundings_.requests.goingToTopics()->empty()) {
+        subscribeWithTopicDictionary(newestRequest(), InstallationUpdate::NotWanted);
     }
 }
 
@@ -218,41 +221,6 @@ void Subscriptions::unsubscribeFromEverything() {
     if (const auto session = surroundings_.session.current(); session && !topics.empty()) {
         static_cast<void>(session->unsubscribeTopics(topics));
     }
-}
-
-void Subscriptions::forgetRequestsOfFormerSession() {
-    const auto generation = surroundings_.session.generation();
-    if (std::exchange(requestsGeneration_, generation) != generation) {
-        subscribeMsgIds_.clear();
-        unSubscribeMsgIds_.clear();
-        batches_.forgetSession();
-        givenUp_.clear();
-    }
-}
-
-void Subscriptions::removeTopicFromUserDefault(std::string_view topic) {
-    auto granted = grantedTopics();
-    std::erase(granted, topic);
-    storeGrantedTopics(granted);
-}
-
-void Subscriptions::forgetGrantedTopics() {
-    surroundings_.defaults.removeObject(kSubscribedTopicsKey);
-}
-
-std::vector<std::string> Subscriptions::grantedTopics() const {
-    std::vector<std::string> topics;
-    for (const auto& topic : surroundings_.defaults.arrayForKey(kSubscribedTopicsKey).value_or(Array())) {
-        if (const auto* text = topic.asString()) {
-            topics.push_back(*text);
-        }
-    }
-    return topics;
-}
-
-void Subscriptions::storeGrantedTopics(const std::vector<std::string>& topics) {
-    surroundings_.defaults.setObject(kSubscribedTopicsKey, Array(topics.begin(), topics.end()));
-    (void)surroundings_.defaults.synchronize();
 }
 
 }  // namespace xel

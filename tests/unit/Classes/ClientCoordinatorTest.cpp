@@ -39,7 +39,7 @@ TEST_F(ClientCoordinatorTest, ConnectsWhenNoRegistrationIsPending) {
 TEST_F(ClientCoordinatorTest, TearsTheSessionDownWhenTheInstallationIdChanges) {
     connect();
     room().observeInstallationId();
-    ASSERT_TRUE(rooms_->subscriptions.goingToTopics());
+    ASSERT_TRUE(rooms_->subscriptionRequests.goingToTopics());
     const auto session = sessions_->made.back();
     session->calls.clear();
     room().installationIdWillChange();
@@ -47,7 +47,7 @@ TEST_F(ClientCoordinatorTest, TearsTheSessionDownWhenTheInstallationIdChanges) {
     EXPECT_EQ(session->delegate, nullptr);
     EXPECT_FALSE(rooms_->session.current());
     EXPECT_FALSE(rooms_->channels.topics);
-    EXPECT_FALSE(rooms_->subscriptions.goingToTopics());
+    EXPECT_FALSE(rooms_->subscriptionRequests.goingToTopics());
     EXPECT_TRUE(home_.defaults->objectForKey("userChannels")) << "the stored table stays";
 }
 

@@ -46,7 +46,7 @@ TEST_F(ResetTest, ForgetsTheIdentityAndEveryStoredKey) {
     auto& settings = rooms_->settings;
     EXPECT_FALSE(settings.userId() || settings.deviceId() || rooms_->session.brokerClientId());
     EXPECT_FALSE(rooms_->session.current() || rooms_->channels.topics);
-    EXPECT_FALSE(rooms_->subscriptions.goingToTopics());
+    EXPECT_FALSE(rooms_->subscriptionRequests.goingToTopics());
 }
 
 TEST_F(ResetTest, ForgetsTheSameWithoutAConnectionButTouchesNoSession) {

@@ -17,7 +17,7 @@ TEST_F(OverlappingBatchesTest, AreMatchedToTheirOwnTopics) {
     const auto second = session.lastPacketId;
     session.subAck(first, {1});
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: Subscribed news"));
-    EXPECT_TRUE(room().goingToTopics()->empty()) << "the first answer empties it";
+    EXPECT_TRUE(rooms_->subscriptionRequests.goingToTopics()->empty()) << "the first answer empties it";
     room().subscribe({"late"}, {});
     const auto third = session.lastPacketId;
     session.subAck(second, {1, 1});
@@ -84,7 +84,7 @@ TEST_F(OverlappingBatchesTest, WaitForNoAnswerOnceSuperseded) {
     const auto first = session.lastPacketId;
     session.supersededNext = {first};
     room().subscribe({"sport"}, {});
-    EXPECT_EQ(room().countUnansweredBatches(), 1U);
+    EXPECT_EQ(rooms_->subscriptionRequests.batches().countUnanswered(), 1U);
     session.subAck(session.lastPacketId, {1, 1});
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: Subscribed news", "delegate: Subscribed sport"));
 }
@@ -104,9 +104,9 @@ TEST_F(OverlappingBatchesTest, AreAnsweredOneByOneWhereTheSessionSendsThemSo) {
 TEST_F(OverlappingBatchesTest, AreForgottenWhenTheConnectionEnds) {
     auto& session = connectAndListen();
     room().subscribe({"news"}, {});
-    EXPECT_EQ(room().countUnansweredBatches(), 1U);
+    EXPECT_EQ(rooms_->subscriptionRequests.batches().countUnanswered(), 1U);
     session.fail(MQTTSessionEvent::ConnectionError, makeError("MQTT", 104, "lost"));
-    EXPECT_EQ(room().countUnansweredBatches(), 0U);
+    EXPECT_EQ(rooms_->subscriptionRequests.batches().countUnanswered(), 0U);
     rooms_->connection.connectToServer();
     session.connected();
     (void)takeHeard();

@@ -43,7 +43,7 @@ TEST_F(RefusedTopicsTest, AreReportedAndLeaveEveryTable) {
     EXPECT_EQ(failures[0].localizedDescription(), "Channel 'be<U+0007>ll' is not subscribed to: the reason");
     EXPECT_EQ(detailUnder("topic", failures[0]), Value(kBell));
     EXPECT_THAT(wantedTopics(), ElementsAre("app/a1b2c3/user/alice01/default@1", std::string(kNews) + "@1"));
-    EXPECT_EQ(*room().goingToTopics(), (TopicTable{{kNews, 1}}));
+    EXPECT_EQ(*rooms_->subscriptionRequests.goingToTopics(), (TopicTable{{kNews, 1}}));
     EXPECT_EQ(onDisk("userChannels"), Value(Dictionary{{"app/a1b2c3/user/alice01/default", 1}, {kNews, 1}}));
     EXPECT_THAT(storedTexts("subscribedTopics"), ElementsAre("other"));
     addDelegate();
@@ -105,7 +105,7 @@ TEST_F(RefusedTopicsTest, OfEventsAreReported) {
     const auto failures = takeFailures();
     ASSERT_THAT(failures, SizeIs(1));
     EXPECT_EQ(failures[0].domain, "InvalidParameter");
-    EXPECT_THAT(room().subscribeMsgIds(), IsEmpty());
+    EXPECT_THAT(rooms_->subscriptionRequests.subscribeMsgIds(), IsEmpty());
     reconnect(session);
     EXPECT_THAT(session.calls, IsEmpty()) << "it is not asked for again";
 }
@@ -117,7 +117,7 @@ TEST_F(RefusedTopicsTest, ToBeUnsubscribedFromAreReported) {
     ASSERT_THAT(failures, SizeIs(1));
     EXPECT_EQ(failures[0].localizedDescription(),
               "Channel 'be<U+0007>ll' is not unsubscribed from: the reason");
-    EXPECT_THAT(room().unSubscribeMsgIds(), IsEmpty());
+    EXPECT_THAT(rooms_->subscriptionRequests.unSubscribeMsgIds(), IsEmpty());
 }
 
 TEST_F(RefusedTopicsTest, ThatTheSessionGivesUpLaterLeaveEveryTableToo) {
@@ -181,8 +181,8 @@ TEST_F(WaitingTopicsTest, AreAskedForOnceAgainWhenConnectedAgain) {
     room().subscribe({"news"}, {});
     room().subscribeEvent("login", {});
     room().unsubscribe("old");
-    EXPECT_THAT(room().subscribeMsgIds(), IsEmpty());
-    EXPECT_THAT(room().unSubscribeMsgIds(), IsEmpty());
+    EXPECT_THAT(rooms_->subscriptionRequests.subscribeMsgIds(), IsEmpty());
+    EXPECT_THAT(rooms_->subscriptionRequests.unSubscribeMsgIds(), IsEmpty());
     EXPECT_THAT(takeFailures(), IsEmpty());
     session.isOutOfIdentifiers = false;
     reconnect(session);
@@ -190,8 +190,8 @@ TEST_F(WaitingTopicsTest, AreAskedForOnceAgainWhenConnectedAgain) {
         session.calls,
         ElementsAre(std::string("subscribe ") + kNews + "@1", std::string("subscribe ") + kNews + "@1",
                     "subscribe app/a1b2c3/event/login/+@1", "unsubscribe app/a1b2c3/user/public/old"));
-    EXPECT_THAT(room().subscribeMsgIds(), SizeIs(1));
-    EXPECT_THAT(room().unSubscribeMsgIds(), SizeIs(1));
+    EXPECT_THAT(rooms_->subscriptionRequests.subscribeMsgIds(), SizeIs(1));
+    EXPECT_THAT(rooms_->subscriptionRequests.unSubscribeMsgIds(), SizeIs(1));
     session.calls.clear();
     reconnect(session);
     EXPECT_THAT(session.calls, ElementsAre(std::string("subscribe ") + kNews + "@1"))
@@ -204,13 +204,14 @@ TEST_F(WaitingTopicsTest, ToBeUnsubscribedFromAreGivenToTheSessionAtOnce) {
     session.calls.clear();
     room().unsubscribe("news");
     EXPECT_THAT(session.calls, ElementsAre(std::string("unsubscribe ") + kNews));
-    EXPECT_THAT(room().unSubscribeMsgIds(), IsEmpty()) << "it was not sent";
+    EXPECT_THAT(rooms_->subscriptionRequests.unSubscribeMsgIds(), IsEmpty()) << "it was not sent";
     rooms_->connection.connectToServer();
     session.calls.clear();
     session.connected();
     machine_.runUntilIdle();
     EXPECT_THAT(session.calls, ElementsAre(std::string("unsubscribe ") + kNews));
-    EXPECT_THAT(room().unSubscribeMsgIds(), ElementsAre(testing::Pair(session.lastPacketId, kNews)));
+    EXPECT_THAT(rooms_->subscriptionRequests.unSubscribeMsgIds(),
+                ElementsAre(testing::Pair(session.lastPacketId, kNews)));
 }
 
 /// What a list accepted before it failed.

@@ -16,7 +16,7 @@ TEST_F(SubscriptionAnswersTest, PersistWhatWasGrantedAtQualityOfServiceOne) {
     EXPECT_EQ(onDisk("subscribedTopics"), Value(Array{Value("app/a1b2c3/user/public/news")}));
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: Subscribed news", "delegate: Subscribed sport",
                                          "delegate: Subscribed private/orders"));
-    EXPECT_TRUE(room().goingToTopics()->empty());
+    EXPECT_TRUE(rooms_->subscriptionRequests.goingToTopics()->empty());
 }
 
 TEST_F(SubscriptionAnswersTest, NeverReportTheClientsOwnTopics) {
@@ -57,9 +57,10 @@ TEST_F(SubscriptionAnswersTest, MatchAnEventByItsPacketIdentifier) {
     const auto eventsId = session.lastPacketId;
     session.subAck(eventsId, {1});
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: Subscribed login"));
-    EXPECT_THAT(room().subscribeMsgIds(), IsEmpty());
+    EXPECT_THAT(rooms_->subscriptionRequests.subscribeMsgIds(), IsEmpty());
     EXPECT_THAT(storedTexts("subscribedTopics"), IsEmpty());
-    EXPECT_EQ(room().goingToTopics()->size(), 1U) << "the batch still waits for its own answer";
+    EXPECT_EQ(rooms_->subscriptionRequests.goingToTopics()->size(), 1U)
+        << "the batch still waits for its own answer";
 }
 
 TEST_F(SubscriptionAnswersTest, LetAHostSubscribeInsideTheReport) {
@@ -114,8 +115,8 @@ TEST_F(SubscriptionAnswersTest, RemoveTheSubscriptionsEntryAndKeepTheOther) {
     room().unsubscribe("news");
     ASSERT_EQ(session.lastPacketId, id);
     session.unsubAck(id);
-    EXPECT_THAT(room().subscribeMsgIds(), IsEmpty());
-    EXPECT_TRUE(room().unSubscribeMsgIds().contains(id));
+    EXPECT_THAT(rooms_->subscriptionRequests.subscribeMsgIds(), IsEmpty());
+    EXPECT_TRUE(rooms_->subscriptionRequests.unSubscribeMsgIds().contains(id));
 }
 
 TEST_F(SubscriptionAnswersTest, ChangeNothingWhenNoDelegateHearsOfAnUnsubscription) {
@@ -125,8 +126,8 @@ TEST_F(SubscriptionAnswersTest, ChangeNothingWhenNoDelegateHearsOfAnUnsubscripti
     session.lastPacketId = static_cast<std::uint16_t>(id - 1);
     room().unsubscribe("news");
     session.unsubAck(id);
-    EXPECT_TRUE(room().subscribeMsgIds().contains(id));
-    EXPECT_TRUE(room().unSubscribeMsgIds().contains(id));
+    EXPECT_TRUE(rooms_->subscriptionRequests.subscribeMsgIds().contains(id));
+    EXPECT_TRUE(rooms_->subscriptionRequests.unSubscribeMsgIds().contains(id));
 }
 
 TEST_F(SubscriptionAnswersTest, IgnoreAnUnknownPacketIdentifier) {

@@ -137,8 +137,8 @@ TEST_F(SubscriptionsTest, KeepEventsOutOfTheWantedTopics) {
     const auto wanted = wantedTopics();
     room().subscribeEvent("login", {});
     EXPECT_EQ(wantedTopics(), wanted);
-    EXPECT_TRUE(room().goingToTopics()->empty());
-    EXPECT_THAT(room().subscribeMsgIds(),
+    EXPECT_TRUE(rooms_->subscriptionRequests.goingToTopics()->empty());
+    EXPECT_THAT(rooms_->subscriptionRequests.subscribeMsgIds(),
                 ElementsAre(testing::Pair(session.lastPacketId, "app/a1b2c3/event/login/+")));
 }
 
@@ -169,12 +169,12 @@ TEST_F(SubscriptionsTest, RemoveAnUnsubscribedTopicEverywhere) {
     EXPECT_EQ(session.calls.back(), "unsubscribe app/a1b2c3/user/public/news");
     EXPECT_THAT(storedTexts("subscribedTopics"), ElementsAre("other"));
     EXPECT_THAT(rooms_->channels.deviceSubscriptions(), ElementsAre("private/default"));
-    EXPECT_THAT(room().unSubscribeMsgIds(),
+    EXPECT_THAT(rooms_->subscriptionRequests.unSubscribeMsgIds(),
                 ElementsAre(testing::Pair(session.lastPacketId, "app/a1b2c3/user/public/news")));
 }
 
 TEST_F(SubscriptionsTest, WriteTheGrantedTopicsAlsoWhenNothingChanged) {
-    room().removeTopicFromUserDefault("unknown");
+    rooms_->subscribedTopics.removeTopicFromUserDefault("unknown");
     EXPECT_EQ(onDisk("subscribedTopics"), Value(Array()));
 }
 
