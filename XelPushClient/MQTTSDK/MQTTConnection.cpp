@@ -87,8 +87,10 @@ void MQTTConnection::streamDidFail(const NSError& error) {
     end(MQTTSessionEvent::ConnectionError, error);
 }
 
+// A stream that gathers by itself has it at once, so that the end of the pass is planned for once.
 void MQTTConnection::flushSoon() {
-    if (engine_.output().size() >= kMostUnwritten) {
+    const bool isGatheredHere = isInStep_ || !stream_->gathersWrites();
+    if (!isGatheredHere || engine_.output().size() >= kMostUnwritten) {
         flush();
     }
     flushAtEndOfPass();

@@ -60,6 +60,10 @@ public:
 
     virtual void write(std::string_view octets) = 0;
 
+    /// True when what is written in one run-loop pass leaves together at its end: then nobody else has to
+    /// gather it first, and plan for the end of the pass a second time.
+    [[nodiscard]] virtual bool gathersWrites() const { return false; }
+
     virtual void closeAfterWriting() = 0;
 
     /// What the stream is waiting for, as it reads in the error of a time-out: "the look-up of the name

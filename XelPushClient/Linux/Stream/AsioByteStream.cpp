@@ -24,6 +24,7 @@ public:
     }
     void receive() override { connection_->receive(); }
     void write(std::string_view octets) override { connection_->write(octets); }
+    [[nodiscard]] bool gathersWrites() const override { return true; }
     void closeAfterWriting() override { connection_->closeAfterWriting(); }
     [[nodiscard]] std::string describeProgress() const override { return connection_->describeProgress(); }
 

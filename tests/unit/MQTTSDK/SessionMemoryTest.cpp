@@ -41,6 +41,28 @@ TEST_F(SessionOutbox, GathersThePublicationsOfAPassIntoOneWrite) {
               (Lines{"PUBLISH #1 t x q1", "PUBLISH #2 t x q1", "PUBLISH #3 t x q1", "PUBLISH t y q0r", "|"}));
 }
 
+TEST_F(SessionOutbox, LeavesTheGatheringToAStreamThatGathers) {
+    streams->gathers = true;
+    connectQuietly();
+    const auto writes = streams->count;
+    EXPECT_TRUE(session->publishDataAtLeastOnce("x", "t", false));
+    EXPECT_TRUE(session->publishDataAtMostOnce("y", "t", true));
+    EXPECT_EQ(streams->count, writes + 2) << "at once";
+    run();
+    EXPECT_EQ(streams->count, writes + 2) << "and nothing was planned";
+}
+
+TEST_F(SessionOutbox, KeepsSubscribesFromAStreamThatGathersUntilNoneCanBeSuperseded) {
+    streams->gathers = true;
+    connectQuietly();
+    const auto writes = streams->count;
+    EXPECT_EQ(session->subscribeToTopics({{"a", 1}}).batches.size(), 1U);
+    EXPECT_EQ(session->subscribeToTopics({{"a", 1}, {"b", 1}}).superseded.size(), 1U);
+    EXPECT_EQ(streams->count, writes);
+    run();
+    EXPECT_EQ(streams->count, writes + 1);
+}
+
 TEST_F(SessionOutbox, HoldsNoGreatAmountBackUntilTheEndOfThePass) {
     connectQuietly();
     const auto writes = streams->count;

@@ -31,30 +31,33 @@ public:
 
     [[nodiscard]] std::unique_ptr<ByteStream> makeStream(NSRunLoop& runLoop,
                                                          ByteStreamObserver& observer) override {
-        return std::make_unique<Stream>(streams_->makeStream(runLoop, observer), count);
+        return std::make_unique<Stream>(streams_->makeStream(runLoop, observer), *this);
     }
 
     std::size_t count = 0;
+    /// What its streams say of themselves.
+    bool gathers = false;
 
 private:
     class Stream final : public ByteStream {
     public:
-        Stream(std::unique_ptr<ByteStream> stream, std::size_t& count)
-            : stream_(std::move(stream)), count_(count) {}
+        Stream(std::unique_ptr<ByteStream> stream, WriteCountingStreams& streams)
+            : stream_(std::move(stream)), streams_(streams) {}
         void open(std::string_view host, std::uint16_t port, bool usingTLS) override {
             stream_->open(host, port, usingTLS);
         }
         void receive() override { stream_->receive(); }
         void write(std::string_view octets) override {
-            ++count_;
+            ++streams_.count;
             stream_->write(octets);
         }
+        [[nodiscard]] bool gathersWrites() const override { return streams_.gathers; }
         void closeAfterWriting() override { stream_->closeAfterWriting(); }
         [[nodiscard]] std::string describeProgress() const override { return stream_->describeProgress(); }
 
     private:
         std::unique_ptr<ByteStream> stream_;
-        std::size_t& count_;
+        WriteCountingStreams& streams_;
     };
 
     std::shared_ptr<ByteStreamFactory> streams_;
