@@ -1,3 +1,4 @@
+#include "tests/FirstAndLast.h"
 #include "tests/unit/Classes/Support/RoomsTest.h"
 
 namespace xel {
@@ -40,7 +41,7 @@ TEST_F(ClientCoordinatorTest, TearsTheSessionDownWhenTheInstallationIdChanges) {
     connect();
     room().observeInstallationId();
     ASSERT_TRUE(rooms_->subscriptionRequests.goingToTopics());
-    const auto session = sessions_->made.back();
+    const auto session = lastOf(sessions_->made);
     session->calls.clear();
     room().installationIdWillChange();
     EXPECT_THAT(session->calls, ElementsAre("close"));

@@ -1,4 +1,5 @@
 #include "XelPushClient/Platform/ForwardingSessionMemory.h"
+#include "tests/FirstAndLast.h"
 #include "tests/unit/Classes/Support/RoomsTest.h"
 
 namespace xel {
@@ -19,13 +20,13 @@ protected:
 TEST_F(ResetTest, UnsubscribesAndDisconnectsWhileConnected) {
     rooms_->settings.setDeliveryChannelEnabeled(true);
     connect();
-    const auto session = sessions_->made.back();
+    const auto session = lastOf(sessions_->made);
     rooms_->channels.setTopic("app/a1b2c3/user/public/news", 1);
     rooms_->channels.storeUserChannels();
     session->calls.clear();
     addDelegate();
     reset();
-    EXPECT_EQ(session->calls.front(),
+    EXPECT_EQ(firstOf(session->calls),
               "unsubscribe app/a1b2c3/user/alice01/default app/a1b2c3/user/public/news "
               "app/a1b2c3/user/alice01/D3V1CE app/a1b2c3/delivery/alice01/#");
     EXPECT_EQ(session->calls[1], "close");
@@ -53,7 +54,7 @@ TEST_F(ResetTest, ForgetsTheSameWithoutAConnectionButTouchesNoSession) {
     identify();
     rooms_->session.createSession();
     rooms_->channels.loadUserChannels();
-    const auto session = sessions_->made.back();
+    const auto session = lastOf(sessions_->made);
     addDelegate();
     reset();
     EXPECT_FALSE(rooms_->settings.userId() || rooms_->settings.deviceId() || rooms_->channels.topics);

@@ -1,3 +1,4 @@
+#include "tests/FirstAndLast.h"
 #include "tests/unit/Classes/Support/RoomsTest.h"
 
 namespace xel {
@@ -46,7 +47,7 @@ TEST_F(BrokerConnectionTest, IgnoresAConnectWhileOneIsUnderWay) {
     room().connectToServer();
     EXPECT_THAT(takeLog(),
                 ElementsAre("[-[PushClientManager connectToServer]]: Ignore connecting to server Connected"));
-    EXPECT_EQ(sessions_->latest().calls.front().substr(0, 7), "connect");
+    EXPECT_EQ(firstOf(sessions_->latest().calls).substr(0, 7), "connect");
 }
 
 TEST_F(BrokerConnectionTest, IgnoresAConnectByTheSessionsStatusToo) {
@@ -90,7 +91,7 @@ TEST_F(BrokerConnectionTest, ReportsARegistrationFailureWithoutASession) {
     EXPECT_EQ(log[1], "[-[PushClientManager connectToServer]]: No Session, don't connectToServer " +
                           describeError(error));
     room().connectToServer();
-    EXPECT_THAT(takeLog().back(), testing::HasSubstr("Ignore connecting to server Connecting"));
+    EXPECT_THAT(lastOf(takeLog()), testing::HasSubstr("Ignore connecting to server Connecting"));
 }
 
 TEST_F(BrokerConnectionTest, NamesOnlyABlankUserIdAndAnyUserName) {
@@ -179,7 +180,7 @@ TEST_F(BrokerConnectionTest, GoesOnWhenTheHostThrowsInAStateReport) {
     auto& session = sessions_->latest();
     EXPECT_EQ(session.calls.size(), 1U) << "the attempt was made";
     EXPECT_THROW(session.connected(), std::runtime_error);
-    EXPECT_TRUE(session.calls.back().starts_with("subscribe")) << "the topics were asked for";
+    EXPECT_TRUE(lastOf(session.calls).starts_with("subscribe")) << "the topics were asked for";
     EXPECT_THROW(session.fail(MQTTSessionEvent::ConnectionError, makeError("MQTT", 1, "lost")),
                  std::runtime_error);
     EXPECT_TRUE(room().reconnects().reconnectTimer()) << "the next attempt was scheduled";

@@ -1,3 +1,4 @@
+#include "tests/FirstAndLast.h"
 #include "tests/unit/Classes/Support/RoomsTest.h"
 
 namespace xel {
@@ -65,7 +66,7 @@ TEST_F(BrokerSessionTest, MakesNoSessionWithoutCredentials) {
 TEST_F(BrokerSessionTest, ClosesSilentlyWhenTheClientIsDestroyed) {
     connect();
     addDelegate();
-    const auto session = sessions_->made.back();
+    const auto session = lastOf(sessions_->made);
     session->calls.clear();
     rooms_.reset();
     EXPECT_THAT(session->calls, ElementsAre("close"));
@@ -90,7 +91,7 @@ TEST_F(BrokerSessionTest, IsBusyFromTheAttemptToTheEnd) {
 
 TEST_F(BrokerSessionTest, IsOfAnotherGenerationOnceItIsDropped) {
     connect();
-    const auto session = sessions_->made.back();
+    const auto session = lastOf(sessions_->made);
     const auto generation = room().generation();
     bool wasBusy = false;
     rooms_->fanout.blocks.serverConnectionStateHandler = [&] { wasBusy = room().isBusy(); };

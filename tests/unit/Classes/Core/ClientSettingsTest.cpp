@@ -1,5 +1,6 @@
 #include <stdexcept>
 
+#include "tests/FirstAndLast.h"
 #include "tests/unit/Classes/Support/RoomsTest.h"
 
 namespace xel {
@@ -167,7 +168,7 @@ TEST_F(ClientSettingsTest, GiveTheAdaptorTheCurrentApiKeyOnEveryCall) {
     for (const std::string key : {"first", "second"}) {
         changeApplication([&](auto& application) { application.apiKey = key; });
         rooms_->settings.loopBackAdaptor()->send("GET", "x", std::nullopt, nullptr, nullptr);
-        EXPECT_TRUE(machine_.http->requests().back().url.ends_with("access_token=" + key));
+        EXPECT_TRUE(lastOf(machine_.http->requests()).url.ends_with("access_token=" + key));
     }
 }
 

@@ -1,3 +1,4 @@
+#include "tests/FirstAndLast.h"
 #include "tests/unit/Classes/Support/RoomsTest.h"
 
 namespace xel {
@@ -80,7 +81,7 @@ TEST_F(InboundTrafficTest, ReportsAnEventWithoutAnIdEveryTime) {
     handle("{}", kLogin);
     handle("not JSON", kLogin);
     EXPECT_EQ(takeHeard().size(), 3U);
-    EXPECT_EQ(takeLog().back(), "Got event ('login') , deviceId : X9, data : (null)");
+    EXPECT_EQ(lastOf(takeLog()), "Got event ('login') , deviceId : X9, data : (null)");
     EXPECT_FALSE(home_.defaults->objectForKey("messageIds"));
 }
 
@@ -96,7 +97,7 @@ TEST_F(InboundTrafficTest, DropsADuplicateMessage) {
     (void)takeLog();
     handle(R"({"id":"m1"})", kNews);
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: Message m1", "delegate: Message m2"));
-    EXPECT_EQ(takeLog().back(), "Ignore duplicate message id m1");
+    EXPECT_EQ(lastOf(takeLog()), "Ignore duplicate message id m1");
     EXPECT_THAT(storedTexts("messageIds"), ElementsAre("m1", "m2", "m1"));
 }
 
@@ -112,9 +113,9 @@ TEST_F(InboundTrafficTest, DropsARepeatByItsIdAlone) {
         rooms_->traffic.newMessage(session_, {payload, topic, 1, false, 1, true});
     };
     repeat(R"({"id":"m1"})", kNews);
-    EXPECT_EQ(takeLog().back(), "Ignore duplicate message id m1");
+    EXPECT_EQ(lastOf(takeLog()), "Ignore duplicate message id m1");
     repeat(R"({"id":"e1"})", kLogin);
-    EXPECT_EQ(takeLog().back(), "Ignore duplicate event id e1");
+    EXPECT_EQ(lastOf(takeLog()), "Ignore duplicate event id e1");
     EXPECT_THAT(takeHeard(), IsEmpty());
     repeat("{}", kNews);
     repeat("{}", kLogin);
@@ -132,9 +133,9 @@ TEST_F(InboundTrafficTest, LogsTheMessageItGot) {
 TEST_F(InboundTrafficTest, DropsAnExpiredMessageAndThenItsCopiesAsDuplicates) {
     const auto payload = expiring("m1", -1);
     handle(payload, kNews);
-    EXPECT_EQ(takeLog().back(), "Ignore expired message 2026-03-01 09:29:59 +0000");
+    EXPECT_EQ(lastOf(takeLog()), "Ignore expired message 2026-03-01 09:29:59 +0000");
     handle(payload, kNews);
-    EXPECT_EQ(takeLog().back(), "Ignore duplicate message id m1");
+    EXPECT_EQ(lastOf(takeLog()), "Ignore duplicate message id m1");
     EXPECT_THAT(takeHeard(), IsEmpty());
 }
 
@@ -148,7 +149,7 @@ TEST_F(InboundTrafficTest, DropsReservedMessages) {
     handle(R"({"id":"m1","messageBody":"BIBB","data":{"geofence":1}})", kNews);
     handle(R"({"id":"m2","messageBody":"BIBBsomething"})", kNews);
     EXPECT_THAT(takeHeard(), IsEmpty());
-    EXPECT_EQ(takeLog().back(), "Ignore special backdoor message");
+    EXPECT_EQ(lastOf(takeLog()), "Ignore special backdoor message");
     EXPECT_THAT(storedTexts("messageIds"), ElementsAre("m1", "m2"));
     handle(R"({"id":"m3","messageBody":"bibb"})", kNews);
     handle(R"({"id":"m4","messageBody":" BIBB"})", kNews);
@@ -158,7 +159,7 @@ TEST_F(InboundTrafficTest, DropsReservedMessages) {
 
 TEST_F(InboundTrafficTest, TestsExpiryBeforeTheReservedPrefix) {
     handle(R"({"id":"m1","messageBody":"BIBB","expireTime":1})", kNews);
-    EXPECT_EQ(takeLog().back(), "Ignore expired message 1970-01-01 00:00:00 +0000");
+    EXPECT_EQ(lastOf(takeLog()), "Ignore expired message 1970-01-01 00:00:00 +0000");
 }
 
 TEST_F(InboundTrafficTest, AppliesConfigurationBeforeTheMessageIsReported) {

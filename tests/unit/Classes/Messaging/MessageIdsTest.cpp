@@ -1,3 +1,4 @@
+#include "tests/FirstAndLast.h"
 #include "tests/unit/Classes/Support/RoomsTest.h"
 
 namespace xel {
@@ -41,8 +42,8 @@ TEST_F(MessageIdsTest, TellARepeatedIdAndAppendItAgain) {
 TEST_F(MessageIdsTest, ForgetTheOldestOfTwentyFive) {
     storeRange(1, 26);
     EXPECT_EQ(committed().size(), 25U);
-    EXPECT_EQ(committed().front(), "m2");
-    EXPECT_EQ(committed().back(), "m26");
+    EXPECT_EQ(firstOf(committed()), "m2");
+    EXPECT_EQ(lastOf(committed()), "m26");
     EXPECT_FALSE(store("m1"));
 }
 
@@ -55,7 +56,7 @@ TEST_F(MessageIdsTest, ForgetTheOldestBeforeTheNewOneIsCompared) {
 TEST_F(MessageIdsTest, KnowARepeatWhoseIdHasLeftTheList) {
     storeRange(1, 26);
     EXPECT_TRUE(rooms_->messageIds.storeMessageId("m1", Arrival::Repeat));
-    EXPECT_EQ(committed().back(), "m1") << "it is remembered as ever";
+    EXPECT_EQ(lastOf(committed()), "m1") << "it is remembered as ever";
     EXPECT_TRUE(rooms_->messageIds.storeMessageId("m3", Arrival::Repeat)) << "the oldest of a full list";
     EXPECT_EQ(committed().size(), 25U);
 }

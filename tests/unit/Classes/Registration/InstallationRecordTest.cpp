@@ -1,3 +1,4 @@
+#include "tests/FirstAndLast.h"
 #include "tests/unit/Classes/Support/RoomsTest.h"
 
 namespace xel {
@@ -7,7 +8,7 @@ class InstallationRecordTest : public RoomsTest {
 protected:
     Dictionary savedRecord() {
         rooms_->record.save(nullptr, nullptr);
-        const auto body = machine_.json->JSONObjectWithData(machine_.http->requests().back().body);
+        const auto body = machine_.json->JSONObjectWithData(lastOf(machine_.http->requests()).body);
         return *body.value().asDictionary();
     }
     static Value under(const Dictionary& record, std::string_view key) {
@@ -63,7 +64,7 @@ TEST_F(InstallationRecordTest, IsNewForABlankDeviceId) {
     identify();
     rooms_->settings.setDeviceId("  ");
     EXPECT_FALSE(savedRecord().contains("registrationId"));
-    EXPECT_EQ(machine_.http->requests().back().method, "POST");
+    EXPECT_EQ(lastOf(machine_.http->requests()).method, "POST");
 }
 
 TEST_F(InstallationRecordTest, SaysOnceThatALaunchWasNotTheUsers) {
@@ -84,10 +85,10 @@ TEST_F(InstallationRecordTest, SendsTheBadgeAsZeroAlways) {
 TEST_F(InstallationRecordTest, GoesBehindTheApiKey) {
     identify();
     savedRecord();
-    EXPECT_TRUE(machine_.http->requests().back().url.ends_with("installations/D3V1CE?access_token=key"));
+    EXPECT_TRUE(lastOf(machine_.http->requests()).url.ends_with("installations/D3V1CE?access_token=key"));
     rooms_->record.remove("D3V1CE", nullptr, nullptr);
-    EXPECT_TRUE(machine_.http->requests().back().url.ends_with("installations/D3V1CE?access_token=key"));
-    EXPECT_EQ(machine_.http->requests().back().method, "DELETE");
+    EXPECT_TRUE(lastOf(machine_.http->requests()).url.ends_with("installations/D3V1CE?access_token=key"));
+    EXPECT_EQ(lastOf(machine_.http->requests()).method, "DELETE");
 }
 
 TEST_F(InstallationRecordTest, IsUpdatedQuietlyOnlyWithAToken) {

@@ -1,3 +1,4 @@
+#include "tests/FirstAndLast.h"
 #include "tests/unit/Classes/Support/RoomsTest.h"
 
 namespace xel {
@@ -24,7 +25,7 @@ protected:
         EXPECT_EQ(machine_.http->waitingCount(), 1U);
     }
     void answerSave(int status, const std::string& body) {
-        const std::string method = machine_.http->requests().back().method;
+        const std::string method = lastOf(machine_.http->requests()).method;
         machine_.http->answer(method, "installations*", status, body);
         machine_.runUntilIdle();
     }
@@ -79,7 +80,7 @@ TEST_F(RegistrationTest, SavesANewInstallationAndConnects) {
         });
     switchLogOn();
     sendSave();
-    EXPECT_EQ(machine_.http->requests().back().method, "POST");
+    EXPECT_EQ(lastOf(machine_.http->requests()).method, "POST");
     EXPECT_THAT(takeLog(), ElementsAre("[-[PushClientManager registerDeviceToServer]_block_invoke]: "
                                        "registerDeviceWithAdapter1 "));
     answerSave(200, R"({"id":"D3V1CE"})");
@@ -102,7 +103,7 @@ TEST_F(RegistrationTest, UpdatesAKnownInstallationWithoutABroadcast) {
                                           [&](const NSNotification&) { wasBroadcast = true; });
     switchLogOn();
     sendSave();
-    EXPECT_EQ(machine_.http->requests().back().method, "PUT");
+    EXPECT_EQ(lastOf(machine_.http->requests()).method, "PUT");
     EXPECT_THAT(takeLog(), ElementsAre("[-[PushClientManager registerDeviceToServer]_block_invoke]: "
                                        "registerDeviceWithAdapter2 "));
     answerSave(200, R"({"id":"D3V1CE"})");
@@ -155,7 +156,7 @@ TEST_F(RegistrationTest, SavesANewInstallationWhenTheBackendForgotIt) {
     EXPECT_FALSE(rooms_->settings.deviceId() || rooms_->session.brokerClientId());
     EXPECT_FALSE(rooms_->session.current());
     EXPECT_FALSE(onDisk("subscribedTopics"));
-    EXPECT_EQ(machine_.http->requests().back().method, "POST");
+    EXPECT_EQ(lastOf(machine_.http->requests()).method, "POST");
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: ConnectionState")) << "no failure is reported";
     EXPECT_THAT(takeLog(), testing::Contains("[-[PushClientManager registerDeviceToServer]_block_invoke]: "
                                              "registerDeviceToServer recover new deviceId "));
@@ -198,7 +199,7 @@ TEST_F(RegistrationTest, RemovesTheInstallationAndResetsAtOnce) {
     room().unregisterUser([&](const Value&) { outcomes.emplace_back("removed"); },
                           [&](const NSError& error) { outcomes.push_back(formatted("%d", error.code)); });
     EXPECT_FALSE(rooms_->settings.userId() || rooms_->settings.deviceId());
-    EXPECT_EQ(machine_.http->requests().back().method, "DELETE");
+    EXPECT_EQ(lastOf(machine_.http->requests()).method, "DELETE");
     EXPECT_THAT(outcomes, IsEmpty());
     switchLogOn();
     machine_.http->answer("DELETE", "installations/D3V1CE", 200, R"({"count":1})");
@@ -215,7 +216,7 @@ TEST_F(RegistrationTest, PassesTheFailureOfARemovalOn) {
     machine_.http->answer("DELETE", "installations/D3V1CE", 500, "{}");
     machine_.runUntilIdle();
     EXPECT_THAT(codes, ElementsAre(-1011));
-    EXPECT_TRUE(takeLog().back().starts_with("Error Error Domain=NSURLErrorDomain Code=-1011"));
+    EXPECT_TRUE(lastOf(takeLog()).starts_with("Error Error Domain=NSURLErrorDomain Code=-1011"));
 }
 
 TEST_F(RegistrationTest, ResetsAlsoWithoutAnInstallationButCallsNeitherBlock) {
@@ -243,7 +244,7 @@ TEST_F(RegistrationTest, MovesToAnotherUserOnceTheOldInstallationIsRemoved) {
     machine_.runUntilIdle();
     EXPECT_EQ(rooms_->settings.userId(), "bob02");
     EXPECT_THAT(rooms_->channels.deviceSubscriptions(), ElementsAre("private/default", "sport"));
-    EXPECT_EQ(machine_.http->requests().back().method, "POST");
+    EXPECT_EQ(lastOf(machine_.http->requests()).method, "POST");
     EXPECT_THAT(takeLog(), testing::Contains("TVR : Register again with new userId."));
 }
 
@@ -253,12 +254,12 @@ TEST_F(RegistrationTest, SaysWhenItCannotMoveToAnotherUser) {
     room().registerAgainWithUserId("bob02", {});
     machine_.http->answer("DELETE", "installations/D3V1CE", 200, "{}");
     machine_.runUntilIdle();
-    EXPECT_THAT(takeLog().back(), "TVR : Fail to register with new userId!!!") << "there is no token";
+    EXPECT_THAT(lastOf(takeLog()), "TVR : Fail to register with new userId!!!") << "there is no token";
     rooms_->settings.setDeviceId("D3V1CE");
     room().registerAgainWithUserId("carol03", {});
     machine_.http->answer("DELETE", "installations/D3V1CE", 500, "{}");
     machine_.runUntilIdle();
-    EXPECT_THAT(takeLog().back(), "TVR : Fail to register with new userId!!!");
+    EXPECT_THAT(lastOf(takeLog()), "TVR : Fail to register with new userId!!!");
     EXPECT_FALSE(rooms_->settings.userId());
 }
 
@@ -300,7 +301,8 @@ TEST_F(RegistrationTest, ReadsTheClientWhenTheQueuedSaveStarts) {
     room().registerDeviceToServer();
     rooms_->settings.setUserInfo(Dictionary{{"tier", "gold"}});
     machine_.runUntilIdle();
-    EXPECT_NE(machine_.http->requests().back().body.find(R"("userInfo":{"tier":"gold"})"), std::string::npos);
+    EXPECT_NE(lastOf(machine_.http->requests()).body.find(R"("userInfo":{"tier":"gold"})"),
+              std::string::npos);
 }
 
 TEST_F(RegistrationTest, ConnectsAlsoWhenTheHostThrowsInTheReport) {

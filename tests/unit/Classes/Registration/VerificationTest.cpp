@@ -1,3 +1,4 @@
+#include "tests/FirstAndLast.h"
 #include "tests/unit/Classes/Support/RoomsTest.h"
 
 namespace xel {
@@ -19,7 +20,7 @@ protected:
             heard_->push_back(formatted("verified %d %d", verified, error ? error->code : 0));
         };
     }
-    [[nodiscard]] std::string lastURL() const { return machine_.http->requests().back().url; }
+    [[nodiscard]] std::string lastURL() const { return lastOf(machine_.http->requests()).url; }
 };
 
 TEST_F(VerificationTest, BuildsItsPathsFromWhatItWasGiven) {
@@ -28,8 +29,8 @@ TEST_F(VerificationTest, BuildsItsPathsFromWhatItWasGiven) {
         << lastURL();
     EXPECT_TRUE(rooms_->verification.verifyUserCode("a&b", "1%202"));
     EXPECT_TRUE(lastURL().ends_with("/api/verification/verifyCode/a&b/1%202?access_token=key")) << lastURL();
-    EXPECT_EQ(machine_.http->requests().back().method, "GET");
-    EXPECT_EQ(machine_.http->requests().back().body, "");
+    EXPECT_EQ(lastOf(machine_.http->requests()).method, "GET");
+    EXPECT_EQ(lastOf(machine_.http->requests()).body, "");
 }
 
 TEST_F(VerificationTest, ReadsTheOutcomeFromTheAnswer) {

@@ -1,3 +1,4 @@
+#include "tests/FirstAndLast.h"
 #include "tests/unit/Classes/Support/TopicsTest.h"
 
 namespace xel {
@@ -71,7 +72,7 @@ TEST_F(RefusedTopicsTest, AreReportedOnceWhenWantedWhileOffline) {
     sessions_->latest().connected();
     machine_.runUntilIdle();
     EXPECT_THAT(takeFailures(), SizeIs(1));
-    EXPECT_EQ(sessions_->latest().calls.back(), std::string("subscribe ") + kNews + "@1")
+    EXPECT_EQ(lastOf(sessions_->latest().calls), std::string("subscribe ") + kNews + "@1")
         << "the queued work leaves it out";
 }
 
@@ -84,7 +85,7 @@ TEST_F(RefusedTopicsTest, LeaveTheTablesBeforeTheHostHearsOfThem) {
         }
     });
     room().subscribe({"news", "be\x07ll"}, {});
-    EXPECT_EQ(session.calls.back(), std::string("subscribe ") + kNews + "@1 app/a1b2c3/user/public/late@1");
+    EXPECT_EQ(lastOf(session.calls), std::string("subscribe ") + kNews + "@1 app/a1b2c3/user/public/late@1");
 }
 
 TEST_F(RefusedTopicsTest, AreNotReportedOnAfterTheHostHasEndedTheSession) {
@@ -141,9 +142,9 @@ TEST_F(RefusedTopicsTest, ThatWereGivenUpMayBeWantedAgain) {
     auto& session = connectRefusing("none");
     session.delegate->subscriptionDidFail(session, kNews, ScriptedSession::reason(MQTTErrorCode::GivenUp));
     room().subscribe({"news"}, {});
-    EXPECT_EQ(session.calls.back(), std::string("subscribe ") + kNews + "@1");
+    EXPECT_EQ(lastOf(session.calls), std::string("subscribe ") + kNews + "@1");
     reconnect(session);
-    EXPECT_EQ(session.calls.back(), std::string("subscribe ") + kNews + "@1");
+    EXPECT_EQ(lastOf(session.calls), std::string("subscribe ") + kNews + "@1");
 }
 
 TEST_F(RefusedTopicsTest, OfTheClientsOwnAreLeftOutForTheLifeOfTheSession) {
@@ -159,7 +160,7 @@ TEST_F(RefusedTopicsTest, OfTheClientsOwnAreLeftOutForTheLifeOfTheSession) {
     rooms_->session.drop();
     rooms_->connection.connectToServer();
     sessions_->latest().connected();
-    EXPECT_EQ(sessions_->latest().calls.back(),
+    EXPECT_EQ(lastOf(sessions_->latest().calls),
               std::string("subscribe ") + kDevice + "@1 " + kDeliveries + "@1");
 }
 
@@ -224,7 +225,7 @@ TEST_F(FailedListTest, KeepsWhatItAcceptedForTheNextConnect) {
     rooms_->connection.connectToServer();
     auto& session = sessions_->latest();
     session.connected();
-    EXPECT_THAT(session.calls.back(), testing::HasSubstr(std::string(kNews) + "@1"));
+    EXPECT_THAT(lastOf(session.calls), testing::HasSubstr(std::string(kNews) + "@1"));
     EXPECT_THAT(wantedTopics(), Contains(std::string(kNews) + "@1"));
     EXPECT_EQ(stored, Value(Dictionary{{"app/a1b2c3/user/alice01/default", 1}}));
     EXPECT_THAT(rooms_->channels.deviceSubscriptions(), Not(Contains("news")))

@@ -1,3 +1,4 @@
+#include "tests/FirstAndLast.h"
 #include "tests/unit/Classes/Support/TopicsTest.h"
 
 namespace xel {
@@ -75,7 +76,7 @@ TEST_F(SubscriptionAnswersTest, LetAHostSubscribeInsideTheReport) {
     room().subscribe({"news", "sport"}, {});
     const auto batch = session.lastPacketId;
     session.subAck(batch, {1, 1});
-    EXPECT_EQ(session.calls.back(), "subscribe app/a1b2c3/user/public/late@1");
+    EXPECT_EQ(lastOf(session.calls), "subscribe app/a1b2c3/user/public/late@1");
     session.subAck(session.lastPacketId, {1});
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: Subscribed news", "delegate: Subscribed sport",
                                          "delegate: Subscribed late"));
@@ -85,7 +86,7 @@ TEST_F(SubscriptionAnswersTest, LetAHostSubscribeInsideTheReport) {
 TEST_F(SubscriptionAnswersTest, StopReportingWhenTheHostEndsTheSession) {
     auto& session = connect();
     session.subAck(1, {1, 1});
-    const auto kept = sessions_->made.back();
+    const auto kept = lastOf(sessions_->made);
     bool isFirst = true;
     addDelegate([&] {
         if (std::exchange(isFirst, false)) {

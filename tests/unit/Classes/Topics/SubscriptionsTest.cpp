@@ -1,3 +1,4 @@
+#include "tests/FirstAndLast.h"
 #include "tests/unit/Classes/Support/TopicsTest.h"
 
 namespace xel {
@@ -14,14 +15,14 @@ protected:
 
 TEST_F(SubscriptionsTest, SubscribeToTheDeviceAndTheUserOnConnect) {
     auto& session = connect();
-    EXPECT_EQ(session.calls.back(),
+    EXPECT_EQ(lastOf(session.calls),
               "subscribe app/a1b2c3/user/alice01/default@1 app/a1b2c3/user/alice01/D3V1CE@1");
 }
 
 TEST_F(SubscriptionsTest, SubscribeToDeliveriesOnConnectOnceEnabled) {
     rooms_->settings.setDeliveryChannelEnabeled(true);
     auto& session = connect();
-    EXPECT_EQ(session.calls.back(),
+    EXPECT_EQ(lastOf(session.calls),
               "subscribe app/a1b2c3/user/alice01/default@1 app/a1b2c3/user/alice01/D3V1CE@1 "
               "app/a1b2c3/delivery/alice01/#@1");
 }
@@ -31,7 +32,7 @@ TEST_F(SubscriptionsTest, LeaveGrantedTopicsOutOnConnect) {
     home_.defaults->setObject("subscribedTopics", Array{Value("app/a1b2c3/user/alice01/D3V1CE")});
     rooms_->connection.connectToServer();
     sessions_->latest().connected();
-    EXPECT_EQ(sessions_->latest().calls.back(), "subscribe app/a1b2c3/user/alice01/default@1");
+    EXPECT_EQ(lastOf(sessions_->latest().calls), "subscribe app/a1b2c3/user/alice01/default@1");
 }
 
 TEST_F(SubscriptionsTest, SendNothingOnConnectWhenAllIsGranted) {
@@ -63,9 +64,9 @@ TEST_F(SubscriptionsTest, AskForQualityOfServiceZeroWhenLive) {
     room().subscribe({"news"}, {.live = true});
     room().subscribeEvent("login", {.live = true});
     EXPECT_EQ(session.calls[session.calls.size() - 2], "subscribe app/a1b2c3/user/public/news@0");
-    EXPECT_EQ(session.calls.back(), "subscribe app/a1b2c3/event/login/+@0");
+    EXPECT_EQ(lastOf(session.calls), "subscribe app/a1b2c3/event/login/+@0");
     room().subscribe({"news"}, {});
-    EXPECT_EQ(session.calls.back(), "subscribe app/a1b2c3/user/public/news@1");
+    EXPECT_EQ(lastOf(session.calls), "subscribe app/a1b2c3/user/public/news@1");
 }
 
 TEST_F(SubscriptionsTest, StopAtTheFirstInvalidChannel) {
@@ -91,7 +92,8 @@ TEST_F(SubscriptionsTest, MergeABatchIntoTheOneThatWaitsForItsAnswer) {
     session.subAck(1, {1, 1});
     room().subscribe({"news"}, {});
     room().subscribe({"sport"}, {});
-    EXPECT_EQ(session.calls.back(), "subscribe app/a1b2c3/user/public/news@1 app/a1b2c3/user/public/sport@1");
+    EXPECT_EQ(lastOf(session.calls),
+              "subscribe app/a1b2c3/user/public/news@1 app/a1b2c3/user/public/sport@1");
 }
 
 TEST_F(SubscriptionsTest, UpdateTheInstallationOnlyWithAPushToken) {
@@ -128,7 +130,7 @@ TEST_F(SubscriptionsTest, DeferAnEventSubscriptionUntilConnected) {
     rooms_->connection.connectToServer();
     sessions_->latest().connected();
     machine_.runUntilIdle();
-    EXPECT_EQ(sessions_->latest().calls.back(), "subscribe app/a1b2c3/event/login/X9@1");
+    EXPECT_EQ(lastOf(sessions_->latest().calls), "subscribe app/a1b2c3/event/login/X9@1");
 }
 
 TEST_F(SubscriptionsTest, KeepEventsOutOfTheWantedTopics) {
@@ -166,7 +168,7 @@ TEST_F(SubscriptionsTest, RemoveAnUnsubscribedTopicEverywhere) {
     home_.defaults->setObject("subscribedTopics", Array{Value("app/a1b2c3/user/public/news"), Value("other"),
                                                         Value("app/a1b2c3/user/public/news")});
     room().unsubscribe("news");
-    EXPECT_EQ(session.calls.back(), "unsubscribe app/a1b2c3/user/public/news");
+    EXPECT_EQ(lastOf(session.calls), "unsubscribe app/a1b2c3/user/public/news");
     EXPECT_THAT(storedTexts("subscribedTopics"), ElementsAre("other"));
     EXPECT_THAT(rooms_->channels.deviceSubscriptions(), ElementsAre("private/default"));
     EXPECT_THAT(rooms_->subscriptionRequests.unSubscribeMsgIds(),
@@ -196,16 +198,16 @@ TEST_F(SubscriptionsTest, RepeatADeferredUnsubscriptionWhole) {
     rooms_->connection.connectToServer();
     sessions_->latest().connected();
     machine_.runUntilIdle();
-    EXPECT_EQ(sessions_->latest().calls.back(), "unsubscribe app/a1b2c3/user/public/news");
+    EXPECT_EQ(lastOf(sessions_->latest().calls), "unsubscribe app/a1b2c3/user/public/news");
     EXPECT_THAT(rooms_->channels.deviceSubscriptions(), ElementsAre("private/default"));
 }
 
 TEST_F(SubscriptionsTest, UnsubscribeEventsOfAllAndOfOneInstallation) {
     auto& session = connect();
     room().unsubscribeEvent("login", std::nullopt);
-    EXPECT_EQ(session.calls.back(), "unsubscribe app/a1b2c3/event/login/+");
+    EXPECT_EQ(lastOf(session.calls), "unsubscribe app/a1b2c3/event/login/+");
     room().unsubscribeEvent("login", "X9");
-    EXPECT_EQ(session.calls.back(), "unsubscribe app/a1b2c3/event/login/X9");
+    EXPECT_EQ(lastOf(session.calls), "unsubscribe app/a1b2c3/event/login/X9");
 }
 
 }  // namespace
