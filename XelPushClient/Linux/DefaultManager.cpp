@@ -3,7 +3,6 @@
 
 #include "XelPushClient/Classes/PushClientManager.h"
 #include "XelPushClient/Linux/LinuxPlatform.h"
-#include "XelPushClient/Linux/Loop/AsioRunLoop.h"
 
 namespace xel {
 
@@ -21,18 +20,8 @@ PushClientManager* makeDefaultManager() {
 
 }  // namespace
 
-// Neither the loop nor the client is ever destroyed: both live for the process, and a host may call exit from
-// one of the loop's blocks. What they have stored survives that.
-
-const std::shared_ptr<AsioRunLoop>& sharedMainRunLoop() {
-    static const auto* loop = new std::shared_ptr<AsioRunLoop>(std::make_shared<AsioRunLoop>());
-    return *loop;
-}
-
-NSRunLoop& NSRunLoop::mainRunLoop() {
-    return *sharedMainRunLoop();
-}
-
+// Never destroyed: it lives for the process, and a host may call exit from one of the loop's blocks. What it
+// has stored survives that.
 PushClientManager& PushClientManager::defaultManager() {
     static PushClientManager* manager = makeDefaultManager();
     return *manager;

@@ -1,129 +1,23 @@
 #include "XelPushClient/Linux/LinuxPlatform.h"
 
-#include <stdexcept>
 #include <utility>
 
-#include "XelPushClient/Classes/Core/ServiceAddresses.h"
-#include "XelPushClient/Foundation/FormattedText.h"
 #include "XelPushClient/Linux/Application/LinuxApplication.h"
-#include "XelPushClient/Linux/Application/NotificationPermission.h"
 #include "XelPushClient/Linux/Bus/DBusAddress.h"
 #include "XelPushClient/Linux/Bus/DBusConnection.h"
 #include "XelPushClient/Linux/Desktop/LauncherBadge.h"
 #include "XelPushClient/Linux/Desktop/LinuxNotificationCenter.h"
-#include "XelPushClient/Linux/HTTP/CurlHTTPTransport.h"
-#include "XelPushClient/Linux/HTTP/CurlURLSession.h"
-#include "XelPushClient/Linux/HTTP/MediaReach.h"
+#include "XelPushClient/Linux/Desktop/NotificationPermission.h"
 #include "XelPushClient/Linux/Location/GeoClueLocationSource.h"
-#include "XelPushClient/Linux/Log/StandardErrorLogSink.h"
-#include "XelPushClient/Linux/Loop/AsioRunLoop.h"
-#include "XelPushClient/Linux/Network/NetlinkReachability.h"
-#include "XelPushClient/Linux/Network/NetworkState.h"
-#include "XelPushClient/Linux/Process/BoostCallStack.h"
 #include "XelPushClient/Linux/Process/EnvironmentSettings.h"
 #include "XelPushClient/Linux/Process/ForkedChildren.h"
-#include "XelPushClient/Linux/Process/ThreadOperationQueue.h"
 #include "XelPushClient/Linux/Push/LinuxPushTokens.h"
 #include "XelPushClient/Linux/Sleep/LogindSleepWatch.h"
-#include "XelPushClient/Linux/Store/PosixFileManager.h"
-#include "XelPushClient/Linux/Store/SqliteSessionMemory.h"
-#include "XelPushClient/Linux/Store/SqliteUserDefaults.h"
-#include "XelPushClient/Linux/Store/StoreError.h"
-#include "XelPushClient/Linux/Store/StoreFolder.h"
-#include "XelPushClient/Linux/Stream/AsioByteStream.h"
-#include "XelPushClient/Linux/System/GettextStrings.h"
-#include "XelPushClient/Linux/System/HostBundle.h"
-#include "XelPushClient/Linux/System/LinuxDevice.h"
 #include "XelPushClient/Linux/System/LinuxFolders.h"
-#include "XelPushClient/Linux/System/SimdjsonSerialization.h"
-#include "XelPushClient/Linux/System/SystemClock.h"
-#include "XelPushClient/MQTTSDK/MQTTClientSessionFactory.h"
 
 namespace xel {
 
 namespace {
-
-std::shared_ptr<AsioRunLoop> runLoopOf(const LinuxOptions& options) {
-    if (options.runLoop != nullptr) {
-        return options.runLoop;
-    }
-    return options.hostContext != nullptr ? std::make_shared<AsioRunLoop>(*options.hostContext)
-                                          : sharedMainRunLoop();
-}
-
-Endpoints endpointsOf(const LinuxOptions& options) {
-    if (options.endpoints) {
-        return *options.endpoints;
-    }
-    auto endpoints = endpointsOfEnvironment();
-    if (!endpoints) {
-        throw std::runtime_error(endpoints.error().localizedDescription());
-    }
-    return std::move(endpoints).value();
-}
-
-BrokerHostQuery brokerHostOf(const Endpoints& endpoints) {
-    return [production = endpoints.kBrokerAddress, sandbox = endpoints.kBrokerLocalAddress] {
-        return isDevelopment() ? sandbox : production;
-    };
-}
-
-CurlHTTPOptions withSurroundings(CurlHTTPOptions options, const std::string& caFile) {
-    options.caFile = caFile;
-    options.isOnline = [] { return readDefaultRoute().has_value(); };
-    return options;
-}
-
-CurlHTTPOptions mediaOptions(const LinuxOptions& options, const Endpoints& endpoints) {
-    CurlHTTPOptions media = downloadOptions();
-    media.mayReach = networksOfService(endpoints);
-    if (options.mediaFromAnyNetwork) {
-        media.mayReach = [](NetworkKind) { return true; };
-    }
-    return media;
-}
-
-std::string nameOf(const LinuxOptions& options) {
-    return options.name.empty() ? programName() : options.name;
-}
-
-/// Without a folder every download fails, and nothing else does.
-std::string cacheFolderOf(const LinuxOptions& options) {
-    return !options.cacheFolder.empty() ? options.cacheFolder
-                                        : defaultCacheFolder(nameOf(options)).value_or("/nonexistent");
-}
-
-/// A user's group is often his alone, so this is no reason to refuse the folder.
-void tellOfGroupWritable(const std::string& folder, LogSink& log) {
-    if (isGroupWritable(folder)) {
-        log.write("the folder " + folder +
-                  " may be written to by its group (chmod g-w takes that right away)");
-    }
-}
-
-Result<std::string> folderOr(const std::string& wanted, std::optional<std::string> byRule) {
-    if (!wanted.empty()) {
-        return wanted;
-    }
-    if (!byRule) {
-        return makeStoreError(
-            StoreErrorCode::CannotOpen,
-            "There is no folder for the client's state: the user has no home folder, and neither "
-            "the host nor the environment names one");
-    }
-    return std::move(*byRule);
-}
-
-SqliteStoreOptions storeOptions(const LinuxOptions& options, const Machine& machine, std::string folder) {
-    SqliteStoreOptions store;
-    store.folder = std::move(folder);
-    store.durability = options.durability;
-    store.runLoop = machine.runLoop;
-    store.problemHandler = [sink = machine.logSink](const NSError& problem) {
-        sink->write(describeError(problem));
-    };
-    return store;
-}
 
 std::string withoutSuffix(std::string text, std::string_view suffix) {
     if (text.ends_with(suffix)) {
@@ -134,7 +28,7 @@ std::string withoutSuffix(std::string text, std::string_view suffix) {
 
 /// What the location service knows the host by.
 std::string desktopIdOf(const LinuxOptions& options) {
-    return options.desktopId.empty() ? programName() : withoutSuffix(options.desktopId, ".desktop");
+    return orProgramName(withoutSuffix(options.desktopId, ".desktop"));
 }
 
 std::string busForSystemServices(const LinuxOptions& options) {
@@ -142,14 +36,14 @@ std::string busForSystemServices(const LinuxOptions& options) {
 }
 
 std::string applicationNameOf(const LinuxOptions& options) {
-    return options.applicationName.empty() ? programName() : options.applicationName;
+    return orProgramName(options.applicationName);
 }
 
 /// The application, which is taken through the machine's sleep for as long as the answer is held.
 std::shared_ptr<LinuxApplication> makeApplication(const Machine& machine, const LinuxOptions& options) {
     auto application = makeInThisProcess<LinuxApplication>(LinuxApplication::Surroundings{
         machine.runLoop, machine.clock, machine.logSink,
-        notificationTypesOfUser(defaultConfigFolder(nameOf(options)).value_or("/nonexistent"))});
+        notificationTypesOfUser(defaultConfigFolder(orProgramName(options.name)).value_or("/nonexistent"))});
     const std::string bus = busForSystemServices(options);
     if (bus.empty()) {
         return application;
@@ -193,88 +87,11 @@ void addNotifications(Machine& machine, const LinuxOptions& options) {
 }  // namespace
 
 Machine makeLinuxMachine(const LinuxOptions& options) {
-    const auto runLoop = runLoopOf(options);
-    const auto mainRunLoop = options.mainRunLoop != nullptr ? options.mainRunLoop : runLoop;
-    const std::string caFile = options.caFile.empty() ? caFileOfEnvironment() : options.caFile;
-    LinuxTLSOptions tls;
-    if (!caFile.empty()) {
-        tls.caFile = caFile;
-    }
-
-    Machine machine;
-    machine.endpoints = endpointsOf(options);
-    machine.runLoop = runLoop;
-    machine.mainRunLoop = mainRunLoop;
-    machine.clock = std::make_shared<SystemClock>();
-    machine.logSink = options.logSink != nullptr ? options.logSink : std::make_shared<StandardErrorLogSink>();
-    tellOfGroupWritable(cacheFolderOf(options), *machine.logSink);
-    machine.operationQueues = std::make_shared<ThreadOperationQueueFactory>(machine.logSink);
-    machine.sessions = std::make_shared<MQTTClientSessionFactory>(
-        makeInThisProcess<AsioByteStreamFactory>(std::move(tls), AsioByteStreamTimes{.tcp = options.tcp}),
-        machine.clock, mainRunLoop == runLoop ? nullptr : mainRunLoop.get(), options.session);
-    machine.http = makeInThisProcess<CurlHTTPTransport>(runLoop, withSurroundings({}, caFile));
-    machine.urlSession =
-        makeInThisProcess<CurlURLSession>(runLoop, cacheFolderOf(options) + "/media",
-                                          withSurroundings(mediaOptions(options, machine.endpoints), caFile));
-    machine.files = std::make_shared<PosixFileManager>();
-    machine.strings = std::make_shared<GettextStrings>(options.textDomain);
-    machine.threads = std::make_shared<BoostCallStack>();
-    machine.json = std::make_shared<SimdjsonSerialization>();
-    machine.reachability =
-        makeInThisProcess<NetlinkReachabilityFactory>(runLoop, brokerHostOf(machine.endpoints));
+    Machine machine = makeHeadlessMachine(options);
     machine.locationSource = makeInThisProcess<GeoClueLocationSource>(
-        runLoop, GeoClueOptions{busForSystemServices(options), desktopIdOf(options)});
+        machine.runLoop, GeoClueOptions{busForSystemServices(options), desktopIdOf(options)});
     addNotifications(machine, options);
-    machine.device = std::make_shared<LinuxDevice>();
-    machine.bundle = std::make_shared<HostBundle>(options.shortVersion, options.bundleVersion);
     return machine;
-}
-
-Result<Home> openLinuxHome(const LinuxOptions& options, const Machine& machine) {
-    const std::string name = nameOf(options);
-    const auto stateFolder = folderOr(options.stateFolder, defaultStateFolder(name));
-    if (!stateFolder) {
-        return stateFolder.error();
-    }
-    const auto documents = folderOr(options.documentsFolder, defaultDocumentsFolder(name));
-    if (!documents) {
-        return documents.error();
-    }
-    const auto store = SqliteStore::open(storeOptions(options, machine, stateFolder.value()));
-    if (!store) {
-        return store.error();
-    }
-    tellOfGroupWritable(stateFolder.value(), *machine.logSink);
-    const auto defaults = SqliteUserDefaults::load(store.value());
-    if (!defaults) {
-        return defaults.error();
-    }
-    const auto memory = SqliteSessionMemory::load(store.value());
-    if (!memory) {
-        return memory.error();
-    }
-    if (const auto made = makeStoreFolder(documents.value()); !made) {
-        // Without it only crash reports fail.
-        machine.logSink->write(describeError(made.error()));
-    }
-    Home home;
-    home.defaults = defaults.value();
-    home.sessionMemory = memory.value();
-    home.notificationCenter = std::make_shared<NSNotificationCenter>();
-    home.documentsDirectory = documents.value();
-    if (const auto* application = dynamic_cast<LinuxApplication*>(machine.application.get());
-        application != nullptr && application->pushTokenSource() != nullptr) {
-        application->pushTokenSource()->attachStore(home.defaults);
-    }
-    return home;
-}
-
-LinuxApplication& linuxApplicationOf(const Machine& machine) {
-    auto* application = dynamic_cast<LinuxApplication*>(machine.application.get());
-    if (application == nullptr) {
-        throw std::logic_error("the machine's application is not this platform's");
-    }
-    return *application;
 }
 
 }  // namespace xel

@@ -70,6 +70,17 @@ TEST_P(ClientRoad, RegistersConnectsSubscribesAndReceives) {
     EXPECT_TRUE(client.log->contains("Ignore expired message 1970-01-01 00:00:01 +0000"));
 }
 
+TEST_P(ClientRoad, IsTheSameForAHostWithoutABus) {
+    auto wanted = options();
+    wanted.makeMachine = makeHeadlessMachine;
+    LiveClient client(sandbox_.info(), wanted);
+    client.registerUser();
+    ASSERT_TRUE(client.runUntilState("Connected"));
+    sendMessage(sandbox_.info(), {{"user", "alice01"}, {"body", "your order"}, {"id", "m1"}});
+    ASSERT_TRUE(client.runUntilMessages(1));
+    EXPECT_EQ(client.messages.front().messageBody, "your order");
+}
+
 TEST_P(ClientRoad, ReportsAWrongPasswordOnceAndDoesNotTryAgain) {
     auto wanted = options();
     wanted.brokerPassword = "not the password";

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "XelPushClient/Linux/Application/LinuxApplication.h"
-#include "XelPushClient/Linux/Desktop/NotificationAttachments.h"
+#include "XelPushClient/Linux/Application/NotificationAttachments.h"
 #include "XelPushClient/Linux/Desktop/NotificationServer.h"
 #include "XelPushClient/Linux/Desktop/NotifyCall.h"
 

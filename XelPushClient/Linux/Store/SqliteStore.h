@@ -8,18 +8,13 @@
 #include <string>
 
 #include "XelPushClient/Foundation/Result.h"
+#include "XelPushClient/Platform/Durability.h"
 
 struct sqlite3;
 
 namespace xel {
 
 class NSRunLoop;
-
-/// What a turn's commit survives.
-enum class Durability {
-    ProcessKill,  ///< a killed process; no file sync, the default
-    PowerCut      ///< a power cut too: one file sync a turn, on the store's own thread
-};
 
 struct SqliteStoreOptions {
     /// The folder, made with mode 0700 when it is missing: for a service, one below the XDG state folder.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 #include <vector>
 
 #include <pwd.h>
@@ -68,6 +69,10 @@ std::string programName() {
     std::string name(program_invocation_short_name);
     name.erase(std::remove(name.begin(), name.end(), '/'), name.end());
     return name.empty() || name.front() == '.' ? "default" : name;
+}
+
+std::string orProgramName(std::string wanted) {
+    return wanted.empty() ? programName() : std::move(wanted);
 }
 
 }  // namespace xel

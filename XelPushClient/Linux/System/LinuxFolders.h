@@ -16,5 +16,7 @@ namespace xel {
 
 /// The running program's name, fit to name a folder.
 [[nodiscard]] std::string programName();
+/// The name that was asked for, or the program's when that is empty.
+[[nodiscard]] std::string orProgramName(std::string wanted);
 
 }  // namespace xel

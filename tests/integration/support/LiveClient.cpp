@@ -70,7 +70,7 @@ LiveClient::LiveClient(const sandbox::SandboxInfo& info, LiveClientOptions optio
     endpoints.kBrokerLocalPort = info.mqttPort;
     endpoints.kBrokerLocalSSLPort = info.mqttTlsPort;
     endpoints.kLoopBackLocalSSLAddress = info.restUrl;
-    Machine machine = makeLinuxMachine(linuxOptions);
+    Machine machine = options_.makeMachine(linuxOptions);
     auto home = openLinuxHome(linuxOptions, machine);
     if (!home) {
         throw std::runtime_error(home.error().localizedDescription());

@@ -41,6 +41,8 @@ struct LiveClientOptions {
     /// The bus on which logind is; empty: none.
     std::string systemBus;
     MQTTSessionOptions session{};
+    /// What the host stands on: with or without what needs a bus.
+    Machine (*makeMachine)(const LinuxOptions&) = makeLinuxMachine;
 };
 
 /// A host: the shipped client on the Linux platform against a running service, and everything it was told.

@@ -1,10 +1,15 @@
-// A host outside the tree: makes a client and asks it for something, without a network.
+// A host outside the tree: makes a client and asks it for something, without a network. HEADLESS makes it one
+// that links the platform without a bus.
 
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
+#ifdef HEADLESS
+#include <XelPushClient/Linux/Headless/HeadlessPlatform.h>
+#else
 #include <XelPushClient/Linux/LinuxPlatform.h>
+#endif
 #include <XelPushClient/XelPushClient.h>
 
 int main() {
@@ -15,7 +20,11 @@ int main() {
     xel::LinuxOptions options;
     options.stateFolder = std::string(folder) + "/state";
     options.documentsFolder = std::string(folder) + "/documents";
+#ifdef HEADLESS
+    const auto machine = xel::makeHeadlessMachine(options);
+#else
     const auto machine = xel::makeLinuxMachine(options);
+#endif
     auto home = xel::openLinuxHome(options, machine);
     if (!home) {
         std::fprintf(stderr, "%s\n", home.error().localizedDescription().c_str());

@@ -34,23 +34,35 @@ protected:
 };
 
 TEST_F(LinuxPlatformTest, SetsEveryPort) {
-    const Machine machine = makeLinuxMachine(options_);
-    EXPECT_EQ(machine.runLoop, options_.runLoop);
-    EXPECT_EQ(machine.mainRunLoop, options_.runLoop) << "broadcasts need a loop that runs";
-    EXPECT_NE(machine.clock, nullptr);
-    EXPECT_EQ(machine.logSink, log_);
-    EXPECT_NE(machine.operationQueues, nullptr);
-    EXPECT_NE(machine.sessions, nullptr);
-    EXPECT_NE(machine.http, nullptr);
-    EXPECT_NE(machine.json, nullptr);
-    EXPECT_NE(machine.reachability, nullptr);
-    EXPECT_NE(machine.notificationCenter, nullptr);
-    EXPECT_NE(machine.locationSource, nullptr);
-    EXPECT_NE(machine.device, nullptr);
-    ASSERT_NE(machine.bundle, nullptr);
-    EXPECT_EQ(machine.bundle->shortVersionString(), "1.0");
-    EXPECT_EQ(machine.bundle->bundleVersion(), "1");
-    EXPECT_EQ(linuxApplicationOf(machine).applicationState(), UIApplicationState::Active);
+    for (const Machine& machine : {makeLinuxMachine(options_), makeHeadlessMachine(options_)}) {
+        EXPECT_EQ(machine.runLoop, options_.runLoop);
+        EXPECT_EQ(machine.mainRunLoop, options_.runLoop) << "broadcasts need a loop that runs";
+        EXPECT_NE(machine.clock, nullptr);
+        EXPECT_EQ(machine.logSink, log_);
+        EXPECT_NE(machine.operationQueues, nullptr);
+        EXPECT_NE(machine.sessions, nullptr);
+        EXPECT_NE(machine.http, nullptr);
+        EXPECT_NE(machine.urlSession, nullptr);
+        EXPECT_NE(machine.json, nullptr);
+        EXPECT_NE(machine.files, nullptr);
+        EXPECT_NE(machine.strings, nullptr);
+        EXPECT_NE(machine.threads, nullptr);
+        EXPECT_NE(machine.reachability, nullptr);
+        EXPECT_NE(machine.notificationCenter, nullptr);
+        EXPECT_NE(machine.locationSource, nullptr);
+        EXPECT_NE(machine.device, nullptr);
+        ASSERT_NE(machine.bundle, nullptr);
+        EXPECT_EQ(machine.bundle->shortVersionString(), "1.0");
+        EXPECT_EQ(machine.bundle->bundleVersion(), "1");
+        EXPECT_EQ(linuxApplicationOf(machine).applicationState(), UIApplicationState::Active);
+    }
+}
+
+TEST_F(LinuxPlatformTest, OfAHeadlessMachineAllowsNoNotification) {
+    const Machine machine = makeHeadlessMachine(options_);
+    const LinuxApplication& application = linuxApplicationOf(machine);
+    EXPECT_EQ(application.allowedNotificationTypes(), 0U);
+    EXPECT_EQ(application.pushTokenSource(), nullptr);
 }
 
 TEST_F(LinuxPlatformTest, TakesTheHostsContext) {

@@ -6,7 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "XelPushClient/Linux/Desktop/NotificationAttachments.h"
+#include "XelPushClient/Linux/Application/NotificationAttachments.h"
 #include "tests/contract/Store/TemporaryFolder.h"
 
 namespace xel {

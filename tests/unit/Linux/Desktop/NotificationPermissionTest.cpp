@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "XelPushClient/Linux/Application/NotificationPermission.h"
+#include "XelPushClient/Linux/Desktop/NotificationPermission.h"
 #include "tests/contract/Store/TemporaryFolder.h"
 
 namespace xel {

@@ -1,4 +1,4 @@
-#include "XelPushClient/Linux/Desktop/NotificationAttachments.h"
+#include "XelPushClient/Linux/Application/NotificationAttachments.h"
 
 #include <cerrno>
 #include <system_error>

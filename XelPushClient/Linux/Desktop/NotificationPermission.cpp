@@ -1,4 +1,4 @@
-#include "XelPushClient/Linux/Application/NotificationPermission.h"
+#include "XelPushClient/Linux/Desktop/NotificationPermission.h"
 
 #include <fstream>
 #include <map>

@@ -1,0 +1,209 @@
+#include "XelPushClient/Linux/Headless/HeadlessPlatform.h"
+
+#include <cstdint>
+#include <stdexcept>
+#include <utility>
+
+#include "XelPushClient/Classes/Core/ServiceAddresses.h"
+#include "XelPushClient/Foundation/FormattedText.h"
+#include "XelPushClient/Linux/Application/LinuxApplication.h"
+#include "XelPushClient/Linux/HTTP/CurlHTTPTransport.h"
+#include "XelPushClient/Linux/HTTP/CurlURLSession.h"
+#include "XelPushClient/Linux/HTTP/MediaReach.h"
+#include "XelPushClient/Linux/Headless/AbsentDesktop.h"
+#include "XelPushClient/Linux/Log/StandardErrorLogSink.h"
+#include "XelPushClient/Linux/Loop/AsioRunLoop.h"
+#include "XelPushClient/Linux/Network/NetlinkReachability.h"
+#include "XelPushClient/Linux/Network/NetworkState.h"
+#include "XelPushClient/Linux/Process/BoostCallStack.h"
+#include "XelPushClient/Linux/Process/EnvironmentSettings.h"
+#include "XelPushClient/Linux/Process/ForkedChildren.h"
+#include "XelPushClient/Linux/Process/ThreadOperationQueue.h"
+#include "XelPushClient/Linux/Store/PosixFileManager.h"
+#include "XelPushClient/Linux/Store/SqliteSessionMemory.h"
+#include "XelPushClient/Linux/Store/SqliteUserDefaults.h"
+#include "XelPushClient/Linux/Store/StoreError.h"
+#include "XelPushClient/Linux/Store/StoreFolder.h"
+#include "XelPushClient/Linux/Stream/AsioByteStream.h"
+#include "XelPushClient/Linux/System/GettextStrings.h"
+#include "XelPushClient/Linux/System/HostBundle.h"
+#include "XelPushClient/Linux/System/LinuxDevice.h"
+#include "XelPushClient/Linux/System/LinuxFolders.h"
+#include "XelPushClient/Linux/System/SimdjsonSerialization.h"
+#include "XelPushClient/Linux/System/SystemClock.h"
+#include "XelPushClient/MQTTSDK/MQTTClientSessionFactory.h"
+
+namespace xel {
+
+namespace {
+
+constexpr std::uint32_t kNoNotificationTypes = 0;
+
+std::shared_ptr<AsioRunLoop> runLoopOf(const LinuxOptions& options) {
+    if (options.runLoop != nullptr) {
+        return options.runLoop;
+    }
+    return options.hostContext != nullptr ? std::make_shared<AsioRunLoop>(*options.hostContext)
+                                          : sharedMainRunLoop();
+}
+
+Endpoints endpointsOf(const LinuxOptions& options) {
+    if (options.endpoints) {
+        return *options.endpoints;
+    }
+    auto endpoints = endpointsOfEnvironment();
+    if (!endpoints) {
+        throw std::runtime_error(endpoints.error().localizedDescription());
+    }
+    return std::move(endpoints).value();
+}
+
+BrokerHostQuery brokerHostOf(const Endpoints& endpoints) {
+    return [production = endpoints.kBrokerAddress, sandbox = endpoints.kBrokerLocalAddress] {
+        return isDevelopment() ? sandbox : production;
+    };
+}
+
+CurlHTTPOptions withSurroundings(CurlHTTPOptions options, const std::string& caFile) {
+    options.caFile = caFile;
+    options.isOnline = [] { return readDefaultRoute().has_value(); };
+    return options;
+}
+
+CurlHTTPOptions mediaOptions(const LinuxOptions& options, const Endpoints& endpoints) {
+    CurlHTTPOptions media = downloadOptions();
+    media.mayReach = networksOfService(endpoints);
+    if (options.mediaFromAnyNetwork) {
+        media.mayReach = [](NetworkKind) { return true; };
+    }
+    return media;
+}
+
+/// Without a folder every download fails, and nothing else does.
+std::string cacheFolderOf(const LinuxOptions& options) {
+    return !options.cacheFolder.empty()
+               ? options.cacheFolder
+               : defaultCacheFolder(orProgramName(options.name)).value_or("/nonexistent");
+}
+
+/// A user's group is often his alone, so this is no reason to refuse the folder.
+void tellOfGroupWritable(const std::string& folder, LogSink& log) {
+    if (isGroupWritable(folder)) {
+        log.write("the folder " + folder +
+                  " may be written to by its group (chmod g-w takes that right away)");
+    }
+}
+
+Result<std::string> folderOr(const std::string& wanted, std::optional<std::string> byRule) {
+    if (!wanted.empty()) {
+        return wanted;
+    }
+    if (!byRule) {
+        return makeStoreError(
+            StoreErrorCode::CannotOpen,
+            "There is no folder for the client's state: the user has no home folder, and neither "
+            "the host nor the environment names one");
+    }
+    return std::move(*byRule);
+}
+
+SqliteStoreOptions storeOptions(const LinuxOptions& options, const Machine& machine, std::string folder) {
+    SqliteStoreOptions store;
+    store.folder = std::move(folder);
+    store.durability = options.durability;
+    store.runLoop = machine.runLoop;
+    store.problemHandler = [sink = machine.logSink](const NSError& problem) {
+        sink->write(describeError(problem));
+    };
+    return store;
+}
+
+}  // namespace
+
+Machine makeHeadlessMachine(const LinuxOptions& options) {
+    const auto runLoop = runLoopOf(options);
+    const auto mainRunLoop = options.mainRunLoop != nullptr ? options.mainRunLoop : runLoop;
+    const std::string caFile = options.caFile.empty() ? caFileOfEnvironment() : options.caFile;
+    LinuxTLSOptions tls;
+    if (!caFile.empty()) {
+        tls.caFile = caFile;
+    }
+
+    Machine machine;
+    machine.endpoints = endpointsOf(options);
+    machine.runLoop = runLoop;
+    machine.mainRunLoop = mainRunLoop;
+    machine.clock = std::make_shared<SystemClock>();
+    machine.logSink = options.logSink != nullptr ? options.logSink : std::make_shared<StandardErrorLogSink>();
+    tellOfGroupWritable(cacheFolderOf(options), *machine.logSink);
+    machine.operationQueues = std::make_shared<ThreadOperationQueueFactory>(machine.logSink);
+    machine.sessions = std::make_shared<MQTTClientSessionFactory>(
+        makeInThisProcess<AsioByteStreamFactory>(std::move(tls), AsioByteStreamTimes{.tcp = options.tcp}),
+        machine.clock, mainRunLoop == runLoop ? nullptr : mainRunLoop.get(), options.session);
+    machine.http = makeInThisProcess<CurlHTTPTransport>(runLoop, withSurroundings({}, caFile));
+    machine.urlSession =
+        makeInThisProcess<CurlURLSession>(runLoop, cacheFolderOf(options) + "/media",
+                                          withSurroundings(mediaOptions(options, machine.endpoints), caFile));
+    machine.files = std::make_shared<PosixFileManager>();
+    machine.strings = std::make_shared<GettextStrings>(options.textDomain);
+    machine.threads = std::make_shared<BoostCallStack>();
+    machine.json = std::make_shared<SimdjsonSerialization>();
+    machine.reachability =
+        makeInThisProcess<NetlinkReachabilityFactory>(runLoop, brokerHostOf(machine.endpoints));
+    machine.locationSource = std::make_shared<AbsentLocationSource>(runLoop);
+    machine.notificationCenter = std::make_shared<AbsentNotificationCenter>(runLoop);
+    machine.application = makeInThisProcess<LinuxApplication>(
+        LinuxApplication::Surroundings{runLoop, machine.clock, machine.logSink, kNoNotificationTypes});
+    machine.device = std::make_shared<LinuxDevice>();
+    machine.bundle = std::make_shared<HostBundle>(options.shortVersion, options.bundleVersion);
+    return machine;
+}
+
+Result<Home> openLinuxHome(const LinuxOptions& options, const Machine& machine) {
+    const std::string name = orProgramName(options.name);
+    const auto stateFolder = folderOr(options.stateFolder, defaultStateFolder(name));
+    if (!stateFolder) {
+        return stateFolder.error();
+    }
+    const auto documents = folderOr(options.documentsFolder, defaultDocumentsFolder(name));
+    if (!documents) {
+        return documents.error();
+    }
+    const auto store = SqliteStore::open(storeOptions(options, machine, stateFolder.value()));
+    if (!store) {
+        return store.error();
+    }
+    tellOfGroupWritable(stateFolder.value(), *machine.logSink);
+    const auto defaults = SqliteUserDefaults::load(store.value());
+    if (!defaults) {
+        return defaults.error();
+    }
+    const auto memory = SqliteSessionMemory::load(store.value());
+    if (!memory) {
+        return memory.error();
+    }
+    if (const auto made = makeStoreFolder(documents.value()); !made) {
+        // Without it only crash reports fail.
+        machine.logSink->write(describeError(made.error()));
+    }
+    Home home;
+    home.defaults = defaults.value();
+    home.sessionMemory = memory.value();
+    home.notificationCenter = std::make_shared<NSNotificationCenter>();
+    home.documentsDirectory = documents.value();
+    if (const auto* application = dynamic_cast<LinuxApplication*>(machine.application.get());
+        application != nullptr && application->pushTokenSource() != nullptr) {
+        application->pushTokenSource()->attachStore(home.defaults);
+    }
+    return home;
+}
+
+LinuxApplication& linuxApplicationOf(const Machine& machine) {
+    auto* application = dynamic_cast<LinuxApplication*>(machine.application.get());
+    if (application == nullptr) {
+        throw std::logic_error("the machine's application is not this platform's");
+    }
+    return *application;
+}
+
+}  // namespace xel
