@@ -13,7 +13,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kPatience = 5s;
+constexpr auto kAnswerTime = 5s;
 constexpr auto kMoment = 1s;
 constexpr std::uint16_t kPacketId = 1;
 constexpr int kQoS = 1;
@@ -47,7 +47,7 @@ SubscribeOutcome watchSubscribe(ProbeConnection& connection, std::span<const std
         return outcome;
     }
     const ProbePacket answer =
-        connection.write(packet) ? readAnswer(connection, kPatience) : ProbePacket{ProbeReading::End};
+        connection.write(packet) ? readAnswer(connection, kAnswerTime) : ProbePacket{ProbeReading::End};
     outcome.isEnded = answer.reading == ProbeReading::End;
     outcome.isAnswered = answer.reading == ProbeReading::Packet && answer.type == MQTTPacketType::Suback &&
                          answer.returnCodes.size() == topics.size();

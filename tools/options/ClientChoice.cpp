@@ -11,7 +11,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kPatience = 30s;
+constexpr auto kUsualTimeout = 30s;
 
 }  // namespace
 
@@ -29,7 +29,7 @@ void addClientOptions(CLI::App& command, ClientChoice& choice) {
 
 void addActionOptions(CLI::App& command, ClientChoice& choice) {
     addClientOptions(command, choice);
-    choice.timeout = kPatience;
+    choice.timeout = kUsualTimeout;
     addDurationOption(command, "--timeout", choice.timeout, "Give up after so long, with exit code 3 or 5")
         ->default_str("30s");
 }

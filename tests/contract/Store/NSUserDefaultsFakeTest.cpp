@@ -4,7 +4,7 @@
 namespace xel::contract {
 namespace {
 
-class InMemorySubject {
+class InMemoryDefaults {
 public:
     std::shared_ptr<NSUserDefaults> open() {
         auto opened = InMemoryUserDefaults::open(disk_);
@@ -19,6 +19,6 @@ private:
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, NSUserDefaultsContract, InMemorySubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, NSUserDefaultsContract, InMemoryDefaults);
 
 }  // namespace xel::contract

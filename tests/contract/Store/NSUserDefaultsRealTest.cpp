@@ -8,7 +8,7 @@
 namespace xel::contract {
 namespace {
 
-class SqliteSubject {
+class SqliteDefaults {
 public:
     std::shared_ptr<NSUserDefaults> open() { return home_.openDefaults(); }
     bool runUntil(const std::function<bool()>& done) { return done(); }
@@ -19,7 +19,7 @@ private:
 };
 
 /// Turns that survive a power cut, which are answered later on the run loop.
-class SyncingSqliteSubject {
+class SyncingSqliteDefaults {
 public:
     std::shared_ptr<NSUserDefaults> open() {
         auto options = home_.options();
@@ -45,7 +45,7 @@ private:
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Sqlite, NSUserDefaultsContract, SqliteSubject);
-INSTANTIATE_TYPED_TEST_SUITE_P(SqliteSurvivingPowerCuts, NSUserDefaultsContract, SyncingSqliteSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Sqlite, NSUserDefaultsContract, SqliteDefaults);
+INSTANTIATE_TYPED_TEST_SUITE_P(SqliteSurvivingPowerCuts, NSUserDefaultsContract, SyncingSqliteDefaults);
 
 }  // namespace xel::contract

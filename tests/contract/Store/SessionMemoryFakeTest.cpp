@@ -5,7 +5,7 @@ namespace xel::contract {
 namespace {
 
 template <bool kStoresRemovalsLate>
-class InMemorySubject {
+class InMemorySessions {
 public:
     std::shared_ptr<SessionMemory> open() {
         auto memory = std::make_shared<InMemorySessionMemory>(disk_);
@@ -20,8 +20,8 @@ private:
 
 }  // namespace
 
-using PromptInMemory = InMemorySubject<false>;
-using LateInMemory = InMemorySubject<true>;
+using PromptInMemory = InMemorySessions<false>;
+using LateInMemory = InMemorySessions<true>;
 INSTANTIATE_TYPED_TEST_SUITE_P(InMemoryStoringAtOnce, SessionMemoryContract, PromptInMemory);
 INSTANTIATE_TYPED_TEST_SUITE_P(InMemoryStoringLate, SessionMemoryContract, LateInMemory);
 

@@ -4,7 +4,7 @@
 namespace xel::contract {
 namespace {
 
-class SqliteSubject {
+class SqliteSessions {
 public:
     std::shared_ptr<SessionMemory> open() { return home_.openMemory(); }
     void setFailingCommits(bool isFailing) { home_.setFailingCommits(isFailing); }
@@ -15,6 +15,6 @@ private:
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Sqlite, SessionMemoryContract, SqliteSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Sqlite, SessionMemoryContract, SqliteSessions);
 
 }  // namespace xel::contract

@@ -8,13 +8,13 @@
 namespace xel {
 namespace {
 
-struct Row {
+struct CleanText {
     std::string plain;
     std::string expected;
 };
 
 TEST(DBusText, IsCleanUTF8) {
-    const std::vector<Row> table = {
+    const std::vector<CleanText> table = {
         {"", ""},
         {"Gr\u00FC\u00DFe \U0001F408", "Gr\u00FC\u00DFe \U0001F408"},
         {"two\nlines\tand a tab", "two\nlines\tand a tab"},
@@ -30,7 +30,7 @@ TEST(DBusText, IsCleanUTF8) {
 }
 
 TEST(DBusText, IsCutBetweenCharacters) {
-    const std::vector<Row> table = {
+    const std::vector<CleanText> table = {
         {"12345", "12345"},
         {"123456", "12345\u2026"},
         {"\U0001F408\U0001F408\U0001F408\U0001F408\U0001F408",
