@@ -12,7 +12,7 @@
 #include "XelPushClient/Classes/Core/EventFanout.h"
 #include "XelPushClient/Classes/Core/LastFailure.h"
 #include "XelPushClient/Classes/Device/DeviceDescription.h"
-#include "XelPushClient/Classes/GeoLocation/CoreGeoLocation.h"
+#include "XelPushClient/Classes/GeoLocation/GeoLocation.h"
 #include "XelPushClient/Classes/Messaging/InboundTraffic.h"
 #include "XelPushClient/Classes/Messaging/LocationReports.h"
 #include "XelPushClient/Classes/Messaging/MessageDelivery.h"
@@ -88,7 +88,7 @@ struct ClientRooms {
     SubscriptionAnswers subscriptionAnswers;
     Subscriptions subscriptions;
     MessageIds messageIds;
-    CoreGeoLocation location;
+    GeoLocation location;
     RemoteConfiguration remoteConfiguration;
     Publisher publisher;
     PushTokens tokens;

@@ -11,19 +11,26 @@
 
 #include "XelPushClient/Classes/ClientEntrance.h"
 #include "XelPushClient/Classes/Core/ConnectionState.h"
-#include "XelPushClient/Classes/Core/DelegateList.h"
+#include "XelPushClient/Classes/Core/DelegateOperations.h"
 #include "XelPushClient/Classes/Core/HandlerBlocks.h"
 #include "XelPushClient/Classes/Core/PushClientConstants.h"
-#include "XelPushClient/Classes/GeoLocation/CoreGeoLocation.h"
-#include "XelPushClient/Classes/Messaging/LocationReports.h"
-#include "XelPushClient/Classes/Messaging/Publisher.h"
-#include "XelPushClient/Classes/Notifications/RichNotificationHandlers.h"
-#include "XelPushClient/Classes/Registration/CrashReportOptions.h"
-#include "XelPushClient/Classes/Topics/Subscriptions.h"
-#include "XelPushClient/Platform/Home.h"
-#include "XelPushClient/Platform/Machine.h"
+#include "XelPushClient/Classes/Core/PushClientManagerDelegate.h"
+#include "XelPushClient/Classes/Models/OperationOptions.h"
+#include "XelPushClient/Classes/Models/PushClientMessage.h"
+#include "XelPushClient/Foundation/NSNotificationCenter.h"
+#include "XelPushClient/Foundation/Value.h"
+#include "XelPushClient/Platform/CLLocation.h"
+#include "XelPushClient/Platform/TopicTable.h"
+#include "XelPushClient/Platform/UIApplication.h"
+#include "XelPushClient/Platform/UNUserNotificationCenter.h"
 
 namespace xel {
+
+class CoreGeoLocation;
+class LBRESTAdapter;
+class MQTTSession;
+struct Home;
+struct Machine;
 
 /// The client of the push service: registers the device's installation, keeps one connection to the broker,
 /// and turns what arrives into callbacks.
@@ -111,7 +118,7 @@ public:
         addDelegate(std::move(delegate), operationsOverriddenBy<D>());
     }
     /// For hosts that decide at run time which operations a delegate responds to.
-    void addDelegate(DelegateList::Delegate delegate, DelegateOperations operations);
+    void addDelegate(std::shared_ptr<PushClientManagerDelegate> delegate, DelegateOperations operations);
     void removeDelegate(const std::shared_ptr<PushClientManagerDelegate>& delegate);
     void removeAllDelegates();
     /// Sets the primary delegate, held weakly, and appends it; the previous one stays in the list. Null
@@ -121,7 +128,7 @@ public:
         setDelegate(std::move(delegate), operationsOverriddenBy<D>());
     }
     void setDelegate(std::nullptr_t) { setDelegate(nullptr, DelegateOperations()); }
-    void setDelegate(DelegateList::Delegate delegate, DelegateOperations operations);
+    void setDelegate(std::shared_ptr<PushClientManagerDelegate> delegate, DelegateOperations operations);
     [[nodiscard]] std::shared_ptr<PushClientManagerDelegate> delegate() const;
     [[nodiscard]] std::vector<std::shared_ptr<PushClientManagerDelegate>> delegates() const;
 

@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "XelPushClient/MQTTSDK/MQTTClientSessionFactory.h"
+#include "XelPushClient/Platform/Home.h"
 #include "XelPushClient/Testing/InMemorySessionMemory.h"
 #include "XelPushClient/Testing/InMemoryUserDefaults.h"
 #include "XelPushClient/Testing/PlaceholderPorts.h"

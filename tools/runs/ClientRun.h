@@ -9,6 +9,7 @@
 #include <boost/asio/signal_set.hpp>
 
 #include "XelPushClient/Linux/Loop/AsioRunLoop.h"
+#include "XelPushClient/Platform/Home.h"
 #include "XelPushClient/XelPushClient.h"
 #include "tools/options/ClientChoice.h"
 #include "tools/output/ExitCode.h"

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "XelPushClient/Platform/NSUserDefaults.h"
 #include "tools/runs/ClientRun.h"
 
 namespace xel::tools {

@@ -1,20 +1,11 @@
 #pragma once
 
 #include <memory>
-#include <stdexcept>
 #include <vector>
 
 #include "XelPushClient/Classes/Core/DelegateOperations.h"
 
 namespace xel {
-
-/// Thrown when the delegate list is changed while it is being walked; the list is as it was.
-class DelegateListChangedError : public std::logic_error {
-public:
-    DelegateListChangedError()
-        : std::logic_error(
-              "the delegate list cannot be changed from inside a delegate's callback; post the change") {}
-};
 
 /// The host's delegates, in order, each once, held strongly, and the primary one, held weakly. While it is
 /// walked a call that would change it throws `DelegateListChangedError`; one that would change nothing does

@@ -30,7 +30,7 @@ void EventFanout::postOnMainRunLoop(std::string_view name, MakeInfo makeInfo) {
 
 void EventFanout::end() {
     delegates.end();
-    blocks = HandlerBlocks();
+    blocks = HandlerSlots();
     life_.reset();
 }
 

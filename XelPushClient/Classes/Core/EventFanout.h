@@ -5,7 +5,7 @@
 #include <string>
 
 #include "XelPushClient/Classes/Core/DelegateList.h"
-#include "XelPushClient/Classes/Core/HandlerBlocks.h"
+#include "XelPushClient/Classes/Core/HandlerSlots.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
 #include "XelPushClient/Foundation/NSNotificationCenter.h"
 #include "XelPushClient/Platform/NSRunLoop.h"
@@ -30,7 +30,7 @@ public:
     explicit EventFanout(Surroundings surroundings);
 
     DelegateList delegates;
-    HandlerBlocks blocks;
+    HandlerSlots blocks;
 
     /// The client has ended: nothing more is reported, also to those who would have heard next of what is
     /// being reported.

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 
 #include "XelPushClient/Foundation/NSError.h"
 #include "XelPushClient/Platform/PushClientServerReachability.h"
+#include "XelPushClient/Platform/UNNotificationContent.h"
 
 namespace xel {
 
@@ -28,40 +28,14 @@ using PushClientVerificationHandlerBlock =
 using PushClientVerifyUserCodeHandlerBlock =
     std::function<void(bool verified, const std::optional<NSError>& error)>;
 
-/// Holds one handler block so that it may be replaced, by itself too, while it runs.
-template <class Block>
-class HandlerSlot {
-public:
-    HandlerSlot& operator=(Block block) {
-        block_ = block ? std::make_shared<const Block>(std::move(block)) : nullptr;
-        return *this;
-    }
+// What the operations on rich notifications call back.
 
-    explicit operator bool() const { return block_ != nullptr; }
-
-    template <class... Arguments>
-    void callIfSet(const Arguments&... arguments) const {
-        if (const auto running = block_) {
-            (*running)(arguments...);
-        }
-    }
-
-private:
-    std::shared_ptr<const Block> block_;
-};
-
-/// All handler blocks; an empty one is not called.
-struct HandlerBlocks {
-    HandlerSlot<PushClientMessageHandlerBlock> messageHandler;
-    /// When set, the host shows its own notifications and the client shows none.
-    HandlerSlot<PushClientMessageUILocalNotificationHandlerBlock> messageUILocalNotificationHandler;
-    /// Kept for hosts; the client never calls it.
-    HandlerSlot<PushClientMessageDeliveredHandlerBlock> messageDeliveredHandler;
-    HandlerSlot<PushClientRegistrationHandlerBlock> registrationHandler;
-    HandlerSlot<PushClientServerConnectionStateHandlerBlock> serverConnectionStateHandler;
-    HandlerSlot<PushClientServerReachabilityCallBackBlock> serverReachabilityHandler;
-    HandlerSlot<PushClientVerificationHandlerBlock> verificationHandler;
-    HandlerSlot<PushClientVerifyUserCodeHandlerBlock> verifiyUserCodeHandler;
-};
+/// Takes the path of a downloaded file; missing when there is none.
+using MediaFileHandler = std::function<void(const std::optional<std::string>& file)>;
+/// Takes an attachment; missing when there is none.
+using NotificationAttachmentHandler =
+    std::function<void(const std::optional<UNNotificationAttachment>& attachment)>;
+/// Takes the content that is to be shown.
+using NotificationContentHandler = std::function<void(const UNNotificationContent& content)>;
 
 }  // namespace xel

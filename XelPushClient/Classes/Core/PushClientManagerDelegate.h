@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <stdexcept>
 #include <string>
 
 #include "XelPushClient/Classes/Models/DeliveryMessage.h"
@@ -55,6 +56,14 @@ public:
     virtual void userNotificationCenterDidReceiveNotificationResponse(
         UNUserNotificationCenter& /*center*/, const UNNotificationResponse& /*response*/,
         const std::function<void()>& /*completion*/) {}
+};
+
+/// Thrown when the delegate list is changed while it is being walked; the list is as it was.
+class DelegateListChangedError : public std::logic_error {
+public:
+    DelegateListChangedError()
+        : std::logic_error(
+              "the delegate list cannot be changed from inside a delegate's callback; post the change") {}
 };
 
 }  // namespace xel

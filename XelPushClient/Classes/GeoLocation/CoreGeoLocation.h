@@ -2,30 +2,20 @@
 
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string_view>
 #include <vector>
 
-#include "XelPushClient/Classes/Core/ClientLife.h"
-#include "XelPushClient/Classes/Core/ClientOwner.h"
-#include "XelPushClient/Classes/Core/TVRLog.h"
-#include "XelPushClient/Classes/GeoLocation/MonitoredRegions.h"
-#include "XelPushClient/Classes/GeoLocation/SingleLocationRequests.h"
-#include "XelPushClient/Classes/GeoLocation/TrackingSession.h"
-#include "XelPushClient/Platform/Machine.h"
+#include "XelPushClient/Foundation/Result.h"
+#include "XelPushClient/Foundation/Value.h"
+#include "XelPushClient/Platform/CLLocation.h"
 
 namespace xel {
 
-/// Hears what the positions amount to. On the manager's run loop; calling back in is allowed.
-class GeoLocationObserver {
-public:
-    virtual ~GeoLocationObserver() = default;
-    /// `message` is the region's own for that crossing; null when it has none.
-    virtual void regionWasCrossed(const CLCircularRegion& region, RegionCrossing crossing,
-                                  const Value& message) = 0;
-    /// The tracking session has a new position.
-    virtual void positionWasTracked(const CLLocation& location) = 0;
+enum class TrackingMeState {
+    kStopped = 0,   ///< there is no session, or it was not resumed since the launch
+    kExpired = 1,   ///< the session's time is over and it was not stopped yet
+    kTracking = 2,  ///< the session runs
 };
 
 /// Where the device is: one fix, a tracking session with an end, and circular regions that are entered and
@@ -39,28 +29,21 @@ public:
 /// inside the request.
 class CoreGeoLocation {
 public:
-    using SingleLocationCompletion = SingleLocationRequests::Completion;
+    using SingleLocationCompletion = std::function<void(const Result<CLLocation>& location)>;
 
-    struct Surroundings {
-        const ClientLife& life;
-        const Machine& machine;
-        NSUserDefaults& defaults;
-        const LogOutput& log;
-        GeoLocationObserver& observer;
-    };
-
-    explicit CoreGeoLocation(Surroundings surroundings);
     CoreGeoLocation(const CoreGeoLocation&) = delete;
     CoreGeoLocation& operator=(const CoreGeoLocation&) = delete;
-    ~CoreGeoLocation();
 
     // ---- Regions.
 
-    [[nodiscard]] std::optional<CLCircularRegion> getRegionWithIdentifier(std::string_view identifier) const;
-    [[nodiscard]] std::vector<CLCircularRegion> monitoredRegions() const;
+    [[nodiscard]] virtual std::optional<CLCircularRegion> getRegionWithIdentifier(
+        std::string_view identifier) const = 0;
+    [[nodiscard]] virtual std::vector<CLCircularRegion> monitoredRegions() const = 0;
 
-    /// Watches a region, in place of the one of the same identifier. How its border is decided is told at
-    /// `MonitoredRegion`: the first fix only tells on which side the device is.
+    /// Watches a region, in place of the one of the same identifier. A device is in when it comes as near
+    /// as the radius, and out when it is further away than the radius and a margin: the fix's accuracy, a
+    /// tenth of the radius or 20 m, whichever is the most. The first fix only tells on which side the device
+    /// is.
     ///
     /// `expireCount`: crossings, entering and leaving together, after which it is over; 0 or less: any
     /// number. `expireTs`: when it is over, in milliseconds since 1970; 0 or less: never. A time in the past
@@ -70,56 +53,28 @@ public:
     ///
     /// Refused (`NotValid`): a centre that is no place, a radius that is not above 0 and at most 10,000 km,
     /// an identifier that is empty or longer than 255 octets. With 100 regions the oldest is given up.
-    Result<void> startMonitoringRegion(const CLCircularRegion& region, std::int64_t expireCount,
-                                       double expireTs, Value enterMessage, Value exitMessage);
+    virtual Result<void> startMonitoringRegion(const CLCircularRegion& region, std::int64_t expireCount,
+                                               double expireTs, Value enterMessage, Value exitMessage) = 0;
     /// Goes by the identifier; harmless for a region that is not watched.
-    void stopMonitoringRegion(const CLCircularRegion& region);
-    /// Goes on watching the regions of the last launch. Done once, by the manager.
-    void resumeMonitoring();
+    virtual void stopMonitoringRegion(const CLCircularRegion& region) = 0;
 
     // ---- One fix.
 
     /// The completion gets a fix accurate to 100 m as soon as there is one, else after 30 s the best up to
     /// 2,000 m, else an error: `TimedOut`, or the source's own.
-    void requestSingleLocation(SingleLocationCompletion completion);
+    virtual void requestSingleLocation(SingleLocationCompletion completion) = 0;
 
     // ---- Tracking.
 
-    [[nodiscard]] TrackingMeState trackingMeState() const;
+    [[nodiscard]] virtual TrackingMeState trackingMeState() const = 0;
     /// Tracks for so many seconds, at most ten years, reporting positions at least so many metres apart. The
     /// end and the metres are stored. Refused (`NotValid`): seconds not above 0, metres below 0.
-    Result<void> trackMeUntil(double seconds, double byMeter);
-    void stopTracking();
+    virtual Result<void> trackMeUntil(double seconds, double byMeter) = 0;
+    virtual void stopTracking() = 0;
 
-private:
-    enum class Demand { AsBefore, SomethingNew };
-
-    void updatesReported(const Result<CLLocation>& location);
-    void positionArrived(const CLLocation& fix);
-    void updatesFailed(const NSError& error);
-    void report(const std::vector<MonitoredRegions::Crossed>& crossed,
-                const std::optional<CLLocation>& tracked, const SingleLocationRequests::Answers& answers);
-
-    [[nodiscard]] std::optional<double> wantedDistanceFilter() const;
-    void adjustUpdates(Demand demand);
-    void startUpdates(double distanceFilter);
-    void tryAgainLater();
-    void scheduleNextLook();
-    void endWhatIsOver();
-    [[nodiscard]] std::shared_ptr<NSTimer> later(std::chrono::milliseconds delay,
-                                                 void (*operation)(CoreGeoLocation& self));
-
-    Surroundings surroundings_;
-    /// Hosts call this room themselves.
-    const ClientOwner owner_;
-    MonitoredRegions regions_;
-    TrackingSession tracking_;
-    SingleLocationRequests singles_;
-    std::unique_ptr<LocationUpdates> updates_;
-    double runningFilter_ = 0.0;
-    std::shared_ptr<NSTimer> nextTry_;
-    std::shared_ptr<NSTimer> nextLook_;
-    ClientLife::WayInto<CoreGeoLocation> wayIn_;
+protected:
+    CoreGeoLocation() = default;
+    ~CoreGeoLocation() = default;
 };
 
 }  // namespace xel

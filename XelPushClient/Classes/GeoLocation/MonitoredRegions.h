@@ -12,7 +12,7 @@ namespace xel {
 
 /// The regions that are watched, oldest first, kept across launches. Every change is stored at once.
 ///
-/// Owner: `CoreGeoLocation`. Thread: the manager's run loop.
+/// Owner: `GeoLocation`. Thread: the manager's run loop.
 class MonitoredRegions {
 public:
     /// Regions come with messages from the network, so that there is an end to them: one more, and the oldest

@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "XelPushClient/Classes/GeoLocation/CoreGeoLocation.h"
 #include "XelPushClient/Platform/LocationSource.h"
 #include "XelPushClient/Platform/NSRunLoop.h"
 
@@ -14,10 +15,10 @@ namespace xel {
 /// Requests for one fix, each with its own time limit.
 ///
 /// A fix accurate to 100 m answers at once. Otherwise the best one within the limit does, if it is accurate
-/// to 2,000 m; one of unknown accuracy never does. Owner: `CoreGeoLocation`. Thread: the manager's run loop.
+/// to 2,000 m; one of unknown accuracy never does. Owner: `GeoLocation`. Thread: the manager's run loop.
 class SingleLocationRequests {
 public:
-    using Completion = std::function<void(const Result<CLLocation>& location)>;
+    using Completion = CoreGeoLocation::SingleLocationCompletion;
     /// The answers that are due, for the owner to give once its own state is in order.
     using Answers = std::vector<std::function<void()>>;
 

@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "XelPushClient/Classes/GeoLocation/CoreGeoLocation.h"
 #include "XelPushClient/Foundation/Result.h"
 #include "XelPushClient/Platform/CLLocation.h"
 #include "XelPushClient/Platform/Clock.h"
@@ -9,16 +10,10 @@
 
 namespace xel {
 
-enum class TrackingMeState {
-    kStopped = 0,   ///< there is no session, or it was not resumed since the launch
-    kExpired = 1,   ///< the session's time is over and it was not stopped yet
-    kTracking = 2,  ///< the session runs
-};
-
 /// The tracking session: until when, and how far apart its positions are. Its end and its distance filter are
 /// kept across launches, for whoever resumes it.
 ///
-/// Owner: `CoreGeoLocation`. Thread: the manager's run loop.
+/// Owner: `GeoLocation`. Thread: the manager's run loop.
 class TrackingSession {
 public:
     /// The longest session: ten years, in seconds.

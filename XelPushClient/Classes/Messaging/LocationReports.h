@@ -5,20 +5,14 @@
 
 #include "XelPushClient/Classes/Core/ClientSettings.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
-#include "XelPushClient/Classes/GeoLocation/CoreGeoLocation.h"
+#include "XelPushClient/Classes/GeoLocation/GeoLocation.h"
 #include "XelPushClient/Classes/Messaging/Publisher.h"
+#include "XelPushClient/Classes/Models/OperationOptions.h"
 
 namespace xel {
 
 class InstallationRecord;
 class LocalNotifications;
-
-/// How a location is published.
-struct PublishLocationOptions {
-    std::optional<Dictionary> data{};  ///< travels along under "data"
-    bool live = false;                 ///< quality of service 0 instead of 1
-    bool stateful = false;             ///< retained by the broker
-};
 
 /// Reports the device's location as the event "geo": at the application's launch, while it is tracked, and
 /// when the host wants it. Shows the message of a region that is crossed.

@@ -9,6 +9,7 @@
 #include "XelPushClient/Classes/Broker/DeferredWork.h"
 #include "XelPushClient/Classes/Core/EventFanout.h"
 #include "XelPushClient/Classes/Messaging/WaitingEvents.h"
+#include "XelPushClient/Classes/Models/OperationOptions.h"
 #include "XelPushClient/Classes/Models/PushClientMessage.h"
 #include "XelPushClient/Classes/Topics/TopicScheme.h"
 #include "XelPushClient/Foundation/Result.h"
@@ -16,14 +17,6 @@
 #include "XelPushClient/Platform/Clock.h"
 
 namespace xel {
-
-/// How an event is delivered.
-struct PublishEventOptions {
-    /// Live: at most once (QoS 0); otherwise at least once (QoS 1).
-    bool live = false;
-    /// The broker keeps it for those who subscribe later (the retain flag, MQTT 3.1.1 section 3.3.1.3).
-    bool stateful = false;
-};
 
 /// Sends what the client itself puts on the broker: messages, events and receipts, as pretty-printed JSON.
 ///

@@ -7,9 +7,9 @@
 #include <string_view>
 
 #include "XelPushClient/Classes/Core/ClientLife.h"
+#include "XelPushClient/Classes/Core/HandlerBlocks.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
 #include "XelPushClient/Classes/Notifications/LocalNotifications.h"
-#include "XelPushClient/Classes/Notifications/RichNotificationHandlers.h"
 #include "XelPushClient/Platform/Machine.h"
 
 namespace xel {

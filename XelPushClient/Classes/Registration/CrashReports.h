@@ -3,7 +3,7 @@
 #include "XelPushClient/Classes/Core/ClientLife.h"
 #include "XelPushClient/Classes/Core/ClientSettings.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
-#include "XelPushClient/Classes/Registration/CrashReportOptions.h"
+#include "XelPushClient/Classes/Models/OperationOptions.h"
 #include "XelPushClient/Classes/Registration/RegistrationState.h"
 #include "XelPushClient/Platform/NSOperationQueue.h"
 

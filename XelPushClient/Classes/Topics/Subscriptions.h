@@ -9,6 +9,7 @@
 #include "XelPushClient/Classes/Broker/BrokerSession.h"
 #include "XelPushClient/Classes/Broker/DeferredWork.h"
 #include "XelPushClient/Classes/Core/EventFanout.h"
+#include "XelPushClient/Classes/Models/OperationOptions.h"
 #include "XelPushClient/Classes/Topics/ChannelStore.h"
 #include "XelPushClient/Classes/Topics/SubscribeBatches.h"
 
@@ -17,19 +18,6 @@ namespace xel {
 class SubscribedTopics;
 class SubscriptionAnswers;
 class SubscriptionRequests;
-
-/// How a subscription is delivered.
-struct SubscribeOptions {
-    /// Live: at most once (QoS 0), and not restored; otherwise at least once (QoS 1).
-    bool live = false;
-};
-
-/// Which installations' events are meant, and how they are delivered.
-struct EventSubscribeOptions {
-    /// Missing: every installation's.
-    std::optional<std::string> installationId = std::nullopt;
-    bool live = false;
-};
 
 /// Turns wanted channels and events into SUBSCRIBE and UNSUBSCRIBE, at once or when connected.
 ///

@@ -22,6 +22,7 @@
 #include "XelPushClient/Linux/LinuxPlatform.h"
 #include "XelPushClient/Linux/Loop/AsioRunLoop.h"
 #include "XelPushClient/Linux/Process/ForkedChildren.h"
+#include "XelPushClient/Linux/Store/SqliteStore.h"
 #include "XelPushClient/Linux/Store/StoreFolder.h"
 #include "XelPushClient/Linux/Stream/AsioByteStream.h"
 #include "XelPushClient/XelPushClient.h"

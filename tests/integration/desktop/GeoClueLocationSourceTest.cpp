@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "XelPushClient/Classes/GeoLocation/CoreGeoLocation.h"
+#include "XelPushClient/Classes/GeoLocation/GeoLocation.h"
 #include "XelPushClient/Linux/Location/GeoClueLocationSource.h"
 #include "XelPushClient/Linux/Loop/AsioRunLoop.h"
 #include "XelPushClient/Linux/System/SystemClock.h"
@@ -195,10 +195,10 @@ TEST_F(GeoClueLocationSourceTest, CarriesARoomThatTracksAndWatches) {
     const LogOutput log(*defaults, sink);
     Observer observer;
     ClientLife life;
-    const auto client = std::make_shared<CoreGeoLocation>(
-        CoreGeoLocation::Surroundings{life, machine, *defaults, log, observer});
+    const auto client =
+        std::make_shared<GeoLocation>(GeoLocation::Surroundings{life, machine, *defaults, log, observer});
     life.begin(client);
-    CoreGeoLocation& room = *client;
+    GeoLocation& room = *client;
 
     service.receiver().moveTo({.coordinate = {35.71, 51.4}});
     std::optional<Result<CLLocation>> single;

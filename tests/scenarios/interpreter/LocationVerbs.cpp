@@ -2,6 +2,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "XelPushClient/Classes/GeoLocation/CoreGeoLocation.h"
+#include "XelPushClient/Foundation/FormattedText.h"
 #include "tests/scenarios/interpreter/VerbTable.h"
 
 // Where the device is, and what a host does about it.

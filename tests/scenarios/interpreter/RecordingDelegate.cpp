@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "XelPushClient/Foundation/FormattedText.h"
 #include "XelPushClient/Foundation/JSONPrinter.h"
 #include "XelPushClient/Foundation/StringUtilities.h"
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "XelPushClient/Foundation/FormattedText.h"
 #include "XelPushClient/Foundation/JSONPrinter.h"
 #include "tests/ClientNotifications.h"
 #include "tests/scenarios/interpreter/Records.h"

@@ -1,3 +1,5 @@
+#include "XelPushClient/Classes/GeoLocation/CoreGeoLocation.h"
+#include "XelPushClient/Foundation/FormattedText.h"
 #include "XelPushClient/Foundation/JSONPrinter.h"
 #include "XelPushClient/Foundation/StringUtilities.h"
 #include "tests/scenarios/interpreter/Requirements.h"

@@ -4,9 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "XelPushClient/Classes/PushClientManager.h"
 #include "XelPushClient/Foundation/ProcessNumber.h"
 #include "XelPushClient/Testing/FakeMachine.h"
+#include "XelPushClient/XelPushClient.h"
 #include "tests/unit/Classes/Support/RecordingDelegate.h"
 
 namespace xel {

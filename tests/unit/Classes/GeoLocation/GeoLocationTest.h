@@ -11,7 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "XelPushClient/Classes/GeoLocation/CoreGeoLocation.h"
+#include "XelPushClient/Classes/GeoLocation/GeoLocation.h"
 #include "XelPushClient/Testing/FakeMachine.h"
 
 namespace xel {
@@ -54,8 +54,8 @@ protected:
         home_.defaults->setObject("enableTavrinLogInDebuggingKEY", true);
         log_ = std::make_unique<LogOutput>(*home_.defaults, *machine_.logSink);
         life_ = ClientLife();
-        location_ = std::make_shared<CoreGeoLocation>(
-            CoreGeoLocation::Surroundings{life_, ports_, *home_.defaults, *log_, observer_});
+        location_ = std::make_shared<GeoLocation>(
+            GeoLocation::Surroundings{life_, ports_, *home_.defaults, *log_, observer_});
         life_.begin(location_);
         location_->resumeMonitoring();
     }
@@ -101,7 +101,7 @@ protected:
     Home home_;
     std::unique_ptr<LogOutput> log_;
     ClientLife life_;
-    std::shared_ptr<CoreGeoLocation> location_;
+    std::shared_ptr<GeoLocation> location_;
 };
 
 }  // namespace xel

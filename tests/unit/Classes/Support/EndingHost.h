@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "XelPushClient/Classes/PushClientManager.h"
 #include "XelPushClient/Testing/FakeMachine.h"
+#include "XelPushClient/XelPushClient.h"
 #include "tests/unit/Classes/Support/RecordingDelegate.h"
 
 namespace xel {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "XelPushClient/Classes/Core/HandlerBlocks.h"
+#include "XelPushClient/Classes/Core/HandlerSlots.h"
 
 namespace xel {
 namespace {

@@ -1,4 +1,4 @@
-#include "XelPushClient/Classes/GeoLocation/CoreGeoLocation.h"
+#include "XelPushClient/Classes/GeoLocation/GeoLocation.h"
 
 #include <algorithm>
 #include <cmath>
@@ -21,7 +21,7 @@ void cancel(std::shared_ptr<NSTimer>& timer) {
 
 }  // namespace
 
-CoreGeoLocation::CoreGeoLocation(Surroundings surroundings)
+GeoLocation::GeoLocation(Surroundings surroundings)
     : surroundings_(surroundings),
       owner_(surroundings.machine.runLoop),
       regions_(surroundings_.defaults),
@@ -35,26 +35,26 @@ CoreGeoLocation::CoreGeoLocation(Surroundings surroundings)
                }),
       wayIn_(surroundings_.life.wayInto(*this)) {}
 
-CoreGeoLocation::~CoreGeoLocation() {
+GeoLocation::~GeoLocation() {
     cancel(nextTry_);
     cancel(nextLook_);
 }
 
 // ---- Regions.
 
-std::optional<CLCircularRegion> CoreGeoLocation::getRegionWithIdentifier(std::string_view identifier) const {
+std::optional<CLCircularRegion> GeoLocation::getRegionWithIdentifier(std::string_view identifier) const {
     owner_.check();
     const MonitoredRegion* monitored = regions_.find(identifier);
     return monitored != nullptr ? std::optional(monitored->region) : std::nullopt;
 }
 
-std::vector<CLCircularRegion> CoreGeoLocation::monitoredRegions() const {
+std::vector<CLCircularRegion> GeoLocation::monitoredRegions() const {
     owner_.check();
     return regions_.all();
 }
 
-Result<void> CoreGeoLocation::startMonitoringRegion(const CLCircularRegion& region, std::int64_t expireCount,
-                                                    double expireTs, Value enterMessage, Value exitMessage) {
+Result<void> GeoLocation::startMonitoringRegion(const CLCircularRegion& region, std::int64_t expireCount,
+                                                double expireTs, Value enterMessage, Value exitMessage) {
     owner_.check();
     MonitoredRegion monitored;
     monitored.region = region;
@@ -74,7 +74,7 @@ Result<void> CoreGeoLocation::startMonitoringRegion(const CLCircularRegion& regi
     return {};
 }
 
-void CoreGeoLocation::stopMonitoringRegion(const CLCircularRegion& region) {
+void GeoLocation::stopMonitoringRegion(const CLCircularRegion& region) {
     owner_.check();
     if (regions_.remove(region.identifier)) {
         scheduleNextLook();
@@ -82,14 +82,14 @@ void CoreGeoLocation::stopMonitoringRegion(const CLCircularRegion& region) {
     }
 }
 
-void CoreGeoLocation::resumeMonitoring() {
+void GeoLocation::resumeMonitoring() {
     scheduleNextLook();
     adjustUpdates(Demand::AsBefore);
 }
 
 // ---- One fix.
 
-void CoreGeoLocation::requestSingleLocation(SingleLocationCompletion completion) {
+void GeoLocation::requestSingleLocation(SingleLocationCompletion completion) {
     owner_.check();
     singles_.add(std::move(completion));
     adjustUpdates(Demand::SomethingNew);
@@ -97,12 +97,12 @@ void CoreGeoLocation::requestSingleLocation(SingleLocationCompletion completion)
 
 // ---- Tracking.
 
-TrackingMeState CoreGeoLocation::trackingMeState() const {
+TrackingMeState GeoLocation::trackingMeState() const {
     owner_.check();
     return tracking_.state();
 }
 
-Result<void> CoreGeoLocation::trackMeUntil(double seconds, double byMeter) {
+Result<void> GeoLocation::trackMeUntil(double seconds, double byMeter) {
     owner_.check();
     if (auto begun = tracking_.begin(seconds, byMeter); !begun) {
         return begun;
@@ -112,7 +112,7 @@ Result<void> CoreGeoLocation::trackMeUntil(double seconds, double byMeter) {
     return {};
 }
 
-void CoreGeoLocation::stopTracking() {
+void GeoLocation::stopTracking() {
     owner_.check();
     tracking_.stop();
     scheduleNextLook();
@@ -121,7 +121,7 @@ void CoreGeoLocation::stopTracking() {
 
 // ---- What the source tells.
 
-void CoreGeoLocation::updatesReported(const Result<CLLocation>& location) {
+void GeoLocation::updatesReported(const Result<CLLocation>& location) {
     if (location) {
         positionArrived(location.value());
     } else {
@@ -129,7 +129,7 @@ void CoreGeoLocation::updatesReported(const Result<CLLocation>& location) {
     }
 }
 
-void CoreGeoLocation::positionArrived(const CLLocation& fix) {
+void GeoLocation::positionArrived(const CLLocation& fix) {
     if (!isUsableFix(fix, surroundings_.machine.clock->now())) {
         TVRLog(surroundings_.log, "Ignore location %f, %f of %@", fix.coordinate.latitude,
                fix.coordinate.longitude, fix.timestamp);
@@ -150,7 +150,7 @@ void CoreGeoLocation::positionArrived(const CLLocation& fix) {
     report(crossed, tracked, answers);
 }
 
-void CoreGeoLocation::updatesFailed(const NSError& error) {
+void GeoLocation::updatesFailed(const NSError& error) {
     TVRLog(surroundings_.log, "location updates failed: %@", error);
     // The error is theirs, so they live until it has been told.
     const auto ended = std::exchange(updates_, nullptr);
@@ -161,9 +161,9 @@ void CoreGeoLocation::updatesFailed(const NSError& error) {
     report({}, std::nullopt, answers);
 }
 
-void CoreGeoLocation::report(const std::vector<MonitoredRegions::Crossed>& crossed,
-                             const std::optional<CLLocation>& tracked,
-                             const SingleLocationRequests::Answers& answers) {
+void GeoLocation::report(const std::vector<MonitoredRegions::Crossed>& crossed,
+                         const std::optional<CLLocation>& tracked,
+                         const SingleLocationRequests::Answers& answers) {
     // Whoever hears of it may end the client.
     for (const auto& one : crossed) {
         if (wayIn_.hasEnded()) {
@@ -184,7 +184,7 @@ void CoreGeoLocation::report(const std::vector<MonitoredRegions::Crossed>& cross
 
 // ---- When the source runs.
 
-std::optional<double> CoreGeoLocation::wantedDistanceFilter() const {
+std::optional<double> GeoLocation::wantedDistanceFilter() const {
     if (!singles_.empty()) {
         return 0.0;
     }
@@ -196,7 +196,7 @@ std::optional<double> CoreGeoLocation::wantedDistanceFilter() const {
     return forRegions ? forRegions : forTracking;
 }
 
-void CoreGeoLocation::adjustUpdates(Demand demand) {
+void GeoLocation::adjustUpdates(Demand demand) {
     const auto wanted = wantedDistanceFilter();
     if (!wanted) {
         updates_.reset();
@@ -210,7 +210,7 @@ void CoreGeoLocation::adjustUpdates(Demand demand) {
     }
 }
 
-void CoreGeoLocation::startUpdates(double distanceFilter) {
+void GeoLocation::startUpdates(double distanceFilter) {
     cancel(nextTry_);
     runningFilter_ = distanceFilter;
     updates_ = surroundings_.machine.locationSource->startUpdates(
@@ -221,9 +221,9 @@ void CoreGeoLocation::startUpdates(double distanceFilter) {
         });
 }
 
-void CoreGeoLocation::tryAgainLater() {
+void GeoLocation::tryAgainLater() {
     cancel(nextTry_);
-    nextTry_ = later(kPauseAfterFailure, [](CoreGeoLocation& self) {
+    nextTry_ = later(kPauseAfterFailure, [](GeoLocation& self) {
         cancel(self.nextTry_);
         self.adjustUpdates(Demand::AsBefore);
     });
@@ -231,7 +231,7 @@ void CoreGeoLocation::tryAgainLater() {
 
 // ---- Ends.
 
-void CoreGeoLocation::scheduleNextLook() {
+void GeoLocation::scheduleNextLook() {
     cancel(nextLook_);
     auto next = regions_.nextExpiry();
     if (const auto end = tracking_.end()) {
@@ -242,7 +242,7 @@ void CoreGeoLocation::scheduleNextLook() {
     }
     const double wait = std::clamp((*next - surroundings_.machine.clock->now()).count(), 0.0, kLongestWait);
     nextLook_ = later(std::chrono::milliseconds(static_cast<std::int64_t>(std::ceil(wait * 1000.0))),
-                      [](CoreGeoLocation& self) {
+                      [](GeoLocation& self) {
                           cancel(self.nextLook_);
                           self.endWhatIsOver();
                           self.scheduleNextLook();
@@ -250,14 +250,14 @@ void CoreGeoLocation::scheduleNextLook() {
                       });
 }
 
-void CoreGeoLocation::endWhatIsOver() {
+void GeoLocation::endWhatIsOver() {
     for (const auto& identifier : regions_.removeExpired(surroundings_.machine.clock->now())) {
         TVRLog(surroundings_.log, "'%@' region monitoring has expired", identifier);
     }
 }
 
-std::shared_ptr<NSTimer> CoreGeoLocation::later(std::chrono::milliseconds delay,
-                                                void (*operation)(CoreGeoLocation&)) {
+std::shared_ptr<NSTimer> GeoLocation::later(std::chrono::milliseconds delay,
+                                            void (*operation)(GeoLocation&)) {
     return surroundings_.machine.runLoop->scheduleTimer(delay, [wayIn = wayIn_, operation] {
         if (const auto self = wayIn.hold()) {
             operation(*self);
