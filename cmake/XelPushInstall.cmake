@@ -10,37 +10,25 @@ set(XELPUSH_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/XelPushClient")
 # Beside the libraries: the local push service's broker loads it, nothing links it.
 set(XELPUSH_PLUGIN_DIR "${CMAKE_INSTALL_LIBDIR}/xelpush")
 
-# Installs a library and what find_package needs to know of it. `name` is what follows "XelPushClient::".
+# Installs a library, its public headers (`ARGN`, seen from the root of the tree), and what find_package needs to know of
+# it. `name` is what follows "XelPushClient::".
 function(xelpush_install_library target name)
     set_target_properties(${target} PROPERTIES EXPORT_NAME ${name})
+    list(TRANSFORM ARGN PREPEND "${PROJECT_SOURCE_DIR}/" OUTPUT_VARIABLE headers)
+    target_sources(${target} PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${headers})
     target_include_directories(${target} INTERFACE "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
     install(
         TARGETS ${target}
         EXPORT XelPushClient${name}
         LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT library NAMELINK_COMPONENT development
-        ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
+        ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development
+        FILE_SET HEADERS DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT development)
     install(
         EXPORT XelPushClient${name}
         FILE XelPushClient${name}Targets.cmake
         NAMESPACE XelPushClient::
         DESTINATION "${XELPUSH_CMAKE_DIR}"
         COMPONENT development)
-endfunction()
-
-# The headers of some folders below XelPushClient/, and the umbrella.
-function(xelpush_install_headers)
-    install(
-        FILES "${PROJECT_SOURCE_DIR}/XelPushClient/XelPushClient.h"
-        DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/XelPushClient"
-        COMPONENT development)
-    foreach(folder IN LISTS ARGN)
-        install(
-            DIRECTORY "${PROJECT_SOURCE_DIR}/XelPushClient/${folder}"
-            DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/XelPushClient"
-            COMPONENT development
-            FILES_MATCHING
-            PATTERN "*.h")
-    endforeach()
 endfunction()
 
 # Sets what a pkg-config file says of its folders: they are found from where the file itself lies, wherever the tree was
