@@ -47,8 +47,8 @@ Dictionary::~Dictionary() = default;
 Dictionary::Dictionary(Dictionary&& other) noexcept = default;
 Dictionary& Dictionary::operator=(Dictionary&& other) noexcept = default;
 
-Dictionary::Dictionary(std::initializer_list<Entry> entries) {
-    for (const auto& [key, value] : entries) {
+Dictionary::Dictionary(std::initializer_list<Item> items) {
+    for (const auto& [key, value] : items) {
         set(key, value);
     }
 }
@@ -98,15 +98,15 @@ Value& Dictionary::at(std::string_view key) {
     return entries_.emplace_back(std::piecewise_construct, std::forward_as_tuple(key), std::tuple<>()).second;
 }
 
-void Dictionary::set(std::string key, Value value) {
-    if (Value* existing = find(key)) {
+void Dictionary::set(Text key, Value value) {
+    if (Value* existing = find(key.string())) {
         *existing = std::move(value);
         return;
     }
     if (index_) {
-        index_->add(key, entries_.size());
+        index_->add(key.string(), entries_.size());
     }
-    entries_.emplace_back(std::move(key), std::move(value));
+    entries_.emplace_back(std::move(key).string(), std::move(value));
 }
 
 bool Dictionary::remove(std::string_view key) {

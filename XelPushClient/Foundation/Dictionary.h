@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "XelPushClient/Foundation/Text.h"
+
 namespace xel {
 
 class Value;
@@ -21,9 +23,11 @@ class Value;
 class Dictionary {
 public:
     using Entry = std::pair<std::string, Value>;
+    /// A key and its value as they are written between braces; defined in Value.h.
+    struct Item;
 
     Dictionary();
-    Dictionary(std::initializer_list<Entry> entries);
+    Dictionary(std::initializer_list<Item> items);
     Dictionary(const Dictionary& other);
     Dictionary(Dictionary&& other) noexcept;
     Dictionary& operator=(const Dictionary& other);
@@ -36,7 +40,7 @@ public:
     [[nodiscard]] bool contains(std::string_view key) const { return find(key) != nullptr; }
 
     /// Sets the key: in place when it is already there, at the end otherwise.
-    void set(std::string key, Value value);
+    void set(Text key, Value value);
 
     /// The value under the key, to be filled in place; a missing key is added with null. Valid until the
     /// dictionary changes.

@@ -21,7 +21,7 @@ std::optional<std::string> NSError::localizedRecoverySuggestion() const {
 
 NSError makeError(std::string_view domain, std::int64_t code, std::string_view description) {
     NSError error{std::string(domain), code, {}};
-    error.userInfo.set(std::string(NSLocalizedDescriptionKey), description);
+    error.userInfo.set(NSLocalizedDescriptionKey, description);
     return error;
 }
 

@@ -5,6 +5,12 @@
 
 namespace xel {
 
+NotificationInfo::NotificationInfo(std::initializer_list<std::pair<Text, std::any>> entries) {
+    for (const auto& [key, value] : entries) {
+        entries_.emplace_back(key.string(), value);
+    }
+}
+
 class NSNotificationCenter::Observer {
 public:
     Observer(std::string name, const NSObject* object, Block block)
@@ -31,9 +37,8 @@ private:
     std::atomic<bool> hasEnded_ = false;
 };
 
-NSNotificationCenter::Token NSNotificationCenter::addObserver(std::string name, const NSObject* object,
-                                                              Block block) {
-    auto observer = std::make_shared<Observer>(std::move(name), object, std::move(block));
+NSNotificationCenter::Token NSNotificationCenter::addObserver(Text name, const NSObject* object, Block block) {
+    auto observer = std::make_shared<Observer>(std::move(name).string(), object, std::move(block));
     const std::lock_guard lock(mutex_);
     observers_.push_back(observer);
     return observer;

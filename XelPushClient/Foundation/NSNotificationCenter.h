@@ -2,12 +2,15 @@
 
 #include <any>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "XelPushClient/Foundation/Text.h"
 
 namespace xel {
 
@@ -24,7 +27,7 @@ public:
 class NotificationInfo {
 public:
     NotificationInfo() = default;
-    NotificationInfo(std::initializer_list<std::pair<std::string, std::any>> entries) : entries_(entries) {}
+    NotificationInfo(std::initializer_list<std::pair<Text, std::any>> entries);
 
     /// The detail under the key when it is of type `T`, otherwise null.
     template <class T>
@@ -46,6 +49,9 @@ private:
 
 /// One broadcast: its name, the object it is about (null: none in particular) and its details.
 struct NSNotification {
+    NSNotification(Text notificationName, NSObject* aboutObject = nullptr, NotificationInfo info = {})
+        : name(std::move(notificationName).string()), object(aboutObject), userInfo(std::move(info)) {}
+
     std::string name;
     NSObject* object = nullptr;
     NotificationInfo userInfo;
@@ -66,7 +72,7 @@ public:
     using Token = std::weak_ptr<Observer>;
 
     /// Calls the block for every post of the name about that object (null: about anything).
-    Token addObserver(std::string name, const NSObject* object, Block block);
+    Token addObserver(Text name, const NSObject* object, Block block);
 
     /// Ends the observation; harmless when it has ended already.
     void removeObserver(const Token& token);

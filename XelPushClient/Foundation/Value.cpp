@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace xel {
 namespace {
@@ -22,8 +23,21 @@ std::int64_t clampedInteger(double value) {
 
 }  // namespace
 
+Value::Value(unsigned long long value) {
+    if (std::in_range<std::int64_t>(value)) {
+        storage_ = static_cast<std::int64_t>(value);
+    } else {
+        storage_ = static_cast<double>(value);
+    }
+}
+Value::Value(const char* value) {
+    if (value != nullptr) {
+        storage_ = std::string(value);
+    }
+}
 Value::Value(Array value) : storage_(std::move(value)) {}
 Value::Value(Dictionary value) : storage_(std::move(value)) {}
+Value::Value(std::initializer_list<Dictionary::Item> items) : storage_(Dictionary(items)) {}
 
 std::optional<double> Value::number() const {
     if (const auto* number = std::get_if<double>(&storage_)) {

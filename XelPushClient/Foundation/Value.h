@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -29,16 +30,33 @@ public:
     Value() = default;
     Value(std::nullptr_t) {}
     Value(bool value) : storage_(value) {}
-    Value(int value) : storage_(static_cast<std::int64_t>(value)) {}
-    Value(std::int64_t value) : storage_(value) {}
+    /// Every integer type. One that only an unsigned type can hold becomes the nearest double, as such a number of a
+    /// JSON document does.
+    Value(int value) : Value(static_cast<long long>(value)) {}
+    Value(long value) : Value(static_cast<long long>(value)) {}
+    Value(long long value) : storage_(std::int64_t{value}) {}
+    Value(unsigned value) : Value(static_cast<long long>(value)) {}
+    Value(unsigned long value) : Value(static_cast<unsigned long long>(value)) {}
+    Value(unsigned long long value);
     Value(double value) : storage_(value) {}
-    Value(const char* value) : storage_(std::string(value)) {}
+    /// A character may be meant as a text or as a number: say `std::string(1, c)` or `int{c}`.
+    Value(char) = delete;
+    Value(wchar_t) = delete;
+    Value(char8_t) = delete;
+    Value(char16_t) = delete;
+    Value(char32_t) = delete;
+    /// Null for a null pointer.
+    Value(const char* value);
+    /// Any other pointer would become the boolean true.
+    Value(const void*) = delete;
     Value(std::string_view value) : storage_(std::string(value)) {}
     Value(std::string value) : storage_(std::move(value)) {}
     Value(Data value) : storage_(std::move(value)) {}
     Value(Date value) : storage_(value) {}
     Value(Array value);
     Value(Dictionary value);
+    /// Braces within braces: `{{"lat", 52.1}, {"lng", 13.4}}` is a dictionary.
+    Value(std::initializer_list<Dictionary::Item> items);
 
     [[nodiscard]] bool isNull() const { return std::holds_alternative<std::monostate>(storage_); }
     [[nodiscard]] bool isBool() const { return std::holds_alternative<bool>(storage_); }
@@ -86,6 +104,13 @@ public:
 private:
     std::variant<std::monostate, bool, std::int64_t, double, std::string, Data, Date, Array, Dictionary>
         storage_;
+};
+
+struct Dictionary::Item {
+    Item(Text itemKey, Value itemValue) : key(std::move(itemKey)), value(std::move(itemValue)) {}
+
+    Text key;
+    Value value;
 };
 
 }  // namespace xel

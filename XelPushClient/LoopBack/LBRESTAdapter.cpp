@@ -20,7 +20,7 @@ std::string pathWithToken(std::string_view path, const std::optional<std::string
 NSError unreadableAnswer(const HTTPResponse& response, const NSError& cause) {
     NSError error = makeError(NSURLErrorDomain, static_cast<std::int64_t>(NSURLErrorCode::BadServerResponse),
                               "The server's answer is not a JSON document: " + cause.localizedDescription());
-    error.userInfo.set(std::string(NSLocalizedRecoverySuggestionErrorKey), response.body);
+    error.userInfo.set(NSLocalizedRecoverySuggestionErrorKey, response.body);
     return error;
 }
 

@@ -41,7 +41,7 @@ std::string joinURL(std::string_view base, std::string_view path) {
 NSError errorOfResponse(const HTTPResponse& response) {
     NSError error = makeError(NSURLErrorDomain, static_cast<std::int64_t>(NSURLErrorCode::BadServerResponse),
                               formatted("Expected a status of 200 to 299, got %d", response.status));
-    error.userInfo.set(std::string(NSLocalizedRecoverySuggestionErrorKey), response.body);
+    error.userInfo.set(NSLocalizedRecoverySuggestionErrorKey, response.body);
     return error;
 }
 

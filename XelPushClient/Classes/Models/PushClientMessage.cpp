@@ -11,7 +11,7 @@
 namespace xel {
 namespace {
 
-using Text = std::optional<std::string> PushClientMessage::*;
+using TextMember = std::optional<std::string> PushClientMessage::*;
 using Block = std::optional<Dictionary> PushClientMessage::*;
 using Instant = std::optional<Date> PushClientMessage::*;
 using Flag = bool PushClientMessage::*;
@@ -23,12 +23,12 @@ struct Field {
 };
 
 // `channel` and `receivedTime` are not read from a payload: the topic and the device's clock say them.
-constexpr std::array<Field<Text>, 6> kTexts = {{{"id", &PushClientMessage::id},
-                                                {"messageBody", &PushClientMessage::messageBody},
-                                                {"userId", &PushClientMessage::userId},
-                                                {"senderId", &PushClientMessage::senderId},
-                                                {"sentId", &PushClientMessage::sentId},
-                                                {"alertText", &PushClientMessage::alertText}}};
+constexpr std::array<Field<TextMember>, 6> kTexts = {{{"id", &PushClientMessage::id},
+                                                      {"messageBody", &PushClientMessage::messageBody},
+                                                      {"userId", &PushClientMessage::userId},
+                                                      {"senderId", &PushClientMessage::senderId},
+                                                      {"sentId", &PushClientMessage::sentId},
+                                                      {"alertText", &PushClientMessage::alertText}}};
 constexpr std::array<Field<Block>, 2> kBlocks = {
     {{"notification", &PushClientMessage::notification}, {"data", &PushClientMessage::data}}};
 constexpr std::array<Field<Instant>, 2> kInstants = {
@@ -97,7 +97,7 @@ private:
 template <class T>
 void setIfPresent(Dictionary& dictionary, std::string_view key, const std::optional<T>& field) {
     if (field) {
-        dictionary.set(std::string(key), *field);
+        dictionary.set(key, *field);
     }
 }
 
@@ -108,12 +108,12 @@ void setIfPresent(Dictionary& dictionary, std::string_view key, const std::optio
     const Value milliseconds(millisecondsSince1970(*instant));
     const auto whole = *milliseconds.integer();
     const bool isWhole = static_cast<double>(whole) == *milliseconds.number();
-    dictionary.set(std::string(key), isWhole ? Value(whole) : milliseconds);
+    dictionary.set(key, isWhole ? Value(whole) : milliseconds);
 }
 
 void setIfSet(Dictionary& dictionary, std::string_view key, bool flag) {
     if (flag) {
-        dictionary.set(std::string(key), true);
+        dictionary.set(key, true);
     }
 }
 

@@ -30,8 +30,8 @@ constexpr std::int64_t kNotFound = 404;
 NSError makeRegistrationError(PushClientErrorCode code, std::string_view description,
                               std::string_view failureReason, std::string_view recoverySuggestion) {
     NSError error = makeError(kPushClientErrorDomain, code, description);
-    error.userInfo.set(std::string(NSLocalizedFailureReasonErrorKey), failureReason);
-    error.userInfo.set(std::string(NSLocalizedRecoverySuggestionErrorKey), recoverySuggestion);
+    error.userInfo.set(NSLocalizedFailureReasonErrorKey, failureReason);
+    error.userInfo.set(NSLocalizedRecoverySuggestionErrorKey, recoverySuggestion);
     return error;
 }
 

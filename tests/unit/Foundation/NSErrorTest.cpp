@@ -7,9 +7,9 @@ namespace {
 
 TEST(NSError, ReadsItsTextsFromTheDetails) {
     NSError error{"Domain", -7, {}};
-    error.userInfo.set(std::string(NSLocalizedDescriptionKey), "what");
-    error.userInfo.set(std::string(NSLocalizedFailureReasonErrorKey), "why");
-    error.userInfo.set(std::string(NSLocalizedRecoverySuggestionErrorKey), "what to do");
+    error.userInfo.set(NSLocalizedDescriptionKey, "what");
+    error.userInfo.set(NSLocalizedFailureReasonErrorKey, "why");
+    error.userInfo.set(NSLocalizedRecoverySuggestionErrorKey, "what to do");
     EXPECT_EQ(error.localizedDescription(), "what");
     EXPECT_EQ(error.localizedFailureReason(), "why");
     EXPECT_EQ(error.localizedRecoverySuggestion(), "what to do");
@@ -25,8 +25,8 @@ TEST(NSError, DescribesItselfWithoutDetails) {
 
 TEST(NSError, ReadsATextOfAnotherKindAsMissing) {
     NSError error{"Domain", 1, {}};
-    error.userInfo.set(std::string(NSLocalizedDescriptionKey), 5);
-    error.userInfo.set(std::string(NSLocalizedFailureReasonErrorKey), Dictionary{});
+    error.userInfo.set(NSLocalizedDescriptionKey, 5);
+    error.userInfo.set(NSLocalizedFailureReasonErrorKey, Dictionary{});
     EXPECT_EQ(error.localizedDescription(), "Domain error 1");
     EXPECT_EQ(error.localizedFailureReason(), std::nullopt);
 }

@@ -1,4 +1,5 @@
 #include <cmath>
+#include <concepts>
 #include <limits>
 
 #include <gtest/gtest.h>
@@ -24,6 +25,59 @@ TEST(Value, TellsItsKind) {
     EXPECT_NE(Value(dateFromSecondsSince1970(1)).asDate(), nullptr);
     EXPECT_NE(Value(Array{}).asArray(), nullptr);
     EXPECT_NE(Value(Dictionary{}).asDictionary(), nullptr);
+}
+
+// What becomes a value without a cast, and what does not.
+template <class T>
+constexpr bool becomesAValue = std::convertible_to<T, Value>;
+static_assert(becomesAValue<short> && becomesAValue<unsigned short> && becomesAValue<int> &&
+              becomesAValue<unsigned> && becomesAValue<long> && becomesAValue<unsigned long> &&
+              becomesAValue<long long> && becomesAValue<unsigned long long>);
+static_assert(becomesAValue<std::int8_t> && becomesAValue<std::uint8_t> && becomesAValue<std::size_t>);
+static_assert(becomesAValue<bool> && becomesAValue<float> && becomesAValue<double>);
+static_assert(becomesAValue<const char*> && becomesAValue<char*> && becomesAValue<std::nullptr_t>);
+static_assert(!becomesAValue<char> && !becomesAValue<wchar_t> && !becomesAValue<char8_t> &&
+                  !becomesAValue<char16_t> && !becomesAValue<char32_t>,
+              "a character may be meant as a text or as a number");
+static_assert(!becomesAValue<void*> && !becomesAValue<const std::string*> && !becomesAValue<unsigned char*>,
+              "a pointer would become the boolean true");
+
+TEST(Value, TakesEveryIntegerType) {
+    EXPECT_EQ(Value(short{-7}), Value(-7));
+    EXPECT_EQ(Value(static_cast<unsigned short>(65535)), Value(65535));
+    EXPECT_EQ(Value(7U), Value(7));
+    EXPECT_EQ(Value(4294967295U), Value(std::int64_t{4294967295}));
+    EXPECT_EQ(Value(-7L), Value(-7));
+    EXPECT_EQ(Value(7UL), Value(7));
+    EXPECT_EQ(Value(-7LL), Value(-7));
+    EXPECT_EQ(Value(7ULL), Value(7));
+    EXPECT_EQ(Value(std::int8_t{-7}), Value(-7));
+    EXPECT_EQ(Value(std::uint8_t{200}), Value(200));
+    EXPECT_EQ(Value(std::string("four").size()), Value(4));
+}
+
+TEST(Value, MakesADoubleOfWhatOnlyAnUnsignedTypeHolds) {
+    constexpr std::uint64_t kLargestThatFits = 9223372036854775807U;
+    EXPECT_EQ(Value(kLargestThatFits), Value(kLargest));
+    const Value beyond(kLargestThatFits + 1);
+    EXPECT_TRUE(beyond.isDouble());
+    EXPECT_EQ(beyond.number(), 9223372036854775808.0);
+}
+
+TEST(Value, IsNullForANullPointerToText) {
+    const char* unset = nullptr;
+    EXPECT_TRUE(Value(unset).isNull());
+}
+
+TEST(Value, MakesADictionaryOfNestedBraces) {
+    const Value position = {{"lat", 52.1}, {"name", "Berlin"}};
+    ASSERT_NE(position.asDictionary(), nullptr);
+    EXPECT_EQ(*position.asDictionary(), (Dictionary{{"lat", 52.1}, {"name", "Berlin"}}));
+    const Dictionary nested{{"from", {{"lat", 1}}}, {"both", Array{{{"lat", 2}}, 3}}};
+    EXPECT_EQ(*nested.find("from"), Value(Dictionary{{"lat", 1}}));
+    EXPECT_EQ(*nested.find("both"), Value(Array{Value(Dictionary{{"lat", 2}}), Value(3)}));
+    const Value pair = {{"a", "b"}};
+    EXPECT_EQ(pair, Value(Dictionary{{"a", "b"}})) << "never a text between two pointers";
 }
 
 TEST(Value, CountsBooleansIntegersAndDoublesAsNumbers) {

@@ -5,8 +5,8 @@
 namespace xel {
 namespace {
 
-using Text = std::optional<std::string>;
-const Text kMissing = std::nullopt;
+using MaybeText = std::optional<std::string>;
+const MaybeText kMissing = std::nullopt;
 
 constexpr const char* kNoBody = "message.messageBody property should have value";
 constexpr const char* kNoText = "text parameter should have value";
@@ -15,8 +15,8 @@ constexpr const char* kNoUser = "userId parameter should have value";
 
 TEST(ChannelToPublishOn, IsTheChannelOrTheDefaultOne) {
     const struct {
-        Text channel;
-        Text wanted;
+        MaybeText channel;
+        MaybeText wanted;
     } kCases[] = {
         {"news", "news"},          {"gr\xC3\xBC\xC3\x9F", "gr\xC3\xBC\xC3\x9F"},
         {kMissing, "default"},     {"", "default"},
@@ -34,9 +34,9 @@ TEST(ChannelToPublishOn, IsTheChannelOrTheDefaultOne) {
 
 TEST(MessageRefusal, LooksAtTheChannelAndThenAtTheBody) {
     const struct {
-        Text channel;
-        Text body;
-        Text wanted;
+        MaybeText channel;
+        MaybeText body;
+        MaybeText wanted;
     } kCases[] = {
         {"news", "hi", kMissing},
         {"", "hi", kMissing},
@@ -58,9 +58,9 @@ TEST(MessageRefusal, LooksAtTheChannelAndThenAtTheBody) {
 
 TEST(TextRefusal, LooksAtTheTextAndThenAtTheChannel) {
     const struct {
-        Text channel;
-        Text text;
-        Text wanted;
+        MaybeText channel;
+        MaybeText text;
+        MaybeText wanted;
     } kCases[] = {
         {"news", "hi", kMissing},    {"private/news", "hi", kMissing}, {"news", " ", kNoText},
         {"news", kMissing, kNoText}, {"", "hi", kNoChannel},           {kMissing, "hi", kNoChannel},
@@ -73,10 +73,10 @@ TEST(TextRefusal, LooksAtTheTextAndThenAtTheChannel) {
 
 TEST(TextToUserRefusal, LooksAtTheUserThenTheTextThenTheChannel) {
     const struct {
-        Text user;
-        Text channel;
-        Text text;
-        Text wanted;
+        MaybeText user;
+        MaybeText channel;
+        MaybeText text;
+        MaybeText wanted;
     } kCases[] = {
         {"bob", "news", "hi", kMissing},
         {"al", "news", "hi", kNoUser},
@@ -111,7 +111,7 @@ TEST(EventRefusal, LooksAtApplicationDeviceDataAndName) {
         const TopicIdentity& identity;
         const char* name;
         const std::optional<Dictionary>& data;
-        Text wanted;
+        MaybeText wanted;
     } kCases[] = {
         {all, "login", data, kMissing},
         {noApplication, "login", data, "You are not initialized yet."},

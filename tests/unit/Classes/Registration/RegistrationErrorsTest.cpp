@@ -54,7 +54,7 @@ TEST(RegistrationErrors, RecogniseAnUnknownInstallationByTheBody) {
     SimpleJSONSerialization json;
     for (const auto& [body, isUnknown] : table) {
         NSError error = makeError("NSURLErrorDomain", -1011, "bad answer");
-        error.userInfo.set(std::string(NSLocalizedRecoverySuggestionErrorKey), body);
+        error.userInfo.set(NSLocalizedRecoverySuggestionErrorKey, body);
         EXPECT_EQ(saysInstallationIsUnknown(error, json), isUnknown) << body;
     }
     EXPECT_FALSE(saysInstallationIsUnknown(makeError("NSURLErrorDomain", -1011, "bad answer"), json));

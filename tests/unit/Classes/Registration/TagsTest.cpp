@@ -5,7 +5,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using Text = std::optional<std::string>;
+using MaybeName = std::optional<std::string>;
 
 class TagsTest : public RoomsTest {
 protected:
@@ -13,7 +13,7 @@ protected:
         registerApplication();
         rooms_->settings.setUserId("alice01");
     }
-    void add(const Text& name) {
+    void add(const MaybeName& name) {
         rooms_->tags.addTag(name, countBlock(), failureBlock());
         machine_.runUntilIdle();
     }
@@ -37,7 +37,7 @@ protected:
 
 TEST_F(TagsTest, TrimsTheNameAndThenEncodesIt) {
     const struct {
-        Text name;
+        MaybeName name;
         const char* wanted;
     } kCases[] = {
         {"vip", "installations/addTag/alice01/vip?access_token=key"},
@@ -80,9 +80,9 @@ TEST_F(TagsTest, HandsTheCountOn) {
 TEST_F(TagsTest, RefusesInItsOrderWithDomainsOfItsOwn) {
     switchLogOn();
     const struct {
-        Text key;
-        Text user;
-        Text name;
+        MaybeName key;
+        MaybeName user;
+        MaybeName name;
         const char* wanted;
         std::vector<std::string> log;
     } kCases[] = {
