@@ -23,12 +23,12 @@ ClientRooms::ClientRooms(NSObject& manager, Machine machineToUse, Home homeToUse
       settings(machine, home, coordinator),
       fanout({manager, machine.mainRunLoop, home.notificationCenter, log}),
       device(machine),
+      registrationState(settings, lastFailure, fanout, log),
       traffic({life, settings, *machine.json, *machine.clock, log, fanout, connection, subscribedTopics,
                subscriptionRequests, subscriptionAnswers, messageIds, remoteConfiguration, delivery}),
       locationReports(
           {settings, *home.defaults, *machine.clock, log, location, publisher, record, localNotifications}),
       record(settings, channels, device, token),
-      registrationState(settings, lastFailure, fanout, log),
       registration({life, machine, settings, log, fanout, session, state, lifecycle, channels, tokens, token,
                     record, operationQueue, registrationState, coordinator}),
       session({settings, machine, home, log, traffic}),

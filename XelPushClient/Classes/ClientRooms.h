@@ -69,12 +69,12 @@ struct ClientRooms {
     LastFailure lastFailure;
     EventFanout fanout;
     DeviceDescription device;
+    RegistrationState registrationState;
 
     // Told by rooms below them, and so made before those.
     InboundTraffic traffic;
     LocationReports locationReports;
     InstallationRecord record;
-    RegistrationState registrationState;
     Registration registration;
 
     BrokerSession session;
