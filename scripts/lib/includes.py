@@ -56,8 +56,6 @@ def include_graph(root):
 
 
 def public_headers(root):
-    """The headers that are installed for hosts, as paths relative to `root`: without a list, all of the library's."""
-    if not (Path(root) / PUBLIC_HEADERS).exists():
-        return {name for name in sources_of(root) if name.startswith("XelPushClient/") and name.endswith(".h")}
+    """The headers that are installed for hosts, as paths relative to `root`."""
     text = re.sub(r"#[^\n]*", "", (Path(root) / PUBLIC_HEADERS).read_text(encoding="utf-8"))
-    return {"XelPushClient/" + name.removeprefix("XelPushClient/") for name in re.findall(r"[\w./-]+\.h\b", text)}
+    return set(re.findall(r"[\w./-]+\.h\b", text))
