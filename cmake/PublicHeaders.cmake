@@ -26,6 +26,7 @@ set(XELPUSH_PUBLIC_HEADERS_CORE
     XelPushClient/Foundation/NSError.h
     XelPushClient/Foundation/NSNotificationCenter.h
     XelPushClient/Foundation/Result.h
+    XelPushClient/Foundation/Text.h
     XelPushClient/Foundation/Value.h
     # Ports, for whoever brings the client to another platform, and what they speak of.
     XelPushClient/Platform/ByteStream.h

@@ -37,7 +37,8 @@ private:
     std::atomic<bool> hasEnded_ = false;
 };
 
-NSNotificationCenter::Token NSNotificationCenter::addObserver(Text name, const NSObject* object, Block block) {
+NSNotificationCenter::Token NSNotificationCenter::addObserver(Text name, const NSObject* object,
+                                                              Block block) {
     auto observer = std::make_shared<Observer>(std::move(name).string(), object, std::move(block));
     const std::lock_guard lock(mutex_);
     observers_.push_back(observer);

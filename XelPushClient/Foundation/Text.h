@@ -10,15 +10,15 @@
 
 namespace xel {
 
-// How operations take texts: one type for each kind of parameter, made from whatever a caller has at hand, so that
-// an operation need not be declared once for each. Plain values, for parameters alone: what is kept is a
+// How operations take texts: one type for each kind of parameter, made from whatever a caller has at hand, so
+// that an operation need not be declared once for each. Plain values, for parameters alone: what is kept is a
 // `std::string` or an optional one. UTF-8.
 
 /// A text that must be there: a literal, a `std::string` or a `std::string_view`.
 ///
-/// A null pointer is no text. Written out as `nullptr` it does not compile; one that turns up at run time throws
-/// `std::invalid_argument`. Nor do braces around two texts, which would make a `std::string` of whatever lies between
-/// them in memory.
+/// A null pointer is no text. Written out as `nullptr` it does not compile; one that turns up at run time
+/// throws `std::invalid_argument`. Nor do braces around two texts, which would make a `std::string` of
+/// whatever lies between them in memory.
 class Text {
 public:
     Text(std::string text) : text_(std::move(text)) {}
@@ -34,8 +34,8 @@ private:
     std::string text_;
 };
 
-/// A text that may be missing: as `Text`, and `std::nullopt`, `nullptr`, a null pointer (an environment variable
-/// that is not set), an empty optional, or nothing between braces.
+/// A text that may be missing: as `Text`, and `std::nullopt`, `nullptr`, a null pointer (an environment
+/// variable that is not set), an empty optional, or nothing between braces.
 class OptionalText {
 public:
     OptionalText() = default;

@@ -30,8 +30,8 @@ public:
     Value() = default;
     Value(std::nullptr_t) {}
     Value(bool value) : storage_(value) {}
-    /// Every integer type. One that only an unsigned type can hold becomes the nearest double, as such a number of a
-    /// JSON document does.
+    /// Every integer type. One that only an unsigned type can hold becomes the nearest double, as such a
+    /// number of a JSON document does.
     Value(int value) : Value(static_cast<long long>(value)) {}
     Value(long value) : Value(static_cast<long long>(value)) {}
     Value(long long value) : storage_(std::int64_t{value}) {}
@@ -106,6 +106,7 @@ private:
         storage_;
 };
 
+/// A key and its value, as braces list them.
 struct Dictionary::Item {
     Item(Text itemKey, Value itemValue) : key(std::move(itemKey)), value(std::move(itemValue)) {}
 

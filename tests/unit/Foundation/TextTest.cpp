@@ -37,11 +37,17 @@ void takeOptionalText(const OptionalText& text);
 void takeTexts(const TextList& texts);
 
 template <class T>
-concept TakesTwoTextsInBraces = requires(T take) { take({"news", "sport"}); };
+concept TakesTwoTextsInBraces = requires(T take) {
+    take({"news", "sport"});
+};
 template <class T>
-concept TakesNullptrInBraces = requires(T take) { take({nullptr}); };
+concept TakesNullptrInBraces = requires(T take) {
+    take({nullptr});
+};
 template <class T>
-concept TakesNullptrInAList = requires(T take) { take({"news", nullptr}); };
+concept TakesNullptrInAList = requires(T take) {
+    take({"news", nullptr});
+};
 static_assert(!TakesTwoTextsInBraces<decltype(takeText)*>);
 static_assert(!TakesTwoTextsInBraces<decltype(takeOptionalText)*>);
 static_assert(!TakesNullptrInBraces<decltype(takeText)*>);
