@@ -1,9 +1,10 @@
 #include "XelPushClient/Linux/Application/LinuxApplication.h"
 
-#include <limits>
 #include <utility>
 #include <vector>
 
+#include "XelPushClient/Linux/Application/BackgroundTasks.h"
+#include "XelPushClient/Linux/Application/RemoteNotificationQueue.h"
 #include "XelPushClient/Platform/UNUserNotificationCenter.h"
 
 namespace xel {
@@ -16,8 +17,25 @@ constexpr std::int64_t kNoPushTokenCode = 3010;
 
 }  // namespace
 
+/// The attached delegates, as those whom remote notifications are told.
+class LinuxApplication::Takers final : public RemoteNotificationTakers {
+public:
+    explicit Takers(LinuxApplication& application) : application_(application) {}
+
+    [[nodiscard]] bool isAnyoneThere() const override { return application_.hasDelegate(); }
+    void take(const Dictionary& payload) override { application_.tellRemoteNotification(payload); }
+
+private:
+    LinuxApplication& application_;
+};
+
 LinuxApplication::LinuxApplication(Surroundings surroundings)
-    : surroundings_(std::move(surroundings)), life_(std::make_shared<LinuxApplication*>(this)) {}
+    : surroundings_(std::move(surroundings)),
+      tasks_(std::make_unique<BackgroundTasks>(surroundings_.runLoop, surroundings_.clock)),
+      takers_(std::make_unique<Takers>(*this)),
+      notifications_(
+          std::make_shared<RemoteNotificationQueue>(surroundings_.runLoop, surroundings_.logSink, *takers_)),
+      life_(std::make_shared<LinuxApplication*>(this)) {}
 
 LinuxApplication::~LinuxApplication() = default;
 
@@ -35,7 +53,11 @@ void LinuxApplication::willResignActive() {
 void LinuxApplication::enterBackground(std::chrono::milliseconds longestTime) {
     const auto held = holdItself();
     willResignActive();
-    limitBackgroundTime(longestTime);
+    tasks_->limitTime(longestTime, [weak = std::weak_ptr(life_)] {
+        if (const auto life = weak.lock()) {
+            (*life)->backgroundTimeIsUp();
+        }
+    });
     if (state_ != UIApplicationState::Background) {
         enter(UIApplicationState::Background, UIApplicationDidEnterBackgroundNotification);
     }
@@ -45,7 +67,7 @@ void LinuxApplication::willEnterForeground() {
     if (state_ != UIApplicationState::Background) {
         return;
     }
-    endBackgroundTime();
+    tasks_->liftLimit();
     enter(UIApplicationState::Inactive, UIApplicationWillEnterForegroundNotification);
 }
 
@@ -61,71 +83,35 @@ void LinuxApplication::willTerminate() {
     postLifecycleNotification(UIApplicationWillTerminateNotification);
 }
 
+bool LinuxApplication::hasBackgroundTasks() const {
+    return !tasks_->isEmpty();
+}
+
+void LinuxApplication::setBackgroundTasksEndedHandler(std::function<void()> handler) {
+    tasks_->setAllEndedHandler(std::move(handler));
+}
+
 void LinuxApplication::setLocalNotificationPresenter(Presenter presenter, Canceller canceller) {
     presenter_ = std::move(presenter);
     canceller_ = std::move(canceller);
 }
 
-void LinuxApplication::limitBackgroundTime(std::chrono::milliseconds longestTime) {
-    const auto deadline = surroundings_.clock->steadyNow() + longestTime;
-    if (backgroundDeadline_ && *backgroundDeadline_ <= deadline) {
-        return;
-    }
-    endBackgroundTime();
-    backgroundDeadline_ = deadline;
-    backgroundTimer_ = surroundings_.runLoop->scheduleTimer(longestTime, [weak = std::weak_ptr(life_)] {
-        if (const auto life = weak.lock()) {
-            (*life)->backgroundTimeIsUp();
-        }
-    });
-}
-
-void LinuxApplication::endBackgroundTime() {
-    backgroundDeadline_.reset();
-    if (const auto timer = std::exchange(backgroundTimer_, nullptr)) {
-        timer->invalidate();
-    }
-}
-
 void LinuxApplication::backgroundTimeIsUp() {
     const auto held = holdItself();
-    std::vector<UIBackgroundTaskIdentifier> running;
-    for (const auto& [identifier, handler] : tasks_) {
-        running.push_back(identifier);
-    }
-    for (const UIBackgroundTaskIdentifier identifier : running) {
-        const auto task = tasks_.find(identifier);  // a handler before may have ended it
-        if (task == tasks_.end()) {
-            continue;
-        }
-        if (const auto handler = std::exchange(task->second, nullptr)) {
-            handler();
-        }
-        endBackgroundTask(identifier);
-    }
+    tasks_->expire();
 }
 
 UIBackgroundTaskIdentifier LinuxApplication::beginBackgroundTaskWithName(
     std::string_view /*name*/, std::function<void()> expirationHandler) {
-    if (backgroundTimeRemaining() <= 0.0) {
-        return UIBackgroundTaskInvalid;
-    }
-    tasks_.emplace(++lastTask_, std::move(expirationHandler));
-    return lastTask_;
+    return tasks_->begin(std::move(expirationHandler));
 }
 
 void LinuxApplication::endBackgroundTask(UIBackgroundTaskIdentifier identifier) {
-    if (tasks_.erase(identifier) > 0 && tasks_.empty() && backgroundTasksEndedHandler_) {
-        backgroundTasksEndedHandler_();
-    }
+    tasks_->end(identifier);
 }
 
 double LinuxApplication::backgroundTimeRemaining() const {
-    if (!backgroundDeadline_) {
-        return std::numeric_limits<double>::max();
-    }
-    const std::chrono::duration<double> left = *backgroundDeadline_ - surroundings_.clock->steadyNow();
-    return left.count() > 0.0 ? left.count() : 0.0;
+    return tasks_->timeRemaining();
 }
 
 void LinuxApplication::answer(std::weak_ptr<UIApplicationDelegate> requester, Answer answer) {
@@ -189,34 +175,11 @@ void LinuxApplication::pushTokenHasChanged(const Data& token) {
 }
 
 void LinuxApplication::receiveRemoteNotification(Dictionary payload) {
-    if (notifications_.size() >= kMostKeptNotifications) {
-        notifications_.pop_front();
-        surroundings_.logSink->write(
-            "The oldest remote notification is dropped: too many wait for somebody to take them");
-    }
-    notifications_.push_back(std::move(payload));
-    scheduleTelling();
+    notifications_->add(std::move(payload));
 }
 
-void LinuxApplication::scheduleTelling() {
-    if (notifications_.empty()) {
-        return;
-    }
-    surroundings_.runLoop->post([weak = std::weak_ptr(life_)] {
-        if (const auto life = weak.lock()) {
-            (*life)->tellNextNotification();
-        }
-    });
-}
-
-void LinuxApplication::tellNextNotification() {
-    if (notifications_.empty() || !hasDelegate()) {
-        return;
-    }
-    const Dictionary payload = std::move(notifications_.front());
-    notifications_.pop_front();
-    scheduleTelling();  // before a delegate that may throw
-    tellRemoteNotification(payload);
+void LinuxApplication::delegateWasAttached() {
+    notifications_->tellLater();
 }
 
 void LinuxApplication::setApplicationIconBadgeNumber(std::int64_t number) {

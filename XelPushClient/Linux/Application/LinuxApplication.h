@@ -1,14 +1,11 @@
 #pragma once
 
 #include <chrono>
-#include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <functional>
-#include <map>
 #include <memory>
-#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "XelPushClient/Linux/Application/PushTokenSource.h"
@@ -19,6 +16,9 @@
 
 namespace xel {
 
+class BackgroundTasks;
+class RemoteNotificationQueue;
+
 /// The host program as an application. A program on Linux runs until it ends, so it is active from the start;
 /// a host that has a foreground and a background says so by the calls below.
 ///
@@ -27,9 +27,6 @@ class LinuxApplication final : public UIApplication {
 public:
     /// How long an application may go on working in the background.
     static constexpr std::chrono::seconds kBackgroundTime{180};
-
-    /// Remote notifications that are kept while no delegate is attached; the oldest beyond them are dropped.
-    static constexpr std::size_t kMostKeptNotifications = 64;
 
     using Presenter = std::function<void(const UILocalNotification&)>;
     using Canceller = std::function<void()>;
@@ -57,11 +54,9 @@ public:
     void becomeActive();
     void willTerminate();
 
-    [[nodiscard]] bool hasBackgroundTasks() const { return !tasks_.empty(); }
+    [[nodiscard]] bool hasBackgroundTasks() const;
     /// Called whenever the last background task has ended, at the latest when the background time is up.
-    void setBackgroundTasksEndedHandler(std::function<void()> handler) {
-        backgroundTasksEndedHandler_ = std::move(handler);
-    }
+    void setBackgroundTasksEndedHandler(std::function<void()> handler);
 
     /// Who shows local notifications, and who takes them away again. Without a presenter the first
     /// notification leaves one log line and none is shown.
@@ -123,23 +118,16 @@ public:
 
 private:
     using Answer = std::function<void(LinuxApplication&, UIApplicationDelegate&)>;
+    class Takers;
 
     void enter(UIApplicationState state, std::string_view notification);
-    void limitBackgroundTime(std::chrono::milliseconds longestTime);
-    void endBackgroundTime();
     void backgroundTimeIsUp();
     void answer(std::weak_ptr<UIApplicationDelegate> requester, Answer answer);
-    void delegateWasAttached() override { scheduleTelling(); }
-    void scheduleTelling();
-    void tellNextNotification();
+    void delegateWasAttached() override;
 
     Surroundings surroundings_;
     UIApplicationState state_ = UIApplicationState::Active;
-    std::map<UIBackgroundTaskIdentifier, std::function<void()>> tasks_;
-    UIBackgroundTaskIdentifier lastTask_ = UIBackgroundTaskInvalid;
-    std::optional<std::chrono::steady_clock::time_point> backgroundDeadline_;
-    std::shared_ptr<NSTimer> backgroundTimer_;
-    std::function<void()> backgroundTasksEndedHandler_;
+    std::unique_ptr<BackgroundTasks> tasks_;
     std::uint32_t typesOfHost_ = 0xFFFFFFFF;
     std::uint32_t typesAskedFor_ = 0;
     std::int64_t badge_ = 0;
@@ -149,7 +137,8 @@ private:
     bool hasLoggedMissingPresenter_ = false;
     std::shared_ptr<PushTokenSource> tokenSource_;
     std::vector<std::weak_ptr<UIApplicationDelegate>> tokenRequesters_;
-    std::deque<Dictionary> notifications_;
+    std::unique_ptr<Takers> takers_;
+    std::shared_ptr<RemoteNotificationQueue> notifications_;
     /// What is posted holds this weakly.
     std::shared_ptr<LinuxApplication*> life_;
 };

@@ -120,13 +120,6 @@ TEST_F(LinuxApplicationTest, SaysThatItWillTerminate) {
     EXPECT_EQ(posted_, std::vector<std::string>{"UIApplicationWillTerminateNotification"});
 }
 
-TEST_F(LinuxApplicationTest, NumbersBackgroundTasksFromOne) {
-    EXPECT_EQ(application_.beginBackgroundTaskWithName("a", nullptr), 1U);
-    EXPECT_EQ(application_.beginBackgroundTaskWithName("b", nullptr), 2U);
-    application_.endBackgroundTask(1);
-    EXPECT_EQ(application_.beginBackgroundTaskWithName("c", nullptr), 3U);
-}
-
 TEST_F(LinuxApplicationTest, ExpiresTasksOnceWhenTheBackgroundTimeIsUsedUp) {
     int expired = 0;
     application_.beginBackgroundTaskWithName("a", [&] { ++expired; });
@@ -151,20 +144,6 @@ TEST_F(LinuxApplicationTest, RefusesATaskWhenTheBackgroundTimeIsUsedUp) {
     EXPECT_EQ(application_.beginBackgroundTaskWithName("a", nullptr), UIBackgroundTaskInvalid);
     application_.becomeActive();
     EXPECT_NE(application_.beginBackgroundTaskWithName("a", nullptr), UIBackgroundTaskInvalid);
-}
-
-TEST_F(LinuxApplicationTest, DoesNotExpireAnEndedTask) {
-    int expired = 0;
-    application_.enterBackground();
-    const auto first = application_.beginBackgroundTaskWithName("a", [&] { ++expired; });
-    application_.endBackgroundTask(first);
-    application_.endBackgroundTask(first);
-    application_.endBackgroundTask(99);
-    UIBackgroundTaskIdentifier later = UIBackgroundTaskInvalid;
-    application_.beginBackgroundTaskWithName("b", [&] { application_.endBackgroundTask(later); });
-    later = application_.beginBackgroundTaskWithName("c", [&] { ++expired; });
-    runLoop_->advanceBy(LinuxApplication::kBackgroundTime);
-    EXPECT_EQ(expired, 0) << "the handler before ended it";
 }
 
 TEST_F(LinuxApplicationTest, EndsATaskThatItsHandlerLeavesRunning) {
@@ -300,18 +279,6 @@ TEST_F(LinuxApplicationTest, KeepsRemoteNotificationsUntilSomebodyTakesThem) {
     application_.receiveRemoteNotification({{"id", "m3"}});
     runLoop_->runUntilIdle();
     EXPECT_EQ(delegate->notifications.size(), 3U);
-}
-
-TEST_F(LinuxApplicationTest, KeepsTheNewestRemoteNotifications) {
-    for (std::int64_t number = 1; number <= 66; ++number) {
-        application_.receiveRemoteNotification({{"number", number}});
-    }
-    EXPECT_EQ(log_->lines().size(), 2U);
-    const auto delegate = std::make_shared<RecordingDelegate>();
-    application_.attachDelegate(delegate);
-    runLoop_->runUntilIdle();
-    ASSERT_EQ(delegate->notifications.size(), 64U);
-    EXPECT_EQ(*delegate->notifications.front().find("number"), Value(3));
 }
 
 TEST_F(LinuxApplicationTest, LosesNoRemoteNotificationToADelegateThatThrows) {
