@@ -6,8 +6,7 @@
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
 
-#include "XelPushClient/Linux/Stream/TLSErrors.h"
-#include "XelPushClient/Linux/Stream/TLSHostName.h"
+#include "XelPushClient/Linux/Stream/StreamErrors.h"
 
 namespace xel::tools {
 

@@ -6,7 +6,7 @@
 
 #include "XelPushClient/Linux/Loop/AsioRunLoop.h"
 #include "XelPushClient/Linux/Stream/AsioStreamConnection.h"
-#include "XelPushClient/Linux/Stream/AsioStreamTLS.h"
+#include "XelPushClient/Linux/Stream/AsioStreamOpening.h"
 
 namespace xel {
 namespace {

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "XelPushClient/Linux/Stream/LinuxTCPOptions.h"
-#include "XelPushClient/Linux/Stream/LinuxTLSOptions.h"
+#include "XelPushClient/Linux/Stream/TLSContext.h"
 #include "XelPushClient/Platform/ByteStream.h"
 
 namespace xel {

@@ -7,8 +7,6 @@
 #include <boost/asio/error.hpp>
 #include <boost/asio/ip/address.hpp>
 
-#include "XelPushClient/Linux/Stream/TLSErrors.h"
-
 namespace xel {
 
 namespace asio = boost::asio;
@@ -56,14 +54,13 @@ void AsioConnector::inPass(const std::function<void()>& work) {
     }
 }
 
-void AsioConnector::start(const std::string& host, std::uint16_t port, Done done) {
+void AsioConnector::start(StreamPeer peer, Done done) {
     done_ = std::move(done);
-    host_ = host;
-    port_ = port;
+    peer_ = std::move(peer);
     boost::system::error_code notAnAddress;
-    const auto address = asio::ip::make_address(host, notAnAddress);
+    const auto address = asio::ip::make_address(peer_.host, notAnAddress);
     if (!notAnAddress) {
-        endpoints_.emplace_back(address, port);
+        endpoints_.emplace_back(address, peer_.port);
         if (const auto core = core_.lock()) {
             core->post([weak = weak_from_this()] {
                 if (const auto self = weak.lock()) {
@@ -73,7 +70,7 @@ void AsioConnector::start(const std::string& host, std::uint16_t port, Done done
         }
         return;
     }
-    NameLookup::shared().ask(core_, host, [weak = weak_from_this()](const NameLookupAnswer& answer) {
+    NameLookup::shared().ask(core_, peer_.host, [weak = weak_from_this()](const NameLookupAnswer& answer) {
         if (const auto self = weak.lock()) {
             self->nameWasLookedUp(answer);
         }
@@ -95,19 +92,18 @@ void AsioConnector::nameWasLookedUp(const NameLookupAnswer& answer) {
         return;
     }
     if (answer.addresses.empty()) {
-        finish(streamError(ByteStreamErrorCode::NameNotFound,
-                           "cannot connect to " + hostAndPort() +
-                               ": the look-up of the host's name failed (" + answer.failure + ")"));
+        finish(peer_.cannotConnect(ByteStreamErrorCode::NameNotFound,
+                                   "the look-up of the host's name failed (" + answer.failure + ")"));
         return;
     }
     for (const auto& address : alternatingFamilies(answer.addresses)) {
-        endpoints_.emplace_back(address, port_);
+        endpoints_.emplace_back(address, peer_.port);
     }
     tryNextEndpoint();
 }
 
 std::string AsioConnector::describeProgress() const {
-    return attempts_ == 0 ? "the look-up of the name " + host_ + " has not been answered"
+    return attempts_ == 0 ? "the look-up of the name " + peer_.host + " has not been answered"
                           : describeEndpoint(endpoints_[attempts_ - 1]) + " does not answer";
 }
 
@@ -116,8 +112,7 @@ void AsioConnector::tryNextEndpoint() {
         return;
     }
     if (attempts_ == endpoints_.size()) {
-        finish(streamError(ByteStreamErrorCode::ConnectFailed,
-                           "cannot connect to " + hostAndPort() + ": " + causes_));
+        finish(peer_.cannotConnect(ByteStreamErrorCode::ConnectFailed, causes_));
         return;
     }
     const std::size_t attempt = attempts_++;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -15,6 +15,7 @@
 #include "XelPushClient/Linux/Loop/AsioLoopCore.h"
 #include "XelPushClient/Linux/Network/NameLookup.h"
 #include "XelPushClient/Linux/Stream/AsioSocket.h"
+#include "XelPushClient/Linux/Stream/StreamErrors.h"
 
 namespace xel {
 
@@ -31,7 +32,7 @@ public:
                   std::chrono::milliseconds timeForAddress);
 
     /// Calls `done` once, in a pass of the loop and never inside this call, unless it is cancelled.
-    void start(const std::string& host, std::uint16_t port, Done done);
+    void start(StreamPeer peer, Done done);
 
     void cancel();
 
@@ -46,13 +47,11 @@ private:
     void attemptEnded(std::size_t attempt, const boost::system::error_code& error);
     void finish(Result<std::shared_ptr<Socket>> outcome);
     void inPass(const std::function<void()>& work);
-    [[nodiscard]] std::string hostAndPort() const { return host_ + ":" + std::to_string(port_); }
 
     std::weak_ptr<AsioLoopCore> core_;
     boost::asio::io_context& context_;
     std::chrono::milliseconds timeForAddress_;
-    std::string host_;
-    std::uint16_t port_ = 0;
+    StreamPeer peer_;
     Done done_;
     std::vector<Endpoint> endpoints_;
     std::size_t attempts_ = 0;

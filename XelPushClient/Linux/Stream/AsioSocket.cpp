@@ -1,8 +1,21 @@
 #include "XelPushClient/Linux/Stream/AsioSocket.h"
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
 #include "XelPushClient/Linux/Process/ForkedChildren.h"
 
 namespace xel {
+
+namespace {
+
+void setNumber(int socket, int level, int name, long long value) {
+    const int number = static_cast<int>(value);
+    (void)::setsockopt(socket, level, name, &number, sizeof number);
+}
+
+}  // namespace
 
 void AsioSocket::openFor(const boost::asio::ip::tcp::endpoint& endpoint) {
     (void)openInThisProcess([&] {
@@ -18,6 +31,23 @@ void AsioSocket::end() {
             boost::system::error_code ignored;
             close(ignored);
         });
+    }
+}
+
+void AsioSocket::watchOver(const LinuxTCPOptions& options) {
+    const int socket = native_handle();
+    if (options.keepAliveIdle.count() > 0) {
+        setNumber(socket, IPPROTO_TCP, TCP_KEEPIDLE, options.keepAliveIdle.count());
+        setNumber(socket, IPPROTO_TCP, TCP_KEEPINTVL, options.keepAliveInterval.count());
+        setNumber(socket, IPPROTO_TCP, TCP_KEEPCNT, options.keepAliveProbes);
+        setNumber(socket, SOL_SOCKET, SO_KEEPALIVE, 1);
+    }
+    setNumber(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, options.userTimeout.count());
+}
+
+void AsioSocket::hastenFirstAnswer() {
+    if (isFirstAnswerAwaited_) {
+        setNumber(native_handle(), IPPROTO_TCP, TCP_QUICKACK, 1);
     }
 }
 

@@ -1,11 +1,10 @@
 #include "XelPushClient/Linux/Stream/AsioStreamConnection.h"
 
+#include <stdexcept>
 #include <utility>
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/error.hpp>
-
-#include "XelPushClient/Linux/Stream/TLSErrors.h"
 
 namespace xel {
 
@@ -14,7 +13,50 @@ namespace asio = boost::asio;
 AsioStreamConnection::AsioStreamConnection(const std::shared_ptr<AsioLoopCore>& core,
                                            asio::io_context& context, std::shared_ptr<AsioStreamTLS> tls,
                                            ByteStreamObserver& observer, const AsioByteStreamTimes& times)
-    : core_(core), context_(context), tls_(std::move(tls)), observer_(&observer), times_(times) {}
+    : core_(core),
+      observer_(&observer),
+      lingerTime_(times.linger),
+      opening_(std::make_shared<AsioStreamOpening>(core, context, std::move(tls), times)) {}
+
+// Opening
+
+void AsioStreamConnection::open(std::string_view host, std::uint16_t port, bool usingTLS) {
+    if (phase_ != Phase::New) {
+        throw std::logic_error("a byte stream was opened twice");
+    }
+    phase_ = Phase::Opening;
+    peer_ = {std::string(host), port};
+    opening_->start(peer_, usingTLS, [weak = weak_from_this()](Result<OpenedStream> outcome) {
+        const auto self = weak.lock();
+        if (!self) {
+            return;
+        }
+        if (outcome) {
+            self->becomeOpen(std::move(outcome).value());
+        } else {
+            self->fail(outcome.error());
+        }
+    });
+}
+
+std::string AsioStreamConnection::describeProgress() const {
+    return phase_ == Phase::Opening ? opening_->describeProgress() : std::string();
+}
+
+void AsioStreamConnection::becomeOpen(OpenedStream stream) {
+    opening_.reset();
+    stream_ = std::move(stream);
+    stream_.writer->setObserver(weak_from_this());
+    received_ = std::make_unique_for_overwrite<char[]>(kReadSize);
+    if (stream_.engine) {
+        decrypted_ = std::make_unique_for_overwrite<char[]>(kReadSize);
+    }
+    phase_ = Phase::Open;
+    if (stream_.writer->failure()) {
+        writingDidFail();
+    }
+    observer_->streamDidOpen();
+}
 
 // Reading
 
@@ -22,7 +64,7 @@ void AsioStreamConnection::receive() {
     if (phase_ != Phase::Open || std::exchange(isReceiveWanted_, true) || isDelivering_) {
         return;
     }
-    if (!engine_ || !engine_->mayHoldMore()) {
+    if (!stream_.engine || !stream_.engine->mayHoldMore()) {
         startRead();
         return;
     }
@@ -40,8 +82,8 @@ void AsioStreamConnection::startRead() {
     if (std::exchange(isReading_, true)) {
         return;
     }
-    hastenFirstAnswer();
-    socket_->async_read_some(
+    stream_.socket->hastenFirstAnswer();
+    stream_.socket->async_read_some(
         asio::buffer(received_.get(), kReadSize),
         [self = shared_from_this()](const boost::system::error_code& error, std::size_t count) {
             if (const auto core = self->core_.lock()) {
@@ -54,7 +96,6 @@ void AsioStreamConnection::readEnded(const boost::system::error_code& error, std
     isReading_ = false;
     const std::string_view octets(received_.get(), count);
     switch (phase_) {
-        case Phase::ShakingHands: receivedWhileShakingHands(error, octets); return;
         case Phase::Lingering:
             // What the peer still sends is of no use; its end is what is waited for.
             if (error) {
@@ -68,34 +109,22 @@ void AsioStreamConnection::readEnded(const boost::system::error_code& error, std
     }
     if (error) {
         readWasRefused(error);
-    } else if (engine_) {
-        engine_->take(octets);
+    } else if (stream_.engine) {
+        stream_.engine->take(octets);
         deliverDecrypted();
     } else {
         deliver(octets);
     }
 }
 
-void AsioStreamConnection::receivedWhileShakingHands(const boost::system::error_code& error,
-                                                     std::string_view octets) {
-    if (!error) {
-        stepHandshake(std::string(octets));
-        return;
-    }
-    const std::string cause = error == asio::error::eof ? "the host ended the connection" : error.message();
-    fail(tlsError("cannot connect to " + hostAndPort() + " by TLS: " + cause + " during the handshake"));
-}
-
 void AsioStreamConnection::readWasRefused(const boost::system::error_code& error) {
-    if (writeFailure_) {
-        fail(*writeFailure_);
+    if (const auto& failure = stream_.writer->failure()) {
+        fail(*failure);
     } else if (error != asio::error::eof) {
-        fail(lossOf(error));
-    } else if (engine_) {
-        fail(streamError(
-            ByteStreamErrorCode::ConnectionReset,
-            "the connection to " + hostAndPort() +
-                " was lost: the host ended it without saying so by TLS, so something may be missing"));
+        fail(peer_.wasLost(error));
+    } else if (stream_.engine) {
+        fail(peer_.wasLost("the host ended it without saying so by TLS, so something may be missing",
+                           ByteStreamErrorCode::ConnectionReset));
     } else {
         finishByPeer();
     }
@@ -103,20 +132,19 @@ void AsioStreamConnection::readWasRefused(const boost::system::error_code& error
 
 void AsioStreamConnection::deliverDecrypted() {
     std::size_t count = 0;
-    const auto progress = engine_->decrypt({decrypted_.get(), kReadSize}, count, outgoing_);
-    if (sent_ < outgoing_.size()) {
-        planFlush();
-    }
+    std::string toSend;
+    const auto progress = stream_.engine->decrypt({decrypted_.get(), kReadSize}, count, toSend);
+    stream_.writer->writeRecords(toSend);
     switch (progress) {
         case TLSEngine::Progress::Done: deliver({decrypted_.get(), count}); return;
         case TLSEngine::Progress::NeedsMore: startRead(); return;
         case TLSEngine::Progress::Ended: finishByPeer(); return;
-        case TLSEngine::Progress::Failed: fail(lossBecause(engine_->failure())); return;
+        case TLSEngine::Progress::Failed: fail(peer_.wasLost(stream_.engine->failure())); return;
     }
 }
 
 void AsioStreamConnection::deliver(std::string_view octets) {
-    isFirstAnswerAwaited_ = false;
+    stream_.socket->firstAnswerHasCome();
     isReceiveWanted_ = false;
     isDelivering_ = true;
     try {
@@ -135,7 +163,7 @@ void AsioStreamConnection::deliver(std::string_view octets) {
 }
 
 void AsioStreamConnection::continueReading() {
-    if (!engine_ || !engine_->mayHoldMore()) {
+    if (!stream_.engine || !stream_.engine->mayHoldMore()) {
         startRead();
         return;
     }
@@ -158,29 +186,16 @@ void AsioStreamConnection::fail(const NSError& error) {
     }
 }
 
-NSError AsioStreamConnection::lossBecause(std::string_view cause) const {
-    return streamError(ByteStreamErrorCode::ConnectionLost,
-                       "the connection to " + hostAndPort() + " was lost: " + std::string(cause));
-}
-
-// Whether it was the peer's doing: a path that went away ends in a time-out.
-NSError AsioStreamConnection::lossOf(const boost::system::error_code& error) const {
-    NSError loss = lossBecause(error.message());
-    if (error == asio::error::connection_reset || error == asio::error::broken_pipe) {
-        loss.code = static_cast<std::int64_t>(ByteStreamErrorCode::ConnectionReset);
-    }
-    return loss;
-}
-
 void AsioStreamConnection::end() {
     phase_ = Phase::Over;
     observer_ = nullptr;
-    if (connector_) {
-        connector_->cancel();
-        connector_.reset();
+    if (opening_) {
+        opening_->cancel();
+        opening_.reset();
     }
-    if (socket_) {
-        socket_->end();
+    if (stream_.socket) {
+        stream_.writer->stop();
+        stream_.socket->end();
     }
     if (deadline_) {
         deadline_->invalidate();
@@ -195,45 +210,56 @@ void AsioStreamConnection::drop() {
     }
 }
 
+// Writing
+
+void AsioStreamConnection::write(std::string_view octets) {
+    if (phase_ == Phase::Open) {
+        stream_.writer->write(octets);
+    }
+}
+
 void AsioStreamConnection::closeAfterWriting() {
     observer_ = nullptr;
-    if (phase_ != Phase::Open || writeFailure_) {
+    if (phase_ != Phase::Open || stream_.writer->failure()) {
         end();
         return;
     }
     phase_ = Phase::Lingering;
-    setDeadline(times_.linger, &AsioStreamConnection::lingeredTooLong);
-    sendLastWords();
+    limitLingering();
+    stream_.writer->endAfterWriting();
     if (phase_ == Phase::Lingering) {
         startRead();
     }
 }
 
-void AsioStreamConnection::setDeadline(std::chrono::milliseconds time,
-                                       void (AsioStreamConnection::*expired)()) {
-    if (deadline_) {
-        deadline_->invalidate();
-    }
+void AsioStreamConnection::limitLingering() {
     if (const auto core = core_.lock()) {
-        deadline_ = core->scheduleTimer(time, [weak = weak_from_this(), expired] {
-            if (const auto self = weak.lock()) {
-                (self.get()->*expired)();
+        deadline_ = core->scheduleTimer(lingerTime_, [weak = weak_from_this()] {
+            const auto self = weak.lock();
+            if (self && self->phase_ == Phase::Lingering) {
+                self->end();
             }
         });
     }
 }
 
-void AsioStreamConnection::handshakeTookTooLong() {
-    if (phase_ == Phase::ShakingHands) {
-        fail(tlsError("cannot connect to " + hostAndPort() +
-                      " by TLS: the host did not answer the handshake in time"));
-    }
-}
-
-void AsioStreamConnection::lingeredTooLong() {
+// What the peer sent before it went is still to be read, and says more than a failed write: a read that is
+// under way, or that is asked for later, reports the loss. Without one it is posted.
+void AsioStreamConnection::writingDidFail() {
     if (phase_ == Phase::Lingering) {
         end();
+        return;
     }
+    const auto core = core_.lock();
+    if (isReading_ || !core) {
+        return;
+    }
+    core->post([weak = weak_from_this()] {
+        const auto self = weak.lock();
+        if (self && self->phase_ == Phase::Open && !self->isReading_) {
+            self->fail(*self->stream_.writer->failure());
+        }
+    });
 }
 
 }  // namespace xel

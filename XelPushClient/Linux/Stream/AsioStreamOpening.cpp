@@ -1,35 +1,40 @@
-#include <stdexcept>
-#include <string>
+#include "XelPushClient/Linux/Stream/AsioStreamOpening.h"
+
+#include <exception>
 #include <system_error>
 #include <utility>
 
+#include <boost/asio/buffer.hpp>
 #include <boost/asio/error.hpp>
-
-#include "XelPushClient/Linux/Stream/AsioStreamConnection.h"
-#include "XelPushClient/Linux/Stream/TCPSocket.h"
-#include "XelPushClient/Linux/Stream/TLSErrors.h"
-
-// The opening half of a stream's works: name, connection and TLS handshake.
 
 namespace xel {
 
-using boost::asio::ip::tcp;
+namespace asio = boost::asio;
 
-void AsioStreamConnection::open(std::string_view host, std::uint16_t port, bool usingTLS) {
-    if (phase_ != Phase::New) {
-        throw std::logic_error("a byte stream was opened twice");
-    }
-    phase_ = Phase::Connecting;
-    host_ = host;
-    port_ = port;
+namespace {
+
+/// A host's part of a handshake is a few certificates long.
+constexpr std::size_t kReadSize = 16 * 1024;
+
+}  // namespace
+
+AsioStreamOpening::AsioStreamOpening(std::weak_ptr<AsioLoopCore> core, asio::io_context& context,
+                                     std::shared_ptr<AsioStreamTLS> tls, const AsioByteStreamTimes& times)
+    : core_(std::move(core)),
+      tls_(std::move(tls)),
+      times_(times),
+      connector_(std::make_shared<AsioConnector>(core_, context, times.connect)) {}
+
+void AsioStreamOpening::start(StreamPeer peer, bool usingTLS, Done done) {
+    peer_ = std::move(peer);
     isUsingTLS_ = usingTLS;
+    done_ = std::move(done);
     if (usingTLS) {
         readTrustStoreAhead();
     }
-    connector_ = std::make_shared<AsioConnector>(core_, context_, times_.connect);
-    connector_->start(host_, port, [weak = weak_from_this()](Result<std::shared_ptr<AsioSocket>> outcome) {
+    connector_->start(peer_, [weak = weak_from_this()](Result<std::shared_ptr<AsioSocket>> outcome) {
         const auto self = weak.lock();
-        if (!self || self->phase_ != Phase::Connecting) {
+        if (!self) {
             return;
         }
         if (outcome) {
@@ -41,7 +46,7 @@ void AsioStreamConnection::open(std::string_view host, std::uint16_t port, bool 
 }
 
 /// The trust store is read while the host is looked up. What goes wrong shows in the handshake.
-void AsioStreamConnection::readTrustStoreAhead() {
+void AsioStreamOpening::readTrustStoreAhead() {
     try {
         tls_->worker.add([context = tls_->context] { (void)context->native().isOk(); });
     } catch (const std::system_error&) {
@@ -49,89 +54,161 @@ void AsioStreamConnection::readTrustStoreAhead() {
     }
 }
 
-std::string AsioStreamConnection::describeProgress() const {
-    switch (phase_) {
-        case Phase::Connecting: return connector_->describeProgress();
-        case Phase::ShakingHands: return "the TLS handshake is not done";
-        default: return {};
-    }
+std::string AsioStreamOpening::describeProgress() const {
+    return stream_.engine ? "the TLS handshake is not done" : connector_->describeProgress();
 }
 
-void AsioStreamConnection::wasConnected(std::shared_ptr<AsioSocket> socket) {
-    connector_.reset();
-    socket_ = std::move(socket);
+void AsioStreamOpening::wasConnected(std::shared_ptr<AsioSocket> socket) {
+    stream_.socket = std::move(socket);
     boost::system::error_code error;
-    socket_->set_option(tcp::no_delay(true), error);
-    socket_->non_blocking(true, error);
+    stream_.socket->set_option(asio::ip::tcp::no_delay(true), error);
+    stream_.socket->non_blocking(true, error);
     if (error) {
-        fail(streamError(ByteStreamErrorCode::ConnectFailed,
-                         "cannot connect to " + hostAndPort() + ": " + error.message()));
+        fail(peer_.cannotConnect(ByteStreamErrorCode::ConnectFailed, error.message()));
         return;
     }
-    watchOver(socket_->native_handle(), times_.tcp);
-    received_ = std::make_unique_for_overwrite<char[]>(kReadSize);
+    stream_.socket->watchOver(times_.tcp);
+    stream_.writer = std::make_shared<AsioStreamWriter>(core_, stream_.socket, peer_);
     if (!isUsingTLS_) {
-        becomeOpen();
+        succeed();
         return;
     }
-    decrypted_ = std::make_unique_for_overwrite<char[]>(kReadSize);
-    engine_ = std::make_shared<TLSEngine>(tls_->context, host_);
-    phase_ = Phase::ShakingHands;
+    stream_.writer->setObserver(weak_from_this());
+    stream_.engine = std::make_shared<TLSEngine>(tls_->context, peer_.host);
+    received_ = std::make_unique_for_overwrite<char[]>(kReadSize);
     stepHandshake({});
 }
 
-void AsioStreamConnection::stepHandshake(std::string received) {
+// The step is computed on the worker; the engine is the worker's until its outcome has been posted to the
+// loop.
+void AsioStreamOpening::stepHandshake(std::string received) {
     try {
-        computeHandshakeStep(*tls_, engine_, std::move(received), core_,
-                             [weak = weak_from_this()](const HandshakeStep& step) {
-                                 if (const auto self = weak.lock()) {
-                                     self->handshakeStepped(step);
-                                 }
-                             });
+        tls_->worker.add([engine = stream_.engine, octets = std::move(received), loop = core_,
+                          weak = weak_from_this()]() mutable {
+            auto progress = TLSEngine::Progress::Failed;
+            std::string toSend;
+            try {
+                progress = engine->shakeHands(octets, toSend);
+            } catch (const std::exception&) {
+                // For want of memory: the connection is what fails.
+            }
+            engine.reset();
+            if (const auto core = loop.lock()) {
+                core->post([weak = std::move(weak), progress, toSend = std::move(toSend)] {
+                    if (const auto self = weak.lock()) {
+                        self->handshakeStepped(progress, toSend);
+                    }
+                });
+            }
+        });
     } catch (const std::system_error& error) {
-        fail(tlsError("cannot connect to " + hostAndPort() +
-                      " by TLS: no thread can be started for the handshake: " + error.code().message()));
+        fail(peer_.cannotConnectByTLS("no thread can be started for the handshake: " +
+                                      error.code().message()));
     }
 }
 
-void AsioStreamConnection::handshakeStepped(const HandshakeStep& step) {
-    if (phase_ != Phase::ShakingHands) {
+void AsioStreamOpening::handshakeStepped(TLSEngine::Progress progress, std::string_view toSend) {
+    if (!done_) {
         return;
     }
-    if (!deadline_) {
-        // From here on the time is the host's: before, the trust store may have been read.
-        setDeadline(times_.handshake, &AsioStreamConnection::handshakeTookTooLong);
-    }
-    outgoing_ += step.toSend;
-    flush();
-    if (phase_ != Phase::ShakingHands) {
-        return;
-    }
-    switch (step.progress) {
-        case TLSEngine::Progress::Done: becomeOpen(); return;
-        case TLSEngine::Progress::NeedsMore: startRead(); return;
+    limitHandshake();
+    stream_.writer->writeRecordsNow(toSend);
+    switch (progress) {
+        case TLSEngine::Progress::Done: succeed(); return;
+        case TLSEngine::Progress::NeedsMore: readMore(); return;
         default: break;
     }
-    const bool isRefused = engine_->isCertificateRefused();
-    fail(streamError(isRefused ? ByteStreamErrorCode::CertificateRefused : ByteStreamErrorCode::TLSFailed,
-                     "cannot connect to " + hostAndPort() + " by TLS: " + engine_->failure()));
+    fail(peer_.cannotConnectByTLS(stream_.engine->failure(), stream_.engine->isCertificateRefused()
+                                                                 ? ByteStreamErrorCode::CertificateRefused
+                                                                 : ByteStreamErrorCode::TLSFailed));
 }
 
-/// A broker that gathers small packets (RFC 9293 section 3.7.4) holds the one that answers CONNECT back until
-/// what it sent before is acknowledged, which the kernel puts off: it has seen a question behind each answer
-/// and expects another. Renewed around each read and write, until the broker's first octets have come.
-void AsioStreamConnection::hastenFirstAnswer() {
-    if (isFirstAnswerAwaited_) {
-        acknowledgeAtOnce(socket_->native_handle());
+// From the first step on the time is the host's: before, the trust store may have been read.
+void AsioStreamOpening::limitHandshake() {
+    const auto core = core_.lock();
+    if (deadline_ || !core) {
+        return;
+    }
+    deadline_ = core->scheduleTimer(times_.handshake, [weak = weak_from_this()] {
+        if (const auto self = weak.lock()) {
+            self->fail(self->peer_.cannotConnectByTLS("the host did not answer the handshake in time"));
+        }
+    });
+}
+
+void AsioStreamOpening::readMore() {
+    isReading_ = true;
+    stream_.socket->hastenFirstAnswer();
+    stream_.socket->async_read_some(
+        asio::buffer(received_.get(), kReadSize),
+        [self = shared_from_this()](const boost::system::error_code& error, std::size_t count) {
+            if (const auto core = self->core_.lock()) {
+                core->runThenDrain([&] { self->wasRead(error, {self->received_.get(), count}); });
+            }
+        });
+}
+
+void AsioStreamOpening::wasRead(const boost::system::error_code& error, std::string_view octets) {
+    isReading_ = false;
+    if (!done_) {
+        return;
+    }
+    if (!error) {
+        stepHandshake(std::string(octets));
+        return;
+    }
+    const std::string cause = error == asio::error::eof ? "the host ended the connection" : error.message();
+    fail(peer_.cannotConnectByTLS(cause + " during the handshake"));
+}
+
+// A read that is under way, or that the next step asks for, says more than a failed write, and reports the
+// loss.
+void AsioStreamOpening::writingDidFail() {
+    const auto core = core_.lock();
+    if (isReading_ || !core) {
+        return;
+    }
+    core->post([weak = weak_from_this()] {
+        const auto self = weak.lock();
+        if (self && self->done_ && !self->isReading_) {
+            self->fail(*self->stream_.writer->failure());
+        }
+    });
+}
+
+void AsioStreamOpening::succeed() {
+    const auto done = std::exchange(done_, nullptr);
+    OpenedStream stream = std::exchange(stream_, {});
+    if (stream.engine) {
+        stream.writer->encryptWith(stream.engine);
+    }
+    release();
+    done(std::move(stream));
+}
+
+void AsioStreamOpening::fail(NSError error) {
+    if (const auto done = std::exchange(done_, nullptr)) {
+        release();
+        done(std::move(error));
     }
 }
 
-void AsioStreamConnection::becomeOpen() {
+void AsioStreamOpening::cancel() {
+    done_ = nullptr;
+    release();
+}
+
+void AsioStreamOpening::release() {
+    connector_->cancel();
     if (deadline_) {
         deadline_->invalidate();
     }
-    phase_ = Phase::Open;
-    observer_->streamDidOpen();
+    if (stream_.writer) {
+        stream_.writer->stop();
+    }
+    if (stream_.socket) {
+        stream_.socket->end();
+    }
 }
 
 }  // namespace xel

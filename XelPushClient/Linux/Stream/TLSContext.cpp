@@ -2,12 +2,25 @@
 
 #include <utility>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
 #include <openssl/err.h>
 #include <openssl/ssl.h>
+#include <openssl/x509v3.h>
 
-#include "XelPushClient/Linux/Stream/TLSErrors.h"
+#include "XelPushClient/Linux/Stream/StreamErrors.h"
 
 namespace xel {
+
+namespace {
+
+bool isAddress(const std::string& host) {
+    in6_addr address{};
+    return ::inet_pton(AF_INET, host.c_str(), &address) == 1 ||
+           ::inet_pton(AF_INET6, host.c_str(), &address) == 1;
+}
+
+}  // namespace
 
 void TLSContext::Free::operator()(ssl_ctx_st* context) const {
     SSL_CTX_free(context);
@@ -50,6 +63,17 @@ Result<void> TLSContext::trust(ssl_ctx_st* context) const {
     }
     return tlsError("the trusted certificates in " + *options_.caFile +
                     " cannot be read: " + describeOpenSSLErrors());
+}
+
+bool expectHost(ssl_st* connection, const std::string& host) {
+    X509_VERIFY_PARAM* const rules = SSL_get0_param(connection);
+    X509_VERIFY_PARAM_set_hostflags(
+        rules, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS | X509_CHECK_FLAG_NEVER_CHECK_SUBJECT);
+    if (isAddress(host)) {
+        return X509_VERIFY_PARAM_set1_ip_asc(rules, host.c_str()) == 1;
+    }
+    return X509_VERIFY_PARAM_set1_host(rules, host.data(), host.size()) == 1 &&
+           SSL_set_tlsext_host_name(connection, host.c_str()) == 1;
 }
 
 }  // namespace xel

@@ -3,13 +3,21 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 
 #include "XelPushClient/Foundation/Result.h"
-#include "XelPushClient/Linux/Stream/LinuxTLSOptions.h"
 
 struct ssl_ctx_st;
+struct ssl_st;
 
 namespace xel {
+
+/// What a host may choose about TLS. Verification cannot be switched off.
+struct LinuxTLSOptions {
+    /// A file of PEM certificates to trust instead of the system's store. Without one the system's is used,
+    /// and OpenSSL's variables SSL_CERT_FILE and SSL_CERT_DIR count.
+    std::optional<std::string> caFile;
+};
 
 /// What all TLS connections share: the trust store and the rules. Read on first use, which takes a while: not
 /// on a run loop. Thread: any.
@@ -35,5 +43,10 @@ private:
     std::mutex mutex_;
     Handle handle_;
 };
+
+/// Has the connection verify that the certificate is of that host, a name or an address, by a subjectAltName
+/// alone: a subject's common name is free text (RFC 9525 section 2). The host is told the name that is asked
+/// for. False when that cannot be.
+[[nodiscard]] bool expectHost(ssl_st* connection, const std::string& host);
 
 }  // namespace xel

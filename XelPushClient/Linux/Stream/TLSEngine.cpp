@@ -7,8 +7,7 @@
 #include <openssl/ssl.h>
 #include <openssl/x509_vfy.h>
 
-#include "XelPushClient/Linux/Stream/TLSErrors.h"
-#include "XelPushClient/Linux/Stream/TLSHostName.h"
+#include "XelPushClient/Linux/Stream/StreamErrors.h"
 
 namespace xel {
 

@@ -1,7 +1,8 @@
-#include "XelPushClient/Linux/Stream/TLSErrors.h"
+#include "XelPushClient/Linux/Stream/StreamErrors.h"
 
 #include <array>
 
+#include <boost/asio/error.hpp>
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 #include <openssl/x509_vfy.h>
@@ -36,6 +37,28 @@ NSError streamError(ByteStreamErrorCode code, std::string_view description) {
 
 NSError tlsError(std::string_view description) {
     return streamError(ByteStreamErrorCode::TLSFailed, description);
+}
+
+NSError StreamPeer::cannotConnect(ByteStreamErrorCode code, std::string_view why) const {
+    return streamError(code,
+                       "cannot connect to " + host + ":" + std::to_string(port) + ": " + std::string(why));
+}
+
+NSError StreamPeer::cannotConnectByTLS(std::string_view why, ByteStreamErrorCode code) const {
+    return streamError(
+        code, "cannot connect to " + host + ":" + std::to_string(port) + " by TLS: " + std::string(why));
+}
+
+NSError StreamPeer::wasLost(std::string_view why, ByteStreamErrorCode code) const {
+    return streamError(
+        code, "the connection to " + host + ":" + std::to_string(port) + " was lost: " + std::string(why));
+}
+
+NSError StreamPeer::wasLost(const boost::system::error_code& error) const {
+    const bool isByPeer =
+        error == boost::asio::error::connection_reset || error == boost::asio::error::broken_pipe;
+    return wasLost(error.message(),
+                   isByPeer ? ByteStreamErrorCode::ConnectionReset : ByteStreamErrorCode::ConnectionLost);
 }
 
 std::string describeOpenSSLErrors() {
