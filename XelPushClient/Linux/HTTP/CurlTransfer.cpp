@@ -47,10 +47,6 @@ bool isSuccess(long status) {
     return status >= 200 && status <= 299;
 }
 
-bool isRedirect(long status) {
-    return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
-}
-
 }  // namespace
 
 CurlTransfer::CurlTransfer(HTTPRequest request, HTTPTransport::Completion completion,
@@ -59,6 +55,8 @@ CurlTransfer::CurlTransfer(HTTPRequest request, HTTPTransport::Completion comple
       completion_(std::move(completion)),
       options_(options),
       sink_(std::move(sink)),
+      reach_(options.mayReach),
+      redirects_(options),
       easy_(curl_easy_init()),
       deadline_(std::chrono::steady_clock::now() + options.totalTimeout) {}
 
@@ -98,17 +96,17 @@ std::optional<NSError> CurlTransfer::prepare() {
     curl_easy_setopt(handle(), CURLOPT_CLOSESOCKETFUNCTION, &closeSocket);
     curl_easy_setopt(handle(), CURLOPT_WRITEFUNCTION, &CurlTransfer::onBody);
     curl_easy_setopt(handle(), CURLOPT_WRITEDATA, this);
-    applyReach();
-    applyProxy();
+    reach_.watch(handle());
     if (auto error = applyTrust()) {
         return error;
     }
     applyLimits();
     applyMethod();
-    return refusalOfURL();
+    return reach_.head(handle(), request_.url, origin_);
 }
 
 std::optional<NSError> CurlTransfer::applyHeaders() {
+    headerList_.reset();
     bool hasContentType = false;
     std::vector<std::string> lines;
     for (const auto& [name, value] : request_.headers) {
@@ -205,6 +203,37 @@ std::optional<Result<HTTPResponse>> CurlTransfer::conclude(CURLcode code) {
     return std::move(response_);
 }
 
+/// True when the request goes out again.
+Result<bool> CurlTransfer::followRedirect() {
+    const char* location = nullptr;
+    curl_easy_getinfo(handle(), CURLINFO_REDIRECT_URL, &location);
+    if (location == nullptr) {
+        return false;
+    }
+    auto followed = redirects_.follow(request_, origin_, status(), location);
+    if (!followed || !followed.value()) {
+        return followed;
+    }
+    if (auto error = applyHeaders()) {
+        return std::move(*error);
+    }
+    applyMethod();
+    curl_easy_setopt(handle(), CURLOPT_URL, request_.url.c_str());
+    applyTimeLeft();
+    forgetAnswer();
+    if (auto refusal = reach_.head(handle(), request_.url, origin_)) {
+        return std::move(*refusal);
+    }
+    return true;
+}
+
+void CurlTransfer::forgetAnswer() {
+    response_ = HTTPResponse();
+    headerOctets_ = 0;
+    bodyOctets_ = 0;
+    errorText_.fill('\0');
+}
+
 long CurlTransfer::status() const {
     long status = 0;
     curl_easy_getinfo(handle(), CURLINFO_RESPONSE_CODE, &status);
@@ -215,8 +244,8 @@ NSError CurlTransfer::errorOf(CURLcode code) const {
     if (auto failure = sink_ != nullptr ? sink_->failure() : std::nullopt) {
         return std::move(*failure);
     }
-    if (refusal_ && code == CURLE_COULDNT_CONNECT) {
-        return *refusal_;
+    if (reach_.refusal() && code == CURLE_COULDNT_CONNECT) {
+        return *reach_.refusal();
     }
     CurlFailureFacts facts;
     curl_easy_getinfo(handle(), CURLINFO_OS_ERRNO, &facts.connectErrno);

@@ -11,13 +11,14 @@
 
 #include "XelPushClient/Linux/HTTP/CurlBodySink.h"
 #include "XelPushClient/Linux/HTTP/CurlHTTPOptions.h"
+#include "XelPushClient/Linux/HTTP/CurlReach.h"
+#include "XelPushClient/Linux/HTTP/CurlRedirects.h"
 #include "XelPushClient/Linux/HTTP/CurlURL.h"
-#include "XelPushClient/Linux/Network/NetworkKind.h"
 #include "XelPushClient/Platform/HTTPTransport.h"
 
 namespace xel {
 
-/// One request on its way: libcurl's handle, what has arrived, and the redirects followed so far.
+/// One request on its way: libcurl's handle, what has arrived, and where it may go.
 ///
 /// Owner: the transport's thread; everything runs there.
 class CurlTransfer {
@@ -46,24 +47,17 @@ private:
     };
 
     [[nodiscard]] std::optional<NSError> applyHeaders();
-    void applyReach();
-    void applyProxy();
     [[nodiscard]] std::optional<NSError> applyTrust();
     void applyLimits();
     void applyMethod();
     void applyTimeLeft();
     [[nodiscard]] long status() const;
     [[nodiscard]] Result<bool> followRedirect();
-    [[nodiscard]] std::optional<NSError> refusalOfOrigin(const std::optional<URLOrigin>& origin) const;
-    void becomeGet();
     void forgetAnswer();
-    [[nodiscard]] std::optional<NSError> refusalOfURL();
-    [[nodiscard]] bool mayConnectTo(const sockaddr& address);
     [[nodiscard]] NSError errorOf(CURLcode code) const;
 
     std::size_t takeHeaderLine(std::string_view line);
     std::size_t takeBody(std::string_view octets);
-    static curl_socket_t onOpenSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
     static std::size_t onHeader(char* text, std::size_t size, std::size_t count, void* self);
     static std::size_t onBody(char* octets, std::size_t size, std::size_t count, void* self);
 
@@ -71,14 +65,13 @@ private:
     HTTPTransport::Completion completion_;
     const CurlHTTPOptions& options_;
     std::shared_ptr<CurlBodySink> sink_;
+    CurlReach reach_;
+    CurlRedirects redirects_;
     std::unique_ptr<curl_slist, ListCleanup> headerList_;
     std::unique_ptr<CURL, EasyCleanup> easy_;
     std::array<char, CURL_ERROR_SIZE> errorText_{};
     std::chrono::steady_clock::time_point deadline_;
     URLOrigin origin_;
-    bool isByProxy_ = false;
-    std::optional<NSError> refusal_;  // of the last address that may not be asked
-    int redirects_ = 0;
     HTTPResponse response_;
     std::size_t headerOctets_ = 0;
     std::size_t bodyOctets_ = 0;
