@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "XelPushClient/Foundation/FlagWhile.h"
 #include "XelPushClient/MQTTSDK/MQTTErrors.h"
 
 namespace xel {
@@ -28,7 +29,8 @@ MQTTConnection::MQTTConnection(MQTTConnectionContext context)
       runLoop_(context.runLoop),
       options_(context.options),
       engine_(*parameters_, context.options, std::move(context.packetIds), clock_->steadyNow()),
-      acknowledgements_(std::move(context.acknowledgements)) {}
+      acknowledgements_(std::move(context.acknowledgements)),
+      delivery_(anchor_, acknowledgements_) {}
 
 MQTTConnection::~MQTTConnection() = default;
 
@@ -48,7 +50,7 @@ void MQTTConnection::refuseLater(NSError error) {
 }
 
 void MQTTConnection::closeInOrder() {
-    if (isStreamOpen_) {
+    if (phase_ == Phase::Open) {
         engine_.disconnect();
         stream_->write(engine_.output());
         stream_->closeAfterWriting();
@@ -58,10 +60,10 @@ void MQTTConnection::closeInOrder() {
 
 void MQTTConnection::streamDidOpen() {
     const auto self = shared_from_this();
-    if (!isAttached_) {
+    if (phase_ == Phase::Over) {
         return;
     }
-    isStreamOpen_ = true;
+    phase_ = Phase::Open;
     engine_.start(*parameters_);
     flush();
     stream_->receive();
@@ -70,7 +72,7 @@ void MQTTConnection::streamDidOpen() {
 void MQTTConnection::streamDidReceive(std::string_view octets) {
     const auto self = shared_from_this();
     input_.offer(octets);
-    if (turn_.isIdle()) {
+    if (delivery_.isIdle()) {
         takeInput();
     }
     input_.keep();
@@ -86,6 +88,148 @@ void MQTTConnection::streamDidFail(const NSError& error) {
     const auto self = shared_from_this();
     end(MQTTSessionEvent::ConnectionError, error);
 }
+
+// From what was received to what is delivered, turn by turn
+
+// One step: packets are taken until the read is used up, the turn is full, or the connection is over.
+void MQTTConnection::takeInput() {
+    if (phase_ != Phase::Open || isInStep_ || !delivery_.isIdle()) {
+        return;
+    }
+    const FlagWhile inStep(isInStep_);
+    try {
+        while (phase_ != Phase::Over && delivery_.hasRoom() && takePacket()) {}
+    } catch (...) {
+        finishStep(false);
+        throw;
+    }
+    finishStep(true);
+}
+
+bool MQTTConnection::takePacket() {
+    const std::string_view inputBefore = input_.unread();
+    const MQTTEngineEvent event = engine_.next(input_.unread(), packet_);
+    switch (event) {
+        case MQTTEngineEvent::Publication: return deliver(inputBefore);
+        case MQTTEngineEvent::NeedMore: return false;
+        case MQTTEngineEvent::Connected:
+            engine_.didConnect(clock_->steadyNow());
+            armTimer();
+            acknowledgements_->connectionDidOpen(packet_.sessionPresent);
+            anchor_->session->connectionDidOpen(packet_.sessionPresent);
+            flush();
+            return true;
+        case MQTTEngineEvent::Refused:
+            end(MQTTSessionEvent::ConnectionRefused, makeConnackError(packet_.returnCode));
+            return false;
+        case MQTTEngineEvent::Violation:
+            // What came in order before it is delivered and acknowledged in order: the turn closes first.
+            if (!delivery_.isDelivering()) {
+                end(MQTTSessionEvent::ProtocolError,
+                    makeMQTTError(MQTTErrorCode::ProtocolViolation,
+                                  "the broker broke the protocol: " + std::string(engine_.fault())));
+            }
+            return false;
+        default: anchor_->session->connectionDidReceiveAnswer(event, packet_); return true;
+    }
+}
+
+bool MQTTConnection::deliver(std::string_view inputBefore) {
+    // Until its turn has begun the publication is not taken: nobody may be listening, and whoever hears of
+    // the turn may throw, or close.
+    const std::string_view inputBehind = std::exchange(input_.unread(), inputBefore);
+    if (!anchor_->isListening) {
+        return false;
+    }
+    delivery_.begin();
+    if (phase_ == Phase::Over || !anchor_->isListening) {
+        return false;
+    }
+    input_.unread() = inputBehind;
+    delivery_.deliver(packet_);
+    return true;
+}
+
+void MQTTConnection::finishStep(bool completesNormally) {
+    input_.keep();
+    if (phase_ != Phase::Over) {
+        acknowledgements_->didReceiveAnswerTo(engine_.answeredPlace());
+        anchor_->session->connectionDidFinishStep();
+        noteSilence(true);
+        flush();
+    }
+    if (delivery_.isDelivering()) {
+        endTurn();
+    } else if (phase_ == Phase::Over) {
+        return;
+    } else if (!completesNormally) {
+        resumeLater();
+    } else if (anchor_->isListening) {
+        stream_->receive();
+    }
+}
+
+// Also for a connection that ended meanwhile: the owner still has to store what it was given.
+void MQTTConnection::endTurn() {
+    delivery_.beginClosing();
+    if (anchor_->session != nullptr) {
+        anchor_->session->connectionDidEndTurn(weak_from_this(), delivery_.number());
+    }
+}
+
+void MQTTConnection::willCloseTurn(std::uint64_t turn) {
+    delivery_.willClose(turn);
+}
+
+void MQTTConnection::didCloseTurn(bool completesNormally) {
+    delivery_.didClose();
+    if (!delivery_.isIdle()) {
+        return;
+    }
+    if (completesNormally) {
+        takeInput();
+    } else {
+        resumeLater();
+    }
+}
+
+void MQTTConnection::didSkipClosing(std::uint64_t turn) {
+    delivery_.skipClosing(turn);
+}
+
+void MQTTConnection::acknowledgeTurn(std::uint64_t turn) {
+    if (!delivery_.end(turn) || phase_ == Phase::Over) {
+        return;
+    }
+    delivery_.rememberAcknowledgements(engine_.place());
+    engine_.acknowledge(delivery_.packetIds());
+    flush();
+    if (!delivery_.isBeingClosed()) {
+        resumeLater();
+    }
+}
+
+void MQTTConnection::resumeLater() {
+    if (std::exchange(isResumePosted_, true)) {
+        return;
+    }
+    runLoop_.post([weak = weak_from_this()] {
+        if (const auto self = weak.lock()) {
+            self->resume();
+        }
+    });
+}
+
+void MQTTConnection::resume() {
+    isResumePosted_ = false;
+    if (delivery_.state() == TurnDelivery::State::ClosingSkipped) {
+        endTurn();
+    } else {
+        takeInput();
+    }
+}
+
+// Writing
 
 // A stream that gathers by itself has it at once, so that the end of the pass is planned for once.
 void MQTTConnection::flushSoon() {
@@ -110,7 +254,7 @@ void MQTTConnection::flushAtEndOfPass() {
 }
 
 void MQTTConnection::flush() {
-    if (isAttached_ && isStreamOpen_ && !engine_.output().empty()) {
+    if (phase_ == Phase::Open && !engine_.output().empty()) {
         stream_->write(engine_.output());
         engine_.didWriteOutput(clock_->steadyNow());
         noteSilence(false);
@@ -130,7 +274,7 @@ void MQTTConnection::noteSilence(bool wasHeard) {
 }
 
 void MQTTConnection::end(MQTTSessionEvent event, const NSError& error) {
-    if (!isAttached_) {
+    if (phase_ == Phase::Over) {
         return;
     }
     if (event == MQTTSessionEvent::ProtocolError) {
@@ -142,13 +286,12 @@ void MQTTConnection::end(MQTTSessionEvent event, const NSError& error) {
 }
 
 void MQTTConnection::detach() {
-    if (isAttached_ && !turn_.isIdle()) {
+    if (phase_ != Phase::Over && !delivery_.isIdle()) {
         // The owner has had these too; the broker sends them again behind those whose acknowledgement was
         // lost.
-        rememberAcknowledgements(LostAcknowledgements::kNeverWritten);
+        delivery_.rememberAcknowledgements(LostAcknowledgements::kNeverWritten);
     }
-    isAttached_ = false;
-    isStreamOpen_ = false;
+    phase_ = Phase::Over;
     if (timer_) {
         timer_->invalidate();
         timer_.reset();
@@ -181,7 +324,7 @@ void MQTTConnection::armTimer() {
 
 void MQTTConnection::timerDidFire() {
     timer_.reset();
-    const bool readingIsHeldUp = !turn_.isIdle() || !anchor_->isListening;
+    const bool readingIsHeldUp = !delivery_.isIdle() || !anchor_->isListening;
     switch (engine_.checkDeadlines(clock_->steadyNow(), readingIsHeldUp)) {
         case ConnectionDeadlines::Due::ConnectTimedOut:
             end(MQTTSessionEvent::ConnectionError,

@@ -2,55 +2,18 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string_view>
 
 #include "XelPushClient/MQTTSDK/InputBuffer.h"
 #include "XelPushClient/MQTTSDK/LostAcknowledgements.h"
+#include "XelPushClient/MQTTSDK/MQTTConnectionObserver.h"
 #include "XelPushClient/MQTTSDK/MQTTEngine.h"
-#include "XelPushClient/MQTTSDK/Turn.h"
+#include "XelPushClient/MQTTSDK/TurnDelivery.h"
 #include "XelPushClient/Platform/ByteStream.h"
 #include "XelPushClient/Platform/Clock.h"
 #include "XelPushClient/Platform/NSRunLoop.h"
 
 namespace xel {
-
-class MQTTConnection;
-
-/// What a connection tells its session, from the run loop only. Any of these may close the connection or
-/// destroy the session.
-class MQTTConnectionObserver {
-public:
-    virtual ~MQTTConnectionObserver() = default;
-
-    virtual void connectionDidOpen(bool sessionPresent) = 0;
-
-    /// The connection is over; nothing but the closing of its last turn follows.
-    virtual void connectionDidEnd(MQTTSessionEvent event, const NSError& error) = 0;
-
-    virtual void connectionWillDeliver() = 0;
-    virtual void connectionDidReceive(const MQTTInboundPacket& publication, bool isRepeat) = 0;
-
-    /// The broker answered a publication, a SUBSCRIBE or an UNSUBSCRIBE.
-    virtual void connectionDidReceiveAnswer(MQTTEngineEvent answer, const MQTTInboundPacket& packet) = 0;
-
-    /// What one read brought, or as much of it as a turn takes, has been worked through.
-    virtual void connectionDidFinishStep() = 0;
-
-    /// Whether the broker owes an answer to a publication, a SUBSCRIBE or an UNSUBSCRIBE.
-    [[nodiscard]] virtual bool connectionAwaitsAnswer() const = 0;
-
-    /// The turn's publications were delivered; its closing may be posted.
-    virtual void connectionDidEndTurn(std::weak_ptr<MQTTConnection> connection, std::uint64_t turn) = 0;
-};
-
-/// How whatever is posted, or still on the stack, finds the session: not at all once that is gone.
-struct SessionAnchor {
-    MQTTConnectionObserver* session = nullptr;
-    /// Whether the session has a delegate. Without one no publication is taken: it waits for the next
-    /// delegate.
-    bool isListening = false;
-};
 
 /// What connections of one session have in common.
 struct MQTTConnectionContext {
@@ -63,7 +26,8 @@ struct MQTTConnectionContext {
     NSRunLoop& runLoop;
 };
 
-/// One connection to the broker, from the attempt to its end: the engine, its stream, its timer and its turn.
+/// One connection to the broker, from the attempt to its end: the engine, its stream, its timer and the
+/// delivery of its turns.
 ///
 /// The session drops it when it is over; it then finishes what it has on the stack and touches nothing any
 /// more. Thread: the run loop.
@@ -83,7 +47,7 @@ public:
     /// Writes what is still to be written and DISCONNECT, and ends the connection. Tells nobody.
     void closeInOrder();
 
-    [[nodiscard]] bool isConnected() const { return isAttached_ && engine_.isConnected(); }
+    [[nodiscard]] bool isConnected() const { return phase_ != Phase::Over && engine_.isConnected(); }
 
     /// Whoever makes it append packets calls `flushSoon` then.
     [[nodiscard]] MQTTEngine& engine() { return engine_; }
@@ -111,6 +75,9 @@ public:
     void streamDidFail(const NSError& error) override;
 
 private:
+    /// Over: the session has dropped this connection.
+    enum class Phase { Opening, Open, Over };
+
     void takeInput();
     bool takePacket();
     bool deliver(std::string_view inputBefore);
@@ -119,7 +86,6 @@ private:
     void resume();
     void flush();
     void noteSilence(bool wasHeard);
-    void rememberAcknowledgements(std::uint64_t place);
     void end(MQTTSessionEvent event, const NSError& error);
     void detach();
     void armTimer();
@@ -134,16 +100,13 @@ private:
     std::shared_ptr<LostAcknowledgements> acknowledgements_;
     InputBuffer input_;
     MQTTInboundPacket packet_;
-    Turn turn_;
+    TurnDelivery delivery_;
 
     std::shared_ptr<NSTimer> timer_;
     ConnectionDeadlines::TimePoint timerDeadline_;
 
-    bool isAttached_ = true;  // the session holds this connection
-    bool isStreamOpen_ = false;
+    Phase phase_ = Phase::Opening;
     bool isInStep_ = false;
-    bool isInClosing_ = false;
-    bool wasClosingSkipped_ = false;
     bool isFlushPosted_ = false;
     bool isResumePosted_ = false;
 
