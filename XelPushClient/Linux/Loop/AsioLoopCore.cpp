@@ -4,6 +4,8 @@
 
 #include <boost/asio/post.hpp>
 
+#include "XelPushClient/Linux/Process/ForkedChildren.h"
+
 namespace xel {
 
 AsioLoopCore::Pass::Pass(AsioLoopCore& core) : core_(core) {
@@ -26,6 +28,13 @@ AsioLoopCore::Pass::~Pass() {
     }
 }
 
+AsioLoopCore::AsioLoopCore(boost::asio::io_context& context)
+    : context_(context), owner_(std::this_thread::get_id()) {
+    watchForks();
+}
+
+AsioLoopCore::~AsioLoopCore() = default;
+
 void AsioLoopCore::checkProcess() const {
     if (!isOfThisProcess()) {
         throw std::logic_error(
@@ -43,6 +52,24 @@ void AsioLoopCore::post(std::function<void()> block) {
     if (!isBusy_) {
         postPass();
     }
+}
+
+AsioLoopTimers& AsioLoopCore::timers() {
+    if (!timers_) {
+        timers_ = std::make_shared<AsioLoopTimers>(
+            context_, std::shared_ptr<AsioLoopTimersOwner>(shared_from_this(), this));
+    }
+    return *timers_;
+}
+
+std::shared_ptr<NSTimer> AsioLoopCore::scheduleTimer(std::chrono::milliseconds delay,
+                                                     std::function<void()> block) {
+    checkProcess();
+    return timers().schedule(delay, std::move(block));
+}
+
+void AsioLoopCore::alarmDidRing() {
+    runThenDrain([this] { timers_->fireDue(); });
 }
 
 // With the mutex held, so that no thread reaches for the context once `shutDown` has returned.
@@ -127,10 +154,10 @@ void AsioLoopCore::shutDown() {
         const std::lock_guard lock(mutex_);
         isShutDown_ = true;
     }
-    alarm_.reset();
+    timers().stop();
     // What a block holds may post or schedule while it is destroyed, so this goes on until nothing is left.
     for (;;) {
-        const auto timers = std::exchange(timers_, {});
+        const bool hadTimers = timers_->discard();
         const auto batch = std::exchange(batch_, {});
         nextInBatch_ = 0;
         std::vector<std::function<void()>> incoming;
@@ -138,7 +165,7 @@ void AsioLoopCore::shutDown() {
             const std::lock_guard lock(mutex_);
             incoming.swap(incoming_);
         }
-        if (timers.empty() && batch.empty() && incoming.empty()) {
+        if (!hadTimers && batch.empty() && incoming.empty()) {
             return;
         }
     }

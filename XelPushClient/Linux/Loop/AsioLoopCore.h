@@ -13,9 +13,9 @@
 #include <vector>
 
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/steady_timer.hpp>
 
 #include "XelPushClient/Foundation/ProcessNumber.h"
+#include "XelPushClient/Linux/Loop/AsioLoopTimers.h"
 #include "XelPushClient/Platform/NSRunLoop.h"
 
 namespace xel {
@@ -32,7 +32,7 @@ public:
 /// A pass is one handler of the `io_context`: something that happened, then what it and others posted, then
 /// the observers of the pass's end. So a whole turn, from the octets read to the answer written, costs one
 /// wait for events. Thread: `post` and `requestStop` from any thread; the rest on the loop's thread.
-class AsioLoopCore final : public std::enable_shared_from_this<AsioLoopCore> {
+class AsioLoopCore final : public std::enable_shared_from_this<AsioLoopCore>, private AsioLoopTimersOwner {
 public:
     /// Blocks run in one pass at most, so that sockets and timers get their share of a loop that is busy with
     /// itself.
@@ -81,7 +81,9 @@ public:
     [[nodiscard]] bool clearStop() { return isStopRequested_.exchange(false); }
 
     /// When the next timer is due; none when none is scheduled. On the loop's thread.
-    [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> nextDeadline();
+    [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> nextDeadline() {
+        return timers().nextDeadline();
+    }
 
     /// Has the block called, from any thread, whenever the context gets something to run that its own
     /// descriptors do not tell of.
@@ -91,9 +93,6 @@ public:
     void shutDown();
 
 private:
-    class Timer;
-    class TimerOrder;
-
     /// Marks a pass, and on the way out, by exception too, has what is left run in another one.
     class Pass {
     public:
@@ -111,14 +110,15 @@ private:
     void endPass();
     void postPass();
 
-    void armTimer();
-    void fireDueTimers();
-    void timerWasInvalidated();
-    void dropInvalidTimers();
+    [[nodiscard]] AsioLoopTimers& timers();
+    void alarmDidRing() override;
+    void timerDidFire() override { drain(); }
+    [[nodiscard]] bool mayFireAnother() const override {
+        return !isStopRequested_.load(std::memory_order_relaxed);
+    }
 
     const std::uint32_t process_ = processNumber();
     boost::asio::io_context& context_;
-    std::optional<boost::asio::steady_timer> alarm_;
     std::atomic<std::thread::id> owner_;
     std::atomic<bool> isStopRequested_ = false;
 
@@ -136,10 +136,7 @@ private:
     std::vector<std::weak_ptr<PassEndObserver>> passEndObservers_;
     std::vector<std::weak_ptr<PassEndObserver>> observersBeingTold_;
 
-    std::vector<std::shared_ptr<Timer>> timers_;  // a heap, the next one in front
-    std::uint64_t nextTimerNumber_ = 0;
-    std::size_t invalidTimers_ = 0;
-    std::optional<std::chrono::steady_clock::time_point> alarmTime_;
+    std::shared_ptr<AsioLoopTimers> timers_;  // made when it is first asked for: it holds this weakly
 };
 
 }  // namespace xel

@@ -1,27 +1,24 @@
-#include <algorithm>
+#include "XelPushClient/Linux/Loop/AsioLoopTimers.h"
 
-#include "XelPushClient/Linux/Loop/AsioLoopCore.h"
-#include "XelPushClient/Linux/Process/ForkedChildren.h"
+#include <algorithm>
+#include <atomic>
+#include <utility>
 
 namespace xel {
 
-using SteadyTime = std::chrono::steady_clock::time_point;
-
-// The timers of a loop share one alarm, which is set only when a deadline comes that is nearer than the one
-// it is set to: a deadline that is moved again and again, as those of a session are, costs no system call.
-class AsioLoopCore::Timer final : public NSTimer {
+class AsioLoopTimers::Timer final : public NSTimer {
 public:
-    Timer(std::weak_ptr<AsioLoopCore> core, SteadyTime deadline, std::uint64_t number,
+    Timer(std::weak_ptr<AsioLoopTimers> timers, SteadyTime deadline, std::uint64_t number,
           std::function<void()> block)
-        : deadline_(deadline), number_(number), core_(std::move(core)), block_(std::move(block)) {}
+        : deadline_(deadline), number_(number), timers_(std::move(timers)), block_(std::move(block)) {}
 
     void invalidate() override {
         if (!isValid_.exchange(false)) {
             return;
         }
         block_ = nullptr;
-        if (const auto core = core_.lock()) {
-            core->timerWasInvalidated();
+        if (const auto timers = timers_.lock()) {
+            timers->timerWasInvalidated();
         }
     }
 
@@ -37,43 +34,40 @@ public:
 private:
     SteadyTime deadline_;
     std::uint64_t number_;
-    std::weak_ptr<AsioLoopCore> core_;
+    std::weak_ptr<AsioLoopTimers> timers_;
     std::function<void()> block_;
     std::atomic<bool> isValid_ = true;
 };
 
 /// Orders the heap: the earlier deadline in front, and of equal ones the one that was scheduled first.
-class AsioLoopCore::TimerOrder {
+class AsioLoopTimers::Order {
 public:
     bool operator()(const std::shared_ptr<Timer>& left, const std::shared_ptr<Timer>& right) const {
         return std::pair(left->deadline(), left->number()) > std::pair(right->deadline(), right->number());
     }
 };
 
-AsioLoopCore::AsioLoopCore(boost::asio::io_context& context)
-    : context_(context), alarm_(context), owner_(std::this_thread::get_id()) {
-    watchForks();
-}
+AsioLoopTimers::AsioLoopTimers(boost::asio::io_context& context, std::weak_ptr<AsioLoopTimersOwner> owner)
+    : alarm_(context), owner_(std::move(owner)) {}
 
-AsioLoopCore::~AsioLoopCore() = default;
+AsioLoopTimers::~AsioLoopTimers() = default;
 
-std::shared_ptr<NSTimer> AsioLoopCore::scheduleTimer(std::chrono::milliseconds delay,
-                                                     std::function<void()> block) {
-    checkProcess();
+std::shared_ptr<NSTimer> AsioLoopTimers::schedule(std::chrono::milliseconds delay,
+                                                  std::function<void()> block) {
     // Beyond a century the sum below could leave the range of the clock.
     constexpr std::chrono::milliseconds kLongest = std::chrono::hours(24 * 365 * 100);
     const auto wait = std::clamp(delay, std::chrono::milliseconds::zero(), kLongest);
     const auto deadline = std::chrono::steady_clock::now() + wait;
-    auto timer = std::make_shared<Timer>(weak_from_this(), deadline, nextTimerNumber_++, std::move(block));
+    auto timer = std::make_shared<Timer>(weak_from_this(), deadline, nextNumber_++, std::move(block));
     if (alarm_) {
         timers_.push_back(timer);
-        std::push_heap(timers_.begin(), timers_.end(), TimerOrder());
-        armTimer();
+        std::push_heap(timers_.begin(), timers_.end(), Order());
+        setAlarm();
     }
     return timer;
 }
 
-void AsioLoopCore::armTimer() {
+void AsioLoopTimers::setAlarm() {
     if (timers_.empty() || !alarm_) {
         return;
     }
@@ -83,35 +77,39 @@ void AsioLoopCore::armTimer() {
     }
     alarmTime_ = deadline;
     alarm_->expires_at(deadline);
-    alarm_->async_wait([weak = weak_from_this()](const boost::system::error_code& error) {
-        const auto core = weak.lock();
-        if (!error && core) {
-            core->runThenDrain([&core] { core->fireDueTimers(); });
+    alarm_->async_wait([weak = owner_](const boost::system::error_code& error) {
+        const auto owner = weak.lock();
+        if (!error && owner) {
+            owner->alarmDidRing();
         }
     });
 }
 
-void AsioLoopCore::fireDueTimers() {
+void AsioLoopTimers::fireDue() {
     /// Sets the alarm anew however the walk ends.
     class Rearm {
     public:
-        explicit Rearm(AsioLoopCore& core) : core_(core) {}
+        explicit Rearm(AsioLoopTimers& timers) : timers_(timers) {}
         Rearm(const Rearm&) = delete;
         Rearm& operator=(const Rearm&) = delete;
-        ~Rearm() { core_.armTimer(); }
+        ~Rearm() { timers_.setAlarm(); }
 
     private:
-        AsioLoopCore& core_;
+        AsioLoopTimers& timers_;
     };
 
+    const auto owner = owner_.lock();
+    if (!owner) {
+        return;
+    }
     alarmTime_.reset();
     const Rearm rearm(*this);
     const auto now = std::chrono::steady_clock::now();
-    while (!timers_.empty() && !isStopRequested_.load(std::memory_order_relaxed)) {
+    while (!timers_.empty() && owner->mayFireAnother()) {
         if (timers_.front()->isValid() && timers_.front()->deadline() > now) {
             return;
         }
-        std::pop_heap(timers_.begin(), timers_.end(), TimerOrder());
+        std::pop_heap(timers_.begin(), timers_.end(), Order());
         const auto timer = std::move(timers_.back());
         timers_.pop_back();
         if (!timer->isValid()) {
@@ -120,30 +118,34 @@ void AsioLoopCore::fireDueTimers() {
         }
         const auto block = timer->spend();
         block();
-        drain();
+        owner->timerDidFire();
     }
 }
 
-std::optional<SteadyTime> AsioLoopCore::nextDeadline() {
+std::optional<AsioLoopTimers::SteadyTime> AsioLoopTimers::nextDeadline() {
     while (!timers_.empty() && !timers_.front()->isValid()) {
-        std::pop_heap(timers_.begin(), timers_.end(), TimerOrder());
+        std::pop_heap(timers_.begin(), timers_.end(), Order());
         timers_.pop_back();
         --invalidTimers_;
     }
     return timers_.empty() ? std::nullopt : std::optional(timers_.front()->deadline());
 }
 
-void AsioLoopCore::timerWasInvalidated() {
+void AsioLoopTimers::timerWasInvalidated() {
     ++invalidTimers_;
     if (invalidTimers_ > 64 && invalidTimers_ > timers_.size() / 2) {
-        dropInvalidTimers();
+        std::erase_if(timers_, [](const auto& timer) { return !timer->isValid(); });
+        std::make_heap(timers_.begin(), timers_.end(), Order());
+        invalidTimers_ = 0;
     }
 }
 
-void AsioLoopCore::dropInvalidTimers() {
-    std::erase_if(timers_, [](const auto& timer) { return !timer->isValid(); });
-    std::make_heap(timers_.begin(), timers_.end(), TimerOrder());
-    invalidTimers_ = 0;
+void AsioLoopTimers::stop() {
+    alarm_.reset();
+}
+
+bool AsioLoopTimers::discard() {
+    return !std::exchange(timers_, {}).empty();
 }
 
 }  // namespace xel
