@@ -1,22 +1,14 @@
 #include "XelPushClient/Linux/Store/SqliteSessionMemory.h"
 
-#include <algorithm>
-#include <chrono>
+#include <utility>
 
 #include <sqlite3.h>
 
 #include "XelPushClient/Linux/Store/StoreError.h"
 #include "XelPushClient/Linux/Store/ValueCodec.h"
-#include "XelPushClient/Platform/NSRunLoop.h"
 
 namespace xel {
 namespace {
-
-/// Fewer do not join a commit: they would make it dearer than they save.
-constexpr std::size_t kRemovalsWorthRiding = 32;
-/// Without a run loop nobody else comes for them.
-constexpr std::size_t kMostRemovalsPutOff = 512;
-constexpr std::chrono::milliseconds kLongestPutOff{1000};
 
 std::string encodeTopics(const TopicTable& topics) {
     Dictionary dictionary;
@@ -48,17 +40,87 @@ std::optional<TopicTable> decodeTopics(std::string_view encoded) {
 
 }  // namespace
 
-SqliteSessionMemory::SqliteSessionMemory(std::shared_ptr<SqliteStore> store) : store_(std::move(store)) {}
+SqliteSessionMemory::SqliteSessionMemory(std::shared_ptr<SqliteStore> store)
+    : store_(std::move(store)), removals_(std::make_shared<OutboxRemovals>(store_)) {}
 
 SqliteSessionMemory::~SqliteSessionMemory() {
-    writeRemovals();
+    removals_->write();
     store_->setRider(nullptr);
     // Statements belong to the connection, which the store's own thread may be using.
     const SqliteStore::Access access(*store_);
-    for (SqliteStatement* const statement : {&insertEntry_, &removeEntries_, &selectEntries_, &insertClient_,
-                                             &selectTopics_, &updateTopics_, &eraseEntries_, &eraseClient_}) {
+    for (SqliteStatement* const statement : {&insertEntry_, &selectEntries_, &insertClient_, &selectTopics_,
+                                             &updateTopics_, &eraseEntries_, &eraseClient_}) {
         *statement = {};
     }
+    removals_->finish();
+}
+
+Result<std::shared_ptr<SqliteSessionMemory>> SqliteSessionMemory::load(std::shared_ptr<SqliteStore> store) {
+    std::shared_ptr<SqliteSessionMemory> memory(new SqliteSessionMemory(std::move(store)));
+    {
+        const SqliteStore::Access access(*memory->store_);
+        if (auto prepared = memory->prepareStatements(); !prepared) {
+            return prepared.error();
+        }
+        if (auto loaded = memory->loadIndex(); !loaded) {
+            return loaded.error();
+        }
+    }
+    memory->store_->setRider(memory->removals_.get());
+    return memory;
+}
+
+Result<void> SqliteSessionMemory::prepareStatements() {
+    const std::pair<SqliteStatement*, std::string_view> statements[] = {
+        {&insertEntry_,
+         "INSERT INTO outbox(client, packet, retain, topic, payload) VALUES(?1, ?2, ?3, ?4, ?5)"},
+        {&selectEntries_,
+         "SELECT seq, packet, retain, topic, payload FROM outbox WHERE client=?1 ORDER BY seq"},
+        {&insertClient_, "INSERT INTO clients(name) VALUES(?1)"},
+        {&selectTopics_, "SELECT topics FROM clients WHERE id=?1"},
+        {&updateTopics_, "UPDATE clients SET topics=?1 WHERE id=?2"},
+        {&eraseEntries_, "DELETE FROM outbox WHERE client=?1"},
+        {&eraseClient_, "DELETE FROM clients WHERE id=?1"},
+    };
+    for (const auto& [statement, sql] : statements) {
+        if (const int code = statement->prepare(store_->connection(), sql); code != SQLITE_OK) {
+            return store_->errorFor(code);
+        }
+    }
+    return removals_->prepare();
+}
+
+Result<void> SqliteSessionMemory::loadIndex() {
+    SqliteStatement clients;
+    SqliteStatement entries;
+    int code = clients.prepare(store_->connection(), "SELECT id, name FROM clients");
+    std::map<std::int64_t, Client*> clientsById;
+    while (code == SQLITE_OK || code == SQLITE_ROW) {
+        code = clients.step();
+        if (code == SQLITE_ROW) {
+            Client& client = clients_[std::string(clients.octets(1))];
+            client.id = clients.integer(0);
+            clientsById[client.id] = &client;
+        }
+    }
+    if (code == SQLITE_DONE) {
+        code = entries.prepare(store_->connection(), "SELECT seq, client, packet FROM outbox ORDER BY seq");
+    }
+    while (code == SQLITE_OK || code == SQLITE_ROW) {
+        code = entries.step();
+        if (code != SQLITE_ROW) {
+            break;
+        }
+        const auto owner = clientsById.find(entries.integer(1));
+        if (owner == clientsById.end() || !OutboxIndex::isPacketId(entries.integer(2))) {
+            store_->report(makeStoreError(StoreErrorCode::Damaged, "a publication kept in " + store_->path() +
+                                                                       " is damaged and left out"));
+            removals_->add(entries.integer(0));
+            continue;
+        }
+        owner->second->outbox.setRow(static_cast<std::uint16_t>(entries.integer(2)), entries.integer(0));
+    }
+    return code == SQLITE_DONE ? Result<void>() : store_->errorFor(code);
 }
 
 SqliteSessionMemory::Client* SqliteSessionMemory::find(std::string_view clientId) {
@@ -137,7 +199,7 @@ Result<void> SqliteSessionMemory::appendToOutbox(std::string_view clientId, cons
     }
     client.id = id;
     if (const std::int64_t replaced = client.outbox.row(entry.packetId); replaced != 0) {
-        putOffRemoval(replaced);
+        removals_->add(replaced);
     }
     client.outbox.setRow(entry.packetId, sqlite3_last_insert_rowid(store_->connection()));
     return stored;
@@ -152,72 +214,10 @@ void SqliteSessionMemory::removeFromOutbox(std::string_view clientId,
     for (const std::uint16_t packetId : packetIds) {
         if (const std::int64_t row = client->outbox.row(packetId); row != 0) {
             client->outbox.setRow(packetId, 0);
-            putOffRemoval(row);
+            removals_->add(row);
         }
     }
-    planRemovals();
-}
-
-void SqliteSessionMemory::putOffRemoval(std::int64_t row) {
-    removals_.push_back(row);
-}
-
-void SqliteSessionMemory::planRemovals() {
-    const auto& runLoop = store_->runLoop();
-    if (!runLoop) {
-        if (removals_.size() >= kMostRemovalsPutOff) {
-            writeRemovals();
-        }
-        return;
-    }
-    if (removals_.empty() || areRemovalsPlanned_) {
-        return;
-    }
-    areRemovalsPlanned_ = true;
-    runLoop->scheduleTimer(kLongestPutOff, [weak = weak_from_this()] {
-        if (const auto self = weak.lock()) {
-            self->areRemovalsPlanned_ = false;
-            self->writeRemovals();
-        }
-    });
-}
-
-void SqliteSessionMemory::writeRemovals() {
-    if (removals_.empty()) {
-        return;
-    }
-    const auto written = store_->commit(false, [this] { return wantsToRide() ? SQLITE_OK : ride(); });
-    if (written) {
-        arrive();
-    } else {
-        planRemovals();
-    }
-}
-
-bool SqliteSessionMemory::wantsToRide() const {
-    return removals_.size() >= kRemovalsWorthRiding;
-}
-
-// What was appended together is acknowledged together, mostly: one statement removes a run of rows.
-int SqliteSessionMemory::ride() {
-    std::sort(removals_.begin(), removals_.end());
-    for (std::size_t first = 0; first < removals_.size();) {
-        std::size_t last = first;
-        while (last + 1 < removals_.size() && removals_[last + 1] == removals_[last] + 1) {
-            ++last;
-        }
-        removeEntries_.bind(1, removals_[first]);
-        removeEntries_.bind(2, removals_[last]);
-        if (const int code = removeEntries_.run(); code != SQLITE_OK) {
-            return code;
-        }
-        first = last + 1;
-    }
-    return SQLITE_OK;
-}
-
-void SqliteSessionMemory::arrive() {
-    removals_.clear();
+    removals_->plan();
 }
 
 TopicTable SqliteSessionMemory::loadGrantedTopics(std::string_view clientId) {
@@ -279,7 +279,7 @@ void SqliteSessionMemory::erase(std::string_view clientId) {
     // What is put off goes first: the numbers of the rows below may be given to new ones at once. A failure
     // is reported by the store; the rows then come back with the next start, as those of a killed process.
     const auto erased = store_->commit(false, [&] {
-        int code = wantsToRide() ? SQLITE_OK : ride();
+        int code = removals_->rideFirst();
         for (SqliteStatement* const statement : {&eraseEntries_, &eraseClient_}) {
             if (code == SQLITE_OK) {
                 statement->bind(1, id);
@@ -289,7 +289,7 @@ void SqliteSessionMemory::erase(std::string_view clientId) {
         return code;
     });
     if (erased) {
-        arrive();
+        removals_->arrive();
     }
 }
 

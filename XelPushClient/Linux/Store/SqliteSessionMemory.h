@@ -4,9 +4,11 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "XelPushClient/Linux/Store/OutboxIndex.h"
+#include "XelPushClient/Linux/Store/OutboxRemovals.h"
 #include "XelPushClient/Linux/Store/SqliteStatement.h"
 #include "XelPushClient/Linux/Store/SqliteStore.h"
 #include "XelPushClient/Platform/SessionMemory.h"
@@ -15,11 +17,9 @@ namespace xel {
 
 /// The memory of a home's sessions, in the home's store.
 ///
-/// An append is one commit. Removals are put off: they join a later commit, or are written by themselves a
-/// second later on the store's run loop, or when this is destroyed. Thread: as the port says.
-class SqliteSessionMemory final : public SessionMemory,
-                                  public std::enable_shared_from_this<SqliteSessionMemory>,
-                                  private SqliteCommitRider {
+/// An append is one commit. Removals are put off, at the latest until this is destroyed (`OutboxRemovals`). Thread: as
+/// the port says.
+class SqliteSessionMemory final : public SessionMemory {
 public:
     /// Reads which publications are there. A row that cannot be one is left out and reported to the problem
     /// handler.
@@ -51,17 +51,10 @@ private:
     [[nodiscard]] Client& findOrAdd(std::string_view clientId);
     [[nodiscard]] int insertClient(std::string_view clientId, std::int64_t& id);
     [[nodiscard]] int insertEntry(std::int64_t client, const OutboxEntry& entry);
-    void putOffRemoval(std::int64_t row);
-    void planRemovals();
-    void writeRemovals();
-
-    [[nodiscard]] bool wantsToRide() const override;
-    [[nodiscard]] int ride() override;
-    void arrive() override;
 
     std::shared_ptr<SqliteStore> store_;
+    std::shared_ptr<OutboxRemovals> removals_;
     SqliteStatement insertEntry_;
-    SqliteStatement removeEntries_;
     SqliteStatement selectEntries_;
     SqliteStatement insertClient_;
     SqliteStatement selectTopics_;
@@ -71,8 +64,6 @@ private:
 
     Clients clients_;
     Clients::value_type* lastClient_ = nullptr;  // almost always the one that is meant
-    std::vector<std::int64_t> removals_;
-    bool areRemovalsPlanned_ = false;
 };
 
 }  // namespace xel
