@@ -88,6 +88,8 @@ set(XELPUSH_PUBLIC_HEADERS_LINUX
 set(XELPUSH_PUBLIC_HEADERS_TESTING
     XelPushClient/Testing/Broker/FakeBroker.h
     XelPushClient/Testing/Broker/FakeBrokerPackets.h
+    XelPushClient/Testing/Broker/FakeBrokerRules.h
+    XelPushClient/Testing/Broker/FakeBrokerSessions.h
     XelPushClient/Testing/FakeApplication.h
     XelPushClient/Testing/FakeByteStream.h
     XelPushClient/Testing/FakeClock.h

@@ -28,8 +28,9 @@ protected:
     ~AsioLoopTimersOwner() = default;
 };
 
-/// The timers of one loop. They share one alarm, which is set only when a deadline comes that is nearer than the one it
-/// is set to: a deadline that is moved again and again, as those of a session are, costs no system call.
+/// The timers of one loop. They share one alarm, which is set only when a deadline comes that is nearer than
+/// the one it is set to: a deadline that is moved again and again, as those of a session are, costs no
+/// system call.
 ///
 /// Thread: the loop's.
 class AsioLoopTimers final : public std::enable_shared_from_this<AsioLoopTimers> {
@@ -43,8 +44,8 @@ public:
 
     std::shared_ptr<NSTimer> schedule(std::chrono::milliseconds delay, std::function<void()> block);
 
-    /// Runs the blocks of the timers that are due, the earliest first, as long as the owner lets another one fire. What
-    /// is left, also by an exception, has the alarm set again.
+    /// Runs the blocks of the timers that are due, the earliest first, as long as the owner lets another one
+    /// fire. What is left, also by an exception, has the alarm set again.
     void fireDue();
 
     /// When the next timer is due; none when none is scheduled.
@@ -52,7 +53,8 @@ public:
 
     /// The alarm does not ring any more, and nothing new is kept.
     void stop();
-    /// Throws away what is scheduled; false when there was nothing. What a block holds may schedule meanwhile.
+    /// Throws away what is scheduled; false when there was nothing. What a block holds may schedule
+    /// meanwhile.
     bool discard();
 
 private:

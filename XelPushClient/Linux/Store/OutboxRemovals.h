@@ -10,8 +10,8 @@
 
 namespace xel {
 
-/// The rows of a home's outbox that are removed already, only not on the disk. They go with a later commit, or by
-/// themselves: a second later on the store's run loop or, without one, when many have come together.
+/// The rows of a home's outbox that are removed already, only not on the disk. They go with a later commit,
+/// or by themselves: a second later on the store's run loop or, without one, when many have come together.
 ///
 /// Owner: the session memory. Thread: as the memory's.
 class OutboxRemovals final : public SqliteCommitRider, public std::enable_shared_from_this<OutboxRemovals> {
@@ -28,8 +28,8 @@ public:
     /// Writes what is put off in a commit of its own.
     void write();
 
-    /// Writes what is put off inside the caller's transaction, in which it may ride already: for a caller whose own rows
-    /// must go later. `arrive` follows when it was committed.
+    /// Writes what is put off inside the caller's transaction, in which it may ride already: for a caller
+    /// whose own rows must go later. `arrive` follows when it was committed.
     [[nodiscard]] int rideFirst();
 
     [[nodiscard]] bool wantsToRide() const override;

@@ -17,8 +17,8 @@ namespace xel {
 
 /// The memory of a home's sessions, in the home's store.
 ///
-/// An append is one commit. Removals are put off, at the latest until this is destroyed (`OutboxRemovals`). Thread: as
-/// the port says.
+/// An append is one commit. Removals are put off, at the latest until this is destroyed (`OutboxRemovals`).
+/// Thread: as the port says.
 class SqliteSessionMemory final : public SessionMemory {
 public:
     /// Reads which publications are there. A row that cannot be one is left out and reported to the problem

@@ -3,9 +3,19 @@
 #include <algorithm>
 #include <utility>
 
-#include "XelPushClient/Testing/Broker/FakeBrokerState.h"
-
 namespace xel {
+
+/// One connection, from its acceptance to its end.
+struct FakeBroker::Client {
+    std::shared_ptr<FakeConnection> connection;
+    FakeBrokerPacketReader reader;
+    std::string clientId;
+    std::shared_ptr<FakeBrokerSession> session;  ///< set once CONNECT was accepted
+    bool hasConnected = false;                   ///< CONNECT was read
+    bool isReady = false;                        ///< CONNACK was sent: publications may follow
+    std::chrono::seconds keepAlive{0};
+    FakeRunLoop::Duration lastHeard{0};
+};
 
 FakeBroker::FakeBroker(FakeNetwork& network, FakeRunLoop& runLoop)
     : network_(network), runLoop_(runLoop), self_(std::make_shared<FakeBroker*>(this)) {
@@ -87,7 +97,7 @@ void FakeBroker::answer(const ClientPointer& client, FakeBrokerPacketType type, 
     }
     client->connection->feed(octets);
     if (type == FakeBrokerPacketType::ConnAck && client->session) {
-        resumeSession(client);
+        becomeReady(client);
     }
 }
 
@@ -108,20 +118,15 @@ void FakeBroker::releaseWithheld(FakeBrokerPacketType type, Order order) {
 }
 
 void FakeBroker::publish(const FakeBrokerPublication& publication) {
-    auto copy = publication;
-    copy.retain = false;
-    if (publication.retain) {
-        retained_[publication.topic] = copy;
-    }
-    route(copy);
+    sessions_.publish(publication);
 }
 
 bool FakeBroker::publishTo(std::string_view clientId, const FakeBrokerPublication& publication) {
-    const auto session = sessions_.find(clientId);
-    if (session == sessions_.end()) {
+    FakeBrokerSession* const session = sessions_.find(clientId);
+    if (session == nullptr) {
         return false;
     }
-    enqueue(*session->second, publication);
+    session->deliver(publication);
     return true;
 }
 
@@ -129,6 +134,109 @@ void FakeBroker::sendOctets(std::string_view octets) {
     for (const auto& client : clients_) {
         client->connection->feed(octets);
     }
+}
+
+void FakeBroker::takePacket(const ClientPointer& client, const FakeBrokerPacket& packet) {
+    if (packet.type == FakeBrokerPacketType::Connect) {
+        client->clientId = packet.connect.clientId;
+    }
+    records_.push_back({client->clientId, packet, runLoop_.elapsed()});
+    const bool isConnect = packet.type == FakeBrokerPacketType::Connect;
+    if (isConnect == client->hasConnected) {
+        breach(client, isConnect ? "a second CONNECT" : "a packet before CONNECT");
+        return;
+    }
+    if (!isConnect && !client->session) {
+        return;  // refused, or thrown out: what it had written already counts for nothing
+    }
+    if (rules_.endConnectionOn(packet)) {
+        client->connection->endByPeer();
+        forgetClient(client);
+        return;
+    }
+    switch (packet.type) {
+        case FakeBrokerPacketType::Connect: takeConnect(client, packet.connect); break;
+        case FakeBrokerPacketType::Publish: takePublish(client, packet); break;
+        case FakeBrokerPacketType::PubAck: takePubAck(client, packet.packetId); break;
+        case FakeBrokerPacketType::Subscribe: takeSubscribe(client, packet); break;
+        case FakeBrokerPacketType::Unsubscribe: takeUnsubscribe(client, packet); break;
+        case FakeBrokerPacketType::PingReq:
+            answer(client, FakeBrokerPacketType::PingResp, encodePingResp());
+            break;
+        case FakeBrokerPacketType::Disconnect: forgetClient(client); break;
+        default: break;
+    }
+}
+
+void FakeBroker::takeConnect(const ClientPointer& client, const FakeBrokerConnect& connect) {
+    client->hasConnected = true;
+    const std::uint8_t returnCode = rules_.codeFor(connect);
+    if (returnCode != 0) {
+        answer(client, FakeBrokerPacketType::ConnAck, encodeConnAck(false, returnCode));
+        client->connection->endByPeer();
+        return;
+    }
+    const auto clients = clients_;
+    for (const auto& other : clients) {
+        if (other != client && other->session && other->clientId == connect.clientId) {
+            other->connection->endByPeer();  // MQTT 3.1.1 section 3.1.4: the newer connection wins
+            forgetClient(other);
+        }
+    }
+    const auto [session, sessionPresent] = sessions_.open(connect.clientId, connect.cleanSession);
+    client->session = session;
+    client->keepAlive = std::chrono::seconds(connect.keepAliveSeconds);
+    watchKeepAlive(client);
+    answer(client, FakeBrokerPacketType::ConnAck, encodeConnAck(sessionPresent, 0));
+}
+
+void FakeBroker::becomeReady(const ClientPointer& client) {
+    client->isReady = true;
+    client->session->resume(
+        [connection = client->connection](std::string_view octets) { connection->feed(octets); });
+}
+
+void FakeBroker::takePublish(const ClientPointer& client, const FakeBrokerPacket& packet) {
+    if (packet.qos == 1) {
+        answer(client, FakeBrokerPacketType::PubAck, encodePubAck(packet.packetId));
+    }
+    sessions_.publish({packet.topic, packet.payload, packet.qos, packet.retain});
+}
+
+void FakeBroker::takePubAck(const ClientPointer& client, std::uint16_t packetId) {
+    if (isLosingAcknowledgements_) {
+        return;
+    }
+    if (!client->session->acknowledge(packetId)) {
+        breach(client,
+               "an acknowledgement of packet " + std::to_string(packetId) + ", which is not in flight");
+    }
+}
+
+void FakeBroker::takeSubscribe(const ClientPointer& client, const FakeBrokerPacket& packet) {
+    std::vector<std::uint8_t> codes;
+    std::vector<FakeBrokerPublication> retained;
+    for (const auto& [filter, qos] : packet.topics) {
+        const std::uint8_t code = rules_.codeFor(filter, qos);
+        codes.push_back(code);
+        if (code <= 1) {
+            client->session->subscriptions.set(filter, code);
+            for (auto& publication : sessions_.retainedFor(filter, code)) {
+                retained.push_back(std::move(publication));
+            }
+        }
+    }
+    answer(client, FakeBrokerPacketType::SubAck, encodeSubAck(packet.packetId, codes));
+    for (auto& publication : retained) {
+        client->session->deliver(std::move(publication));
+    }
+}
+
+void FakeBroker::takeUnsubscribe(const ClientPointer& client, const FakeBrokerPacket& packet) {
+    for (const auto& filter : packet.topicNames) {
+        client->session->subscriptions.remove(filter);
+    }
+    answer(client, FakeBrokerPacketType::UnsubAck, encodeUnsubAck(packet.packetId));
 }
 
 void FakeBroker::breach(const ClientPointer& client, std::string_view fault) {
@@ -139,10 +247,10 @@ void FakeBroker::breach(const ClientPointer& client, std::string_view fault) {
 
 void FakeBroker::forgetClient(const ClientPointer& client) {
     client->isReady = false;
-    if (const auto session = std::exchange(client->session, nullptr); session && !session->isKept) {
-        const auto at = sessions_.find(client->clientId);
-        if (at != sessions_.end() && at->second == session) {
-            sessions_.erase(at);
+    if (const auto session = std::exchange(client->session, nullptr)) {
+        session->clientHasGone();
+        if (!session->isKept) {
+            sessions_.remove(client->clientId, session);
         }
     }
     std::erase(clients_, client);
@@ -168,9 +276,9 @@ void FakeBroker::loseConnections(ByteStreamErrorCode code) {
 
 void FakeBroker::setEndingOn(std::string topic, bool isEnding) {
     if (isEnding) {
-        endingOn_.insert(std::move(topic));
+        rules_.endingOn.insert(std::move(topic));
     } else {
-        endingOn_.erase(topic);
+        rules_.endingOn.erase(topic);
     }
 }
 
@@ -184,13 +292,12 @@ void FakeBroker::endConnections() {
 
 void FakeBroker::forgetSessions() {
     sessions_.clear();
-    retained_.clear();
     for (const auto& client : clients_) {
         if (client->session) {
-            client->session = std::make_shared<Session>();
-            client->session->isKept = true;
-            client->session->client = client;
-            sessions_[client->clientId] = client->session;
+            client->session = sessions_.open(client->clientId, false).session;
+            if (client->isReady) {
+                becomeReady(client);
+            }
         }
     }
 }
@@ -237,13 +344,13 @@ std::size_t FakeBroker::connectedCount() const {
 }
 
 TopicTable FakeBroker::subscriptionsOf(std::string_view clientId) const {
-    const auto session = sessions_.find(clientId);
-    return session == sessions_.end() ? TopicTable{} : session->second->subscriptions;
+    const FakeBrokerSession* const session = sessions_.find(clientId);
+    return session == nullptr ? TopicTable{} : session->subscriptions;
 }
 
 std::size_t FakeBroker::unacknowledgedCount(std::string_view clientId) const {
-    const auto session = sessions_.find(clientId);
-    return session == sessions_.end() ? 0 : session->second->inFlight.size() + session->second->queued.size();
+    const FakeBrokerSession* const session = sessions_.find(clientId);
+    return session == nullptr ? 0 : session->unacknowledgedCount();
 }
 
 }  // namespace xel

@@ -2,8 +2,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <deque>
-#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -13,18 +11,12 @@
 #include <vector>
 
 #include "XelPushClient/Testing/Broker/FakeBrokerPackets.h"
+#include "XelPushClient/Testing/Broker/FakeBrokerRules.h"
+#include "XelPushClient/Testing/Broker/FakeBrokerSessions.h"
 #include "XelPushClient/Testing/FakeNetwork.h"
 #include "XelPushClient/Testing/FakeRunLoop.h"
 
 namespace xel {
-
-/// A publication on its way to a client.
-struct FakeBrokerPublication {
-    std::string topic;
-    std::string payload;
-    int qos = 1;
-    bool retain = false;
-};
 
 /// One packet that a client sent.
 struct FakeBrokerRecord {
@@ -59,15 +51,17 @@ public:
         connectFailure_ = std::move(failure);
     }
     /// The return code of CONNACK; 0 accepts. 4 and 5 refuse the identity.
-    void setConnectReturnCode(std::uint8_t code) { connectReturnCode_ = code; }
+    void setConnectReturnCode(std::uint8_t code) { rules_.connectReturnCode = code; }
     /// Only this identity is accepted; others get return code 4.
     void setCredentials(std::string userName, std::string password) {
-        credentials_.emplace(std::move(userName), std::move(password));
+        rules_.credentials.emplace(std::move(userName), std::move(password));
     }
     /// The return code for subscriptions to the topic: 0, 1, or 0x80 for a refusal. Unless set: what was
     /// asked for.
-    void setGrantedCode(std::string topic, std::uint8_t code) { grantedCodes_[std::move(topic)] = code; }
-    void clearGrantedCodes() { grantedCodes_.clear(); }
+    void setGrantedCode(std::string topic, std::uint8_t code) {
+        rules_.grantedCodes[std::move(topic)] = code;
+    }
+    void clearGrantedCodes() { rules_.grantedCodes.clear(); }
     /// Withholds answers of that kind (ConnAck, PubAck, SubAck, UnsubAck, PingResp) until `releaseWithheld`.
     void setWithholding(FakeBrokerPacketType answer, bool isWithholding);
     enum class Order { AsAsked, Reversed };
@@ -77,9 +71,9 @@ public:
     /// section 3.3.5 lets a broker do.
     void setEndingOn(std::string topic, bool isEnding);
     /// Ends the connection of everybody who publishes, as a broker whose disk is full may.
-    void setEndingOnEveryPublication(bool isEnding) { isEndingOnEveryPublication_ = isEnding; }
+    void setEndingOnEveryPublication(bool isEnding) { rules_.isEndingOnEveryPublication = isEnding; }
     /// At most so many publications are sent to a client before it has acknowledged some.
-    void setMostInFlight(std::size_t most) { mostInFlight_ = most; }
+    void setMostInFlight(std::size_t most) { sessions_.setMostInFlight(most); }
     /// Loses every PUBACK from clients, as a connection does that ends before they arrive.
     void setLosingAcknowledgements(bool isLosing) { isLosingAcknowledgements_ = isLosing; }
     /// At most so many octets reach a client in one read, on connections from now on.
@@ -111,13 +105,14 @@ public:
     [[nodiscard]] const std::vector<std::string>& faults() const { return faults_; }
     [[nodiscard]] bool isConnected(std::string_view clientId) const;
     [[nodiscard]] std::size_t connectedCount() const;
-    [[nodiscard]] bool hasSession(std::string_view clientId) const { return sessions_.contains(clientId); }
+    [[nodiscard]] bool hasSession(std::string_view clientId) const {
+        return sessions_.find(clientId) != nullptr;
+    }
     [[nodiscard]] TopicTable subscriptionsOf(std::string_view clientId) const;
     /// Publications to that client which it has not acknowledged, in flight and queued.
     [[nodiscard]] std::size_t unacknowledgedCount(std::string_view clientId) const;
 
 private:
-    struct Session;
     struct Client;
     using ClientPointer = std::shared_ptr<Client>;
 
@@ -130,12 +125,8 @@ private:
     void takePubAck(const ClientPointer& client, std::uint16_t packetId);
     void takeSubscribe(const ClientPointer& client, const FakeBrokerPacket& packet);
     void takeUnsubscribe(const ClientPointer& client, const FakeBrokerPacket& packet);
-    void resumeSession(const ClientPointer& client);
+    void becomeReady(const ClientPointer& client);
     void answer(const ClientPointer& client, FakeBrokerPacketType type, std::string octets);
-    void enqueue(Session& session, FakeBrokerPublication publication);
-    void sendQueued(Session& session);
-    void route(const FakeBrokerPublication& publication);
-    [[nodiscard]] bool endsConnectionOn(const FakeBrokerPacket& packet) const;
     void loseConnections(ByteStreamErrorCode code);
     void breach(const ClientPointer& client, std::string_view fault);
     void forgetClient(const ClientPointer& client);
@@ -143,19 +134,13 @@ private:
 
     FakeNetwork& network_;
     FakeRunLoop& runLoop_;
-    std::map<std::string, std::shared_ptr<Session>, std::less<>> sessions_;
+    FakeBrokerRules rules_;
+    FakeBrokerSessions sessions_;
     std::vector<ClientPointer> clients_;
     std::vector<std::shared_ptr<FakeConnection>> waiting_;
-    std::map<std::string, FakeBrokerPublication> retained_;
-    std::map<std::string, std::uint8_t, std::less<>> grantedCodes_;
     std::set<FakeBrokerPacketType> withholding_;
     std::vector<std::pair<FakeBrokerPacketType, std::pair<std::weak_ptr<Client>, std::string>>> withheld_;
-    std::optional<std::pair<std::string, std::string>> credentials_;
     std::optional<std::pair<ByteStreamErrorCode, std::string>> connectFailure_;
-    std::uint8_t connectReturnCode_ = 0;
-    std::set<std::string, std::less<>> endingOn_;
-    bool isEndingOnEveryPublication_ = false;
-    std::size_t mostInFlight_ = 20;
     bool isLosingAcknowledgements_ = false;
     std::size_t mostOctetsPerRead_ = 65536;
     bool isListening_ = true;
