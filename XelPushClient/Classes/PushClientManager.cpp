@@ -47,23 +47,23 @@ const std::optional<std::string>& PushClientManager::deviceId() const {
 const std::optional<std::string>& PushClientManager::getInstallationId() const {
     return deviceId();
 }
-void PushClientManager::setUserId(const std::optional<std::string>& userId) {
-    rooms_->settings.setUserId(userId);
+void PushClientManager::setUserId(const OptionalText& userId) {
+    rooms_->settings.setUserId(userId.asOptional());
 }
-void PushClientManager::setDeviceId(const std::optional<std::string>& deviceId) {
-    rooms_->settings.setDeviceId(deviceId);
+void PushClientManager::setDeviceId(const OptionalText& deviceId) {
+    rooms_->settings.setDeviceId(deviceId.asOptional());
 }
 const Dictionary& PushClientManager::userInfo() const {
     return rooms_->settings.userInfo();
 }
-void PushClientManager::setUserInfo(const std::optional<Dictionary>& userInfo) {
-    rooms_->settings.setUserInfo(userInfo);
+void PushClientManager::setUserInfo(const OptionalDictionary& userInfo) {
+    rooms_->settings.setUserInfo(userInfo.asOptional());
 }
 std::string PushClientManager::clientVersion() const {
     return rooms_->settings.clientVersion();
 }
-void PushClientManager::setClientVersion(const std::string& clientVersion) {
-    rooms_->settings.setClientVersion(clientVersion);
+void PushClientManager::setClientVersion(const OptionalText& clientVersion) {
+    rooms_->settings.setClientVersion(clientVersion.asOptional());
 }
 bool PushClientManager::enableLog() const {
     return rooms_->settings.enableLog();
@@ -92,8 +92,8 @@ void PushClientManager::setEnableLocationOnLaunch(bool enable) {
 std::optional<Dictionary> PushClientManager::locationOnLaunchWithDictionary() const {
     return rooms_->settings.locationOnLaunchWithDictionary();
 }
-void PushClientManager::setLocationOnLaunchWithDictionary(const std::optional<Dictionary>& options) {
-    rooms_->settings.setLocationOnLaunchWithDictionary(options);
+void PushClientManager::setLocationOnLaunchWithDictionary(const OptionalDictionary& options) {
+    rooms_->settings.setLocationOnLaunchWithDictionary(options.asOptional());
 }
 const std::optional<NSError>& PushClientManager::failureError() const {
     return rooms_->lastFailure.error();
@@ -150,33 +150,32 @@ NSNotificationCenter& PushClientManager::notificationCenter() const {
 
 // ---- Registration.
 
-bool PushClientManager::registerApplication(const std::optional<std::string>& appId,
-                                            const std::optional<std::string>& apiKey,
-                                            const std::optional<std::string>& userName,
-                                            const std::optional<std::string>& password) {
-    return rooms_->registration.registerApplication(appId, apiKey, userName, password);
+bool PushClientManager::registerApplication(const OptionalText& appId, const OptionalText& apiKey,
+                                            const OptionalText& userName, const OptionalText& password) {
+    return rooms_->registration.registerApplication(appId.asOptional(), apiKey.asOptional(),
+                                                    userName.asOptional(), password.asOptional());
 }
-bool PushClientManager::registerUser(const std::optional<std::string>& userId,
-                                     const std::vector<std::string>& channels) {
-    return rooms_->registration.registerUser(userId, channels);
+bool PushClientManager::registerUser(const OptionalText& userId, const TextList& channels) {
+    return rooms_->registration.registerUser(userId.asOptional(), channels.asVector());
 }
-bool PushClientManager::registerUser(const std::optional<std::string>& userId,
+bool PushClientManager::registerUser(const OptionalText& userId, std::initializer_list<Text> channels) {
+    return registerUser(userId, TextList(channels));
+}
+bool PushClientManager::registerUser(const OptionalText& userId,
                                      PushClientRegistrationHandlerBlock registrationHandler) {
-    return registerUser(userId, std::vector<std::string>(), std::move(registrationHandler));
+    return registerUser(userId, TextList({}), std::move(registrationHandler));
 }
-bool PushClientManager::registerUser(const std::optional<std::string>& userId,
-                                     const std::vector<std::string>& channels,
+bool PushClientManager::registerUser(const OptionalText& userId, const TextList& channels,
                                      PushClientRegistrationHandlerBlock registrationHandler) {
     if (!registrationHandler) {
         return false;
     }
     const auto rooms = rooms_.enter();
     rooms->fanout.blocks.registrationHandler = std::move(registrationHandler);
-    return rooms->registration.registerUser(userId, channels);
+    return rooms->registration.registerUser(userId.asOptional(), channels.asVector());
 }
-bool PushClientManager::registerAgainWithUserId(const std::optional<std::string>& userId,
-                                                const std::vector<std::string>& channels) {
-    return rooms_->registration.registerAgainWithUserId(userId, channels);
+bool PushClientManager::registerAgainWithUserId(const OptionalText& userId, const TextList& channels) {
+    return rooms_->registration.registerAgainWithUserId(userId.asOptional(), channels.asVector());
 }
 bool PushClientManager::registerDeviceToServer() {
     return rooms_->registration.registerDeviceToServer();

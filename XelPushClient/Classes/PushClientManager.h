@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -18,6 +20,7 @@
 #include "XelPushClient/Classes/Models/OperationOptions.h"
 #include "XelPushClient/Classes/Models/PushClientMessage.h"
 #include "XelPushClient/Foundation/NSNotificationCenter.h"
+#include "XelPushClient/Foundation/Text.h"
 #include "XelPushClient/Foundation/Value.h"
 #include "XelPushClient/Platform/CLLocation.h"
 #include "XelPushClient/Platform/TopicTable.h"
@@ -59,6 +62,8 @@ public:
 
     /// Whether clients of this process talk to the sandbox (true) or to production (false, the default).
     static void setDevelopment(bool development);
+    /// Of every switch: a text literal, as any pointer, would switch it on, whatever it says.
+    static void setDevelopment(const void*) = delete;
 
     /// A client on a machine and in a home of its own: for gateways, tests and other platforms. On the thread
     /// of the machine's run loop.
@@ -78,31 +83,36 @@ public:
     [[nodiscard]] const std::optional<std::string>& deviceId() const;
     [[nodiscard]] const std::optional<std::string>& getInstallationId() const;
     /// Sets the persisted ids; the value held changes only when the store took the change.
-    void setUserId(const std::optional<std::string>& userId);
-    void setDeviceId(const std::optional<std::string>& deviceId);
-    /// The application's own data, sent with the installation. Setting a missing dictionary is ignored.
+    void setUserId(const OptionalText& userId);
+    void setDeviceId(const OptionalText& deviceId);
+    /// The application's own data, sent with the installation. Setting a missing dictionary is ignored; `{}` empties
+    /// it.
     [[nodiscard]] const Dictionary& userInfo() const;
-    void setUserInfo(const std::optional<Dictionary>& userInfo);
-    /// The version set here, or else the bundle's short version, a dot and the bundle version.
+    void setUserInfo(const OptionalDictionary& userInfo);
+    /// The version set here, or else that of the bundle. A missing one takes back what was set.
     [[nodiscard]] std::string clientVersion() const;
-    void setClientVersion(const std::string& clientVersion);
+    void setClientVersion(const OptionalText& clientVersion);
     /// Whether log lines are written; off by default and persisted.
     [[nodiscard]] bool enableLog() const;
     void setEnableLog(bool enable);
+    void setEnableLog(const void*) = delete;
     /// Whether delivery reports are subscribed to on connect. Can only be switched on, for the life of the
     /// process.
     [[nodiscard]] bool deliveryChannelEnabeled() const;
     void setDeliveryChannelEnabeled(bool enabled);
+    void setDeliveryChannelEnabeled(const void*) = delete;
     /// Whether the broker is reached by TLS. Registering switches it on; switch it off afterwards, such as in
     /// the registration callback, which runs before the connect, to use a plain connection.
     [[nodiscard]] bool usingSSLConnection() const;
     void setUsingSSLConnection(bool usingSSL);
+    void setUsingSSLConnection(const void*) = delete;
     /// Whether one location is reported at every launch, and the data that goes with it; persisted. Switching
     /// it on reports one at once.
     [[nodiscard]] bool enableLocationOnLaunch() const;
     void setEnableLocationOnLaunch(bool enable);
+    void setEnableLocationOnLaunch(const void*) = delete;
     [[nodiscard]] std::optional<Dictionary> locationOnLaunchWithDictionary() const;
-    void setLocationOnLaunchWithDictionary(const std::optional<Dictionary>& options);
+    void setLocationOnLaunchWithDictionary(const OptionalDictionary& options);
     /// The last failure of registration or connection, or of storing the ids of received messages (domain
     /// "PushClientStoreErrorDomain": nothing is lost while the process lives, and registering again is no
     /// help).
@@ -151,24 +161,21 @@ public:
 
     /// Sets the credentials. False, with error -5009 reported as a failed registration, when one is missing
     /// or blank.
-    bool registerApplication(const std::optional<std::string>& appId,
-                             const std::optional<std::string>& apiKey,
-                             const std::optional<std::string>& userName,
-                             const std::optional<std::string>& password);
+    bool registerApplication(const OptionalText& appId, const OptionalText& apiKey,
+                             const OptionalText& userName, const OptionalText& password);
     /// Registers the user with the channels, then connects; another user than the stored one goes through
     /// `registerAgainWithUserId`. False, with error -5010, for an id that is not 3 to 32 valid characters,
     /// and, with a failed subscription reported, for the first channel that is not valid.
-    bool registerUser(const std::optional<std::string>& userId,
-                      const std::vector<std::string>& channels = {});
-    /// As above, keeping the handler for the outcome. False, doing nothing, without a handler.
-    bool registerUser(const std::optional<std::string>& userId,
-                      PushClientRegistrationHandlerBlock registrationHandler);
-    bool registerUser(const std::optional<std::string>& userId, const std::vector<std::string>& channels,
+    bool registerUser(const OptionalText& userId, const TextList& channels = {});
+    /// Channels between braces; without it `{}` could be an absent handler as well.
+    bool registerUser(const OptionalText& userId, std::initializer_list<Text> channels);
+    /// As above, keeping the handler for the outcome. False, doing nothing, without a handler, and so for `nullptr`.
+    bool registerUser(const OptionalText& userId, PushClientRegistrationHandlerBlock registrationHandler);
+    bool registerUser(const OptionalText& userId, const TextList& channels,
                       PushClientRegistrationHandlerBlock registrationHandler);
     /// Removes the stored user's installation, resets the client, and registers the new user. False with
     /// error -5010 or, without a network, -5011.
-    bool registerAgainWithUserId(const std::optional<std::string>& userId,
-                                 const std::vector<std::string>& channels = {});
+    bool registerAgainWithUserId(const OptionalText& userId, const TextList& channels = {});
     /// Saves the installation with what is known now. False without a push token or a user.
     bool registerDeviceToServer();
     /// Asks the operating system for permission to notify and for a push token.
@@ -213,19 +220,24 @@ public:
     /// goes out with the next call or connect. A channel that no broker may be sent, for a control character,
     /// say, is reported as failed once and forgotten, and so is one on which the broker ends every connection
     /// ("MQTT", 109). The error's details hold its "topic".
-    void subscribe(const std::string& channel, SubscribeOptions options = {});
-    void subscribeList(const std::vector<std::string>& channels, SubscribeOptions options = {});
-    void unsubscribe(const std::string& channel);
-    /// Subscribes to a named event of every installation, or of one.
-    void subscribeEvent(const std::string& eventName, const EventSubscribeOptions& options = {});
-    void unsubscribeEvent(const std::string& eventName,
-                          const std::optional<std::string>& installationId = {});
+    void subscribe(const Text& channel, SubscribeOptions options = {});
+    void subscribeList(const TextList& channels, SubscribeOptions options = {});
+    void unsubscribe(const Text& channel);
+    /// Subscribes to a named event of every installation, or of one: `subscribeEvent("login", "X9")` and
+    /// `unsubscribeEvent("login", "X9")` mean the same installation, a missing id every one.
+    void subscribeEvent(const Text& eventName, const EventSubscribeOptions& options = {});
+    void subscribeEvent(const Text& eventName, const OptionalText& installationId,
+                        SubscribeOptions options = {});
+    /// `{}`, which could be either of the above: every installation.
+    void subscribeEvent(const Text& eventName, std::nullptr_t) { subscribeEvent(eventName); }
+    void unsubscribeEvent(const Text& eventName, const OptionalText& installationId = {});
     /// The wanted channels, private ones marked ("private/orders").
     [[nodiscard]] std::vector<std::string> deviceSubscriptions();
     /// How a channel's messages are notified of: the name of a sound, and whether at all. Stored, and sent to
     /// the backend. Throws `NullException`, storing nothing, before a push token has arrived.
-    void updateNotificationSettings(const std::string& channel, const std::string& sound, bool alert);
-    [[nodiscard]] std::optional<Dictionary> notificationSettingsFor(const std::string& channel) const;
+    void updateNotificationSettings(const Text& channel, const Text& sound, bool alert);
+    void updateNotificationSettings(const Text& channel, const Text& sound, const void*) = delete;
+    [[nodiscard]] std::optional<Dictionary> notificationSettingsFor(const Text& channel) const;
 
     // ---- Publishing. Payloads are JSON objects, pretty-printed, UTF-8. What is invalid, or has a topic that
     // no broker may be sent (a control character, a wildcard, more than 65,535 octets), is reported to the
@@ -241,28 +253,29 @@ public:
     /// that is not finite, octets, a date, a text that is not UTF-8, more than 64 levels), and when the
     /// session refuses it (over 1 MiB; 50,000 publications or 64 MiB unacknowledged; a failure to store it).
     bool publish(const PushClientMessage& message);
+    /// Texts in braces would be a message's first fields, its id and its body: name the fields, or leave the braces
+    /// out for channel and text.
+    bool publish(std::initializer_list<Text>) = delete;
     /// Sends a text to a public channel ("news"). Answers as above.
-    bool publish(const std::optional<std::string>& channel, const std::optional<std::string>& withText);
+    bool publish(const OptionalText& channel, const OptionalText& withText);
     /// Sends a text to a user's channel ("orders", without a scope). Answers as above.
-    bool publish(const std::optional<std::string>& userId, const std::optional<std::string>& toChannel,
-                 const std::optional<std::string>& withText);
+    bool publish(const OptionalText& userId, const OptionalText& toChannel, const OptionalText& withText);
     /// Publishes an event of this installation. The data gets a "createdAt" (milliseconds since 1970) and an
     /// "id" (a new UUID) where it has none. True once application, device, name and data are valid: an event
     /// that could not be handed over for one of the reasons above is kept in memory and tried again, with the
     /// same "id" and "createdAt", each time the client connects. False, and reported, for one that is over
     /// 1 MiB ("InvalidParameter", -5002), and when 50,000 events or 64 MiB are kept already ("MQTT", 107).
-    bool publishEvent(const std::string& eventName, const std::optional<Dictionary>& data,
+    bool publishEvent(const Text& eventName, const OptionalDictionary& data,
                       PublishEventOptions options = {});
     /// Tells the service that the user has read a message, or has dismissed it. The id is checked for what no
     /// topic may hold, and for nothing else. Answers as `publish` does.
-    bool markAsRead(const std::optional<std::string>& messageId);
-    bool messageDismissed(const std::optional<std::string>& messageId);
+    bool markAsRead(const OptionalText& messageId);
+    bool messageDismissed(const OptionalText& messageId);
     /// A dictionary as publications carry it: JSON octets, or, for one that JSON cannot carry, nothing after
     /// a log line.
-    [[nodiscard]] std::optional<std::string> serializeToDict(
-        const std::optional<Dictionary>& dictionary) const;
+    [[nodiscard]] std::optional<std::string> serializeToDict(const OptionalDictionary& dictionary) const;
     /// The same as a text, which is empty for a dictionary that JSON cannot carry.
-    [[nodiscard]] std::optional<std::string> toJsonString(const std::optional<Dictionary>& dictionary) const;
+    [[nodiscard]] std::optional<std::string> toJsonString(const OptionalDictionary& dictionary) const;
 
     // ---- Verification, tags and plain requests to the REST backend. They outlive `reset`.
 
@@ -270,29 +283,30 @@ public:
     /// request was sent; its outcome goes to delegates, the verification handler and a notification. False,
     /// with the error reported, for a blank user id (-5013), and, as a failed check of a code, before
     /// `registerApplication` (-5001).
-    bool requestVerificationCode(const std::optional<std::string>& userId,
-                                 const std::optional<std::string>& media = std::nullopt);
+    bool requestVerificationCode(const OptionalText& userId, const OptionalText& media = {});
+    /// `nullptr` or `{}`, which could be an absent block as well, is no media: the handler stays what it is.
+    bool requestVerificationCode(const OptionalText& userId, std::nullptr_t) {
+        return requestVerificationCode(userId);
+    }
     /// As above, keeping the block as the verification handler first.
-    bool requestVerificationCode(const std::optional<std::string>& userId,
+    bool requestVerificationCode(const OptionalText& userId,
                                  PushClientVerificationHandlerBlock completionBlock);
-    bool requestVerificationCode(const std::optional<std::string>& userId,
-                                 const std::optional<std::string>& media,
+    bool requestVerificationCode(const OptionalText& userId, const OptionalText& media,
                                  PushClientVerificationHandlerBlock completionBlock);
     /// Checks the code that the user typed. True when the request was sent; its outcome goes to delegates,
     /// the verify-code handler and a notification. False, with the error reported, for a blank user id or
     /// code (5014), and before `registerApplication` (-5001).
-    bool verifyUserCode(const std::optional<std::string>& userId, const std::optional<std::string>& userCode);
+    bool verifyUserCode(const OptionalText& userId, const OptionalText& userCode);
     /// As above, keeping the block as the verify-code handler first.
-    bool verifyUserCode(const std::optional<std::string>& userId, const std::optional<std::string>& userCode,
+    bool verifyUserCode(const OptionalText& userId, const OptionalText& userCode,
                         PushClientVerifyUserCodeHandlerBlock completionBlock);
 
     /// Adds a tag to the user's installation, or removes one. Success gets the backend's count; failure the
     /// error of the request, or at once that of a blank API key ("NotInitialized", 506), user id
     /// ("NotRegistered", 505) or name ("Argument", 500).
-    void addTag(const std::optional<std::string>& name, std::function<void(std::int64_t count)> success = {},
+    void addTag(const OptionalText& name, std::function<void(std::int64_t count)> success = {},
                 const std::function<void(const NSError& error)>& failure = {});
-    void removeTag(const std::optional<std::string>& name,
-                   std::function<void(std::int64_t count)> success = {},
+    void removeTag(const OptionalText& name, std::function<void(std::int64_t count)> success = {},
                    const std::function<void(const NSError& error)>& failure = {});
 
     /// Sends one request to the REST backend, by https. The path is relative to its base URL and may carry a
@@ -301,8 +315,8 @@ public:
     /// recovery suggestion for a status other than 200 to 299), the reader's error for an answer that is not
     /// JSON, or at once "InvalidParameter" (-5002) for parameters that JSON cannot carry. Without a method
     /// nothing is sent and neither block is called.
-    void requestMethod(const std::optional<std::string>& method, const std::string& path,
-                       const std::optional<Dictionary>& parameters = std::nullopt,
+    void requestMethod(const OptionalText& method, const Text& path,
+                       const OptionalDictionary& parameters = std::nullopt,
                        std::function<void(const Value& response)> success = {},
                        const std::function<void(const NSError& error)>& failure = {});
 
@@ -385,35 +399,31 @@ public:
     /// Shows a notification of these parts at once, in place of the one shown before. The sound is one that
     /// the notification service knows by name; missing, the default one. The file is attached when it is
     /// there.
-    void createMutableLocalNotificationTitle(const std::optional<std::string>& title,
-                                             const std::optional<std::string>& body,
-                                             const std::optional<std::string>& subtitle,
-                                             const std::optional<std::string>& sound, std::int64_t badge,
-                                             const std::optional<std::string>& category,
-                                             const std::optional<Dictionary>& userInfo,
-                                             const std::optional<std::string>& filePath);
+    void createMutableLocalNotificationTitle(const OptionalText& title, const OptionalText& body,
+                                             const OptionalText& subtitle, const OptionalText& sound,
+                                             std::int64_t badge, const OptionalText& category,
+                                             const OptionalDictionary& userInfo,
+                                             const OptionalText& filePath);
     /// Installs a category with these buttons, in place of every other category. Does nothing without a
     /// single button that has both a title and an id.
     void createCategoryNotificationWithActions(const std::optional<Array>& actions,
-                                               const std::optional<std::string>& identifier);
+                                               const OptionalText& identifier);
     /// For a service extension: installs the category of a remote notification and attaches its media, then
     /// hands the content to the handler. Without media the handler is never called.
     void didReceiveNotificationRequest(const UNNotificationRequest& request,
                                        NotificationContentHandler contentHandler);
     /// Fetches a media file. The handler takes its path, or nothing when it could not be had. The file lies
     /// in the library's own folder, which keeps only the newest ones: move it away to keep it.
-    void downloadDataForUrlString(const std::string& url, const std::string& mediaType,
-                                  MediaFileHandler handler);
+    void downloadDataForUrlString(const Text& url, const Text& mediaType, MediaFileHandler handler);
     /// As above, as an attachment for a notification.
-    void loadAttachmentForUrlString(const std::string& url, const std::string& mediaType,
+    void loadAttachmentForUrlString(const Text& url, const Text& mediaType,
                                     NotificationAttachmentHandler handler);
     /// A button, or none when title or identifier is missing or empty.
     [[nodiscard]] static std::optional<UNNotificationAction> createNotificationActionWithTitle(
-        const std::optional<std::string>& title, const std::optional<std::string>& identifier,
-        std::uint32_t options);
+        const OptionalText& title, const OptionalText& identifier, std::uint32_t options);
     /// ".jpg", ".mp4" or ".mp3" for "image", "video" or "audio", and a dot with the media type for any other.
     /// What does not belong in a file's name is replaced only in the file's name.
-    [[nodiscard]] static std::string fileExtensionForMediaType(std::string_view mediaType);
+    [[nodiscard]] static std::string fileExtensionForMediaType(const Text& mediaType);
 
     // ---- Crash reports.
 

@@ -6,31 +6,33 @@ namespace xel {
 
 // ---- Channels and events.
 
-void PushClientManager::subscribe(const std::string& channel, SubscribeOptions options) {
-    rooms_->subscriptions.subscribe({channel}, options);
+void PushClientManager::subscribe(const Text& channel, SubscribeOptions options) {
+    rooms_->subscriptions.subscribe({channel.string()}, options);
 }
-void PushClientManager::subscribeList(const std::vector<std::string>& channels, SubscribeOptions options) {
-    rooms_->subscriptions.subscribe(channels, options);
+void PushClientManager::subscribeList(const TextList& channels, SubscribeOptions options) {
+    rooms_->subscriptions.subscribe(channels.asVector(), options);
 }
-void PushClientManager::unsubscribe(const std::string& channel) {
-    rooms_->subscriptions.unsubscribe(channel);
+void PushClientManager::unsubscribe(const Text& channel) {
+    rooms_->subscriptions.unsubscribe(channel.string());
 }
-void PushClientManager::subscribeEvent(const std::string& eventName, const EventSubscribeOptions& options) {
-    rooms_->subscriptions.subscribeEvent(eventName, options);
+void PushClientManager::subscribeEvent(const Text& eventName, const EventSubscribeOptions& options) {
+    rooms_->subscriptions.subscribeEvent(eventName.string(), options);
 }
-void PushClientManager::unsubscribeEvent(const std::string& eventName,
-                                         const std::optional<std::string>& installationId) {
-    rooms_->subscriptions.unsubscribeEvent(eventName, installationId);
+void PushClientManager::subscribeEvent(const Text& eventName, const OptionalText& installationId,
+                                       SubscribeOptions options) {
+    subscribeEvent(eventName, {.installationId = installationId.asOptional(), .live = options.live});
+}
+void PushClientManager::unsubscribeEvent(const Text& eventName, const OptionalText& installationId) {
+    rooms_->subscriptions.unsubscribeEvent(eventName.string(), installationId.asOptional());
 }
 std::vector<std::string> PushClientManager::deviceSubscriptions() {
     return rooms_->channels.deviceSubscriptions();
 }
-void PushClientManager::updateNotificationSettings(const std::string& channel, const std::string& sound,
-                                                   bool alert) {
-    rooms_->channels.updateNotificationSettings(channel, sound, alert);
+void PushClientManager::updateNotificationSettings(const Text& channel, const Text& sound, bool alert) {
+    rooms_->channels.updateNotificationSettings(channel.string(), sound.string(), alert);
 }
-std::optional<Dictionary> PushClientManager::notificationSettingsFor(const std::string& channel) const {
-    return rooms_->channels.notificationSettingsFor(channel);
+std::optional<Dictionary> PushClientManager::notificationSettingsFor(const Text& channel) const {
+    return rooms_->channels.notificationSettingsFor(channel.string());
 }
 
 // ---- Publishing.
@@ -38,32 +40,28 @@ std::optional<Dictionary> PushClientManager::notificationSettingsFor(const std::
 bool PushClientManager::publish(const PushClientMessage& message) {
     return rooms_->publisher.publish(message);
 }
-bool PushClientManager::publish(const std::optional<std::string>& channel,
-                                const std::optional<std::string>& withText) {
-    return rooms_->publisher.publish(channel, withText);
+bool PushClientManager::publish(const OptionalText& channel, const OptionalText& withText) {
+    return rooms_->publisher.publish(channel.asOptional(), withText.asOptional());
 }
-bool PushClientManager::publish(const std::optional<std::string>& userId,
-                                const std::optional<std::string>& toChannel,
-                                const std::optional<std::string>& withText) {
-    return rooms_->publisher.publish(userId, toChannel, withText);
+bool PushClientManager::publish(const OptionalText& userId, const OptionalText& toChannel,
+                                const OptionalText& withText) {
+    return rooms_->publisher.publish(userId.asOptional(), toChannel.asOptional(), withText.asOptional());
 }
-bool PushClientManager::publishEvent(const std::string& eventName, const std::optional<Dictionary>& data,
+bool PushClientManager::publishEvent(const Text& eventName, const OptionalDictionary& data,
                                      PublishEventOptions options) {
-    return rooms_->publisher.publishEvent(eventName, data, options);
+    return rooms_->publisher.publishEvent(eventName.string(), data.asOptional(), options);
 }
-bool PushClientManager::markAsRead(const std::optional<std::string>& messageId) {
-    return rooms_->publisher.markAsRead(messageId);
+bool PushClientManager::markAsRead(const OptionalText& messageId) {
+    return rooms_->publisher.markAsRead(messageId.asOptional());
 }
-bool PushClientManager::messageDismissed(const std::optional<std::string>& messageId) {
-    return rooms_->publisher.messageDismissed(messageId);
+bool PushClientManager::messageDismissed(const OptionalText& messageId) {
+    return rooms_->publisher.messageDismissed(messageId.asOptional());
 }
-std::optional<std::string> PushClientManager::serializeToDict(
-    const std::optional<Dictionary>& dictionary) const {
-    return xel::serializeToDict(dictionary, rooms_->log);
+std::optional<std::string> PushClientManager::serializeToDict(const OptionalDictionary& dictionary) const {
+    return xel::serializeToDict(dictionary.asOptional(), rooms_->log);
 }
-std::optional<std::string> PushClientManager::toJsonString(
-    const std::optional<Dictionary>& dictionary) const {
-    return xel::toJsonString(dictionary, rooms_->log);
+std::optional<std::string> PushClientManager::toJsonString(const OptionalDictionary& dictionary) const {
+    return xel::toJsonString(dictionary.asOptional(), rooms_->log);
 }
 
 // ---- Topics.
@@ -86,47 +84,42 @@ std::optional<std::string> PushClientManager::liveTopic() const {
 
 // ---- Verification, tags and plain requests.
 
-bool PushClientManager::requestVerificationCode(const std::optional<std::string>& userId,
-                                                const std::optional<std::string>& /*media*/) {
-    return rooms_->verification.requestVerificationCode(userId);
+bool PushClientManager::requestVerificationCode(const OptionalText& userId, const OptionalText& /*media*/) {
+    return rooms_->verification.requestVerificationCode(userId.asOptional());
 }
-bool PushClientManager::requestVerificationCode(const std::optional<std::string>& userId,
+bool PushClientManager::requestVerificationCode(const OptionalText& userId,
                                                 PushClientVerificationHandlerBlock completionBlock) {
     return requestVerificationCode(userId, std::nullopt, std::move(completionBlock));
 }
-bool PushClientManager::requestVerificationCode(const std::optional<std::string>& userId,
-                                                const std::optional<std::string>& /*media*/,
+bool PushClientManager::requestVerificationCode(const OptionalText& userId, const OptionalText& /*media*/,
                                                 PushClientVerificationHandlerBlock completionBlock) {
     const auto rooms = rooms_.enter();
     rooms->fanout.blocks.verificationHandler = std::move(completionBlock);
-    return rooms->verification.requestVerificationCode(userId);
+    return rooms->verification.requestVerificationCode(userId.asOptional());
 }
-bool PushClientManager::verifyUserCode(const std::optional<std::string>& userId,
-                                       const std::optional<std::string>& userCode) {
-    return rooms_->verification.verifyUserCode(userId, userCode);
+bool PushClientManager::verifyUserCode(const OptionalText& userId, const OptionalText& userCode) {
+    return rooms_->verification.verifyUserCode(userId.asOptional(), userCode.asOptional());
 }
-bool PushClientManager::verifyUserCode(const std::optional<std::string>& userId,
-                                       const std::optional<std::string>& userCode,
+bool PushClientManager::verifyUserCode(const OptionalText& userId, const OptionalText& userCode,
                                        PushClientVerifyUserCodeHandlerBlock completionBlock) {
     const auto rooms = rooms_.enter();
     rooms->fanout.blocks.verifiyUserCodeHandler = std::move(completionBlock);
-    return rooms->verification.verifyUserCode(userId, userCode);
+    return rooms->verification.verifyUserCode(userId.asOptional(), userCode.asOptional());
 }
-void PushClientManager::addTag(const std::optional<std::string>& name,
-                               std::function<void(std::int64_t count)> success,
+void PushClientManager::addTag(const OptionalText& name, std::function<void(std::int64_t count)> success,
                                const std::function<void(const NSError& error)>& failure) {
-    rooms_->tags.addTag(name, std::move(success), failure);
+    rooms_->tags.addTag(name.asOptional(), std::move(success), failure);
 }
-void PushClientManager::removeTag(const std::optional<std::string>& name,
-                                  std::function<void(std::int64_t count)> success,
+void PushClientManager::removeTag(const OptionalText& name, std::function<void(std::int64_t count)> success,
                                   const std::function<void(const NSError& error)>& failure) {
-    rooms_->tags.removeTag(name, std::move(success), failure);
+    rooms_->tags.removeTag(name.asOptional(), std::move(success), failure);
 }
-void PushClientManager::requestMethod(const std::optional<std::string>& method, const std::string& path,
-                                      const std::optional<Dictionary>& parameters,
+void PushClientManager::requestMethod(const OptionalText& method, const Text& path,
+                                      const OptionalDictionary& parameters,
                                       std::function<void(const Value& response)> success,
                                       const std::function<void(const NSError& error)>& failure) {
-    rooms_->requests.requestMethod(method, path, parameters, std::move(success), failure);
+    rooms_->requests.requestMethod(method.asOptional(), path.string(), parameters.asOptional(),
+                                   std::move(success), failure);
 }
 
 // ---- The location.

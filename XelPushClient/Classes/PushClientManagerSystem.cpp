@@ -83,36 +83,37 @@ void PushClientManager::showLocalRichNotificationWithPayload(const Dictionary& p
     rooms_->richNotifications.showLocalRichNotificationWithPayload(payload);
 }
 void PushClientManager::createMutableLocalNotificationTitle(
-    const std::optional<std::string>& title, const std::optional<std::string>& body,
-    const std::optional<std::string>& subtitle, const std::optional<std::string>& sound, std::int64_t badge,
-    const std::optional<std::string>& category, const std::optional<Dictionary>& userInfo,
-    const std::optional<std::string>& filePath) {
-    rooms_->richNotifications.createMutableLocalNotificationTitle(title, body, subtitle, sound, badge,
-                                                                  category, userInfo, filePath);
+    const OptionalText& title, const OptionalText& body, const OptionalText& subtitle,
+    const OptionalText& sound, std::int64_t badge, const OptionalText& category,
+    const OptionalDictionary& userInfo, const OptionalText& filePath) {
+    rooms_->richNotifications.createMutableLocalNotificationTitle(
+        title.asOptional(), body.asOptional(), subtitle.asOptional(), sound.asOptional(), badge,
+        category.asOptional(), userInfo.asOptional(), filePath.asOptional());
 }
 void PushClientManager::createCategoryNotificationWithActions(const std::optional<Array>& actions,
-                                                              const std::optional<std::string>& identifier) {
-    rooms_->richNotifications.createCategoryNotificationWithActions(actions, identifier);
+                                                              const OptionalText& identifier) {
+    rooms_->richNotifications.createCategoryNotificationWithActions(actions, identifier.asOptional());
 }
 void PushClientManager::didReceiveNotificationRequest(const UNNotificationRequest& request,
                                                       NotificationContentHandler contentHandler) {
     rooms_->richNotifications.didReceiveNotificationRequest(request, std::move(contentHandler));
 }
-void PushClientManager::downloadDataForUrlString(const std::string& url, const std::string& mediaType,
+void PushClientManager::downloadDataForUrlString(const Text& url, const Text& mediaType,
                                                  MediaFileHandler handler) {
-    rooms_->richNotifications.downloadDataForUrlString(url, mediaType, std::move(handler));
+    rooms_->richNotifications.downloadDataForUrlString(url.string(), mediaType.string(), std::move(handler));
 }
-void PushClientManager::loadAttachmentForUrlString(const std::string& url, const std::string& mediaType,
+void PushClientManager::loadAttachmentForUrlString(const Text& url, const Text& mediaType,
                                                    NotificationAttachmentHandler handler) {
-    rooms_->richNotifications.loadAttachmentForUrlString(url, mediaType, std::move(handler));
+    rooms_->richNotifications.loadAttachmentForUrlString(url.string(), mediaType.string(),
+                                                         std::move(handler));
 }
 std::optional<UNNotificationAction> PushClientManager::createNotificationActionWithTitle(
-    const std::optional<std::string>& title, const std::optional<std::string>& identifier,
-    std::uint32_t options) {
-    return RichNotifications::createNotificationActionWithTitle(title, identifier, options);
+    const OptionalText& title, const OptionalText& identifier, std::uint32_t options) {
+    return RichNotifications::createNotificationActionWithTitle(title.asOptional(), identifier.asOptional(),
+                                                                options);
 }
-std::string PushClientManager::fileExtensionForMediaType(std::string_view mediaType) {
-    return xel::fileExtensionForMediaType(mediaType);
+std::string PushClientManager::fileExtensionForMediaType(const Text& mediaType) {
+    return xel::fileExtensionForMediaType(mediaType.string());
 }
 
 // ---- Crash reports.

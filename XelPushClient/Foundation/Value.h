@@ -114,4 +114,21 @@ struct Dictionary::Item {
     Value value;
 };
 
+/// How operations take a dictionary that may be missing: for parameters, as `OptionalText` is.
+///
+/// Braces make a dictionary, `{}` the empty one; missing is what `std::nullopt`, `nullptr` and an empty optional are.
+class OptionalDictionary {
+public:
+    OptionalDictionary(std::nullopt_t) {}
+    OptionalDictionary(std::nullptr_t) {}
+    OptionalDictionary(std::initializer_list<Dictionary::Item> items) : dictionary_(std::in_place, items) {}
+    OptionalDictionary(Dictionary dictionary) : dictionary_(std::move(dictionary)) {}
+    OptionalDictionary(std::optional<Dictionary> dictionary) : dictionary_(std::move(dictionary)) {}
+
+    [[nodiscard]] const std::optional<Dictionary>& asOptional() const { return dictionary_; }
+
+private:
+    std::optional<Dictionary> dictionary_;
+};
+
 }  // namespace xel

@@ -10,7 +10,7 @@ namespace xel::tools {
 
 namespace {
 
-using Receipt = bool (PushClientManager::*)(const std::optional<std::string>& messageId);
+using Receipt = bool (PushClientManager::*)(const OptionalText& messageId);
 
 struct ReceiptChoice {
     ClientChoice client;

@@ -79,8 +79,8 @@ std::string ClientSettings::clientVersion() const {
     return getClientVersionFromAppPlist();
 }
 
-void ClientSettings::setClientVersion(const std::string& clientVersion) {
-    defaults_.setObject(kClientVersionKey, clientVersion);
+void ClientSettings::setClientVersion(const std::optional<std::string>& clientVersion) {
+    storeOrRemove(defaults_, kClientVersionKey, clientVersion);
     (void)defaults_.synchronize();
 }
 

@@ -66,7 +66,8 @@ public:
 
     /// The stored override, or else the bundle's short version, a dot, and the bundle version.
     [[nodiscard]] std::string clientVersion() const;
-    void setClientVersion(const std::string& clientVersion);
+    /// A missing one removes the override.
+    void setClientVersion(const std::optional<std::string>& clientVersion);
     [[nodiscard]] std::string getClientVersionFromAppPlist() const;
 
     [[nodiscard]] bool enableLocationOnLaunch() const;

@@ -32,9 +32,9 @@ static_assert(std::convertible_to<std::optional<std::string>, OptionalText>);
 static_assert(!std::convertible_to<bool, OptionalText>);
 static_assert(!std::convertible_to<int, OptionalText>);
 
-void takeText(const Text& text);
-void takeOptionalText(const OptionalText& text);
-void takeTexts(const TextList& texts);
+using TakesText = void (*)(const Text& text);
+using TakesOptionalText = void (*)(const OptionalText& text);
+using TakesTexts = void (*)(const TextList& texts);
 
 template <class T>
 concept TakesTwoTextsInBraces = requires(T take) {
@@ -48,11 +48,11 @@ template <class T>
 concept TakesNullptrInAList = requires(T take) {
     take({"news", nullptr});
 };
-static_assert(!TakesTwoTextsInBraces<decltype(takeText)*>);
-static_assert(!TakesTwoTextsInBraces<decltype(takeOptionalText)*>);
-static_assert(!TakesNullptrInBraces<decltype(takeText)*>);
-static_assert(TakesTwoTextsInBraces<decltype(takeTexts)*>);
-static_assert(!TakesNullptrInAList<decltype(takeTexts)*>);
+static_assert(!TakesTwoTextsInBraces<TakesText>);
+static_assert(!TakesTwoTextsInBraces<TakesOptionalText>);
+static_assert(!TakesNullptrInBraces<TakesText>);
+static_assert(TakesTwoTextsInBraces<TakesTexts>);
+static_assert(!TakesNullptrInAList<TakesTexts>);
 
 TEST(TextTest, HoldsWhatItWasMadeFrom) {
     EXPECT_EQ(Text("literal").string(), "literal");
