@@ -6,6 +6,7 @@ set(XELPUSH_PUBLIC_HEADERS_CORE
     XelPushClient/XelPushClient.h
     XelPushClient/Classes/PushClientManager.h
     XelPushClient/Classes/ClientEntrance.h
+    XelPushClient/Classes/Core/BroadcastDetails.h
     XelPushClient/Classes/Core/ConnectionState.h
     XelPushClient/Classes/Core/DelegateOperations.h
     XelPushClient/Classes/Core/HandlerBlocks.h

@@ -23,7 +23,7 @@ void EventFanout::postOnMainRunLoop(std::string_view name, MakeInfo makeInfo) {
             manager = *held;
         }
         if (manager != nullptr && center->hasObserverFor(name)) {
-            center->postNotification({std::string(name), manager, makeInfo()}, life);
+            center->postNotification({name, manager, makeInfo()}, life);
         }
     });
 }
@@ -49,8 +49,8 @@ void EventFanout::callBackServerReachabilityChanged(bool reachable,
     });
     blocks.serverReachabilityHandler.callIfSet(reachable, networkType);
     postOnMainRunLoop(PushClientDidChangeServerReachabilityNotification, [reachable, networkType] {
-        return NotificationInfo{{"reachable", reachable},
-                                {"networkType", static_cast<unsigned>(networkType)}};
+        return NotificationInfo{{PushClientReachableKey, reachable},
+                                {PushClientNetworkTypeKey, static_cast<unsigned>(networkType)}};
     });
 }
 
@@ -73,7 +73,7 @@ void EventFanout::callbackRegitrationFailure(bool registered, const std::optiona
                                                          : "No registrationHandler for failure");
     blocks.registrationHandler.callIfSet(registered, userId, std::optional(error));
     postOnMainRunLoop(PushClientDidFailRegisterUserNotification, [error] {
-        return NotificationInfo{{"error", error}};
+        return NotificationInfo{{PushClientErrorKey, error}};
     });
 }
 
@@ -82,7 +82,7 @@ void EventFanout::callbackSentVerificationRequest(bool sent) {
                                 [](auto& delegate) { delegate.pushClientManagerDidSentVerificationCode(); });
     blocks.verificationHandler.callIfSet(sent, std::optional<NSError>());
     postOnMainRunLoop(PushClientDidSentVerificationCodeNotification, [sent] {
-        return NotificationInfo{{"sent", sent}};
+        return NotificationInfo{{PushClientSentKey, sent}};
     });
 }
 
@@ -92,7 +92,7 @@ void EventFanout::callbackRequestVerificationFailure(const NSError& error) {
     });
     blocks.verificationHandler.callIfSet(false, std::optional(error));
     postOnMainRunLoop(PushClientDidFailSentVerificationCodeNotification, [error] {
-        return NotificationInfo{{"sentRequst", false}, {"error", error}};
+        return NotificationInfo{{PushClientSentRequstKey, false}, {PushClientErrorKey, error}};
     });
 }
 
@@ -102,7 +102,7 @@ void EventFanout::callbackVerifyUserCode(bool verified) {
     });
     blocks.verifiyUserCodeHandler.callIfSet(verified, std::optional<NSError>());
     postOnMainRunLoop(PushClientDidVerifyUserCodeNotification, [verified] {
-        return NotificationInfo{{"verifyUserCode", verified}};
+        return NotificationInfo{{PushClientVerifyUserCodeKey, verified}};
     });
 }
 
@@ -112,7 +112,7 @@ void EventFanout::callbackVerifyUserCodeFailure(const NSError& error) {
     });
     blocks.verifiyUserCodeHandler.callIfSet(false, std::optional(error));
     postOnMainRunLoop(PushClientDidFailInVerifyUserCodeNotification, [error] {
-        return NotificationInfo{{"verifyUserCode", false}, {"error", error}};
+        return NotificationInfo{{PushClientVerifyUserCodeKey, false}, {PushClientErrorKey, error}};
     });
 }
 
@@ -129,7 +129,7 @@ bool EventFanout::callbackNewMessageReceived(const std::shared_ptr<const PushCli
         }
     });
     postOnMainRunLoop(PushClientDidReceivedMessageNotification, [message] {
-        return NotificationInfo{{"message", *message}};
+        return NotificationInfo{{PushClientMessageKey, *message}};
     });
     blocks.messageHandler.callIfSet(*message);
     blocks.messageUILocalNotificationHandler.callIfSet(*message);
@@ -181,7 +181,7 @@ void EventFanout::invokePushClientManagerDidFailInPublish(const NSError& error) 
 }
 
 void EventFanout::postNow(std::string_view name) {
-    surroundings_.notificationCenter->postNotification({std::string(name), &surroundings_.manager, {}},
+    surroundings_.notificationCenter->postNotification({name, &surroundings_.manager, {}},
                                                        std::weak_ptr(life_));
 }
 

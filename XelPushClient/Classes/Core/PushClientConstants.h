@@ -30,25 +30,50 @@ inline constexpr std::int64_t kPushClientStoreFailedErrorCode = 1;
 /// Domain of the errors about an invalid channel or event name.
 inline constexpr std::string_view kInvalidParameterErrorDomain = "InvalidParameter";
 
-/// Broadcast notifications, posted on the main run loop with the manager as object.
+// Broadcast notifications, posted on the main run loop with the manager as object. Their `userInfo` holds the keys that
+// are named here, each as the C++ type in brackets, and nothing else; BroadcastDetails.h reads them by type.
+
+/// A message came: `PushClientMessageKey`.
 inline constexpr std::string_view PushClientDidReceivedMessageNotification =
     "PushClientDidReceivedMessageNotification";
+/// The network came, went or changed: `PushClientReachableKey`, `PushClientNetworkTypeKey`.
 inline constexpr std::string_view PushClientDidChangeServerReachabilityNotification =
     "PushClientDidChangeServerReachabilityNotification";
+/// The user is registered: nothing.
 inline constexpr std::string_view PushClientDidRegisterUserNotification =
     "PushClientDidRegisterUserNotification";
+/// Registering failed: `PushClientErrorKey`.
 inline constexpr std::string_view PushClientDidFailRegisterUserNotification =
     "PushClientDidFailRegisterUserNotification";
+/// The connection state was assigned: nothing; the manager tells it.
 inline constexpr std::string_view PushClientDidChangeServerConnectionStateNotification =
     "PushClientDidChangeServerConnectionStateNotification";
+/// The backend answered whether it sent a verification code: `PushClientSentKey`.
 inline constexpr std::string_view PushClientDidSentVerificationCodeNotification =
     "PushClientDidSentVerificationCodeNotification";
+/// Asking for one failed: `PushClientSentRequstKey`, `PushClientErrorKey`.
 inline constexpr std::string_view PushClientDidFailSentVerificationCodeNotification =
     "PushClientDidFailSentVerificationCodeNotification";
+/// The backend answered whether the user's code is right: `PushClientVerifyUserCodeKey`.
 inline constexpr std::string_view PushClientDidVerifyUserCodeNotification =
     "PushClientDidVerifyUserCodeNotification";
+/// Checking it failed: `PushClientVerifyUserCodeKey`, `PushClientErrorKey`.
 inline constexpr std::string_view PushClientDidFailInVerifyUserCodeNotification =
     "PushClientDidFailInVerifyUserCodeNotification";
+
+/// The message (`PushClientMessage`).
+inline constexpr std::string_view PushClientMessageKey = "message";
+/// Whether the service can be reached (`bool`).
+inline constexpr std::string_view PushClientReachableKey = "reachable";
+/// The number of a `PushClientServerReachabilityNetworkType` (`unsigned`).
+inline constexpr std::string_view PushClientNetworkTypeKey = "networkType";
+/// What went wrong (`NSError`).
+inline constexpr std::string_view PushClientErrorKey = "error";
+/// Whether the code was sent (`bool`); in its failing sister spelled otherwise, and always false.
+inline constexpr std::string_view PushClientSentKey = "sent";
+inline constexpr std::string_view PushClientSentRequstKey = "sentRequst";
+/// Whether the user's code is right (`bool`); false when checking it failed.
+inline constexpr std::string_view PushClientVerifyUserCodeKey = "verifyUserCode";
 
 /// Names for applications to post and observe; the manager never posts them.
 inline constexpr std::string_view PushClientDidDeliveredMessageNotification =
