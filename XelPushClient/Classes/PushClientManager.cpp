@@ -2,6 +2,8 @@
 
 #include "XelPushClient/Classes/ClientRooms.h"
 #include "XelPushClient/Classes/Core/ServiceAddresses.h"
+#include "XelPushClient/Classes/Topics/NameChecks.h"
+#include "XelPushClient/Classes/Topics/NameRules.h"
 
 namespace xel {
 
@@ -64,6 +66,9 @@ std::string PushClientManager::clientVersion() const {
 }
 void PushClientManager::setClientVersion(const OptionalText& clientVersion) {
     rooms_->settings.setClientVersion(clientVersion.asOptional());
+}
+std::string PushClientManager::getClientVersionFromAppPlist() const {
+    return rooms_->settings.getClientVersionFromAppPlist();
 }
 bool PushClientManager::enableLog() const {
     return rooms_->settings.enableLog();
@@ -150,6 +155,12 @@ NSNotificationCenter& PushClientManager::notificationCenter() const {
 
 // ---- Registration.
 
+bool PushClientManager::isUserIdValid(const OptionalText& userId) {
+    return xel::isUserIdValid(userId.asOptional());
+}
+Result<void> PushClientManager::checkUserId(const OptionalText& userId) {
+    return xel::checkUserId(userId.asOptional());
+}
 bool PushClientManager::registerApplication(const OptionalText& appId, const OptionalText& apiKey,
                                             const OptionalText& userName, const OptionalText& password) {
     return rooms_->registration.registerApplication(appId.asOptional(), apiKey.asOptional(),

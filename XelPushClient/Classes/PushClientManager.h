@@ -20,6 +20,7 @@
 #include "XelPushClient/Classes/Models/OperationOptions.h"
 #include "XelPushClient/Classes/Models/PushClientMessage.h"
 #include "XelPushClient/Foundation/NSNotificationCenter.h"
+#include "XelPushClient/Foundation/Result.h"
 #include "XelPushClient/Foundation/Text.h"
 #include "XelPushClient/Foundation/Value.h"
 #include "XelPushClient/Platform/CLLocation.h"
@@ -92,6 +93,8 @@ public:
     /// The version set here, or else that of the bundle. A missing one takes back what was set.
     [[nodiscard]] std::string clientVersion() const;
     void setClientVersion(const OptionalText& clientVersion);
+    /// The bundle's short version, a dot, and the bundle version.
+    [[nodiscard]] std::string getClientVersionFromAppPlist() const;
     /// Whether log lines are written; off by default and persisted.
     [[nodiscard]] bool enableLog() const;
     void setEnableLog(bool enable);
@@ -159,6 +162,12 @@ public:
 
     // ---- Registration.
 
+    /// The service's rule for user ids: 3 to 32 UTF-16 units without white space, "#", "+", "/", "*" and backslash.
+    [[nodiscard]] static bool isUserIdValid(const OptionalText& userId);
+    /// Whether `registerUser` would take the id and a connection could be made with it. Besides the rule above, a
+    /// client id may hold no character on which a broker may end the connection (a control character, say). The error
+    /// ("InvalidParameter", -5002) names the reason; nothing is reported.
+    [[nodiscard]] static Result<void> checkUserId(const OptionalText& userId);
     /// Sets the credentials. False, with error -5009 reported as a failed registration, when one is missing
     /// or blank.
     bool registerApplication(const OptionalText& appId, const OptionalText& apiKey,
@@ -214,6 +223,13 @@ public:
 
     // ---- Channels and events.
 
+    /// The service's rule for the characters of channels and events: not blank, and without white space, "#", "+", "*"
+    /// and backslash.
+    [[nodiscard]] static bool isChannelValid(const Text& channel);
+    /// Whether `subscribe` and `registerUser` would take the channel, and no broker ends the connection on it: the rule
+    /// above, a scope of "public/", "private/" or none, and no control character or non-character. The error
+    /// ("InvalidParameter", -5002) names the reason; nothing is reported.
+    [[nodiscard]] static Result<void> checkChannel(const Text& channel);
     /// Subscribes to a channel ("news", "public/news", "private/orders"), or to several at once. Each
     /// answered one is reported to the delegates, once also when it was asked for again before the answer; an
     /// invalid one is reported as failed ("InvalidParameter", -5002) and ends the list: what stood before it
@@ -231,12 +247,14 @@ public:
     /// `{}`, which could be either of the above: every installation.
     void subscribeEvent(const Text& eventName, std::nullptr_t) { subscribeEvent(eventName); }
     void unsubscribeEvent(const Text& eventName, const OptionalText& installationId = {});
-    /// The wanted channels, private ones marked ("private/orders").
+    /// The stored channels, private ones marked ("private/orders"). Loads them anew, so that `topics` loses what was not
+    /// stored, such as the channels before an invalid one of a list.
     [[nodiscard]] std::vector<std::string> deviceSubscriptions();
     /// How a channel's messages are notified of: the name of a sound, and whether at all. Stored, and sent to
     /// the backend. Throws `NullException`, storing nothing, before a push token has arrived.
     void updateNotificationSettings(const Text& channel, const Text& sound, bool alert);
     void updateNotificationSettings(const Text& channel, const Text& sound, const void*) = delete;
+    /// The preference for a channel, exactly as it was named; also after a restart.
     [[nodiscard]] std::optional<Dictionary> notificationSettingsFor(const Text& channel) const;
 
     // ---- Publishing. Payloads are JSON objects, pretty-printed, UTF-8. What is invalid, or has a topic that
@@ -456,9 +474,14 @@ public:
 
     // ---- The device, as the installation record describes it.
 
+    /// The display name of the machine, or its identifier when `deviceModelList` has none for it.
     [[nodiscard]] std::string deviceModel() const;
+    /// Machine identifiers, and the display names of the devices they mean.
+    [[nodiscard]] static Dictionary deviceModelList();
     [[nodiscard]] std::string deviceOsVersion() const;
     [[nodiscard]] PushClientServerReachabilityNetworkType getConnectionType() const;
+    /// The kind of network that a status bar shows, as its system numbers it; none on a platform without one.
+    [[nodiscard]] static std::optional<int> getConnectionTypeFromStatusBar();
 
 private:
     ClientEntrance rooms_;

@@ -1,11 +1,19 @@
 #include "XelPushClient/Classes/ClientRooms.h"
 #include "XelPushClient/Classes/Core/DictionarySerialization.h"
 #include "XelPushClient/Classes/PushClientManager.h"
+#include "XelPushClient/Classes/Topics/NameChecks.h"
+#include "XelPushClient/Classes/Topics/NameRules.h"
 
 namespace xel {
 
 // ---- Channels and events.
 
+bool PushClientManager::isChannelValid(const Text& channel) {
+    return xel::isChannelValid(channel.string());
+}
+Result<void> PushClientManager::checkChannel(const Text& channel) {
+    return xel::checkChannel(channel.string());
+}
 void PushClientManager::subscribe(const Text& channel, SubscribeOptions options) {
     rooms_->subscriptions.subscribe({channel.string()}, options);
 }

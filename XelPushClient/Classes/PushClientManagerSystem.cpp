@@ -128,11 +128,21 @@ void PushClientManager::applicationCrashedWithUserInfo(const Dictionary& userInf
 std::string PushClientManager::deviceModel() const {
     return rooms_->device.deviceModel();
 }
+Dictionary PushClientManager::deviceModelList() {
+    Dictionary models;
+    for (const auto& [identifier, name] : xel::deviceModelList()) {
+        models.set(identifier, name);
+    }
+    return models;
+}
 std::string PushClientManager::deviceOsVersion() const {
     return rooms_->device.deviceOsVersion();
 }
 PushClientServerReachabilityNetworkType PushClientManager::getConnectionType() const {
     return rooms_->device.getConnectionType();
+}
+std::optional<int> PushClientManager::getConnectionTypeFromStatusBar() {
+    return DeviceDescription::getConnectionTypeFromStatusBar();
 }
 
 }  // namespace xel

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "XelPushClient/Classes/Core/PersistedKeys.h"
+#include "XelPushClient/Foundation/DictionaryReading.h"
 
 namespace xel {
 namespace {
@@ -127,11 +128,10 @@ void ChannelStore::loadChannelSettings() {
 }
 
 std::optional<Dictionary> ChannelStore::notificationSettingsFor(std::string_view channel) const {
-    const Value* entry = notificationSettings ? notificationSettings->find(channel) : nullptr;
-    if (entry == nullptr || entry->asDictionary() == nullptr) {
-        return std::nullopt;
-    }
-    return *entry->asDictionary();
+    // A host may ask after a restart, before anything has loaded them.
+    const auto settings =
+        notificationSettings ? notificationSettings : defaults_.dictionaryForKey(kNotificationSettingsKey);
+    return settings ? dictionaryUnder(*settings, channel) : std::nullopt;
 }
 
 void ChannelStore::updateNotificationSettings(const std::string& channel, const std::string& sound,

@@ -68,6 +68,7 @@ public:
     void loadUserChannels();
     void loadChannelSettings();
 
+    /// The preference for a channel: of those held, or of the stored ones while none are.
     [[nodiscard]] std::optional<Dictionary> notificationSettingsFor(std::string_view channel) const;
     /// Stores the preference and updates the installation. Throws `NullException`, storing nothing, before a
     /// push token has arrived.

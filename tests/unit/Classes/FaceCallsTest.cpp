@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "XelPushClient/Classes/PushClientManager.h"
+#include "XelPushClient/Foundation/DictionaryReading.h"
 #include "XelPushClient/Testing/FakeMachine.h"
 
 // Which calls of the face compile, which do not, and what those mean that could be read in two ways.
@@ -351,6 +352,26 @@ TEST_F(FaceCallsTest, AClientVersionCanBeTakenBack) {
     EXPECT_EQ(manager_.clientVersion(), "9.9");
     manager_.setClientVersion(std::nullopt);
     EXPECT_EQ(manager_.clientVersion(), ofTheBundle);
+    EXPECT_EQ(manager_.getClientVersionFromAppPlist(), ofTheBundle);
+}
+
+TEST_F(FaceCallsTest, NamesCanBeLookedAtBeforeTheyAreUsedAndNothingIsReported) {
+    EXPECT_TRUE(PushClientManager::isUserIdValid("alice01"));
+    EXPECT_FALSE(PushClientManager::isUserIdValid("al"));
+    EXPECT_FALSE(PushClientManager::isUserIdValid(nullptr));
+    EXPECT_TRUE(PushClientManager::isChannelValid("a/b/c")) << "the rule is of the characters alone";
+    EXPECT_FALSE(PushClientManager::isChannelValid("a b"));
+    EXPECT_TRUE(PushClientManager::checkUserId("alice01"));
+    EXPECT_FALSE(PushClientManager::checkUserId("al\x07ice"));
+    EXPECT_TRUE(PushClientManager::checkChannel("private/orders"));
+    EXPECT_FALSE(PushClientManager::checkChannel("a/b/c"));
+    EXPECT_EQ(manager_.failureError(), std::nullopt);
+}
+
+TEST_F(FaceCallsTest, TheDevicesKnownByNameAreADictionary) {
+    EXPECT_EQ(PushClientManager::deviceModelList().size(), 66U);
+    EXPECT_EQ(textUnder(PushClientManager::deviceModelList(), "iPhone9,3"), "iPhone 7");
+    EXPECT_EQ(PushClientManager::getConnectionTypeFromStatusBar(), std::nullopt);
 }
 
 }  // namespace

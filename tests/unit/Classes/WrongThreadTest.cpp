@@ -39,6 +39,7 @@ std::vector<Operation> settingsOperations() {
          }},
         {"clientVersion", [](auto& m, auto&) { (void)m.clientVersion(); }},
         {"setClientVersion", [](auto& m, auto&) { m.setClientVersion("9.9"); }},
+        {"getClientVersionFromAppPlist", [](auto& m, auto&) { (void)m.getClientVersionFromAppPlist(); }},
         {"enableLog", [](auto& m, auto&) { (void)m.enableLog(); }},
         {"setEnableLog", [](auto& m, auto&) { m.setEnableLog(true); }},
         {"deliveryChannelEnabeled", [](auto& m, auto&) { (void)m.deliveryChannelEnabeled(); }},

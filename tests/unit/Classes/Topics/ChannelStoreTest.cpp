@@ -143,6 +143,16 @@ TEST_F(ChannelStoreTest, KeepsStoredPreferencesThatWereNotLoadedYet) {
     EXPECT_TRUE(store().notificationSettingsFor("news"));
 }
 
+TEST_F(ChannelStoreTest, FindsStoredPreferencesBeforeAnythingHasLoadedThem) {
+    const Dictionary stored{{"sound", "bell"}, {"alert", false}};
+    home_.defaults->setObject("notificationSettings", Dictionary{{"news", stored}});
+    EXPECT_EQ(store().notificationSettingsFor("news"), stored);
+    EXPECT_FALSE(store().notificationSettingsFor("sport"));
+    EXPECT_FALSE(store().notificationSettings) << "asking loads nothing";
+    store().notificationSettings = Dictionary();
+    EXPECT_FALSE(store().notificationSettingsFor("news")) << "what is held counts";
+}
+
 TEST_F(ChannelStoreTest, FindsPreferencesUnderTheChannelAsGiven) {
     EXPECT_FALSE(store().notificationSettingsFor("news"));
     store().notificationSettings = Dictionary{{"news", Dictionary{{"alert", true}}}, {"odd", 3}};
