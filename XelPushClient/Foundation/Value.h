@@ -116,7 +116,8 @@ struct Dictionary::Item {
 
 /// How operations take a dictionary that may be missing: for parameters, as `OptionalText` is.
 ///
-/// Braces make a dictionary, `{}` the empty one; missing is what `std::nullopt`, `nullptr` and an empty optional are.
+/// Braces make a dictionary, `{}` the empty one; missing is what `std::nullopt`, `nullptr` and an empty
+/// optional are.
 class OptionalDictionary {
 public:
     OptionalDictionary(std::nullopt_t) {}

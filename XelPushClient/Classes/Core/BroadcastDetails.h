@@ -9,13 +9,15 @@
 
 namespace xel {
 
-// The details of the client's broadcasts by their types. PushClientConstants.h says which broadcast carries which; of
-// any other there is nothing. What a pointer points to lives as long as the notification.
+// The details of the client's broadcasts by their types. PushClientConstants.h says which broadcast
+// carries which; of any other there is nothing. What a pointer points to lives as long as the
+// notification.
 
 /// The message of "PushClientDidReceivedMessageNotification".
 [[nodiscard]] const PushClientMessage* messageOf(const NSNotification& notification);
 
-/// Whether the service can be reached, and by what network, of "PushClientDidChangeServerReachabilityNotification".
+/// Whether the service can be reached, and by what network, of
+/// "PushClientDidChangeServerReachabilityNotification".
 [[nodiscard]] std::optional<bool> reachableOf(const NSNotification& notification);
 [[nodiscard]] std::optional<PushClientServerReachabilityNetworkType> networkTypeOf(
     const NSNotification& notification);

@@ -30,8 +30,9 @@ inline constexpr std::int64_t kPushClientStoreFailedErrorCode = 1;
 /// Domain of the errors about an invalid channel or event name.
 inline constexpr std::string_view kInvalidParameterErrorDomain = "InvalidParameter";
 
-// Broadcast notifications, posted on the main run loop with the manager as object. Their `userInfo` holds the keys that
-// are named here, each as the C++ type in brackets, and nothing else; BroadcastDetails.h reads them by type.
+// Broadcast notifications, posted on the main run loop with the manager as object. Their `userInfo` holds
+// the keys that are named here, each as the C++ type in brackets, and nothing else; BroadcastDetails.h
+// reads them by type.
 
 /// A message came: `PushClientMessageKey`.
 inline constexpr std::string_view PushClientDidReceivedMessageNotification =

@@ -7,14 +7,14 @@
 
 namespace xel {
 
-/// A named event that some installation published.
+/// A named event, as an installation published it.
 struct EventMessage {
-    /// The data's "id" when it is a text or a number. An event without one is never taken for a duplicate.
+    /// The data's "id", a text or a number there. An event without one never counts as a duplicate.
     std::optional<std::string> id;
     std::string eventName;
-    /// The installation that published it.
+    /// The publishing installation.
     std::string deviceId;
-    /// The event's JSON payload; missing when the payload was not a JSON object.
+    /// The payload; missing when it was no JSON object.
     std::optional<Dictionary> data;
 
     EventMessage(std::string eventName, std::string deviceId, std::optional<Dictionary> data);

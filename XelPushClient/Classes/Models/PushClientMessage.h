@@ -13,22 +13,23 @@ class NSJSONSerialization;
 
 /// A push message, received or to be published.
 ///
-/// Wire form: a JSON object whose keys are the names of the fields below. Instants are milliseconds since
-/// 1970, a number or its decimal text. A key of the wrong type reads as absent; unknown keys are ignored.
+/// On the wire it is a JSON object with the names of the fields as keys. Instants are milliseconds since
+/// 1970, as a number or its decimal text. A value of the wrong type reads as absent, and unknown keys are
+/// ignored.
 struct PushClientMessage {
-    /// The message's identifier. A message without one is never taken for a duplicate.
+    /// A message without an id never counts as a duplicate.
     std::optional<std::string> id;
     std::optional<std::string> messageBody;
     /// How to show it: "title", "body", "badge", and "mutableContent" for a rich notification.
     std::optional<Dictionary> notification;
-    /// The application's own data; also carries remote configuration.
+    /// The application's own data. Remote configuration travels in it too.
     std::optional<Dictionary> data;
-    /// The channel as the application names it: "news" for a public, "private/orders" for a private one.
+    /// The channel in the application's form: "news" is public, "private/orders" the user's own.
     std::optional<std::string> channel;
-    /// Of an outbound message: the recipient, or "*" for everybody.
+    /// The recipient of an outbound message; "*" is everybody.
     std::optional<std::string> userId;
     std::optional<Date> serverTime;
-    /// Absent: the message never expires.
+    /// A message without one never expires.
     std::optional<Date> expireTime;
     std::optional<Date> receivedTime;
     std::optional<std::string> senderId;
@@ -37,11 +38,11 @@ struct PushClientMessage {
     bool live = false;
     bool stateful = false;
     bool useAsAlert = false;
-    /// No local notification is shown for it.
+    /// Shows no local notification.
     bool silent = false;
     std::optional<std::string> alertText;
 
-    /// The message of a payload that arrived on the channel; null when the payload is not a JSON object.
+    /// Reads a payload that arrived on the channel. Null when it is no JSON object.
     [[nodiscard]] static std::shared_ptr<PushClientMessage> fromPayload(std::string_view payload,
                                                                         NSJSONSerialization& json,
                                                                         std::optional<std::string> channel,
@@ -51,7 +52,7 @@ struct PushClientMessage {
     [[nodiscard]] static PushClientMessage withMessage(std::string text, std::optional<std::string> toUserId,
                                                        std::optional<std::string> channel);
 
-    /// The message's dictionary form: the fields that are there and the flags that are set, under their
+    /// The message as a dictionary: the fields that are there and the flags that are set, under their
     /// names.
     [[nodiscard]] Dictionary toDict() const;
 };
