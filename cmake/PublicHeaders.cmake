@@ -74,6 +74,7 @@ set(XELPUSH_PUBLIC_HEADERS_HEADLESS
     XelPushClient/Linux/Application/PushTokenSource.h
     XelPushClient/Linux/Headless/HeadlessPlatform.h
     XelPushClient/Linux/Headless/LinuxOptions.h
+    XelPushClient/Linux/Log/LineWriter.h
     XelPushClient/Linux/Log/LogLine.h
     XelPushClient/Linux/Log/StandardErrorLogSink.h
     XelPushClient/Linux/Log/SyslogLogSink.h

@@ -39,7 +39,8 @@ struct UIUserNotificationSettings {
 class UIApplication;
 
 /// Receives the answers to requests for permission or a push token, and remote notifications. Called on
-/// the machine's run loop, never inside a request. An operation that is not overridden does nothing.
+/// the machine's run loop, never inside a request. When the token changes, everybody who has asked for one
+/// is told again. An operation that is not overridden does nothing.
 class UIApplicationDelegate {
 public:
     virtual ~UIApplicationDelegate() = default;
@@ -56,7 +57,10 @@ public:
 /// The host application as the operating system sees it: its state, its lifecycle, its badge and its
 /// rights.
 ///
-/// Posts its lifecycle notifications, with itself as object, to every attached notification centre.
+/// Posts its lifecycle notifications, with itself as object and its new state already set, to every
+/// attached notification centre. It takes every step between two states, and none twice: from the front it
+/// resigns active before it enters the background; from the background it enters the foreground before it
+/// becomes active.
 /// Thread: the machine's run loop. An observer may drop the last reference to the application: whatever
 /// calls out holds it.
 class UIApplication : public NSObject, public std::enable_shared_from_this<UIApplication> {
@@ -65,18 +69,21 @@ public:
     void attachNotificationCenter(const std::shared_ptr<NSNotificationCenter>& center);
 
     /// Attaches a receiver of remote notifications, until that goes. A platform that gets remote
-    /// notifications keeps those that come while no receiver is attached.
+    /// notifications keeps those that come while no receiver is attached, and goes on with the next ones
+    /// after a receiver that throws.
     void attachDelegate(const std::shared_ptr<UIApplicationDelegate>& delegate);
 
     [[nodiscard]] virtual UIApplicationState applicationState() const = 0;
 
-    /// Asks to be left running in the background for a while. Returns a new identifier, or 0 when refused.
-    /// The handler is called once when the time is used up, unless the task was ended before.
+    /// Asks to be left running in the background for a while. Returns a new identifier, or 0 when refused,
+    /// as every request is from when the time is used up until the foreground. The handler is called once
+    /// when the time is used up, unless the task was ended before; a task that it leaves running ends then.
     virtual UIBackgroundTaskIdentifier beginBackgroundTaskWithName(
         std::string_view name, std::function<void()> expirationHandler) = 0;
     /// Harmless for a task that is not running.
     virtual void endBackgroundTask(UIBackgroundTaskIdentifier identifier) = 0;
-    /// Seconds left of the background time; very large while the application is in front.
+    /// Seconds left of the background time, 0 when it is used up; very large while the application is in
+    /// front.
     [[nodiscard]] virtual double backgroundTimeRemaining() const = 0;
 
     [[nodiscard]] virtual std::int64_t applicationIconBadgeNumber() const = 0;
@@ -92,6 +99,7 @@ public:
     virtual void registerForRemoteNotifications(std::weak_ptr<UIApplicationDelegate> requester) = 0;
     [[nodiscard]] virtual UIUserNotificationSettings currentUserNotificationSettings() const = 0;
 
+    /// Shows it. A badge number over 0 becomes the application's where badges are allowed.
     virtual void presentLocalNotificationNow(const UILocalNotification& notification) = 0;
     virtual void cancelAllLocalNotifications() = 0;
 

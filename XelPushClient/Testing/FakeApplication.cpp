@@ -1,7 +1,10 @@
 #include "XelPushClient/Testing/FakeApplication.h"
 
 #include <limits>
+#include <stdexcept>
 #include <utility>
+
+#include "XelPushClient/Platform/UNUserNotificationCenter.h"
 
 namespace xel {
 
@@ -11,19 +14,32 @@ void FakeApplication::enter(UIApplicationState state, std::string_view notificat
 }
 
 void FakeApplication::willResignActive() {
-    enter(UIApplicationState::Inactive, UIApplicationWillResignActiveNotification);
+    if (state_ == UIApplicationState::Active) {
+        enter(UIApplicationState::Inactive, UIApplicationWillResignActiveNotification);
+    }
 }
 
 void FakeApplication::didEnterBackground() {
-    enter(UIApplicationState::Background, UIApplicationDidEnterBackgroundNotification);
+    const auto held = holdItself();
+    willResignActive();
+    if (state_ != UIApplicationState::Background) {
+        enter(UIApplicationState::Background, UIApplicationDidEnterBackgroundNotification);
+    }
 }
 
 void FakeApplication::willEnterForeground() {
-    enter(UIApplicationState::Inactive, UIApplicationWillEnterForegroundNotification);
+    if (state_ == UIApplicationState::Background) {
+        isBackgroundTimeUsedUp_ = false;
+        enter(UIApplicationState::Inactive, UIApplicationWillEnterForegroundNotification);
+    }
 }
 
 void FakeApplication::didBecomeActive() {
-    enter(UIApplicationState::Active, UIApplicationDidBecomeActiveNotification);
+    const auto held = holdItself();
+    willEnterForeground();
+    if (state_ != UIApplicationState::Active) {
+        enter(UIApplicationState::Active, UIApplicationDidBecomeActiveNotification);
+    }
 }
 
 void FakeApplication::willTerminate() {
@@ -32,7 +48,7 @@ void FakeApplication::willTerminate() {
 
 UIBackgroundTaskIdentifier FakeApplication::beginBackgroundTaskWithName(
     std::string_view name, std::function<void()> expirationHandler) {
-    if (isRefusingBackgroundTasks_) {
+    if (isRefusingBackgroundTasks_ || isBackgroundTimeUsedUp_) {
         return UIBackgroundTaskInvalid;
     }
     begunTaskNames_.emplace_back(name);
@@ -45,19 +61,31 @@ void FakeApplication::endBackgroundTask(UIBackgroundTaskIdentifier identifier) {
 }
 
 double FakeApplication::backgroundTimeRemaining() const {
-    return state_ == UIApplicationState::Background ? backgroundTimeRemaining_
-                                                    : std::numeric_limits<double>::max();
+    if (state_ != UIApplicationState::Background) {
+        return std::numeric_limits<double>::max();
+    }
+    return backgroundTimeRemaining_.value_or(isBackgroundTimeUsedUp_ ? 0.0 : kBackgroundTime);
 }
 
 void FakeApplication::expireBackgroundTasks() {
-    std::vector<std::function<void()>> handlers;
-    for (auto& [identifier, task] : tasks_) {
-        handlers.push_back(std::exchange(task.expirationHandler, nullptr));
+    if (state_ != UIApplicationState::Background) {
+        throw std::logic_error("background time is used up in the background only");
     }
-    for (const auto& handler : handlers) {
-        if (handler) {
+    const auto held = holdItself();
+    isBackgroundTimeUsedUp_ = true;
+    std::vector<UIBackgroundTaskIdentifier> running;
+    for (const auto& [identifier, task] : tasks_) {
+        running.push_back(identifier);
+    }
+    for (const UIBackgroundTaskIdentifier identifier : running) {
+        const auto task = tasks_.find(identifier);  // a handler before may have ended it
+        if (task == tasks_.end()) {
+            continue;
+        }
+        if (const auto handler = std::exchange(task->second.expirationHandler, nullptr)) {
             handler();
         }
+        endBackgroundTask(identifier);
     }
 }
 
@@ -92,6 +120,13 @@ void FakeApplication::releaseAnswers() {
 }
 
 void FakeApplication::answerToken(const std::weak_ptr<UIApplicationDelegate>& requester) {
+    std::erase_if(tokenRequesters_,
+                  [&](const auto& known) { return known.expired() || known.lock() == requester.lock(); });
+    tokenRequesters_.push_back(requester);
+    tellToken(requester);
+}
+
+void FakeApplication::tellToken(const std::weak_ptr<UIApplicationDelegate>& requester) {
     answer(requester, [](FakeApplication& self, UIApplicationDelegate& delegate) {
         if (const auto* token = std::get_if<Data>(&self.tokenAnswer_)) {
             delegate.applicationDidRegisterForRemoteNotificationsWithDeviceToken(self, Data(*token));
@@ -105,8 +140,9 @@ void FakeApplication::answerToken(const std::weak_ptr<UIApplicationDelegate>& re
 void FakeApplication::registerUserNotificationSettings(const UIUserNotificationSettings& settings,
                                                        std::weak_ptr<UIApplicationDelegate> requester) {
     tokenRequests_.push_back({"registerUserNotificationSettings", settings.types});
-    granted_.types = settings.types & allowedTypes_;
-    answer(requester, [granted = granted_](FakeApplication& self, UIApplicationDelegate& delegate) {
+    typesAskedFor_ = settings.types;
+    answer(requester, [granted = currentUserNotificationSettings()](FakeApplication& self,
+                                                                    UIApplicationDelegate& delegate) {
         delegate.applicationDidRegisterUserNotificationSettings(self, granted);
     });
 }
@@ -114,7 +150,7 @@ void FakeApplication::registerUserNotificationSettings(const UIUserNotificationS
 void FakeApplication::registerForRemoteNotificationTypes(std::uint32_t types,
                                                          std::weak_ptr<UIApplicationDelegate> requester) {
     tokenRequests_.push_back({"registerForRemoteNotificationTypes", types});
-    granted_.types = types & allowedTypes_;
+    typesAskedFor_ = types;
     answerToken(requester);
 }
 
@@ -123,16 +159,44 @@ void FakeApplication::registerForRemoteNotifications(std::weak_ptr<UIApplication
     answerToken(requester);
 }
 
+void FakeApplication::changeToken(const Data& token) {
+    answerWithToken(token);
+    for (const auto& requester : tokenRequesters_) {
+        tellToken(requester);
+    }
+}
+
 void FakeApplication::receiveRemoteNotification(Dictionary payload) {
-    runLoop_->post([weak = std::weak_ptr(self_), payload = std::move(payload)] {
+    remoteNotifications_.push_back(std::move(payload));
+    scheduleTelling();
+}
+
+void FakeApplication::scheduleTelling() {
+    if (remoteNotifications_.empty()) {
+        return;
+    }
+    runLoop_->post([weak = std::weak_ptr(self_)] {
         if (const auto self = weak.lock()) {
-            (*self)->tellRemoteNotification(payload);
+            (*self)->tellNextNotification();
         }
     });
 }
 
+void FakeApplication::tellNextNotification() {
+    if (remoteNotifications_.empty() || !hasDelegate()) {
+        return;
+    }
+    const Dictionary payload = std::move(remoteNotifications_.front());
+    remoteNotifications_.pop_front();
+    scheduleTelling();  // before a delegate that may throw
+    tellRemoteNotification(payload);
+}
+
 void FakeApplication::presentLocalNotificationNow(const UILocalNotification& notification) {
     presented_.push_back(notification);
+    if (notification.applicationIconBadgeNumber > 0 && (allowedTypes_ & UNNotificationOptionBadge) != 0) {
+        badge_ = notification.applicationIconBadgeNumber;
+    }
 }
 
 void FakeApplication::cancelAllLocalNotifications() {

@@ -1,11 +1,14 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -14,17 +17,19 @@
 
 namespace xel {
 
-/// A host application whose lifecycle the test drives. It starts active. Thread: the run loop.
+/// A host application whose lifecycle the test drives. It starts active, and its background time is used up
+/// when the test says so. Thread: the run loop.
 class FakeApplication final : public UIApplication {
 public:
     explicit FakeApplication(std::shared_ptr<NSRunLoop> runLoop) : runLoop_(std::move(runLoop)) {}
 
-    // Its lifecycle. Each changes the state and posts its notification before it returns.
+    // Its lifecycle. Each changes the state and posts its notification before it returns. A step that comes
+    // before another is taken too, and none is taken twice.
 
     void willResignActive();     ///< now Inactive
-    void didEnterBackground();   ///< now Background
+    void didEnterBackground();   ///< now Background; from the front it resigns active first
     void willEnterForeground();  ///< now Inactive
-    void didBecomeActive();      ///< now Active
+    void didBecomeActive();      ///< now Active; from the background it enters the foreground first
     void willTerminate();
     /// Sets the state without a notification, as for a process that was launched in the background.
     void setApplicationState(UIApplicationState state) { state_ = state; }
@@ -32,8 +37,11 @@ public:
     // Background time.
 
     void setRefusingBackgroundTasks(bool isRefusing) { isRefusingBackgroundTasks_ = isRefusing; }
+    /// What is told in the background from now on, also when the time is used up, for a system that takes a
+    /// reserve off. Unless it is set: 180 s, and then nothing.
     void setBackgroundTimeRemaining(double seconds) { backgroundTimeRemaining_ = seconds; }
-    /// Calls the expiration handler of every running task, once each.
+    /// The background time is used up: every running task expires, and no other begins before the foreground.
+    /// Throws `std::logic_error` when the application is not in the background.
     void expireBackgroundTasks();
     [[nodiscard]] std::vector<std::string> runningBackgroundTaskNames() const;
     /// The name of every task that has begun.
@@ -49,6 +57,8 @@ public:
     /// tokens.
     void setHoldingAnswers(bool isHolding) { isHoldingAnswers_ = isHolding; }
     void releaseAnswers();
+    /// The token changes: everybody who has asked for one is told.
+    void changeToken(const Data& token);
     /// The kinds of notification that the user allows: no others are granted. At first all.
     void setAllowedTypes(std::uint32_t types) { allowedTypes_ = types; }
     /// An older system has `registerForRemoteNotificationTypes` only.
@@ -61,7 +71,8 @@ public:
     };
     [[nodiscard]] const std::vector<TokenRequest>& tokenRequests() const { return tokenRequests_; }
 
-    /// A remote notification arrives: a block posted to the run loop tells the attached delegates.
+    /// A remote notification arrives: a block posted to the run loop tells the attached delegates. It is kept
+    /// while there are none.
     void receiveRemoteNotification(Dictionary payload);
 
     // What the user sees.
@@ -89,7 +100,7 @@ public:
                                             std::weak_ptr<UIApplicationDelegate> requester) override;
     void registerForRemoteNotifications(std::weak_ptr<UIApplicationDelegate> requester) override;
     [[nodiscard]] UIUserNotificationSettings currentUserNotificationSettings() const override {
-        return granted_;
+        return {typesAskedFor_ & allowedTypes_};
     }
     void presentLocalNotificationNow(const UILocalNotification& notification) override;
     void cancelAllLocalNotifications() override;
@@ -104,6 +115,12 @@ private:
     void enter(UIApplicationState state, std::string_view notification);
     void answer(const std::weak_ptr<UIApplicationDelegate>& requester, Answer answer);
     void answerToken(const std::weak_ptr<UIApplicationDelegate>& requester);
+    void tellToken(const std::weak_ptr<UIApplicationDelegate>& requester);
+    void delegateWasAttached() override { scheduleTelling(); }
+    void scheduleTelling();
+    void tellNextNotification();
+
+    static constexpr double kBackgroundTime = 180.0;
 
     std::shared_ptr<NSRunLoop> runLoop_;
     UIApplicationState state_ = UIApplicationState::Active;
@@ -111,15 +128,18 @@ private:
     std::vector<std::string> begunTaskNames_;
     UIBackgroundTaskIdentifier lastTask_ = UIBackgroundTaskInvalid;
     bool isRefusingBackgroundTasks_ = false;
-    double backgroundTimeRemaining_ = 180.0;
+    bool isBackgroundTimeUsedUp_ = false;
+    std::optional<double> backgroundTimeRemaining_;
     std::variant<Data, NSError> tokenAnswer_ =
         makeError("FakeApplication", 3000, "this system gives no push tokens");
     bool isHoldingAnswers_ = false;
     std::vector<std::function<void()>> heldAnswers_;
     std::uint32_t allowedTypes_ = 0xFFFFFFFF;
     bool respondsToSettings_ = true;
-    UIUserNotificationSettings granted_;
+    std::uint32_t typesAskedFor_ = 0;
     std::vector<TokenRequest> tokenRequests_;
+    std::vector<std::weak_ptr<UIApplicationDelegate>> tokenRequesters_;
+    std::deque<Dictionary> remoteNotifications_;
     std::int64_t badge_ = 0;
     std::vector<UILocalNotification> presented_;
     std::size_t cancelAllCount_ = 0;

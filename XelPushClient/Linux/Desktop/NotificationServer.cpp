@@ -21,7 +21,7 @@ constexpr const char* kNotificationsInterface = "org.freedesktop.Notifications";
 constexpr std::chrono::seconds kServerPatience{10};
 constexpr int kServersChoice = -1;
 /// Beyond these the oldest are forgotten: some servers never tell that a notification has gone.
-constexpr std::size_t kMostRemembered = 256;
+constexpr std::size_t kMostKnown = 256;
 constexpr std::size_t kMostWaiting = 256;
 
 }  // namespace
@@ -223,7 +223,7 @@ private:
     }
 
     void forgetTheOldest() {
-        while (identifiers_.size() > kMostRemembered) {
+        while (identifiers_.size() > kMostKnown) {
             wasClosed(identifiers_.begin()->first);
         }
     }

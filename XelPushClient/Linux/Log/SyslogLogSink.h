@@ -8,7 +8,7 @@
 namespace xel {
 
 /// Log entries to syslog(3), each on one line, facility user, priority info. One for a process: syslog has
-/// one identity.
+/// one identity. Like syslog(3) itself it waits while the machine's log takes nothing.
 class SyslogLogSink final : public LogSink {
 public:
     /// `identity` stands in front of each line; usually the program's name.

@@ -24,7 +24,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-class CurlSubject {
+class CurlDownloadSubject {
 public:
     NSURLSession& session() { return session_; }
     NSRunLoop& loop() { return *loop_; }
@@ -269,6 +269,6 @@ TEST_F(CurlURLSessionTest, NothingIsLeftOfADownloadUnderWayWhenTheSessionGoes) {
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Real, NSURLSessionContract, CurlSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Real, NSURLSessionContract, CurlDownloadSubject);
 
 }  // namespace xel::contract

@@ -78,7 +78,9 @@ TEST_F(LifecycleMonitorTest, ConnectsWhenTheApplicationComesToTheFront) {
     machine_.application->willResignActive();
     machine_.application->didBecomeActive();
     EXPECT_FALSE(isConnecting());
+    machine_.application->didEnterBackground();
     EXPECT_THAT(takeLog(), IsEmpty());
+    EXPECT_FALSE(isConnecting());
     machine_.application->willEnterForeground();
     EXPECT_TRUE(isConnecting());
     EXPECT_EQ(takeLog().front(),
@@ -97,6 +99,7 @@ TEST_F(LifecycleMonitorTest, StaysConnectedInTheBackgroundUnderATask) {
 TEST_F(LifecycleMonitorTest, KeepsOnlyTheSecondOfTwoTasks) {
     machine_.application->didEnterBackground();
     const auto first = room().backgroundTask();
+    machine_.application->willEnterForeground();
     machine_.application->didEnterBackground();
     EXPECT_NE(room().backgroundTask(), first);
     room().endBackgroundTask();
@@ -159,8 +162,8 @@ TEST_F(LifecycleMonitorTest, QueuesTheDisconnectWhenTheApplicationTerminates) {
 TEST_F(LifecycleMonitorTest, HearsNothingOnceDetached) {
     identify();
     room().stopObservingApplication();
-    machine_.application->willEnterForeground();
     machine_.application->didEnterBackground();
+    machine_.application->willEnterForeground();
     EXPECT_FALSE(isConnecting());
     EXPECT_THAT(machine_.application->begunBackgroundTaskNames(), IsEmpty());
     setNetwork(true, PushClientServerReachabilityCelluarNetworkType);
