@@ -29,7 +29,9 @@ set(XELPUSH_PUBLIC_HEADERS_CORE
     XelPushClient/Foundation/Result.h
     XelPushClient/Foundation/Text.h
     XelPushClient/Foundation/Value.h
-    # Ports, for whoever brings the client to another platform, and what they speak of.
+    # Ports, for whoever brings the client to another platform, what they speak of, and what keeps the work that they
+    # post from outliving them.
+    XelPushClient/Foundation/Lifeline.h
     XelPushClient/Platform/ByteStream.h
     XelPushClient/Platform/CLLocation.h
     XelPushClient/Platform/Clock.h

@@ -4,6 +4,7 @@
 #include <exception>
 #include <utility>
 
+#include "XelPushClient/Foundation/OnLeaving.h"
 #include "XelPushClient/MQTTSDK/MQTTErrors.h"
 #include "XelPushClient/MQTTSDK/SendableNames.h"
 #include "XelPushClient/Platform/NSRunLoop.h"
@@ -195,21 +196,19 @@ void MQTTClientSession::closeTurn(const std::weak_ptr<MQTTConnection>& connectio
     if (lasting) {
         lasting->willCloseTurn(turn);
     }
-    try {
-        delegate_->sessionDidDeliver(*this, [connection, turn] {
-            if (const auto waiting = connection.lock()) {
-                waiting->acknowledgeTurn(turn);
+    doThenAlways(
+        [&] {
+            delegate_->sessionDidDeliver(*this, [connection, turn] {
+                if (const auto waiting = connection.lock()) {
+                    waiting->acknowledgeTurn(turn);
+                }
+            });
+        },
+        [&lasting](bool hasReturned) {
+            if (lasting) {
+                lasting->didCloseTurn(hasReturned);
             }
         });
-    } catch (...) {
-        if (lasting) {
-            lasting->didCloseTurn(false);
-        }
-        throw;
-    }
-    if (lasting) {
-        lasting->didCloseTurn(true);
-    }
 }
 
 // ---- What the delegate has not been told.

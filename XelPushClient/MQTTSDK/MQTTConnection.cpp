@@ -3,7 +3,7 @@
 #include <string>
 #include <utility>
 
-#include "XelPushClient/Foundation/FlagWhile.h"
+#include "XelPushClient/Foundation/OnLeaving.h"
 #include "XelPushClient/MQTTSDK/MQTTErrors.h"
 
 namespace xel {
@@ -96,14 +96,12 @@ void MQTTConnection::takeInput() {
     if (phase_ != Phase::Open || isInStep_ || !delivery_.isIdle()) {
         return;
     }
-    const FlagWhile inStep(isInStep_);
-    try {
-        while (phase_ != Phase::Over && delivery_.hasRoom() && takePacket()) {}
-    } catch (...) {
-        finishStep(false);
-        throw;
-    }
-    finishStep(true);
+    const auto inStep = flagWhile(isInStep_);
+    doThenAlways(
+        [this] {
+            while (phase_ != Phase::Over && delivery_.hasRoom() && takePacket()) {}
+        },
+        [this](bool isWhole) { finishStep(isWhole); });
 }
 
 bool MQTTConnection::takePacket() {

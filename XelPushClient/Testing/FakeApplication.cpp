@@ -98,13 +98,11 @@ std::vector<std::string> FakeApplication::runningBackgroundTaskNames() const {
 }
 
 void FakeApplication::answer(const std::weak_ptr<UIApplicationDelegate>& requester, Answer answer) {
-    auto deliver = [weak = std::weak_ptr(self_), requester, answer = std::move(answer)] {
-        const auto self = weak.lock();
-        const auto delegate = requester.lock();
-        if (self && delegate) {
-            answer(**self, *delegate);
+    auto deliver = life_.guarded([requester, answer = std::move(answer)](FakeApplication& self) {
+        if (const auto delegate = requester.lock()) {
+            answer(self, *delegate);
         }
-    };
+    });
     if (isHoldingAnswers_) {
         heldAnswers_.emplace_back(std::move(deliver));
     } else {
@@ -175,11 +173,7 @@ void FakeApplication::scheduleTelling() {
     if (remoteNotifications_.empty()) {
         return;
     }
-    runLoop_->post([weak = std::weak_ptr(self_)] {
-        if (const auto self = weak.lock()) {
-            (*self)->tellNextNotification();
-        }
-    });
+    runLoop_->post(life_.guarded([](FakeApplication& self) { self.tellNextNotification(); }));
 }
 
 void FakeApplication::tellNextNotification() {

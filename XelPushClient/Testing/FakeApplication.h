@@ -12,6 +12,7 @@
 #include <variant>
 #include <vector>
 
+#include "XelPushClient/Foundation/Lifeline.h"
 #include "XelPushClient/Platform/NSRunLoop.h"
 #include "XelPushClient/Platform/UIApplication.h"
 
@@ -143,7 +144,7 @@ private:
     std::int64_t badge_ = 0;
     std::vector<UILocalNotification> presented_;
     std::size_t cancelAllCount_ = 0;
-    std::shared_ptr<FakeApplication*> self_ = std::make_shared<FakeApplication*>(this);
+    Lifeline<FakeApplication> life_{*this};
 };
 
 }  // namespace xel

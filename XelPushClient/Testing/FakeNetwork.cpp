@@ -139,23 +139,20 @@ void FakeConnection::closeFromClientSide(bool keepsWritten) {
 }
 
 std::unique_ptr<ByteStream> FakeNetwork::makeStream(NSRunLoop& runLoop, ByteStreamObserver& observer) {
-    return std::make_unique<FakeByteStream>(runLoop, observer,
-                                            [weak = std::weak_ptr<FakeNetwork*>(self_),
-                                             &runLoop](const std::shared_ptr<FakeConnection>& connection) {
-                                                if (const auto network = weak.lock()) {
-                                                    (*network)->add(runLoop, connection);
-                                                }
-                                            });
+    return std::make_unique<FakeByteStream>(
+        runLoop, observer,
+        life_.guarded([&runLoop](FakeNetwork& self, const std::shared_ptr<FakeConnection>& connection) {
+            self.add(runLoop, connection);
+        }));
 }
 
 void FakeNetwork::add(NSRunLoop& runLoop, const std::shared_ptr<FakeConnection>& connection) {
     connections_.push_back(connection);
-    runLoop.post([weak = std::weak_ptr<FakeNetwork*>(self_), connection] {
-        const auto network = weak.lock();
-        if (network && (*network)->handler_ && connection->state() == FakeConnectionState::Opening) {
-            (*network)->handler_(connection);
+    runLoop.post(life_.guarded([connection](FakeNetwork& self) {
+        if (self.handler_ && connection->state() == FakeConnectionState::Opening) {
+            self.handler_(connection);
         }
-    });
+    }));
 }
 
 }  // namespace xel

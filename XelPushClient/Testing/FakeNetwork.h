@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "XelPushClient/Foundation/Lifeline.h"
 #include "XelPushClient/Platform/ByteStream.h"
 
 namespace xel {
@@ -135,7 +136,7 @@ private:
 
     std::vector<std::shared_ptr<FakeConnection>> connections_;
     ConnectionHandler handler_;
-    std::shared_ptr<FakeNetwork*> self_ = std::make_shared<FakeNetwork*>(this);
+    Lifeline<FakeNetwork> life_{*this};
 };
 
 }  // namespace xel

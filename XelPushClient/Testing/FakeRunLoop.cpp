@@ -3,7 +3,7 @@
 #include <atomic>
 #include <stdexcept>
 
-#include "XelPushClient/Foundation/FlagWhile.h"
+#include "XelPushClient/Foundation/OnLeaving.h"
 
 namespace xel {
 
@@ -98,7 +98,7 @@ bool FakeRunLoop::runNextStep() {
     if (!step) {
         return false;
     }
-    const FlagWhile inStep(isInStep_);
+    const auto inStep = flagWhile(isInStep_);
     step();
     return true;
 }

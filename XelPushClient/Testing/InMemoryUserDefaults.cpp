@@ -66,11 +66,8 @@ void InMemoryUserDefaults::synchronizeTurn(std::function<void(bool)> done) {
         done(synchronize());
         return;
     }
-    disk_->holdTurnCommit([this, life = std::weak_ptr<Life>(life_), done = std::move(done)] {
-        if (!life.expired()) {
-            done(synchronize());
-        }
-    });
+    disk_->holdTurnCommit(
+        life_.guarded([done = std::move(done)](InMemoryUserDefaults& self) { done(self.synchronize()); }));
 }
 
 bool InMemoryUserDefaults::hasUnstoredChanges() const {

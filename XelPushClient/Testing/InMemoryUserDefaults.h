@@ -5,6 +5,7 @@
 #include <mutex>
 #include <string>
 
+#include "XelPushClient/Foundation/Lifeline.h"
 #include "XelPushClient/Foundation/Result.h"
 #include "XelPushClient/Platform/NSUserDefaults.h"
 #include "XelPushClient/Testing/FakeDisk.h"
@@ -35,7 +36,6 @@ public:
     [[nodiscard]] bool hasUnstoredChanges() const;
 
 private:
-    struct Life {};
     using Changes = std::map<std::string, std::optional<Value>, std::less<>>;
 
     InMemoryUserDefaults(std::shared_ptr<FakeDisk> disk, std::string store);
@@ -46,7 +46,7 @@ private:
     mutable std::mutex mutex_;
     Dictionary values_;
     Changes changes_;
-    std::shared_ptr<Life> life_ = std::make_shared<Life>();
+    Lifeline<InMemoryUserDefaults> life_{*this};
 };
 
 }  // namespace xel

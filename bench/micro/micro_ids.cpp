@@ -20,9 +20,10 @@ void storeIdsOfOneTurn(benchmark::State& state) {
     const FakeMachine fakes;
     const Machine machine = fakes.machine();
     const Home home = fakes.makeHome();
+    const ClientLife life;
     LastFailure lastFailure;
     const LogOutput log(*home.defaults, *machine.logSink);
-    MessageIds ids(*home.defaults, lastFailure, log);
+    MessageIds ids(life, *home.defaults, lastFailure, log);
     std::vector<std::string> names;
     for (std::uint64_t index = 0; index < 100 * kTurn; ++index) {
         names.push_back(makeSampleMessage(index).id);

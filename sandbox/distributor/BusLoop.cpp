@@ -33,17 +33,12 @@ BusLoop::BusLoop(asio::io_context& loop, sdbus::IConnection& connection,
       connection_(connection),
       onEnd_(std::move(onEnd)),
       descriptor_(loop, copyDescriptor(connection)),
-      timer_(loop),
-      life_(std::make_shared<BusLoop*>(this)) {}
+      timer_(loop) {}
 
 BusLoop::~BusLoop() = default;
 
 void BusLoop::serveSoon() {
-    asio::post(loop_, [life = std::weak_ptr<BusLoop*>(life_)] {
-        if (const auto self = life.lock()) {
-            (*self)->serve();
-        }
-    });
+    asio::post(loop_, life_.guarded([](BusLoop& self) { self.serve(); }));
 }
 
 void BusLoop::serve() {
@@ -66,13 +61,12 @@ void BusLoop::waitForMore() {
         if (std::exchange(isWaiting, true)) {
             return;
         }
-        descriptor_.async_wait(what,
-                               [life = std::weak_ptr<BusLoop*>(life_), flag = &isWaiting](error_code error) {
-                                   if (const auto self = life.lock(); self && !error) {
-                                       *flag = false;
-                                       (*self)->serve();
-                                   }
-                               });
+        descriptor_.async_wait(what, life_.guarded([flag = &isWaiting](BusLoop& self, error_code error) {
+            if (!error) {
+                *flag = false;
+                self.serve();
+            }
+        }));
     };
     watch(asio::posix::stream_descriptor::wait_read, isWaitingToRead_);
     if ((wanted.events & POLLOUT) != 0) {
@@ -81,11 +75,11 @@ void BusLoop::waitForMore() {
     timer_.cancel();
     if (const auto timeout = wanted.getRelativeTimeout()) {
         timer_.expires_after(*timeout);
-        timer_.async_wait([life = std::weak_ptr<BusLoop*>(life_)](error_code error) {
-            if (const auto self = life.lock(); self && !error) {
-                (*self)->serve();
+        timer_.async_wait(life_.guarded([](BusLoop& self, error_code error) {
+            if (!error) {
+                self.serve();
             }
-        });
+        }));
     }
 }
 

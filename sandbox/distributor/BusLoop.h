@@ -8,6 +8,8 @@
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/steady_timer.hpp>
 
+#include "XelPushClient/Foundation/Lifeline.h"
+
 namespace sdbus {
 class IConnection;
 }
@@ -41,8 +43,7 @@ private:
     bool isWaitingToRead_{false};
     bool isWaitingToWrite_{false};
     bool hasEnded_{false};
-    // What is posted holds this weakly.
-    std::shared_ptr<BusLoop*> life_;
+    Lifeline<BusLoop> life_{*this};
 };
 
 }  // namespace xel::sandbox

@@ -21,8 +21,7 @@ Distributor::Distributor(RegistrationStore& registrations, PushMessageStore& mes
       messages_(messages),
       connectors_(connectors),
       log_(log),
-      clock_(std::move(clock)),
-      life_(std::make_shared<Distributor*>(this)) {}
+      clock_(std::move(clock)) {}
 
 Distributor::~Distributor() = default;
 
@@ -120,11 +119,9 @@ void Distributor::handOver(const Registration& registration, const KeptPush& pus
     messages_.markTried(push.number);
     connectors_.message(
         registration, push,
-        [life = std::weak_ptr<Distributor*>(life_), registration, number = push.number](HandOver outcome) {
-            if (const auto self = life.lock()) {
-                (*self)->handedOver(registration, number, outcome);
-            }
-        });
+        life_.guarded([registration, number = push.number](Distributor& self, HandOver outcome) {
+            self.handedOver(registration, number, outcome);
+        }));
 }
 
 void Distributor::handedOver(const Registration& registration, std::int64_t number, HandOver outcome) {

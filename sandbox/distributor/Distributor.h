@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 
+#include "XelPushClient/Foundation/Lifeline.h"
 #include "sandbox/distributor/PushMessageStore.h"
 #include "sandbox/distributor/RegistrationStore.h"
 
@@ -90,8 +91,7 @@ private:
     Clock clock_;
     std::uint16_t port_{0};
     std::set<std::string> busy_;  // tokens of which a message is under way
-    // What is under way holds this weakly.
-    std::shared_ptr<Distributor*> life_;
+    Lifeline<Distributor> life_{*this};
 };
 
 }  // namespace xel::sandbox

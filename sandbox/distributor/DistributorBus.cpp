@@ -94,8 +94,7 @@ DistributorBus::DistributorBus(boost::asio::io_context& loop, const std::string&
       events_(std::move(events)),
       connection_(openBus(address)),
       busLoop_(std::make_unique<BusLoop>(loop, *connection_,
-                                         [this](const std::string& reason) { events_.ended(reason); })),
-      life_(std::make_shared<DistributorBus*>(this)) {}
+                                         [this](const std::string& reason) { events_.ended(reason); })) {}
 
 DistributorBus::~DistributorBus() = default;
 
@@ -184,11 +183,7 @@ sdbus::IProxy& DistributorBus::connectorOf(const std::string& service) {
 // Later, on the loop: what is answered to a call goes before what follows from it, and no exception travels
 // through the D-Bus library.
 void DistributorBus::later(std::function<void()> work) {
-    boost::asio::post(loop_, [life = std::weak_ptr<DistributorBus*>(life_), work = std::move(work)] {
-        if (life.lock()) {
-            work();
-        }
-    });
+    boost::asio::post(loop_, life_.guarded([work = std::move(work)](DistributorBus& /*self*/) { work(); }));
 }
 
 void DistributorBus::call(const std::string& service, const std::string& method, const Fields& fields,

@@ -8,6 +8,7 @@
 
 #include <boost/asio/io_context.hpp>
 
+#include "XelPushClient/Foundation/Lifeline.h"
 #include "sandbox/distributor/Distributor.h"
 #include "sandbox/process/SandboxError.h"
 
@@ -83,8 +84,7 @@ private:
     std::unique_ptr<BusLoop> busLoop_;
     std::unique_ptr<sdbus::IObject> object_;
     std::map<std::string, std::unique_ptr<sdbus::IProxy>> connectors_;
-    // What is posted holds this weakly.
-    std::shared_ptr<DistributorBus*> life_;
+    Lifeline<DistributorBus> life_{*this};
 };
 
 }  // namespace xel::sandbox

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <atomic>
+#include <utility>
 
 #include "XelPushClient/Classes/Core/ConnectionState.h"
 #include "XelPushClient/Classes/Core/EventFanout.h"
+#include "XelPushClient/Foundation/OnLeaving.h"
 
 namespace xel {
 
@@ -24,13 +26,7 @@ public:
     /// half way. The exception goes on afterwards.
     template <class Rest>
     void assignThen(PushClientServerConnectionState state, Rest rest) {
-        try {
-            assign(state);
-        } catch (...) {
-            rest();
-            throw;
-        }
-        rest();
+        doThenAlways([this, state] { assign(state); }, std::move(rest));
     }
 
 private:

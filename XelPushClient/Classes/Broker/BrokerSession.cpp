@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "XelPushClient/Classes/Core/PushClientConstants.h"
-#include "XelPushClient/Foundation/FlagWhile.h"
 #include "XelPushClient/Foundation/FormattedText.h"
+#include "XelPushClient/Foundation/OnLeaving.h"
 #include "XelPushClient/Foundation/StringUtilities.h"
 
 namespace xel {
@@ -98,7 +98,7 @@ void BrokerSession::drop() {
         return;
     }
     // A host that connects whenever it hears of a closing would do so with the identity that ends here.
-    const FlagWhile dropping(isDropping_);
+    const auto dropping = flagWhile(isDropping_);
     session->close();
     session->setDelegate(nullptr);
 }

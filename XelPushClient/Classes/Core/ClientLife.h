@@ -10,7 +10,8 @@ namespace xel {
 /// A host may destroy its client inside any callback, when rooms are still on the stack. So whatever comes in
 /// from outside, a posted block, a timer, an answer, an event of the session or a notification, takes hold of
 /// the client on its way in, and the rooms go with the outermost hold. From the client's end on nobody is let
-/// in any more.
+/// in any more. Every room that gives work away does so by its way in; what lives outside a client has a
+/// `Lifeline`, which keeps nobody.
 /// Owner: the rooms. Thread: the manager's run loop; handles may be copied and dropped on any thread.
 class ClientLife {
     struct State {

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "XelPushClient/Classes/Core/DelegateOperations.h"
+#include "XelPushClient/Foundation/OnLeaving.h"
 
 namespace xel {
 
@@ -36,19 +37,19 @@ public:
     /// Calls `report(delegate)` for every delegate that responds to the operation, in order.
     template <class Report>
     void forEachResponding(DelegateOperation operation, Report&& report) {
-        const Walk walk(*this);
-        for (const auto& entry : entries_) {
-            if (!hasEnded_ && entry.operations.contains(operation)) {
-                report(*entry.delegate);
+        forEach([&](PushClientManagerDelegate& delegate, const DelegateOperations& operations) {
+            if (operations.contains(operation)) {
+                report(delegate);
             }
-        }
+        });
     }
 
     /// Calls `report(delegate, operations)` for every delegate, in order. Whoever reports more than one thing
     /// asks `hasEnded` in between.
     template <class Report>
     void forEach(Report&& report) {
-        const Walk walk(*this);
+        ++walks_;
+        const OnLeaving walked([this] { --walks_; });
         for (const auto& entry : entries_) {
             if (!hasEnded_) {
                 report(*entry.delegate, entry.operations);
@@ -61,17 +62,6 @@ private:
     struct Entry {
         Delegate delegate;
         DelegateOperations operations;
-    };
-
-    class Walk {
-    public:
-        explicit Walk(DelegateList& list) : list_(list) { ++list_.walks_; }
-        Walk(const Walk&) = delete;
-        Walk& operator=(const Walk&) = delete;
-        ~Walk() { --list_.walks_; }
-
-    private:
-        DelegateList& list_;
     };
 
     void clearDelegate();

@@ -12,26 +12,23 @@ NotificationInfo noInfo() {
 }  // namespace
 
 EventFanout::EventFanout(Surroundings surroundings)
-    : surroundings_(std::move(surroundings)), life_(std::make_shared<NSObject*>(&surroundings_.manager)) {}
+    : surroundings_(std::move(surroundings)), life_(surroundings_.manager) {}
 
 template <class MakeInfo>
 void EventFanout::postOnMainRunLoop(std::string_view name, MakeInfo makeInfo) {
-    surroundings_.mainRunLoop->post([center = surroundings_.notificationCenter, life = std::weak_ptr(life_),
-                                     name, makeInfo = std::move(makeInfo)] {
-        NSObject* manager = nullptr;
-        if (const auto held = life.lock()) {
-            manager = *held;
-        }
-        if (manager != nullptr && center->hasObserverFor(name)) {
-            center->postNotification({name, manager, makeInfo()}, life);
-        }
-    });
+    surroundings_.mainRunLoop->post(
+        life_.guarded([center = surroundings_.notificationCenter, sender = life_.token(), name,
+                       makeInfo = std::move(makeInfo)](NSObject& manager) {
+            if (center->hasObserverFor(name)) {
+                center->postNotification({name, &manager, makeInfo()}, sender);
+            }
+        }));
 }
 
 void EventFanout::end() {
     delegates.end();
     blocks = HandlerSlots();
-    life_.reset();
+    life_.end();
 }
 
 void EventFanout::callBackConnectionStateDidChanged() {
@@ -181,8 +178,7 @@ void EventFanout::invokePushClientManagerDidFailInPublish(const NSError& error) 
 }
 
 void EventFanout::postNow(std::string_view name) {
-    surroundings_.notificationCenter->postNotification({name, &surroundings_.manager, {}},
-                                                       std::weak_ptr(life_));
+    surroundings_.notificationCenter->postNotification({name, &surroundings_.manager, {}}, life_.token());
 }
 
 void EventFanout::forwardNotificationResponse(UNUserNotificationCenter& center,

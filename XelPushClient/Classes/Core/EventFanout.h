@@ -7,6 +7,7 @@
 #include "XelPushClient/Classes/Core/DelegateList.h"
 #include "XelPushClient/Classes/Core/HandlerSlots.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
+#include "XelPushClient/Foundation/Lifeline.h"
 #include "XelPushClient/Foundation/NSNotificationCenter.h"
 #include "XelPushClient/Platform/NSRunLoop.h"
 
@@ -68,8 +69,9 @@ private:
     void postOnMainRunLoop(std::string_view name, MakeInfo makeInfo);
 
     Surroundings surroundings_;
-    /// Posted notifications name the manager as their object: they are dropped once it is gone.
-    std::shared_ptr<NSObject*> life_;
+    /// The manager's, which posted notifications name as their object: they are dropped once it is gone. Not
+    /// a way into the client: they run on the main loop's thread, which must not be the last to hold rooms.
+    Lifeline<NSObject> life_;
 };
 
 }  // namespace xel

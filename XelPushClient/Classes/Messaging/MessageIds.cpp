@@ -12,8 +12,9 @@ constexpr std::size_t kRememberedIds = 25;
 
 }  // namespace
 
-MessageIds::MessageIds(NSUserDefaults& defaults, LastFailure& lastFailure, const LogOutput& log)
-    : defaults_(defaults), lastFailure_(lastFailure), log_(log), life_(std::make_shared<MessageIds*>(this)) {}
+MessageIds::MessageIds(const ClientLife& life, NSUserDefaults& defaults, LastFailure& lastFailure,
+                       const LogOutput& log)
+    : defaults_(defaults), lastFailure_(lastFailure), log_(log), wayIn_(life.wayInto(*this)) {}
 
 std::deque<std::string>& MessageIds::ids() {
     if (!ids_) {
@@ -59,12 +60,12 @@ void MessageIds::closeTurn(std::function<void()> done) {
     }
     putIntoDefaults();
     isUnsaved_ = false;
-    defaults_.synchronizeTurn([life = std::weak_ptr(life_), done = std::move(done)](bool isStored) {
-        const auto self = life.lock();
+    defaults_.synchronizeTurn([wayIn = wayIn_, done = std::move(done)](bool isStored) {
+        const auto self = wayIn.hold();
         if (self && !isStored) {
             // Forgotten meanwhile, there is nothing left to store.
-            (*self)->isUnsaved_ = (*self)->ids_.has_value();
-            (*self)->reportFailure();
+            self->isUnsaved_ = self->ids_.has_value();
+            self->reportFailure();
         }
         done();
     });

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "XelPushClient/Classes/Core/ClientLife.h"
 #include "XelPushClient/Classes/Core/LastFailure.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
 #include "XelPushClient/Platform/NSUserDefaults.h"
@@ -26,7 +27,8 @@ enum class Arrival {
 /// again. Outside a turn each id is stored at once. Owner: the manager. Thread: the manager's run loop.
 class MessageIds {
 public:
-    MessageIds(NSUserDefaults& defaults, LastFailure& lastFailure, const LogOutput& log);
+    MessageIds(const ClientLife& life, NSUserDefaults& defaults, LastFailure& lastFailure,
+               const LogOutput& log);
 
     /// True when the id was seen before, which that of a repeat was. It is remembered in either case. When 25
     /// are held the oldest is forgotten first, so that a repetition of just that one, when the session does
@@ -54,7 +56,7 @@ private:
     std::optional<std::deque<std::string>> ids_;
     bool isInTurn_ = false;
     bool isUnsaved_ = false;
-    std::shared_ptr<MessageIds*> life_;
+    ClientLife::WayInto<MessageIds> wayIn_;
 };
 
 }  // namespace xel

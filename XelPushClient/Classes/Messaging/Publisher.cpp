@@ -27,7 +27,7 @@ Publisher::Publisher(Surroundings surroundings, const MQTTSessionOptions& limits
     : surroundings_(surroundings),
       limits_(limits),
       waiting_(limits),
-      life_(std::make_shared<Publisher*>(this)) {}
+      wayIn_(surroundings.life.wayInto(*this)) {}
 
 TopicIdentity Publisher::identity() const {
     auto& settings = surroundings_.settings;
@@ -163,13 +163,12 @@ void Publisher::retryWhenConnected(const std::string& eventName, Dictionary payl
                                    PublishEventOptions options, WaitingEvents::Place place) {
     // Deferred work runs once for each report of a connect, and a refused publication causes no report: an
     // event that JSON cannot carry is looked at once a connect and no oftener.
-    surroundings_.deferred.enqueueForThisIdentity([life = std::weak_ptr(life_), eventName,
-                                                   payload = std::move(payload), options,
-                                                   place = std::move(place)] {
-        if (const auto self = life.lock()) {
-            (*self)->publishEvent(eventName, payload, options, place);
-        }
-    });
+    surroundings_.deferred.enqueueForThisIdentity(
+        [wayIn = wayIn_, eventName, payload = std::move(payload), options, place = std::move(place)] {
+            if (const auto self = wayIn.hold()) {
+                self->publishEvent(eventName, payload, options, place);
+            }
+        });
 }
 
 bool Publisher::markAsRead(const std::optional<std::string>& messageId) {

@@ -7,6 +7,7 @@
 
 #include "XelPushClient/Classes/Broker/BrokerSession.h"
 #include "XelPushClient/Classes/Broker/DeferredWork.h"
+#include "XelPushClient/Classes/Core/ClientLife.h"
 #include "XelPushClient/Classes/Core/EventFanout.h"
 #include "XelPushClient/Classes/Messaging/WaitingEvents.h"
 #include "XelPushClient/Classes/Models/OperationOptions.h"
@@ -26,6 +27,7 @@ namespace xel {
 class Publisher {
 public:
     struct Surroundings {
+        const ClientLife& life;
         const BrokerSession& session;
         DeferredWork& deferred;
         ClientSettings& settings;
@@ -78,8 +80,7 @@ private:
     Surroundings surroundings_;
     MQTTSessionOptions limits_;
     WaitingEvents waiting_;
-    /// Deferred work holds it weakly.
-    std::shared_ptr<Publisher*> life_;
+    ClientLife::WayInto<Publisher> wayIn_;
 };
 
 }  // namespace xel

@@ -2,6 +2,7 @@
 
 #include "XelPushClient/Classes/Registration/RegistrationErrors.h"
 #include "XelPushClient/Classes/Topics/NameRules.h"
+#include "XelPushClient/Foundation/OnLeaving.h"
 #include "XelPushClient/Foundation/StringUtilities.h"
 #include "XelPushClient/MQTTSDK/SendableNames.h"
 #include "XelPushClient/Platform/TopicTable.h"
@@ -16,19 +17,6 @@ constexpr std::string_view kQueuedWork = "-[PushClientManager registerDeviceToSe
 /// The line, filled with the value, when the value is missing or blank.
 std::string lineIfUnusable(std::string_view line, const std::optional<std::string>& value) {
     return isMissingOrBlank(value) ? formatted(line, value) : std::string();
-}
-
-/// Does the rest also when a host's callback throws in the report: the road to the connection must not end
-/// there.
-template <class Report, class Rest>
-void reportThen(Report report, Rest rest) {
-    try {
-        report();
-    } catch (...) {
-        rest();
-        throw;
-    }
-    rest();
 }
 
 }  // namespace
@@ -249,7 +237,8 @@ void Registration::installationWasSaved(const std::optional<LBInstallation>& ins
         return;
     }
     TVRLog(surroundings_.log, "handleRegistrationSuccess");
-    reportThen([this] { handleRegistrationSuccess(); }, [this] { surroundings_.state.nothingIsPending(); });
+    // Also when a host's callback throws in the report: the road to the connection must not end there.
+    doThenAlways([this] { handleRegistrationSuccess(); }, [this] { surroundings_.state.nothingIsPending(); });
 }
 
 void Registration::installationSaveFailed(const NSError& error) {
@@ -263,12 +252,12 @@ void Registration::installationSaveFailed(const NSError& error) {
 }
 
 void Registration::handleRegistrationSuccess() {
-    reportThen([this] { surroundings_.state.callbackRegitrationSuccess(); },
-               [this] {
-                   TVRLog(surroundings_.log, "[%@]: Calling connectToServer",
-                          "-[PushClientManager handleRegistrationSuccess]");
-                   surroundings_.observer.registrationSucceeded();
-               });
+    doThenAlways([this] { surroundings_.state.callbackRegitrationSuccess(); },
+                 [this] {
+                     TVRLog(surroundings_.log, "[%@]: Calling connectToServer",
+                            "-[PushClientManager handleRegistrationSuccess]");
+                     surroundings_.observer.registrationSucceeded();
+                 });
 }
 
 void Registration::forgetIdentity() {

@@ -9,8 +9,6 @@
 namespace xel {
 namespace {
 
-using Life = std::weak_ptr<const LogOutput*>;
-
 std::string upperCase(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(), [](char letter) {
         return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
@@ -18,23 +16,16 @@ std::string upperCase(std::string text) {
     return text;
 }
 
-void logAnswer(const Life& life, const Result<Value>& parsed) {
-    if (const auto log = life.lock()) {
-        TVRLog(**log, "Request response has contain : %@",
-               parsed ? FormatArgument(parsed.value()) : FormatArgument(std::optional<std::string>()));
-    }
-}
-
-void logFailure(const Life& life, const NSError& error) {
-    if (const auto log = life.lock()) {
-        TVRLog(**log, "Request reponse Error %@", error.localizedDescription());
-    }
-}
-
 }  // namespace
 
-RestRequests::RestRequests(const Machine& machine, const ClientSettings& settings, const LogOutput& log)
-    : machine_(machine), settings_(settings), log_(log), life_(std::make_shared<const LogOutput*>(&log)) {}
+RestRequests::RestRequests(const ClientLife& life, const Machine& machine, const ClientSettings& settings,
+                           const LogOutput& log)
+    : machine_(machine), settings_(settings), log_(log), wayIn_(life.wayInto(*this)) {}
+
+void RestRequests::logAnswer(const Result<Value>& parsed) const {
+    TVRLog(log_, "Request response has contain : %@",
+           parsed ? FormatArgument(parsed.value()) : FormatArgument(std::optional<std::string>()));
+}
 
 void RestRequests::requestMethod(const std::optional<std::string>& method, const std::string& path,
                                  const std::optional<Dictionary>& parameters, Success success,
@@ -63,19 +54,23 @@ void RestRequests::requestMethod(const std::optional<std::string>& method, const
     }
 
     const auto operation = client.operationWithRequest(std::move(request));
-    const Life life = life_;
     operation->setCompletionBlock(
-        [life, json = machine_.json, success = std::move(success), failure](const HTTPResponse& response) {
+        [wayIn = wayIn_, json = machine_.json, success = std::move(success),
+         failure](const HTTPResponse& response) {
             const auto parsed = json->JSONObjectWithData(response.body);
-            logAnswer(life, parsed);
+            if (const auto self = wayIn.hold()) {
+                self->logAnswer(parsed);
+            }
             if (parsed && success) {
                 success(parsed.value());
             } else if (!parsed && failure) {
                 failure(parsed.error());
             }
         },
-        [life, failure](const NSError& error) {
-            logFailure(life, error);
+        [wayIn = wayIn_, failure](const NSError& error) {
+            if (const auto self = wayIn.hold()) {
+                TVRLog(self->log_, "Request reponse Error %@", error.localizedDescription());
+            }
             if (failure) {
                 failure(error);
             }

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "XelPushClient/Classes/Core/ClientLife.h"
 #include "XelPushClient/Classes/Core/ClientSettings.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
 #include "XelPushClient/Platform/Machine.h"
@@ -20,7 +21,8 @@ public:
     using Success = std::function<void(const Value& response)>;
     using Failure = std::function<void(const NSError& error)>;
 
-    RestRequests(const Machine& machine, const ClientSettings& settings, const LogOutput& log);
+    RestRequests(const ClientLife& life, const Machine& machine, const ClientSettings& settings,
+                 const LogOutput& log);
 
     /// Sends one request, always by https. The path is relative to the environment's base URL and carries its
     /// own query. Parameters of a POST become a JSON body, those of a GET the query. Success gets the parsed
@@ -32,11 +34,13 @@ public:
                        const std::optional<Dictionary>& parameters, Success success, const Failure& failure);
 
 private:
+    void logAnswer(const Result<Value>& parsed) const;
+
     const Machine& machine_;
     const ClientSettings& settings_;
     const LogOutput& log_;
-    /// Held weakly by completions: they log only while it exists.
-    std::shared_ptr<const LogOutput*> life_;
+    /// Completions come in by it to log, so only while the client is there.
+    ClientLife::WayInto<RestRequests> wayIn_;
 };
 
 }  // namespace xel

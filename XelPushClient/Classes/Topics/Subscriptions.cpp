@@ -18,13 +18,13 @@ int qosFor(bool live) {
 }  // namespace
 
 Subscriptions::Subscriptions(Surroundings surroundings)
-    : surroundings_(surroundings), life_(std::make_shared<Subscriptions*>(this)) {}
+    : surroundings_(surroundings), wayIn_(surroundings.life.wayInto(*this)) {}
 
 template <class Work>
 void Subscriptions::deferUntilConnected(Work work) {
-    surroundings_.deferred.enqueueForThisIdentity([life = std::weak_ptr(life_), work = std::move(work)] {
-        if (const auto self = life.lock()) {
-            work(**self);
+    surroundings_.deferred.enqueueForThisIdentity([wayIn = wayIn_, work = std::move(work)] {
+        if (const auto self = wayIn.hold()) {
+            work(*self);
         }
     });
 }

@@ -8,6 +8,7 @@
 #include "XelPushClient/Classes/Broker/BrokerConnectionState.h"
 #include "XelPushClient/Classes/Broker/BrokerSession.h"
 #include "XelPushClient/Classes/Broker/DeferredWork.h"
+#include "XelPushClient/Classes/Core/ClientLife.h"
 #include "XelPushClient/Classes/Core/EventFanout.h"
 #include "XelPushClient/Classes/Models/OperationOptions.h"
 #include "XelPushClient/Classes/Topics/ChannelStore.h"
@@ -26,6 +27,7 @@ class SubscriptionRequests;
 class Subscriptions {
 public:
     struct Surroundings {
+        const ClientLife& life;
         BrokerSession& session;
         const BrokerConnectionState& connectionState;
         DeferredWork& deferred;
@@ -77,8 +79,7 @@ private:
     [[nodiscard]] TopicTable topicsOfThisClient() const;
 
     Surroundings surroundings_;
-    /// Deferred work holds it weakly.
-    std::shared_ptr<Subscriptions*> life_;
+    ClientLife::WayInto<Subscriptions> wayIn_;
 };
 
 }  // namespace xel

@@ -33,9 +33,8 @@ LinuxApplication::LinuxApplication(Surroundings surroundings)
     : surroundings_(std::move(surroundings)),
       tasks_(std::make_unique<BackgroundTasks>(surroundings_.runLoop, surroundings_.clock)),
       takers_(std::make_unique<Takers>(*this)),
-      notifications_(
-          std::make_shared<RemoteNotificationQueue>(surroundings_.runLoop, surroundings_.logSink, *takers_)),
-      life_(std::make_shared<LinuxApplication*>(this)) {}
+      notifications_(std::make_shared<RemoteNotificationQueue>(surroundings_.runLoop, surroundings_.logSink,
+                                                               *takers_)) {}
 
 LinuxApplication::~LinuxApplication() = default;
 
@@ -53,11 +52,7 @@ void LinuxApplication::willResignActive() {
 void LinuxApplication::enterBackground(std::chrono::milliseconds longestTime) {
     const auto held = holdItself();
     willResignActive();
-    tasks_->limitTime(longestTime, [weak = std::weak_ptr(life_)] {
-        if (const auto life = weak.lock()) {
-            (*life)->backgroundTimeIsUp();
-        }
-    });
+    tasks_->limitTime(longestTime, life_.guarded([](LinuxApplication& self) { self.backgroundTimeIsUp(); }));
     if (state_ != UIApplicationState::Background) {
         enter(UIApplicationState::Background, UIApplicationDidEnterBackgroundNotification);
     }
@@ -116,13 +111,11 @@ double LinuxApplication::backgroundTimeRemaining() const {
 
 void LinuxApplication::answer(std::weak_ptr<UIApplicationDelegate> requester, Answer answer) {
     surroundings_.runLoop->post(
-        [weak = std::weak_ptr(life_), requester = std::move(requester), answer = std::move(answer)] {
-            const auto life = weak.lock();
-            const auto delegate = requester.lock();
-            if (life && delegate) {
-                answer(**life, *delegate);
+        life_.guarded([requester = std::move(requester), answer = std::move(answer)](LinuxApplication& self) {
+            if (const auto delegate = requester.lock()) {
+                answer(self, *delegate);
             }
-        });
+        }));
 }
 
 void LinuxApplication::registerUserNotificationSettings(const UIUserNotificationSettings& settings,
@@ -152,18 +145,17 @@ void LinuxApplication::registerForRemoteNotifications(std::weak_ptr<UIApplicatio
     std::erase_if(tokenRequesters_,
                   [&](const auto& known) { return known.expired() || known.lock() == requester.lock(); });
     tokenRequesters_.push_back(requester);
-    tokenSource_->requestToken([weak = std::weak_ptr(life_), requester](const Result<Data>& token) {
-        const auto life = weak.lock();
+    tokenSource_->requestToken(life_.guarded([requester](LinuxApplication& self, const Result<Data>& token) {
         const auto delegate = requester.lock();
-        if (!life || !delegate) {
+        if (!delegate) {
             return;
         }
         if (token) {
-            delegate->applicationDidRegisterForRemoteNotificationsWithDeviceToken(**life, token.value());
+            delegate->applicationDidRegisterForRemoteNotificationsWithDeviceToken(self, token.value());
         } else {
-            delegate->applicationDidFailToRegisterForRemoteNotificationsWithError(**life, token.error());
+            delegate->applicationDidFailToRegisterForRemoteNotificationsWithError(self, token.error());
         }
-    });
+    }));
 }
 
 void LinuxApplication::pushTokenHasChanged(const Data& token) {

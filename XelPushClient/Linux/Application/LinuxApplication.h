@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "XelPushClient/Foundation/Lifeline.h"
 #include "XelPushClient/Linux/Application/PushTokenSource.h"
 #include "XelPushClient/Platform/Clock.h"
 #include "XelPushClient/Platform/LogSink.h"
@@ -139,8 +140,7 @@ private:
     std::vector<std::weak_ptr<UIApplicationDelegate>> tokenRequesters_;
     std::unique_ptr<Takers> takers_;
     std::shared_ptr<RemoteNotificationQueue> notifications_;
-    /// What is posted holds this weakly.
-    std::shared_ptr<LinuxApplication*> life_;
+    Lifeline<LinuxApplication> life_{*this};
 };
 
 }  // namespace xel

@@ -16,6 +16,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include "XelPushClient/Foundation/OnLeaving.h"
 #include "XelPushClient/Linux/Bus/DBusAddress.h"
 #include "XelPushClient/Linux/Process/BackgroundThread.h"
 #include "XelPushClient/Linux/Process/FileDescriptor.h"
@@ -75,21 +76,10 @@ private:
         Failure failure;
     };
 
-    /// Says so while the bus is being opened.
-    class Opening {
-    public:
-        explicit Opening(Worker& worker) : worker_(worker) { set(true); }
-        Opening(const Opening&) = delete;
-        Opening& operator=(const Opening&) = delete;
-        ~Opening() { set(false); }
-
-    private:
-        void set(bool isOpening) {
-            const std::lock_guard lock(worker_.mutex_);
-            worker_.isOpening_ = isOpening;
-        }
-        Worker& worker_;
-    };
+    void setOpening(bool isOpening) {
+        const std::lock_guard lock(mutex_);
+        isOpening_ = isOpening;
+    }
 
     void wake() const {
         const eventfd_t one = 1;
@@ -159,7 +149,8 @@ private:
         if (const auto refusal = refusalOfBus(address_)) {
             throw sdbus::Error("org.freedesktop.DBus.Error.NoServer", *refusal);
         }
-        const Opening opening(*this);
+        setOpening(true);
+        const OnLeaving opened([this] { setOpening(false); });
         connection_ = sdbus::createSessionBusConnectionWithAddress(address_);
         socket_ = connection_->getEventLoopPollData().fd;
         closeInChildren(socket_);

@@ -17,36 +17,25 @@ constexpr std::uint32_t kEveryOption =
 /// As many as the server's side remembers.
 constexpr std::size_t kMostRemembered = 256;
 
-/// Runs the block with the centre, on its loop, if both are still there.
-template <class Block>
-void onLoop(const std::weak_ptr<NSRunLoop>& runLoop, std::weak_ptr<LinuxNotificationCenter*> weak,
-            Block block) {
-    if (const auto loop = runLoop.lock()) {
-        loop->post([weak = std::move(weak), block = std::move(block)] {
-            if (const auto life = weak.lock()) {
-                block(**life);
-            }
-        });
-    }
-}
-
 }  // namespace
 
+template <class Work>
+auto LinuxNotificationCenter::onLoop(Work work) const {
+    return [runLoop = std::weak_ptr(surroundings_.runLoop),
+            guarded = life_.guarded(std::move(work))](const auto&... arguments) {
+        if (const auto loop = runLoop.lock()) {
+            loop->post([guarded, arguments...] { guarded(arguments...); });
+        }
+    };
+}
+
 LinuxNotificationCenter::LinuxNotificationCenter(Surroundings surroundings)
-    : surroundings_(std::move(surroundings)), life_(std::make_shared<LinuxNotificationCenter*>(this)) {
-    const std::weak_ptr runLoop = surroundings_.runLoop;
-    const std::weak_ptr weak = life_;
+    : surroundings_(std::move(surroundings)) {
     NotificationServerEvents events;
-    events.actionWasInvoked = [runLoop, weak](std::uint64_t number, const std::string& key) {
-        onLoop(runLoop, weak,
-               [number, key](LinuxNotificationCenter& self) { self.actionWasInvoked(number, key); });
-    };
-    events.wasClosed = [runLoop, weak](std::uint64_t number) {
-        onLoop(runLoop, weak, [number](LinuxNotificationCenter& self) { self.forget(number); });
-    };
-    events.hasTaken = [runLoop, weak] {
-        onLoop(runLoop, weak, [](LinuxNotificationCenter& self) { self.hasLoggedMissingServer_ = false; });
-    };
+    events.actionWasInvoked = onLoop(
+        [](auto& self, std::uint64_t number, const std::string& key) { self.actionWasInvoked(number, key); });
+    events.wasClosed = onLoop([](auto& self, std::uint64_t number) { self.forget(number); });
+    events.hasTaken = onLoop([](auto& self) { self.hasLoggedMissingServer_ = false; });
     server_ =
         std::make_unique<NotificationServer>(surroundings_.connection, surroundings_.host, std::move(events));
 }
@@ -85,12 +74,9 @@ void LinuxNotificationCenter::addNotificationRequest(UNNotificationRequest reque
     const UNNotification notification{request.identifier, request.content.userInfo};
     delegate->userNotificationCenterWillPresentNotification(
         *this, notification,
-        [weak = std::weak_ptr(life_), request = std::move(request),
-         completion = std::move(completion)](std::uint32_t options) {
-            if (const auto life = weak.lock()) {
-                (*life)->present(request, options, completion);
-            }
-        });
+        life_.guarded(
+            [request = std::move(request), completion = std::move(completion)](
+                auto& self, std::uint32_t options) { self.present(request, options, completion); }));
 }
 
 void LinuxNotificationCenter::present(const UNNotificationRequest& request, std::uint32_t options,
@@ -101,11 +87,11 @@ void LinuxNotificationCenter::present(const UNNotificationRequest& request, std:
         surroundings_.application->setApplicationIconBadgeNumber(*content.badge);
     }
     if ((options & UNNotificationOptionAlert) == 0) {
-        surroundings_.runLoop->post([weak = std::weak_ptr(life_), completion = std::move(completion)] {
-            if (const auto life = weak.lock(); life && completion) {
+        surroundings_.runLoop->post(life_.guarded([completion = std::move(completion)](auto& /*self*/) {
+            if (completion) {
                 completion(std::nullopt);  // taken, and not shown: as the host or the user wants it
             }
-        });
+        }));
         return;
     }
     DesktopNotification notification;
@@ -127,12 +113,10 @@ void LinuxNotificationCenter::present(const UNNotificationRequest& request, std:
     }
     shown_.push_back({notification.number, {request.identifier, content.userInfo}, notification.actions});
 
-    server_->show(
-        std::move(notification), [runLoop = std::weak_ptr(surroundings_.runLoop), weak = std::weak_ptr(life_),
-                                  completion = std::move(completion)](const std::optional<NSError>& error) {
-            onLoop(runLoop, weak,
-                   [error, completion](LinuxNotificationCenter& self) { self.wasShown(error, completion); });
-        });
+    server_->show(std::move(notification), onLoop([completion = std::move(completion)](
+                                                      auto& self, const std::optional<NSError>& error) {
+                      self.wasShown(error, completion);
+                  }));
 }
 
 void LinuxNotificationCenter::wasShown(const std::optional<NSError>& error, const Completion& completion) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "XelPushClient/Foundation/Lifeline.h"
 #include "XelPushClient/Linux/Desktop/DesktopNotification.h"
 #include "XelPushClient/Platform/LogSink.h"
 #include "XelPushClient/Platform/NSRunLoop.h"
@@ -69,6 +70,10 @@ private:
         std::vector<UNNotificationAction> actions;
     };
 
+    /// A block for the connection's thread, which has the work done with the centre, on its loop, if both are
+    /// still there.
+    template <class Work>
+    [[nodiscard]] auto onLoop(Work work) const;
     void present(const UNNotificationRequest& request, std::uint32_t options, Completion completion);
     void wasShown(const std::optional<NSError>& error, const Completion& completion);
     void actionWasInvoked(std::uint64_t number, const std::string& key);
@@ -82,8 +87,7 @@ private:
     std::deque<Shown> shown_;
     std::uint64_t lastNumber_ = 0;
     bool hasLoggedMissingServer_ = false;
-    /// What comes back from the connection's thread holds it weakly.
-    std::shared_ptr<LinuxNotificationCenter*> life_;
+    Lifeline<LinuxNotificationCenter> life_{*this};
     std::unique_ptr<NotificationServer> server_;
 };
 

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "XelPushClient/Foundation/FormattedText.h"
+#include "XelPushClient/Foundation/OnLeaving.h"
 #include "XelPushClient/Linux/HTTP/CurlErrors.h"
 #include "XelPushClient/Linux/HTTP/CurlWorker.h"
 #include "XelPushClient/Linux/HTTP/MediaFolder.h"
@@ -82,13 +83,6 @@ private:
     std::optional<NSError> failure_;
 };
 
-/// Removes the file when the completion has returned, or thrown: the transfer on the other thread may hold
-/// the object a little longer.
-struct RemovedAtEnd {
-    DownloadedFile& file;
-    ~RemovedAtEnd() { file.remove(); }
-};
-
 bool isSuccess(int status) {
     return status >= 200 && status <= 299;
 }
@@ -127,7 +121,9 @@ void CurlURLSession::downloadTaskWithURL(std::string url, DownloadCompletion com
     worker().add(
         std::move(request),
         [file, completion = std::move(completion)](const Result<HTTPResponse>& outcome) {
-            const RemovedAtEnd removal{*file};
+            // When the completion has returned, or thrown: the transfer on the other thread may hold the
+            // object a little longer.
+            const OnLeaving removal([&file] { file->remove(); });
             if (!outcome) {
                 completion(outcome.error());
             } else if (!isSuccess(outcome.value().status)) {

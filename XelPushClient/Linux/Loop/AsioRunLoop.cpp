@@ -4,7 +4,7 @@
 
 #include <boost/asio/executor_work_guard.hpp>
 
-#include "XelPushClient/Foundation/FlagWhile.h"
+#include "XelPushClient/Foundation/OnLeaving.h"
 #include "XelPushClient/Linux/Loop/AsioLoopCore.h"
 #include "XelPushClient/Linux/Loop/LoopDescriptor.h"
 
@@ -63,20 +63,15 @@ void AsioRunLoop::run() {
         throw std::logic_error("a run loop was run inside one of its own blocks");
     }
     core_->becomeOwner();
-    const FlagWhile running(isRunning_);
+    const auto running = flagWhile(isRunning_);
     const auto guard = boost::asio::make_work_guard(context_);
     // First restart, then look: a stop that comes in between is either seen here or stops the context.
     context_.restart();
     if (core_->clearStop()) {
         return;
     }
-    try {
-        context_.run();
-    } catch (...) {
-        (void)core_->clearStop();
-        throw;
-    }
-    (void)core_->clearStop();
+    const OnLeaving stopped([this] { (void)core_->clearStop(); });
+    context_.run();
 }
 
 void AsioRunLoop::stop() {
@@ -104,28 +99,18 @@ void AsioRunLoop::step() {
     }
     core_->becomeOwner();
     // What is left, also by an exception, is told by the bell: the descriptor knows of new things only.
-    class RingIfWorkIsLeft {
-    public:
-        explicit RingIfWorkIsLeft(AsioRunLoop& loop) : loop_(loop) {}
-        RingIfWorkIsLeft(const RingIfWorkIsLeft&) = delete;
-        RingIfWorkIsLeft& operator=(const RingIfWorkIsLeft&) = delete;
-        ~RingIfWorkIsLeft() {
-            if (!isDone && loop_.descriptor_) {
-                loop_.descriptor_->bell()->ring();
-            }
+    bool isWorkLeft = true;
+    const OnLeaving ring([this, &isWorkLeft] {
+        if (isWorkLeft && descriptor_) {
+            descriptor_->bell()->ring();
         }
-        bool isDone = false;
-
-    private:
-        AsioRunLoop& loop_;
-    };
-    const FlagWhile running(isRunning_);
-    RingIfWorkIsLeft ring(*this);
+    });
+    const auto running = flagWhile(isRunning_);
     (void)core_->clearStop();
     context_.restart();
     for (int handlers = 0; handlers < kMostHandlersInStep; ++handlers) {
         if (context_.poll_one() == 0) {
-            ring.isDone = !context_.stopped();
+            isWorkLeft = context_.stopped();
             return;
         }
     }

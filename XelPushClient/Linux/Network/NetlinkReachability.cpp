@@ -17,9 +17,7 @@ PushClientServerReachabilityNetworkType networkTypeTowards(const std::string& br
 }
 
 NetlinkReachability::NetlinkReachability(std::shared_ptr<AsioRunLoop> runLoop, BrokerHostQuery brokerHost)
-    : runLoop_(std::move(runLoop)),
-      brokerHost_(std::move(brokerHost)),
-      life_(std::make_shared<NetlinkReachability*>(this)) {}
+    : runLoop_(std::move(runLoop)), brokerHost_(std::move(brokerHost)) {}
 
 NetlinkReachability::~NetlinkReachability() = default;
 
@@ -51,17 +49,12 @@ void NetlinkReachability::stopNotifier() {
 /// Runs in a handler of the context; the host hears about it as the run loop's next block.
 void NetlinkReachability::routesMayHaveChanged() {
     lastRoute_ = readDefaultRoute();
-    runLoop_->post([weak = std::weak_ptr(life_)] {
-        const auto life = weak.lock();
-        if (!life) {
-            return;
-        }
-        NetlinkReachability& self = **life;
+    runLoop_->post(life_.guarded([](NetlinkReachability& self) {
         if (self.events_ != nullptr && self.block_) {
             const Block block = self.block_;  // it may set another one
             block(self);
         }
-    });
+    }));
 }
 
 NetlinkReachabilityFactory::NetlinkReachabilityFactory(std::shared_ptr<AsioRunLoop> runLoop,

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "XelPushClient/Foundation/Lifeline.h"
 #include "XelPushClient/Linux/Network/NetworkState.h"
 #include "XelPushClient/Platform/PushClientServerReachability.h"
 
@@ -41,8 +42,7 @@ private:
     Block block_;
     std::optional<DefaultRoute> lastRoute_;
     std::unique_ptr<NetlinkEvents> events_;
-    /// What is posted holds this weakly.
-    std::shared_ptr<NetlinkReachability*> life_;
+    Lifeline<NetlinkReachability> life_{*this};
 };
 
 class NetlinkReachabilityFactory final : public ReachabilityFactory {

@@ -10,25 +10,17 @@
 namespace xel {
 
 UnifiedPushConnector::UnifiedPushConnector(Surroundings surroundings, Events events)
-    : surroundings_(std::move(surroundings)),
-      events_(std::move(events)),
-      life_(std::make_shared<UnifiedPushConnector*>(this)) {
+    : surroundings_(std::move(surroundings)), events_(std::move(events)) {
     UnifiedPushBus::Calls calls;
-    calls.message = [weak = std::weak_ptr(life_)](const std::string& token, const Data& message) {
-        if (const auto life = weak.lock()) {
-            (*life)->onceAHomeIsOpen([=](auto& self) { self.takeMessage(token, message); });
-        }
-    };
-    calls.newEndpoint = [weak = std::weak_ptr(life_)](const std::string& token, const std::string& endpoint) {
-        if (const auto life = weak.lock()) {
-            (*life)->onceAHomeIsOpen([=](auto& self) { self.takeEndpoint(token, endpoint); });
-        }
-    };
-    calls.unregistered = [weak = std::weak_ptr(life_)](const std::string& token) {
-        if (const auto life = weak.lock()) {
-            (*life)->onceAHomeIsOpen([=](auto& self) { self.takeUnregistered(token); });
-        }
-    };
+    calls.message = life_.guarded([](auto& self, const std::string& token, const Data& message) {
+        self.onceAHomeIsOpen([=](auto& then) { then.takeMessage(token, message); });
+    });
+    calls.newEndpoint = life_.guarded([](auto& self, const std::string& token, const std::string& endpoint) {
+        self.onceAHomeIsOpen([=](auto& then) { then.takeEndpoint(token, endpoint); });
+    });
+    calls.unregistered = life_.guarded([](auto& self, const std::string& token) {
+        self.onceAHomeIsOpen([=](auto& then) { then.takeUnregistered(token); });
+    });
     surroundings_.bus->open(std::move(calls));
 }
 
@@ -36,14 +28,6 @@ UnifiedPushConnector::~UnifiedPushConnector() {
     if (timer_ != nullptr) {
         timer_->invalidate();
     }
-}
-
-std::function<void()> UnifiedPushConnector::block(Work work) const {
-    return [weak = std::weak_ptr(life_), work = std::move(work)] {
-        if (const auto life = weak.lock()) {
-            work(**life);
-        }
-    };
 }
 
 void UnifiedPushConnector::onceAHomeIsOpen(Work work) {
@@ -69,7 +53,7 @@ void UnifiedPushConnector::attachStore(const std::shared_ptr<NSUserDefaults>& st
         return;
     }
     for (auto& call : std::exchange(waitingCalls_, {})) {
-        surroundings_.runLoop->post(block(std::move(call)));
+        surroundings_.runLoop->post(life_.guarded(std::move(call)));
     }
 }
 
@@ -77,7 +61,7 @@ void UnifiedPushConnector::requestToken(Answer answer) {
     answers_.push_back(std::move(answer));
     if (!std::exchange(isRegistering_, true)) {
         ++attempt_;
-        surroundings_.runLoop->post(block([](auto& self) { self.beginRegistration(); }));
+        surroundings_.runLoop->post(life_.guarded([](auto& self) { self.beginRegistration(); }));
     }
 }
 
@@ -87,23 +71,21 @@ void UnifiedPushConnector::beginRegistration() {
                                              "There is no push token: no home is open to keep its keys"));
         return;
     }
-    timer_ = surroundings_.runLoop->scheduleTimer(
-        kPatience, block([](auto& self) {
-            self.endRegistration(makeUnifiedPushError(
-                UnifiedPushErrorCode::TimedOut, "There is no push token: no endpoint has come within 10 s"));
-        }));
+    timer_ = surroundings_.runLoop->scheduleTimer(kPatience, life_.guarded([](auto& self) {
+        self.endRegistration(makeUnifiedPushError(
+            UnifiedPushErrorCode::TimedOut, "There is no push token: no endpoint has come within 10 s"));
+    }));
     surroundings_.bus->findDistributors(
-        [weak = std::weak_ptr(life_), attempt = attempt_](const Result<DistributorNames>& names) {
-            const auto life = weak.lock();
-            if (!life || (*life)->attempt_ != attempt || !(*life)->isRegistering_) {
+        life_.guarded([attempt = attempt_](auto& self, const Result<DistributorNames>& names) {
+            if (self.attempt_ != attempt || !self.isRegistering_) {
                 return;
             }
             if (names) {
-                (*life)->registerWithChosen(names.value());
+                self.registerWithChosen(names.value());
             } else {
-                (*life)->endRegistration(names.error());
+                self.endRegistration(names.error());
             }
-        });
+        }));
 }
 
 void UnifiedPushConnector::registerWithChosen(const DistributorNames& names) {
@@ -120,12 +102,11 @@ void UnifiedPushConnector::registerWithChosen(const DistributorNames& names) {
     }
     surroundings_.bus->registerWith(
         *distributor, registration_->token,
-        [weak = std::weak_ptr(life_), attempt = attempt_](const std::optional<NSError>& error) {
-            const auto life = weak.lock();
-            if (error && life && (*life)->attempt_ == attempt && (*life)->isRegistering_) {
-                (*life)->endRegistration(*error);
+        life_.guarded([attempt = attempt_](auto& self, const std::optional<NSError>& error) {
+            if (error && self.attempt_ == attempt && self.isRegistering_) {
+                self.endRegistration(*error);
             }
-        });
+        }));
 }
 
 /// Another distributor gets a registration of its own: it must not learn what another one knows.
@@ -160,7 +141,7 @@ void UnifiedPushConnector::endRegistration(const Result<Data>& token) {
     for (auto& answer : std::exchange(answers_, {})) {
         // Each on its own, so that one that throws does not take the others' answers away.
         surroundings_.runLoop->post(
-            block([answer = std::move(answer), token](auto& /*self*/) { answer(token); }));
+            life_.guarded([answer = std::move(answer), token](auto& /*self*/) { answer(token); }));
     }
 }
 

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "XelPushClient/Foundation/Lifeline.h"
 #include "XelPushClient/Linux/Application/PushTokenSource.h"
 #include "XelPushClient/Linux/Push/UnifiedPushBus.h"
 #include "XelPushClient/Linux/Push/UnifiedPushRegistration.h"
@@ -58,8 +59,6 @@ public:
 private:
     using Work = std::function<void(UnifiedPushConnector&)>;
 
-    /// A block that does the work while the connector is there.
-    [[nodiscard]] std::function<void()> block(Work work) const;
     void onceAHomeIsOpen(Work work);
 
     void beginRegistration();
@@ -87,8 +86,7 @@ private:
     bool isRegistering_ = false;
     std::shared_ptr<NSTimer> timer_;
     std::optional<Data> toldToken_;
-    /// What is posted holds this weakly.
-    std::shared_ptr<UnifiedPushConnector*> life_;
+    Lifeline<UnifiedPushConnector> life_{*this};
 };
 
 }  // namespace xel

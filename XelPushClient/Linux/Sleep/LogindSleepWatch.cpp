@@ -148,12 +148,10 @@ LogindSleepWatch::LogindSleepWatch(const std::shared_ptr<NSRunLoop>& runLoop,
                                    std::shared_ptr<LogSink> logSink,
                                    std::shared_ptr<LinuxApplication> application, LogindOptions options)
     : bus_(std::make_unique<DBusConnection>(options.busAddress, "xel-logind")) {
-    cycle_ = std::make_shared<SleepCycle>(runLoop, std::move(application), [weak = std::weak_ptr(life_)] {
-        // Waking up is told to hosts, and one of them may have ended this object.
-        if (const auto life = weak.lock()) {
-            (*life)->askForInhibitor();
-        }
-    });
+    // Waking up is told to hosts, and one of them may have ended this object.
+    cycle_ =
+        std::make_shared<SleepCycle>(runLoop, std::move(application),
+                                     life_.guarded([](LogindSleepWatch& self) { self.askForInhibitor(); }));
     manager_ = std::make_shared<Manager>(CycleOnLoop(runLoop, cycle_), std::move(logSink),
                                          std::move(options.applicationName));
     // The connection outlives its work, so the bare pointer does not outlive it.

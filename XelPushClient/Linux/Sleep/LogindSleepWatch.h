@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "XelPushClient/Foundation/Lifeline.h"
 #include "XelPushClient/Platform/LogSink.h"
 #include "XelPushClient/Platform/NSRunLoop.h"
 
@@ -39,8 +40,7 @@ private:
 
     void askForInhibitor();
 
-    /// The cycle holds it weakly.
-    std::shared_ptr<LogindSleepWatch*> life_ = std::make_shared<LogindSleepWatch*>(this);
+    Lifeline<LogindSleepWatch> life_{*this};
     std::shared_ptr<SleepCycle> cycle_;
     std::shared_ptr<Manager> manager_;
     /// The last member: its thread has ended before the rest goes.

@@ -13,13 +13,12 @@ SleepCycle::SleepCycle(std::shared_ptr<NSRunLoop> runLoop, std::shared_ptr<Linux
                        std::function<void()> askForInhibitor)
     : runLoop_(std::move(runLoop)),
       application_(std::move(application)),
-      askForInhibitor_(std::move(askForInhibitor)),
-      life_(std::make_shared<SleepCycle*>(this)) {
-    application_->setBackgroundTasksEndedHandler([weak = std::weak_ptr(life_)] {
-        if (const auto life = weak.lock(); life && (*life)->stateBefore_) {
-            (*life)->letSleepSoon();
+      askForInhibitor_(std::move(askForInhibitor)) {
+    application_->setBackgroundTasksEndedHandler(life_.guarded([](SleepCycle& self) {
+        if (self.stateBefore_) {
+            self.letSleepSoon();
         }
-    });
+    }));
 }
 
 SleepCycle::~SleepCycle() {
@@ -66,13 +65,12 @@ void SleepCycle::letSleepSoon() {
     if (goodbye_) {
         goodbye_->invalidate();
     }
-    goodbye_ = runLoop_->scheduleTimer(kGoodbyeTime, [weak = std::weak_ptr(life_)] {
-        const auto life = weak.lock();
+    goodbye_ = runLoop_->scheduleTimer(kGoodbyeTime, life_.guarded([](SleepCycle& self) {
         // A task that began meanwhile says itself when it ends.
-        if (life && !(*life)->application_->hasBackgroundTasks()) {
-            (*life)->inhibitor_ = FileDescriptor();
+        if (!self.application_->hasBackgroundTasks()) {
+            self.inhibitor_ = FileDescriptor();
         }
-    });
+    }));
 }
 
 void SleepCycle::bringBack() {

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 
+#include "XelPushClient/Foundation/Lifeline.h"
 #include "XelPushClient/Linux/Process/FileDescriptor.h"
 #include "XelPushClient/Platform/NSRunLoop.h"
 #include "XelPushClient/Platform/UIApplication.h"
@@ -58,8 +59,7 @@ private:
     /// Set from the news of a sleep until the machine is awake again.
     std::optional<UIApplicationState> stateBefore_;
     std::shared_ptr<NSTimer> goodbye_;
-    /// What is posted holds this weakly.
-    std::shared_ptr<SleepCycle*> life_;
+    Lifeline<SleepCycle> life_{*this};
 };
 
 }  // namespace xel

@@ -6,6 +6,8 @@
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/error.hpp>
 
+#include "XelPushClient/Foundation/OnLeaving.h"
+
 namespace xel {
 
 namespace asio = boost::asio;
@@ -147,19 +149,13 @@ void AsioStreamConnection::deliver(std::string_view octets) {
     stream_.socket->firstAnswerHasCome();
     isReceiveWanted_ = false;
     isDelivering_ = true;
-    try {
-        observer_->streamDidReceive(octets);
-    } catch (...) {
-        isDelivering_ = false;
-        if (phase_ == Phase::Open && isReceiveWanted_) {
-            continueReading();
-        }
-        throw;
-    }
-    isDelivering_ = false;
-    if (phase_ == Phase::Open && isReceiveWanted_) {
-        continueReading();
-    }
+    doThenAlways([&] { observer_->streamDidReceive(octets); },
+                 [this] {
+                     isDelivering_ = false;
+                     if (phase_ == Phase::Open && isReceiveWanted_) {
+                         continueReading();
+                     }
+                 });
 }
 
 void AsioStreamConnection::continueReading() {

@@ -17,8 +17,7 @@ struct FakeBroker::Client {
     FakeRunLoop::Duration lastHeard{0};
 };
 
-FakeBroker::FakeBroker(FakeNetwork& network, FakeRunLoop& runLoop)
-    : network_(network), runLoop_(runLoop), self_(std::make_shared<FakeBroker*>(this)) {
+FakeBroker::FakeBroker(FakeNetwork& network, FakeRunLoop& runLoop) : network_(network), runLoop_(runLoop) {
     network_.setConnectionHandler([this](const auto& connection) { take(connection); });
 }
 
@@ -314,13 +313,12 @@ void FakeBroker::watchKeepAlive(const ClientPointer& client) {
         return;
     }
     const auto delay = std::chrono::ceil<std::chrono::milliseconds>(left);
-    runLoop_.scheduleTimer(delay, [self = std::weak_ptr(self_), weak = std::weak_ptr(client)] {
-        const auto broker = self.lock();
+    runLoop_.scheduleTimer(delay, life_.guarded([weak = std::weak_ptr(client)](FakeBroker& self) {
         const auto watched = weak.lock();
-        if (broker && watched && watched->session) {
-            (*broker)->watchKeepAlive(watched);
+        if (watched && watched->session) {
+            self.watchKeepAlive(watched);
         }
-    });
+    }));
 }
 
 std::vector<FakeBrokerPacket> FakeBroker::packetsOfType(FakeBrokerPacketType type) const {

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "XelPushClient/Foundation/Lifeline.h"
 #include "XelPushClient/Testing/Broker/FakeBrokerPackets.h"
 #include "XelPushClient/Testing/Broker/FakeBrokerRules.h"
 #include "XelPushClient/Testing/Broker/FakeBrokerSessions.h"
@@ -147,7 +148,7 @@ private:
     bool isHoldingConnections_ = false;
     std::vector<FakeBrokerRecord> records_;
     std::vector<std::string> faults_;
-    std::shared_ptr<FakeBroker*> self_;
+    Lifeline<FakeBroker> life_{*this};
 };
 
 }  // namespace xel

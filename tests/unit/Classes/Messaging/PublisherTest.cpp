@@ -200,9 +200,9 @@ TEST_F(PublisherTest, ReportsAnEventThatIsRefusedWhenItIsTriedAgain) {
 TEST_F(PublisherTest, ReportsAnEventForWhichThereIsNoPlaceToWait) {
     identifyWithoutSession();
     keepFailures();
-    Publisher narrow(
-        {rooms_->session, rooms_->deferred, rooms_->settings, rooms_->fanout, *machine_.clock, rooms_->log},
-        {.maxOutboxPublications = 2});
+    Publisher narrow({rooms_->life, rooms_->session, rooms_->deferred, rooms_->settings, rooms_->fanout,
+                      *machine_.clock, rooms_->log},
+                     {.maxOutboxPublications = 2});
     EXPECT_TRUE(narrow.publishEvent("login", Dictionary(), {}));
     EXPECT_TRUE(narrow.publishEvent("login", Dictionary(), {}));
     EXPECT_FALSE(narrow.publishEvent("login", Dictionary{{"id", "E3"}}, {}));
@@ -227,9 +227,9 @@ TEST_F(PublisherTest, ReportsAnEventForWhichThereIsNoPlaceToWait) {
 
 TEST_F(PublisherTest, CountsTheOctetsOfWaitingEvents) {
     identifyWithoutSession();
-    Publisher narrow(
-        {rooms_->session, rooms_->deferred, rooms_->settings, rooms_->fanout, *machine_.clock, rooms_->log},
-        {.maxOutboxOctets = 1000});
+    Publisher narrow({rooms_->life, rooms_->session, rooms_->deferred, rooms_->settings, rooms_->fanout,
+                      *machine_.clock, rooms_->log},
+                     {.maxOutboxOctets = 1000});
     EXPECT_TRUE(narrow.publishEvent("login", Dictionary{{"x", std::string(600, 'x')}}, {}));
     EXPECT_FALSE(narrow.publishEvent("login", Dictionary{{"x", std::string(600, 'x')}}, {}));
     EXPECT_TRUE(narrow.publishEvent("login", Dictionary{{"x", "x"}}, {}));
