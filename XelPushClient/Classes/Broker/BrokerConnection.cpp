@@ -20,8 +20,8 @@ bool isRefusedIdentity(const std::optional<NSError>& error) {
 
 BrokerConnection::BrokerConnection(Surroundings surroundings)
     : surroundings_(surroundings),
-      reconnects_({surroundings.life, *surroundings.machine.runLoop, *surroundings.machine.application,
-                   surroundings.log, [this] { connectToServer(); }}) {}
+      reconnects_({surroundings.life, surroundings.runLoop, surroundings.application, surroundings.log,
+                   [this] { connectToServer(); }}) {}
 
 bool BrokerConnection::isAttemptUnderWay() const {
     const auto state = surroundings_.state.value();
@@ -71,7 +71,7 @@ void BrokerConnection::beginAttempt(std::uint64_t generation) {
            connectionStateString(state.value()));
     const auto& settings = surroundings_.settings;
     const auto address =
-        brokerAddress(surroundings_.machine.endpoints, settings.appId(), settings.usingSSLConnection());
+        brokerAddress(surroundings_.endpoints, settings.appId(), settings.usingSSLConnection());
     made->connectToHost(address.host, address.port, settings.usingSSLConnection());
 }
 

@@ -8,6 +8,9 @@
 #include "XelPushClient/Classes/Broker/BrokerSession.h"
 #include "XelPushClient/Classes/Broker/Reconnects.h"
 #include "XelPushClient/Classes/Core/LastFailure.h"
+#include "XelPushClient/Platform/Endpoints.h"
+#include "XelPushClient/Platform/NSRunLoop.h"
+#include "XelPushClient/Platform/UIApplication.h"
 
 namespace xel {
 
@@ -21,7 +24,9 @@ public:
         const ClientLife& life;
         ClientSettings& settings;
         LastFailure& lastFailure;
-        const Machine& machine;
+        const Endpoints& endpoints;
+        NSRunLoop& runLoop;
+        UIApplication& application;
         const LogOutput& log;
         BrokerSession& session;
         BrokerConnectionState& state;

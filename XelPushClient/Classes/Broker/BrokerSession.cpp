@@ -54,9 +54,8 @@ std::shared_ptr<MQTTSession> BrokerSession::createSession() {
     parameters.password = *surroundings_.settings.password();
     parameters.keepAlive = std::chrono::seconds(180);
     parameters.cleanSession = false;
-    const auto& machine = surroundings_.machine;
-    session_ = machine.sessions->makeSession(std::move(parameters), *machine.runLoop,
-                                             *surroundings_.home.sessionMemory);
+    session_ = surroundings_.sessions.makeSession(std::move(parameters), surroundings_.runLoop,
+                                                  surroundings_.sessionMemory);
     if (session_) {
         session_->setDelegate(&surroundings_.delegate);
     }
@@ -105,7 +104,7 @@ void BrokerSession::drop() {
 
 void BrokerSession::eraseMemory() {
     if (const auto clientId = brokerClientId_ ? brokerClientId_ : setClientId()) {
-        surroundings_.home.sessionMemory->erase(*clientId);
+        surroundings_.sessionMemory.erase(*clientId);
     }
 }
 

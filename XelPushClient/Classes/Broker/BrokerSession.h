@@ -8,6 +8,8 @@
 #include "XelPushClient/Classes/Core/ClientSettings.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
 #include "XelPushClient/Platform/MQTTSession.h"
+#include "XelPushClient/Platform/NSRunLoop.h"
+#include "XelPushClient/Platform/SessionMemory.h"
 
 namespace xel {
 
@@ -19,8 +21,9 @@ class BrokerSession {
 public:
     struct Surroundings {
         ClientSettings& settings;
-        const Machine& machine;
-        const Home& home;
+        MQTTSessionFactory& sessions;
+        NSRunLoop& runLoop;
+        SessionMemory& sessionMemory;
         const LogOutput& log;
         /// Hears of every session.
         MQTTSessionDelegate& delegate;

@@ -26,17 +26,18 @@ struct DeferredWork::Waiting {
     NSNotificationCenter::Token observation;
 };
 
-DeferredWork::DeferredWork(const ClientLife& life, const Machine& machine, const Home& home,
-                           const LogOutput& log, const BrokerConnectionState& state)
-    : machine_(machine),
-      home_(home),
+DeferredWork::DeferredWork(const ClientLife& life, std::shared_ptr<NSRunLoop> runLoop,
+                           std::shared_ptr<NSNotificationCenter> notificationCenter, const LogOutput& log,
+                           const BrokerConnectionState& state)
+    : runLoop_(std::move(runLoop)),
+      notificationCenter_(std::move(notificationCenter)),
       log_(log),
       waiting_(std::make_shared<Waiting>(state)),
       nextNumber_(std::make_shared<std::atomic<std::uint64_t>>(0)),
       wayIn_(life.wayInto(*this)) {}
 
 DeferredWork::~DeferredWork() {
-    home_.notificationCenter->removeObserver(waiting_->observation);
+    notificationCenter_->removeObserver(waiting_->observation);
 }
 
 void DeferredWork::enqueueWhenSessionIsConnected(std::function<void()> block) {
@@ -63,16 +64,15 @@ void DeferredWork::dropWorkOfIdentity() {
     const auto dropped = std::erase_if(
         waiting_->pieces, [](const Waiting::Piece& piece) { return piece.owner == Owner::Identity; });
     if (dropped != 0 && waiting_->pieces.empty()) {
-        home_.notificationCenter->removeObserver(waiting_->observation);
+        notificationCenter_->removeObserver(waiting_->observation);
     }
 }
 
 void DeferredWork::observe() {
     const std::weak_ptr<Waiting> weak = waiting_;
-    const auto runLoop = machine_.runLoop;
+    const auto runLoop = runLoop_;
     // One piece to a block: one that throws must not take the others with it.
-    auto runOne = [weak, wayIn = wayIn_,
-                   center = std::weak_ptr(home_.notificationCenter)](std::uint64_t before) {
+    auto runOne = [weak, wayIn = wayIn_, center = std::weak_ptr(notificationCenter_)](std::uint64_t before) {
         const auto held = wayIn.hold();
         const auto waiting = weak.lock();
         if (!held || !waiting || !waiting->isDue(before)) {
@@ -98,7 +98,7 @@ void DeferredWork::observe() {
         }
     };
     // On the broadcast's own thread: a report is for what waited when it was made, and touches nothing else.
-    waiting_->observation = home_.notificationCenter->addObserver(
+    waiting_->observation = notificationCenter_->addObserver(
         std::string(PushClientDidChangeServerConnectionStateNotification), nullptr,
         [runLoop, nextNumber = nextNumber_, postDuePieces = std::move(postDuePieces)](const NSNotification&) {
             runLoop->post([postDuePieces, before = nextNumber->load()] { postDuePieces(before); });

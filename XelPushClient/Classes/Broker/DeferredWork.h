@@ -8,8 +8,8 @@
 #include "XelPushClient/Classes/Broker/BrokerConnectionState.h"
 #include "XelPushClient/Classes/Core/ClientLife.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
-#include "XelPushClient/Platform/Home.h"
-#include "XelPushClient/Platform/Machine.h"
+#include "XelPushClient/Foundation/NSNotificationCenter.h"
+#include "XelPushClient/Platform/NSRunLoop.h"
 
 namespace xel {
 
@@ -22,7 +22,8 @@ namespace xel {
 /// identity of then, and end with it. Owner: the manager. Thread: the manager's run loop.
 class DeferredWork {
 public:
-    DeferredWork(const ClientLife& life, const Machine& machine, const Home& home, const LogOutput& log,
+    DeferredWork(const ClientLife& life, std::shared_ptr<NSRunLoop> runLoop,
+                 std::shared_ptr<NSNotificationCenter> notificationCenter, const LogOutput& log,
                  const BrokerConnectionState& state);
     DeferredWork(const DeferredWork&) = delete;
     DeferredWork& operator=(const DeferredWork&) = delete;
@@ -43,8 +44,8 @@ private:
     void enqueue(Owner owner, std::function<void()> block);
     void observe();
 
-    const Machine& machine_;
-    const Home& home_;
+    std::shared_ptr<NSRunLoop> runLoop_;
+    std::shared_ptr<NSNotificationCenter> notificationCenter_;
     const LogOutput& log_;
     /// Posted blocks hold it weakly.
     std::shared_ptr<Waiting> waiting_;

@@ -28,7 +28,7 @@ UIApplication* LifecycleMonitor::applicationFromNotification(const NSNotificatio
 }
 
 void LifecycleMonitor::observe(std::string_view name, ApplicationOperation operation) {
-    observations_.push_back(surroundings_.home.notificationCenter->addObserver(
+    observations_.push_back(surroundings_.notificationCenter->addObserver(
         std::string(name), nullptr, [wayIn = wayIn_, operation](const NSNotification& notification) {
             const auto self = wayIn.hold();
             UIApplication* application = applicationFromNotification(notification);
@@ -39,7 +39,7 @@ void LifecycleMonitor::observe(std::string_view name, ApplicationOperation opera
 }
 
 void LifecycleMonitor::observeApplication() {
-    surroundings_.machine.application->attachNotificationCenter(surroundings_.home.notificationCenter);
+    surroundings_.application.attachNotificationCenter(surroundings_.notificationCenter);
     observe(UIApplicationWillTerminateNotification, &LifecycleMonitor::applicationWillTerminate);
     observe(UIApplicationDidBecomeActiveNotification, &LifecycleMonitor::applicationDidBecomeActive);
     observe(UIApplicationDidEnterBackgroundNotification, &LifecycleMonitor::applicationDidEnterBackground);
@@ -48,7 +48,7 @@ void LifecycleMonitor::observeApplication() {
 }
 
 void LifecycleMonitor::observeReachability() {
-    reachability_ = surroundings_.machine.reachability->reachabilityForInternetConnection();
+    reachability_ = surroundings_.reachability.reachabilityForInternetConnection();
     reachability_->setReachabilityBlock([wayIn = wayIn_](PushClientServerReachability&) {
         if (const auto self = wayIn.hold()) {
             self->handleReachabilityStatus();
@@ -61,7 +61,7 @@ void LifecycleMonitor::observeReachability() {
 
 void LifecycleMonitor::stopObservingApplication() {
     for (const auto& observation : std::exchange(observations_, {})) {
-        surroundings_.home.notificationCenter->removeObserver(observation);
+        surroundings_.notificationCenter->removeObserver(observation);
     }
 }
 
@@ -109,7 +109,7 @@ void LifecycleMonitor::backgroundTimeIsUp(const UIApplication& application) {
 }
 
 void LifecycleMonitor::applicationWillTerminate(UIApplication& /*application*/) {
-    surroundings_.machine.runLoop->post([wayIn = wayIn_] {
+    surroundings_.runLoop.post([wayIn = wayIn_] {
         if (const auto self = wayIn.hold()) {
             self->surroundings_.observer.connectionMustEnd();
         }

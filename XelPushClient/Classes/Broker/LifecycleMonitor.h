@@ -6,8 +6,10 @@
 
 #include "XelPushClient/Classes/Core/ClientLife.h"
 #include "XelPushClient/Classes/Core/EventFanout.h"
-#include "XelPushClient/Platform/Home.h"
-#include "XelPushClient/Platform/Machine.h"
+#include "XelPushClient/Foundation/NSNotificationCenter.h"
+#include "XelPushClient/Platform/NSRunLoop.h"
+#include "XelPushClient/Platform/PushClientServerReachability.h"
+#include "XelPushClient/Platform/UIApplication.h"
 
 namespace xel {
 
@@ -28,8 +30,10 @@ class LifecycleMonitor {
 public:
     struct Surroundings {
         const ClientLife& life;
-        const Machine& machine;
-        const Home& home;
+        NSRunLoop& runLoop;
+        UIApplication& application;
+        ReachabilityFactory& reachability;
+        std::shared_ptr<NSNotificationCenter> notificationCenter;
         const LogOutput& log;
         EventFanout& fanout;
         LifecycleObserver& observer;

@@ -20,9 +20,9 @@ void storeOrRemove(NSUserDefaults& defaults, std::string_view key, const std::op
 
 }  // namespace
 
-ClientSettings::ClientSettings(const Machine& machine, const Home& home, InstallationIdObserver& observer)
-    : machine_(machine), defaults_(*home.defaults), observer_(observer) {
-    requireSecureAddresses(machine.endpoints);
+ClientSettings::ClientSettings(Surroundings surroundings, InstallationIdObserver& observer)
+    : surroundings_(std::move(surroundings)), defaults_(surroundings_.defaults), observer_(observer) {
+    requireSecureAddresses(surroundings_.endpoints);
     publishIdentity();
 }
 
@@ -85,7 +85,8 @@ void ClientSettings::setClientVersion(const std::optional<std::string>& clientVe
 }
 
 std::string ClientSettings::getClientVersionFromAppPlist() const {
-    return formatted("%@.%@", machine_.bundle->shortVersionString(), machine_.bundle->bundleVersion());
+    return formatted("%@.%@", surroundings_.bundle.shortVersionString(),
+                     surroundings_.bundle.bundleVersion());
 }
 
 bool ClientSettings::enableLocationOnLaunch() const {
@@ -128,8 +129,9 @@ void ClientSettings::setDeliveryChannelEnabeled(bool enabled) {
 std::shared_ptr<LBRESTAdapter> ClientSettings::loopBackAdaptor() {
     if (!adaptor_) {
         usingSSLConnection_ = true;
-        adaptor_ = LBRESTAdapter::adapterWithURL(
-            restBaseURL(machine_.endpoints, appId(), usingSSLConnection_), machine_.http, machine_.json);
+        adaptor_ =
+            LBRESTAdapter::adapterWithURL(restBaseURL(surroundings_.endpoints, appId(), usingSSLConnection_),
+                                          surroundings_.http, surroundings_.json);
     }
     adaptor_->setAccessToken(apiKey());
     return adaptor_;
@@ -150,7 +152,7 @@ void ClientSettings::removeStoredIdentity() {
 void ClientSettings::setLaunchStats() {
     launchedByUser_ = true;
     defaults_.setObject(kLaunchCountKey, getLaunchCount().value_or(0) + 1);
-    const double milliseconds = secondsSince1970(machine_.clock->now()) * 1000.0;
+    const double milliseconds = secondsSince1970(surroundings_.clock.now()) * 1000.0;
     defaults_.setObject(kLaunchTimeKey, formatted("%f", milliseconds));
     (void)defaults_.synchronize();
     publishIdentity();

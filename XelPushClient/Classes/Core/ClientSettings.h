@@ -6,8 +6,12 @@
 
 #include "XelPushClient/Classes/Core/IdentitySnapshot.h"
 #include "XelPushClient/LoopBack/LBRESTAdapter.h"
-#include "XelPushClient/Platform/Home.h"
-#include "XelPushClient/Platform/Machine.h"
+#include "XelPushClient/Platform/Clock.h"
+#include "XelPushClient/Platform/Device.h"
+#include "XelPushClient/Platform/Endpoints.h"
+#include "XelPushClient/Platform/HTTPTransport.h"
+#include "XelPushClient/Platform/NSJSONSerialization.h"
+#include "XelPushClient/Platform/NSUserDefaults.h"
 
 namespace xel {
 
@@ -36,8 +40,17 @@ public:
 /// caller has to think of it. Owner: the manager. Thread: the manager's run loop, but for `identitySnapshot`.
 class ClientSettings {
 public:
+    struct Surroundings {
+        const Endpoints& endpoints;
+        const Clock& clock;
+        const NSBundle& bundle;
+        std::shared_ptr<HTTPTransport> http;
+        std::shared_ptr<NSJSONSerialization> json;
+        NSUserDefaults& defaults;
+    };
+
     /// Throws std::invalid_argument for endpoints that would send the API key unencrypted.
-    ClientSettings(const Machine& machine, const Home& home, InstallationIdObserver& observer);
+    ClientSettings(Surroundings surroundings, InstallationIdObserver& observer);
 
     [[nodiscard]] const std::optional<std::string>& appId() const { return application_.appId; }
     [[nodiscard]] const std::optional<std::string>& apiKey() const { return application_.apiKey; }
@@ -107,7 +120,7 @@ public:
 private:
     void publishIdentity();
 
-    const Machine& machine_;
+    Surroundings surroundings_;
     NSUserDefaults& defaults_;
     InstallationIdObserver& observer_;
     RegisteredApplication application_;

@@ -93,16 +93,16 @@ std::string_view deviceModelFor(std::string_view machineIdentifier) {
 }
 
 std::string DeviceDescription::deviceModel() const {
-    const std::string identifier = machine_.device->machineIdentifier();
+    const std::string identifier = device_.machineIdentifier();
     return std::string(deviceModelFor(identifier));
 }
 
 std::string DeviceDescription::deviceOsVersion() const {
-    return machine_.device->systemVersion();
+    return device_.systemVersion();
 }
 
 PushClientServerReachabilityNetworkType DeviceDescription::getConnectionType() const {
-    return machine_.reachability->getConnectionType();
+    return reachability_.getConnectionType();
 }
 
 }  // namespace xel

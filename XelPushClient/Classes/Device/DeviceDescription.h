@@ -6,7 +6,8 @@
 #include <string_view>
 #include <utility>
 
-#include "XelPushClient/Platform/Machine.h"
+#include "XelPushClient/Platform/Device.h"
+#include "XelPushClient/Platform/PushClientServerReachability.h"
 
 namespace xel {
 
@@ -19,7 +20,8 @@ namespace xel {
 /// Describes the device to the backend. Thread: the manager's run loop.
 class DeviceDescription {
 public:
-    explicit DeviceDescription(const Machine& machine) : machine_(machine) {}
+    DeviceDescription(const UIDevice& device, ReachabilityFactory& reachability)
+        : device_(device), reachability_(reachability) {}
 
     [[nodiscard]] std::string deviceModel() const;
     [[nodiscard]] std::string deviceOsVersion() const;
@@ -28,7 +30,8 @@ public:
     [[nodiscard]] static std::optional<int> getConnectionTypeFromStatusBar() { return std::nullopt; }
 
 private:
-    const Machine& machine_;
+    const UIDevice& device_;
+    ReachabilityFactory& reachability_;
 };
 
 }  // namespace xel

@@ -23,10 +23,10 @@ void cancel(std::shared_ptr<NSTimer>& timer) {
 
 GeoLocation::GeoLocation(Surroundings surroundings)
     : surroundings_(surroundings),
-      owner_(surroundings.machine.runLoop),
+      owner_(surroundings.runLoop),
       regions_(surroundings_.defaults),
-      tracking_(surroundings_.defaults, *surroundings_.machine.clock),
-      singles_(*surroundings_.machine.runLoop,
+      tracking_(surroundings_.defaults, surroundings_.clock),
+      singles_(*surroundings_.runLoop,
                [wayIn = surroundings_.life.wayInto(*this)](const SingleLocationRequests::Answers& answers) {
                    if (const auto self = wayIn.hold()) {
                        self->adjustUpdates(Demand::AsBefore);
@@ -130,7 +130,7 @@ void GeoLocation::updatesReported(const Result<CLLocation>& location) {
 }
 
 void GeoLocation::positionArrived(const CLLocation& fix) {
-    if (!isUsableFix(fix, surroundings_.machine.clock->now())) {
+    if (!isUsableFix(fix, surroundings_.clock.now())) {
         TVRLog(surroundings_.log, "Ignore location %f, %f of %@", fix.coordinate.latitude,
                fix.coordinate.longitude, fix.timestamp);
         return;
@@ -213,7 +213,7 @@ void GeoLocation::adjustUpdates(Demand demand) {
 void GeoLocation::startUpdates(double distanceFilter) {
     cancel(nextTry_);
     runningFilter_ = distanceFilter;
-    updates_ = surroundings_.machine.locationSource->startUpdates(
+    updates_ = surroundings_.locationSource.startUpdates(
         distanceFilter, [wayIn = wayIn_](const Result<CLLocation>& location) {
             if (const auto self = wayIn.hold()) {
                 self->updatesReported(location);
@@ -240,7 +240,7 @@ void GeoLocation::scheduleNextLook() {
     if (!next) {
         return;
     }
-    const double wait = std::clamp((*next - surroundings_.machine.clock->now()).count(), 0.0, kLongestWait);
+    const double wait = std::clamp((*next - surroundings_.clock.now()).count(), 0.0, kLongestWait);
     nextLook_ = later(std::chrono::milliseconds(static_cast<std::int64_t>(std::ceil(wait * 1000.0))),
                       [](GeoLocation& self) {
                           cancel(self.nextLook_);
@@ -251,14 +251,14 @@ void GeoLocation::scheduleNextLook() {
 }
 
 void GeoLocation::endWhatIsOver() {
-    for (const auto& identifier : regions_.removeExpired(surroundings_.machine.clock->now())) {
+    for (const auto& identifier : regions_.removeExpired(surroundings_.clock.now())) {
         TVRLog(surroundings_.log, "'%@' region monitoring has expired", identifier);
     }
 }
 
 std::shared_ptr<NSTimer> GeoLocation::later(std::chrono::milliseconds delay,
                                             void (*operation)(GeoLocation&)) {
-    return surroundings_.machine.runLoop->scheduleTimer(delay, [wayIn = wayIn_, operation] {
+    return surroundings_.runLoop->scheduleTimer(delay, [wayIn = wayIn_, operation] {
         if (const auto self = wayIn.hold()) {
             operation(*self);
         }

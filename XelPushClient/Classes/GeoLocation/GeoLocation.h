@@ -14,7 +14,9 @@
 #include "XelPushClient/Classes/GeoLocation/MonitoredRegions.h"
 #include "XelPushClient/Classes/GeoLocation/SingleLocationRequests.h"
 #include "XelPushClient/Classes/GeoLocation/TrackingSession.h"
-#include "XelPushClient/Platform/Machine.h"
+#include "XelPushClient/Platform/Clock.h"
+#include "XelPushClient/Platform/LocationSource.h"
+#include "XelPushClient/Platform/NSRunLoop.h"
 
 namespace xel {
 
@@ -37,7 +39,9 @@ class GeoLocation final : public CoreGeoLocation {
 public:
     struct Surroundings {
         const ClientLife& life;
-        const Machine& machine;
+        std::shared_ptr<NSRunLoop> runLoop;
+        const Clock& clock;
+        LocationSource& locationSource;
         NSUserDefaults& defaults;
         const LogOutput& log;
         GeoLocationObserver& observer;

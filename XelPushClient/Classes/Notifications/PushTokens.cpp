@@ -69,22 +69,22 @@ private:
 PushTokens::PushTokens(Surroundings surroundings)
     : surroundings_(surroundings),
       platformDelegate_(std::make_shared<PlatformDelegate>(surroundings.life.wayInto(*this))) {
-    surroundings_.machine.application->attachDelegate(platformDelegate_);
+    surroundings_.application.attachDelegate(platformDelegate_);
 }
 
 PushTokens::~PushTokens() = default;
 
 void PushTokens::registerForAPNsToken() {
-    const auto& machine = surroundings_.machine;
-    if (!isVersionLower(machine.device->systemVersion(), kFirstVersionWithAuthorization)) {
-        machine.notificationCenter->setDelegate(platformDelegate_);
-        machine.notificationCenter->requestAuthorizationWithOptions(
+    auto& application = surroundings_.application;
+    if (!isVersionLower(surroundings_.device.systemVersion(), kFirstVersionWithAuthorization)) {
+        surroundings_.notificationCenter.setDelegate(platformDelegate_);
+        surroundings_.notificationCenter.requestAuthorizationWithOptions(
             kPermissionOptions, [](bool /*granted*/, const std::optional<NSError>& /*error*/) {});
     }
-    if (machine.application->respondsToRegisterUserNotificationSettings()) {
-        machine.application->registerUserNotificationSettings({kSettingsTypes}, platformDelegate_);
+    if (application.respondsToRegisterUserNotificationSettings()) {
+        application.registerUserNotificationSettings({kSettingsTypes}, platformDelegate_);
     } else {
-        machine.application->registerForRemoteNotificationTypes(kSettingsTypes, platformDelegate_);
+        application.registerForRemoteNotificationTypes(kSettingsTypes, platformDelegate_);
     }
 }
 
@@ -161,7 +161,7 @@ void PushTokens::userNotificationCenterDidReceiveNotificationResponse(
 }
 
 bool PushTokens::isNotificationDenied() const {
-    return surroundings_.machine.application->currentUserNotificationSettings().types == 0;
+    return surroundings_.application.currentUserNotificationSettings().types == 0;
 }
 
 void resetBadge(UIApplication& application) {

@@ -8,6 +8,9 @@
 #include "XelPushClient/Classes/Core/EventFanout.h"
 #include "XelPushClient/Classes/Core/PushTokenState.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
+#include "XelPushClient/Platform/Device.h"
+#include "XelPushClient/Platform/UIApplication.h"
+#include "XelPushClient/Platform/UNUserNotificationCenter.h"
 
 namespace xel {
 
@@ -27,7 +30,9 @@ class PushTokens {
 public:
     struct Surroundings {
         const ClientLife& life;
-        const Machine& machine;
+        UIApplication& application;
+        UNUserNotificationCenter& notificationCenter;
+        const UIDevice& device;
         ClientSettings& settings;
         const LogOutput& log;
         EventFanout& fanout;

@@ -55,7 +55,7 @@ void RichNotifications::createCategoryNotificationWithActions(const std::optiona
         }
     }
     if (!category.actions.empty()) {
-        surroundings_.machine.notificationCenter->setNotificationCategories({std::move(category)});
+        surroundings_.notificationCenter.setNotificationCategories({std::move(category)});
     }
 }
 
@@ -65,22 +65,22 @@ void RichNotifications::downloadDataForUrlString(const std::string& url, const s
         return;
     }
     auto extension = extensionForFileName(fileExtensionForMediaType(mediaType));
-    surroundings_.machine.urlSession->downloadTaskWithURL(
+    surroundings_.urlSession.downloadTaskWithURL(
         url, [wayIn = wayIn_, extension = std::move(extension),
               handler = std::move(handler)](const Result<std::string>& temporaryFile) {
             const auto self = wayIn.hold();
             if (!self) {
                 return;
             }
-            const auto& [life, machine, log] = self->surroundings_;
+            const auto& surroundings = self->surroundings_;
             if (!temporaryFile) {
-                TVRLog(log, "%@", temporaryFile.error().localizedDescription());
+                TVRLog(surroundings.log, "%@", temporaryFile.error().localizedDescription());
                 handler(std::nullopt);
                 return;
             }
             const std::string file = temporaryFile.value() + extension;
             // A file that could not be moved is missed when it is attached, and that is logged.
-            (void)machine.files->moveItem(temporaryFile.value(), file);
+            (void)surroundings.files.moveItem(temporaryFile.value(), file);
             handler(file);
         });
 }
@@ -93,8 +93,7 @@ void RichNotifications::loadAttachmentForUrlString(const std::string& url, const
     // The inner handler runs only while this object is there.
     downloadDataForUrlString(
         url, mediaType, [this, handler = std::move(handler)](const std::optional<std::string>& file) {
-            const auto attachment =
-                surroundings_.machine.notificationCenter->attachmentWithIdentifier("", file);
+            const auto attachment = surroundings_.notificationCenter.attachmentWithIdentifier("", file);
             if (!attachment) {
                 TVRLog(surroundings_.log, "%@", attachment.error().localizedDescription());
                 handler(std::nullopt);
@@ -162,7 +161,7 @@ void RichNotifications::present(const LocalRichNotification& notification, std::
         return;
     }
     shownNumber_ = number;
-    surroundings_.machine.notificationCenter->addNotificationRequest(
+    surroundings_.notificationCenter.addNotificationRequest(
         {std::string(kLocalRichNotificationIdentifier), contentOf(notification)},
         [wayIn = wayIn_](const std::optional<NSError>& error) {
             const auto self = wayIn.hold();
@@ -189,7 +188,7 @@ UNNotificationContent RichNotifications::contentOf(const LocalRichNotification& 
     content.userInfo = notification.userInfo.value_or(Dictionary());
     content.categoryIdentifier = notification.category;
     if (notification.filePath) {
-        auto attachment = surroundings_.machine.notificationCenter->attachmentWithIdentifier(
+        auto attachment = surroundings_.notificationCenter.attachmentWithIdentifier(
             notification.category.value_or(""), notification.filePath);
         if (attachment) {
             content.attachments = {std::move(attachment).value()};
@@ -204,7 +203,7 @@ std::optional<std::string> RichNotifications::localized(const std::optional<std:
     if (!key) {
         return std::nullopt;
     }
-    return surroundings_.machine.strings->localizedUserNotificationStringForKey(*key);
+    return surroundings_.strings.localizedUserNotificationStringForKey(*key);
 }
 
 }  // namespace xel

@@ -10,7 +10,10 @@
 #include "XelPushClient/Classes/Core/HandlerBlocks.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
 #include "XelPushClient/Classes/Notifications/LocalNotifications.h"
-#include "XelPushClient/Platform/Machine.h"
+#include "XelPushClient/Platform/LocalizedStrings.h"
+#include "XelPushClient/Platform/NSFileManager.h"
+#include "XelPushClient/Platform/NSURLSession.h"
+#include "XelPushClient/Platform/UNUserNotificationCenter.h"
 
 namespace xel {
 
@@ -39,7 +42,10 @@ class RichNotifications final : public RichNotificationPresenter {
 public:
     struct Surroundings {
         const ClientLife& life;
-        const Machine& machine;
+        UNUserNotificationCenter& notificationCenter;
+        NSURLSession& urlSession;
+        NSFileManager& files;
+        LocalizedStrings& strings;
         const LogOutput& log;
     };
 

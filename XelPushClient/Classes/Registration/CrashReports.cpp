@@ -13,18 +13,8 @@ namespace {
 /// Crashes of one second that are told apart; more are not kept.
 constexpr int kMostFilesOfOneSecond = 100;
 
-/// What the report's way needs, all of it usable on the queue's thread, also when the client is gone.
-struct Outlet {
-    std::shared_ptr<Clock> clock;
-    std::shared_ptr<UIDevice> device;
-    std::shared_ptr<NSFileManager> files;
-    std::shared_ptr<HTTPTransport> http;
-    Endpoints endpoints;
-    std::string documentsDirectory;
-};
-
 /// No report is lost to another of the same second. A failure is not reported: there is nobody left to tell.
-void save(const Outlet& outlet, const std::string& text, Date created) {
+void save(const CrashReports::Outlet& outlet, const std::string& text, Date created) {
     const std::string date = describeDate(created);
     for (int number = 1; number <= kMostFilesOfOneSecond; ++number) {
         const std::string name = number == 1 ? date : formatted("%@-%d", date, number);
@@ -36,8 +26,8 @@ void save(const Outlet& outlet, const std::string& text, Date created) {
     }
 }
 
-std::shared_ptr<SLAFHTTPRequestOperation> operationFor(const Outlet& outlet, const IdentitySnapshot& identity,
-                                                       std::string text) {
+std::shared_ptr<SLAFHTTPRequestOperation> operationFor(const CrashReports::Outlet& outlet,
+                                                       const IdentitySnapshot& identity, std::string text) {
     const auto client = serviceHTTPClient(outlet.endpoints, identity.appId, outlet.http);
     auto request = client.requestWithMethod(
         "POST", formatted("crashReports?access_token=%@", identity.apiKey), std::nullopt);
@@ -48,23 +38,19 @@ std::shared_ptr<SLAFHTTPRequestOperation> operationFor(const Outlet& outlet, con
 }  // namespace
 
 CrashReports::CrashReports(Surroundings surroundings)
-    : surroundings_(surroundings), wayIn_(surroundings.life.wayInto(*this)) {}
+    : surroundings_(std::move(surroundings)), wayIn_(surroundings_.life.wayInto(*this)) {}
 
 void CrashReports::applicationCrashedWithUserInfo(const Dictionary& userInfo, CrashReportOptions options) {
-    const auto& machine = surroundings_.machine;
     CrashReport report;
     report.identity = surroundings_.settings.identitySnapshot();
     if (!report.identity.deviceId || !report.identity.appId || !report.identity.appVersion) {
         refuse();
         return;
     }
-    report.callStack = machine.threads->callStackSymbols();
+    report.callStack = surroundings_.threads.callStackSymbols();
     report.userInfo = userInfo;
-    Outlet outlet{machine.clock, machine.device,    machine.files,
-                  machine.http,  machine.endpoints, surroundings_.home.documentsDirectory};
-
     surroundings_.operationQueue->addOperationWithBlock(
-        [report = std::move(report), options, outlet = std::move(outlet), wayIn = wayIn_]() mutable {
+        [report = std::move(report), options, outlet = surroundings_.outlet, wayIn = wayIn_]() mutable {
             report.created = outlet.clock->now();
             report.osVersion = outlet.device->systemVersion();
             std::string text = crashReportText(report);
@@ -97,11 +83,11 @@ void CrashReports::refuse() {
                 "First Register Application and Use applicationCrashedWithUserInfo"));
         }
     };
-    const auto& runLoop = surroundings_.machine.runLoop;
-    if (runLoop->isCurrent()) {
+    auto& runLoop = surroundings_.runLoop;
+    if (runLoop.isCurrent()) {
         report();
     } else {
-        runLoop->post(report);  // the host's callbacks run on the loop only
+        runLoop.post(report);  // the host's callbacks run on the loop only
     }
 }
 

@@ -5,7 +5,14 @@
 #include "XelPushClient/Classes/Core/TVRLog.h"
 #include "XelPushClient/Classes/Models/OperationOptions.h"
 #include "XelPushClient/Classes/Registration/RegistrationState.h"
+#include "XelPushClient/Platform/Clock.h"
+#include "XelPushClient/Platform/Device.h"
+#include "XelPushClient/Platform/Endpoints.h"
+#include "XelPushClient/Platform/HTTPTransport.h"
+#include "XelPushClient/Platform/NSFileManager.h"
 #include "XelPushClient/Platform/NSOperationQueue.h"
+#include "XelPushClient/Platform/NSRunLoop.h"
+#include "XelPushClient/Platform/NSThread.h"
 
 namespace xel {
 
@@ -16,10 +23,20 @@ namespace xel {
 /// line or a refusal, needs the loop. Owner: the manager. Thread: any; the manager must outlive the call.
 class CrashReports {
 public:
+    /// What a report's way needs, all of it usable on the queue's thread, also when the client is gone.
+    struct Outlet {
+        std::shared_ptr<Clock> clock;
+        std::shared_ptr<UIDevice> device;
+        std::shared_ptr<NSFileManager> files;
+        std::shared_ptr<HTTPTransport> http;
+        Endpoints endpoints;
+        std::string documentsDirectory;
+    };
     struct Surroundings {
         const ClientLife& life;
-        const Machine& machine;
-        const Home& home;
+        NSRunLoop& runLoop;
+        NSThread& threads;
+        Outlet outlet;
         const ClientSettings& settings;
         const LogOutput& log;
         const std::shared_ptr<NSOperationQueue>& operationQueue;

@@ -176,7 +176,7 @@ bool Registration::registerDeviceToServer() {
     // The queue decides when the save starts; what it says of the client is read then, on the client's own
     // loop.
     surroundings_.operationQueue->addOperationWithBlock(
-        [runLoop = surroundings_.machine.runLoop, isStillTrue = whileIdentityLasts()] {
+        [runLoop = surroundings_.runLoop, isStillTrue = whileIdentityLasts()] {
             runLoop->post([isStillTrue] {
                 if (const auto self = isStillTrue()) {
                     self->saveInstallation();
@@ -242,7 +242,7 @@ void Registration::installationWasSaved(const std::optional<LBInstallation>& ins
 }
 
 void Registration::installationSaveFailed(const NSError& error) {
-    if (surroundings_.settings.deviceId() && saysInstallationIsUnknown(error, *surroundings_.machine.json)) {
+    if (surroundings_.settings.deviceId() && saysInstallationIsUnknown(error, surroundings_.json)) {
         TVRLog(surroundings_.log, "[%@]: registerDeviceToServer recover new deviceId ", kQueuedWork);
         surroundings_.observer.installationIsUnknown();
         registerDeviceToServer();

@@ -14,7 +14,9 @@
 #include "XelPushClient/Classes/Notifications/PushTokens.h"
 #include "XelPushClient/Classes/Registration/InstallationRecord.h"
 #include "XelPushClient/Classes/Registration/RegistrationState.h"
+#include "XelPushClient/Platform/NSJSONSerialization.h"
 #include "XelPushClient/Platform/NSOperationQueue.h"
+#include "XelPushClient/Platform/NSRunLoop.h"
 
 namespace xel {
 
@@ -44,7 +46,8 @@ class Registration final : public DeviceRegistration {
 public:
     struct Surroundings {
         const ClientLife& life;
-        const Machine& machine;
+        const std::shared_ptr<NSRunLoop>& runLoop;
+        NSJSONSerialization& json;
         ClientSettings& settings;
         const LogOutput& log;
         EventFanout& fanout;

@@ -1,6 +1,7 @@
 #include "XelPushClient/Classes/Registration/RestRequests.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "XelPushClient/Classes/Core/DictionarySerialization.h"
 #include "XelPushClient/Classes/Core/ServiceRequests.h"
@@ -18,12 +19,11 @@ std::string upperCase(std::string text) {
 
 }  // namespace
 
-RestRequests::RestRequests(const ClientLife& life, const Machine& machine, const ClientSettings& settings,
-                           const LogOutput& log)
-    : machine_(machine), settings_(settings), log_(log), wayIn_(life.wayInto(*this)) {}
+RestRequests::RestRequests(Surroundings surroundings)
+    : surroundings_(std::move(surroundings)), wayIn_(surroundings_.life.wayInto(*this)) {}
 
 void RestRequests::logAnswer(const Result<Value>& parsed) const {
-    TVRLog(log_, "Request response has contain : %@",
+    TVRLog(surroundings_.log, "Request response has contain : %@",
            parsed ? FormatArgument(parsed.value()) : FormatArgument(std::optional<std::string>()));
 }
 
@@ -31,14 +31,14 @@ void RestRequests::requestMethod(const std::optional<std::string>& method, const
                                  const std::optional<Dictionary>& parameters, Success success,
                                  const Failure& failure) {
     if (!method || method->empty()) {
-        TVRLog(log_, "Method name should have value.");
+        TVRLog(surroundings_.log, "Method name should have value.");
         return;
     }
     const std::string name = upperCase(*method);
     const bool hasJSONBody = parameters && name == "POST";
     std::optional<std::string> body;
     if (hasJSONBody) {
-        body = serializeToDict(parameters, log_);
+        body = serializeToDict(parameters, surroundings_.log);
         if (!body) {
             if (failure) {
                 failure(generateInvalidParameterErrorWithMessage(
@@ -47,7 +47,8 @@ void RestRequests::requestMethod(const std::optional<std::string>& method, const
             return;
         }
     }
-    const auto client = serviceHTTPClient(machine_.endpoints, settings_.appId(), machine_.http);
+    const auto client =
+        serviceHTTPClient(surroundings_.endpoints, surroundings_.settings.appId(), surroundings_.http);
     auto request = client.requestWithMethod(name, path, hasJSONBody ? std::nullopt : parameters);
     if (body) {
         setJSONBody(request, std::move(*body));
@@ -55,7 +56,7 @@ void RestRequests::requestMethod(const std::optional<std::string>& method, const
 
     const auto operation = client.operationWithRequest(std::move(request));
     operation->setCompletionBlock(
-        [wayIn = wayIn_, json = machine_.json, success = std::move(success),
+        [wayIn = wayIn_, json = surroundings_.json, success = std::move(success),
          failure](const HTTPResponse& response) {
             const auto parsed = json->JSONObjectWithData(response.body);
             if (const auto self = wayIn.hold()) {
@@ -69,7 +70,7 @@ void RestRequests::requestMethod(const std::optional<std::string>& method, const
         },
         [wayIn = wayIn_, failure](const NSError& error) {
             if (const auto self = wayIn.hold()) {
-                TVRLog(self->log_, "Request reponse Error %@", error.localizedDescription());
+                TVRLog(self->surroundings_.log, "Request reponse Error %@", error.localizedDescription());
             }
             if (failure) {
                 failure(error);

@@ -8,7 +8,9 @@
 #include "XelPushClient/Classes/Core/ClientLife.h"
 #include "XelPushClient/Classes/Core/ClientSettings.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
-#include "XelPushClient/Platform/Machine.h"
+#include "XelPushClient/Platform/Endpoints.h"
+#include "XelPushClient/Platform/HTTPTransport.h"
+#include "XelPushClient/Platform/NSJSONSerialization.h"
 
 namespace xel {
 
@@ -21,8 +23,16 @@ public:
     using Success = std::function<void(const Value& response)>;
     using Failure = std::function<void(const NSError& error)>;
 
-    RestRequests(const ClientLife& life, const Machine& machine, const ClientSettings& settings,
-                 const LogOutput& log);
+    struct Surroundings {
+        const ClientLife& life;
+        const Endpoints& endpoints;
+        std::shared_ptr<HTTPTransport> http;
+        std::shared_ptr<NSJSONSerialization> json;
+        const ClientSettings& settings;
+        const LogOutput& log;
+    };
+
+    explicit RestRequests(Surroundings surroundings);
 
     /// Sends one request, always by https. The path is relative to the environment's base URL and carries its
     /// own query. Parameters of a POST become a JSON body, those of a GET the query. Success gets the parsed
@@ -36,9 +46,7 @@ public:
 private:
     void logAnswer(const Result<Value>& parsed) const;
 
-    const Machine& machine_;
-    const ClientSettings& settings_;
-    const LogOutput& log_;
+    Surroundings surroundings_;
     /// Completions come in by it to log, so only while the client is there.
     ClientLife::WayInto<RestRequests> wayIn_;
 };

@@ -20,11 +20,16 @@ TEST_F(ClientSettingsTest, StartEmpty) {
 }
 
 TEST_F(ClientSettingsTest, AreNotMadeForABackendToWhichTheKeyWouldGoUnencrypted) {
-    Machine ports = machine_.machine();
-    ports.endpoints.kLoopBackSSLAddress = "http://%@/api";
-    EXPECT_THROW(ClientSettings(ports, home_, rooms_->coordinator), std::invalid_argument);
-    ports.endpoints.kLoopBackSSLAddress = "https://%@/api";
-    EXPECT_NO_THROW(ClientSettings(ports, home_, rooms_->coordinator));
+    Endpoints endpoints;
+    const auto make = [&] {
+        ClientSettings(
+            {endpoints, *machine_.clock, *machine_.bundle, machine_.http, machine_.json, *home_.defaults},
+            rooms_->coordinator);
+    };
+    endpoints.kLoopBackSSLAddress = "http://%@/api";
+    EXPECT_THROW(make(), std::invalid_argument);
+    endpoints.kLoopBackSSLAddress = "https://%@/api";
+    EXPECT_NO_THROW(make());
 }
 
 TEST_F(ClientSettingsTest, PersistBothIdsAtOnce) {

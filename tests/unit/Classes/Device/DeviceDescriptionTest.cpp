@@ -1,6 +1,14 @@
+#include <memory>
 #include <set>
+#include <string>
+#include <vector>
 
-#include "tests/unit/Classes/Support/RoomsTest.h"
+#include <gtest/gtest.h>
+
+#include "XelPushClient/Classes/Device/DeviceDescription.h"
+#include "XelPushClient/Testing/FakeDevice.h"
+#include "XelPushClient/Testing/FakeReachability.h"
+#include "XelPushClient/Testing/FakeRunLoop.h"
 
 namespace xel {
 namespace {
@@ -53,7 +61,12 @@ const std::vector<NamedModels>& publishedModels() {
     return models;
 }
 
-using DeviceDescriptionTest = RoomsTest;
+class DeviceDescriptionTest : public testing::Test {
+protected:
+    FakeDevice device_;
+    FakeReachabilityFactory reachability_{std::make_shared<FakeRunLoop>()};
+    DeviceDescription description_{device_, reachability_};
+};
 
 TEST_F(DeviceDescriptionTest, KnowsEveryPublishedModelByItsName) {
     std::size_t rows = 0;
@@ -73,27 +86,27 @@ TEST_F(DeviceDescriptionTest, KnowsEveryPublishedModelByItsName) {
 }
 
 TEST_F(DeviceDescriptionTest, ReportsAnUnknownModelByItsIdentifier) {
-    machine_.device->setMachineIdentifier("iPhone99,1");
-    EXPECT_EQ(rooms_->device.deviceModel(), "iPhone99,1");
-    machine_.device->setMachineIdentifier("");
-    EXPECT_EQ(rooms_->device.deviceModel(), "");
+    device_.setMachineIdentifier("iPhone99,1");
+    EXPECT_EQ(description_.deviceModel(), "iPhone99,1");
+    device_.setMachineIdentifier("");
+    EXPECT_EQ(description_.deviceModel(), "");
 }
 
 TEST_F(DeviceDescriptionTest, NamesTheMachinesModel) {
-    EXPECT_EQ(rooms_->device.deviceModel(), "Simulator");
-    machine_.device->setMachineIdentifier("iPod7,1");
-    EXPECT_EQ(rooms_->device.deviceModel(), "iPod Touch (6nd gen)");
+    EXPECT_EQ(description_.deviceModel(), "Simulator");
+    device_.setMachineIdentifier("iPod7,1");
+    EXPECT_EQ(description_.deviceModel(), "iPod Touch (6nd gen)");
 }
 
 TEST_F(DeviceDescriptionTest, PassesTheSystemVersionOn) {
-    machine_.device->setSystemVersion("12.4 (beta)");
-    EXPECT_EQ(rooms_->device.deviceOsVersion(), "12.4 (beta)");
+    device_.setSystemVersion("12.4 (beta)");
+    EXPECT_EQ(description_.deviceOsVersion(), "12.4 (beta)");
 }
 
 TEST_F(DeviceDescriptionTest, AsksForTheNetworkOfTheMoment) {
-    EXPECT_EQ(rooms_->device.getConnectionType(), PushClientServerReachabilityWifiNetworkType);
-    machine_.reachability->setNetwork(true, PushClientServerReachabilityCelluarNetworkType);
-    EXPECT_EQ(rooms_->device.getConnectionType(), PushClientServerReachabilityCelluarNetworkType);
+    EXPECT_EQ(description_.getConnectionType(), PushClientServerReachabilityWifiNetworkType);
+    reachability_.setNetwork(true, PushClientServerReachabilityCelluarNetworkType);
+    EXPECT_EQ(description_.getConnectionType(), PushClientServerReachabilityCelluarNetworkType);
 }
 
 TEST_F(DeviceDescriptionTest, HasNoStatusBarToAsk) {

@@ -55,7 +55,8 @@ protected:
         log_ = std::make_unique<LogOutput>(*home_.defaults, *machine_.logSink);
         life_ = ClientLife();
         location_ = std::make_shared<GeoLocation>(
-            GeoLocation::Surroundings{life_, ports_, *home_.defaults, *log_, observer_});
+            GeoLocation::Surroundings{life_, machine_.runLoop, *machine_.clock, *machine_.locationSource,
+                                      *home_.defaults, *log_, observer_});
         life_.begin(location_);
         location_->resumeMonitoring();
     }
@@ -96,7 +97,6 @@ protected:
     [[nodiscard]] std::size_t running() const { return machine_.locationSource->runningCount(); }
 
     FakeMachine machine_;
-    Machine ports_ = machine_.machine();
     RecordingGeoObserver observer_;
     Home home_;
     std::unique_ptr<LogOutput> log_;
