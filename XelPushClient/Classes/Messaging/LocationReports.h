@@ -8,6 +8,7 @@
 #include "XelPushClient/Classes/GeoLocation/GeoLocation.h"
 #include "XelPushClient/Classes/Messaging/Publisher.h"
 #include "XelPushClient/Classes/Models/OperationOptions.h"
+#include "XelPushClient/Platform/UIApplication.h"
 
 namespace xel {
 

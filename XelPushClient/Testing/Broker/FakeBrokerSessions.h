@@ -73,6 +73,7 @@ public:
 
     void setMostInFlight(std::size_t most) { mostInFlight_ = most; }
 
+    /// A session that was opened, and whether it was one that the broker had kept.
     struct Opened {
         std::shared_ptr<FakeBrokerSession> session;
         bool wasThere = false;

@@ -186,17 +186,15 @@ TEST_F(GeoClueLocationSourceTest, CarriesARoomThatTracksAndWatches) {
     };
 
     RealGeoClue service;
-    Machine machine;
-    machine.runLoop = loop_;
-    machine.clock = std::make_shared<SystemClock>();
-    machine.locationSource = sourceOn(service.busAddress());
+    const SystemClock clock;
+    const auto source = sourceOn(service.busAddress());
     const auto defaults = InMemoryUserDefaults::open(std::make_shared<FakeDisk>()).value();
     RecordingLogSink sink;
     const LogOutput log(*defaults, sink);
     Observer observer;
     ClientLife life;
-    const auto client =
-        std::make_shared<GeoLocation>(GeoLocation::Surroundings{life, machine, *defaults, log, observer});
+    const auto client = std::make_shared<GeoLocation>(
+        GeoLocation::Surroundings{life, loop_, clock, *source, *defaults, log, observer});
     life.begin(client);
     GeoLocation& room = *client;
 
