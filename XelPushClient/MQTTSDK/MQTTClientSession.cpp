@@ -74,12 +74,15 @@ void MQTTClientSession::connectToHost(std::string_view host, std::uint16_t port,
     }
 }
 
-void MQTTClientSession::close() {
+void MQTTClientSession::close(CloseEnded ended) {
     if (!connection_) {
+        if (ended) {
+            runLoop_.post([ended = std::move(ended)] { ended(true); });
+        }
         return;
     }
     status_ = MQTTSessionStatus::Disconnecting;
-    std::exchange(connection_, nullptr)->closeInOrder();
+    std::exchange(connection_, nullptr)->closeInOrder(std::move(ended));
     traffic_.connectionDidEnd(false, clock_->steadyNow());
     status_ = MQTTSessionStatus::Closed;
     report(MQTTSessionEvent::ConnectionClosed);

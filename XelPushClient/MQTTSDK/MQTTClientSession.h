@@ -47,7 +47,7 @@ public:
     [[nodiscard]] MQTTSessionStatus status() const override { return status_; }
 
     void connectToHost(std::string_view host, std::uint16_t port, bool usingSSL) override;
-    void close() override;
+    void close(CloseEnded ended = nullptr) override;
 
     MQTTSubscribeOutcome subscribeToTopic(std::string_view topic, int qos) override;
     MQTTSubscribeOutcome subscribeToTopics(const TopicTable& topics) override;

@@ -49,11 +49,13 @@ void MQTTConnection::refuseLater(NSError error) {
     });
 }
 
-void MQTTConnection::closeInOrder() {
+void MQTTConnection::closeInOrder(ByteStream::Ended ended) {
     if (phase_ == Phase::Open) {
         engine_.disconnect();
         stream_->write(engine_.output());
-        stream_->closeAfterWriting();
+        stream_->closeAfterWriting(std::move(ended));
+    } else if (ended) {
+        runLoop_.post([ended = std::move(ended)] { ended(true); });
     }
     detach();
 }
@@ -277,7 +279,7 @@ void MQTTConnection::end(MQTTSessionEvent event, const NSError& error) {
     }
     if (event == MQTTSessionEvent::ProtocolError) {
         // The acknowledgements of what came before may still be on their way out.
-        stream_->closeAfterWriting();
+        stream_->closeAfterWriting(nullptr);
     }
     detach();
     anchor_->session->connectionDidEnd(event, error);

@@ -44,8 +44,9 @@ public:
     /// Ends an attempt that is not to be made, as a broker's refusal would.
     void refuseLater(NSError error);
 
-    /// Writes what is still to be written and DISCONNECT, and ends the connection. Tells nobody.
-    void closeInOrder();
+    /// Writes what is still to be written and DISCONNECT, and ends the connection. Tells the session nothing;
+    /// `ended`, unless it is empty, is called as the stream says.
+    void closeInOrder(ByteStream::Ended ended);
 
     [[nodiscard]] bool isConnected() const { return phase_ != Phase::Over && engine_.isConnected(); }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -47,8 +48,9 @@ public:
 /// loop: server name indication, TLS 1.2 at least, certificate and host name verified against the trust
 /// store. `write` keeps order and never blocks; what is written in one run-loop pass may leave in one
 /// packet. `closeAfterWriting` stops all callbacks at once and lets the stream linger by itself, a few
-/// seconds at most, until everything written has left. Dropping the stream ends it at once; no callback
-/// follows. Thread: its run loop.
+/// seconds at most, until everything written has left and the peer has ended its side. `ended`, which may
+/// be empty, is called once then, on the run loop and never inside the call: true when everything has
+/// left. Dropping the stream ends it at once; no callback follows. Thread: its run loop.
 class ByteStream {
 public:
     virtual ~ByteStream() = default;
@@ -64,7 +66,8 @@ public:
     /// gather it first, and plan for the end of the pass a second time.
     [[nodiscard]] virtual bool gathersWrites() const { return false; }
 
-    virtual void closeAfterWriting() = 0;
+    using Ended = std::function<void(bool everythingWasSent)>;
+    virtual void closeAfterWriting(Ended ended) = 0;
 
     /// What the stream is waiting for, as it reads in the error of a time-out: "the look-up of the name
     /// push.example has not been answered". Empty: nothing, or not known.

@@ -164,10 +164,14 @@ public:
     /// Connected.
     virtual void connectToHost(std::string_view host, std::uint16_t port, bool usingSSL) = 0;
 
+    /// Called once, later, on the session's run loop, also when the session was dropped meanwhile or there
+    /// was nothing to close. True when everything written has left, DISCONNECT too.
+    using CloseEnded = std::function<void(bool everythingWasSent)>;
+
     /// Ends the connection in order (DISCONNECT is still written) and reports ConnectionClosed once,
     /// before it returns. Reports nothing when there was no connection and no attempt. Dropping an open
-    /// session does the same.
-    virtual void close() = 0;
+    /// session does the same. `ended` may be empty.
+    virtual void close(CloseEnded ended = nullptr) = 0;
 
     /// Subscribes to one topic with a SUBSCRIBE of its own, or to all topics of the table, in its order,
     /// with one SUBSCRIBE. Of tables that leave together only those are written which no later one

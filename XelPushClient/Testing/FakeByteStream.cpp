@@ -1,6 +1,9 @@
 #include "XelPushClient/Testing/FakeByteStream.h"
 
 #include <stdexcept>
+#include <utility>
+
+#include "XelPushClient/Platform/NSRunLoop.h"
 
 namespace xel {
 
@@ -37,10 +40,13 @@ void FakeByteStream::write(std::string_view octets) {
     }
 }
 
-void FakeByteStream::closeAfterWriting() {
+void FakeByteStream::closeAfterWriting(Ended ended) {
     if (connection_ && !isClosed_) {
         isClosed_ = true;
         connection_->closeFromClientSide(true);
+    }
+    if (ended) {
+        runLoop_.post([ended = std::move(ended)] { ended(true); });
     }
 }
 

@@ -24,7 +24,7 @@ public:
     void open(std::string_view host, std::uint16_t port, bool usingTLS) override;
     void receive() override;
     void write(std::string_view octets) override;
-    void closeAfterWriting() override;
+    void closeAfterWriting(Ended ended) override;
     [[nodiscard]] std::string describeProgress() const override;
 
 private:

@@ -45,15 +45,20 @@ public:
     }
     void receive() override { wantsOctets_ = true; }
     void write(std::string_view octets) override { outgoing_ += octets; }
-    void closeAfterWriting() override {
+    void closeAfterWriting(Ended ended) override {
         life_.reset();
         const int descriptor = release();
-        std::thread([descriptor, rest = isOpen_ ? std::move(outgoing_) : std::string()] {
+        std::thread([descriptor, loop = loop_, ended = std::move(ended),
+                     rest = isOpen_ ? std::move(outgoing_) : std::string()] {
             const timeval patience{3, 0};
             ::setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof(patience));
             ::fcntl(descriptor, F_SETFL, 0);  // from here on a send may block
-            (void)::send(descriptor, rest.data(), rest.size(), MSG_NOSIGNAL);
+            const ssize_t sent = ::send(descriptor, rest.data(), rest.size(), MSG_NOSIGNAL);
             ::close(descriptor);
+            if (ended) {
+                const bool isAll = sent >= 0 && static_cast<std::size_t>(sent) == rest.size();
+                loop->post([ended, isAll] { ended(isAll); });
+            }
         }).detach();
     }
 

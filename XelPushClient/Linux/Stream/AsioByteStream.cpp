@@ -25,7 +25,7 @@ public:
     void receive() override { connection_->receive(); }
     void write(std::string_view octets) override { connection_->write(octets); }
     [[nodiscard]] bool gathersWrites() const override { return true; }
-    void closeAfterWriting() override { connection_->closeAfterWriting(); }
+    void closeAfterWriting(Ended ended) override { connection_->closeAfterWriting(std::move(ended)); }
     [[nodiscard]] std::string describeProgress() const override { return connection_->describeProgress(); }
 
 private:

@@ -189,6 +189,7 @@ void AsioStreamConnection::end() {
         opening_->cancel();
         opening_.reset();
     }
+    const bool everythingWasSent = !stream_.writer || stream_.writer->hasSentEverything();
     if (stream_.socket) {
         stream_.writer->stop();
         stream_.socket->end();
@@ -196,6 +197,9 @@ void AsioStreamConnection::end() {
     if (deadline_) {
         deadline_->invalidate();
         deadline_.reset();
+    }
+    if (const auto core = core_.lock(); core && ended_) {
+        core->post([ended = std::exchange(ended_, nullptr), everythingWasSent] { ended(everythingWasSent); });
     }
 }
 
@@ -214,8 +218,9 @@ void AsioStreamConnection::write(std::string_view octets) {
     }
 }
 
-void AsioStreamConnection::closeAfterWriting() {
+void AsioStreamConnection::closeAfterWriting(ByteStream::Ended ended) {
     observer_ = nullptr;
+    ended_ = std::move(ended);
     if (phase_ != Phase::Open || stream_.writer->failure()) {
         end();
         return;

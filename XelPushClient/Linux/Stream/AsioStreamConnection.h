@@ -31,7 +31,7 @@ public:
     void open(std::string_view host, std::uint16_t port, bool usingTLS);
     void receive();
     void write(std::string_view octets);
-    void closeAfterWriting();
+    void closeAfterWriting(ByteStream::Ended ended);
 
     [[nodiscard]] std::string describeProgress() const;
 
@@ -75,6 +75,7 @@ private:
     bool isReceiveWanted_ = false;
     bool isReading_ = false;
     bool isDelivering_ = false;
+    ByteStream::Ended ended_;
 };
 
 }  // namespace xel

@@ -51,6 +51,8 @@ public:
 
     /// Why nothing can be written any more.
     [[nodiscard]] const std::optional<NSError>& failure() const { return failure_; }
+    /// Whether the network has taken all that was written.
+    [[nodiscard]] bool hasSentEverything() const { return !failure_ && plain_.empty() && outgoing_.empty(); }
 
     void passDidEnd() noexcept override;
 

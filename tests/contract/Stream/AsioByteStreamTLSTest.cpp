@@ -186,9 +186,10 @@ TEST_F(AsioByteStreamTLSTest, LetsWhatWasWrittenLeaveAfterClosing) {
     open({.certificate = authority_.issue()});
     const std::string last(2'000'000, 'y');
     stream_->write(last);
-    stream_->closeAfterWriting();
+    bool isOver = false;
+    stream_->closeAfterWriting([&](bool everythingWasSent) { isOver = everythingWasSent; });
     stream_.reset();
-    EXPECT_TRUE(loopback_->runUntil([this] { return loopback_->peer().sawEnd(); }));
+    EXPECT_TRUE(loopback_->runUntil([&] { return isOver && loopback_->peer().sawEnd(); }));
     EXPECT_EQ(loopback_->peer().received().size(), last.size());
 }
 

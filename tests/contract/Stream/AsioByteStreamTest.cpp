@@ -1,6 +1,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -53,7 +54,7 @@ TEST_F(AsioByteStreamTest, LingersOverAWriteThatTheSocketDoesNotTakeAtOnce) {
     loopback_.peer().setReading(false);
     const std::string much(20'000'000, 'z');
     stream_->write(much);
-    stream_->closeAfterWriting();
+    stream_->closeAfterWriting(nullptr);
     stream_.reset();
     loopback_.runForAWhile();
     loopback_.peer().setReading(true);
@@ -69,10 +70,12 @@ TEST_F(AsioByteStreamTest, LingersNoLongerThanItMay) {
         loopback_.runUntil([this] { return observer_.opened > 0 && loopback_.peer().isConnected(); }));
     loopback_.peer().setReading(false);
     stream_->write(std::string(20'000'000, 'z'));
-    stream_->closeAfterWriting();
+    std::vector<bool> ends;
+    stream_->closeAfterWriting([&](bool everythingWasSent) { ends.push_back(everythingWasSent); });
     loopback_.runForAWhile();
     loopback_.peer().setReading(true);
-    EXPECT_TRUE(loopback_.runUntil([&] { return loopback_.peer().sawEnd(); }));
+    EXPECT_TRUE(loopback_.runUntil([&] { return !ends.empty() && loopback_.peer().sawEnd(); }));
+    EXPECT_EQ(ends, std::vector<bool>{false});
     EXPECT_LT(loopback_.peer().received().size(), 20'000'000U);
 }
 

@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -165,20 +166,28 @@ TYPED_TEST_P(ByteStreamContract, LetsWhatWasWrittenLeaveAfterClosing) {
     this->stream_->receive();
     const std::string last(100'000, 'y');
     this->stream_->write(last);
-    this->stream_->closeAfterWriting();
+    std::vector<bool> ends;
+    this->stream_->closeAfterWriting([&](bool everythingWasSent) {
+        EXPECT_TRUE(this->subject_.loop().isCurrent());
+        ends.push_back(everythingWasSent);
+    });
+    EXPECT_TRUE(ends.empty()) << "never inside the call";
     this->subject_.peerSend("too late");
     EXPECT_TRUE(this->subject_.runUntil([this] { return this->subject_.peerSawEnd(); }));
+    EXPECT_TRUE(this->subject_.runUntil([&] { return !ends.empty(); }));
     EXPECT_EQ(this->subject_.peerReceived().size(), last.size());
     this->subject_.runForAWhile();
     EXPECT_EQ(this->observer_.callbackCount(), 1) << "only that it was open";
+    EXPECT_EQ(ends, std::vector<bool>{true});
 }
 
 TYPED_TEST_P(ByteStreamContract, LetsWhatWasWrittenLeaveThoughTheStreamIsDroppedAfterClosing) {
     this->openToPeer();
     this->stream_->write("farewell");
-    this->stream_->closeAfterWriting();
+    bool isOver = false;
+    this->stream_->closeAfterWriting([&](bool everythingWasSent) { isOver = everythingWasSent; });
     this->stream_.reset();
-    EXPECT_TRUE(this->subject_.runUntil([this] { return this->subject_.peerSawEnd(); }));
+    EXPECT_TRUE(this->subject_.runUntil([&] { return isOver && this->subject_.peerSawEnd(); }));
     EXPECT_EQ(this->subject_.peerReceived(), "farewell");
 }
 
@@ -199,7 +208,9 @@ TYPED_TEST_P(ByteStreamContract, IsSilentWhenDroppedOrClosedWhileOpening) {
     EXPECT_EQ(this->observer_.callbackCount(), 0);
     const auto second = this->subject_.factory().makeStream(this->subject_.loop(), this->observer_);
     second->open(this->subject_.host(), this->subject_.closedPort(), false);
-    second->closeAfterWriting();
+    bool isOver = false;
+    second->closeAfterWriting([&](bool) { isOver = true; });
+    EXPECT_TRUE(this->subject_.runUntil([&] { return isOver; })) << "there was nothing to write";
     this->subject_.runForAWhile();
     EXPECT_EQ(this->observer_.callbackCount(), 0);
 }

@@ -166,6 +166,31 @@ TEST_F(SessionConnection, StillWritesWhatCameBeforeTheClosing) {
     EXPECT_EQ(takeWritten(), (Lines{"UNSUBSCRIBE #1 a", "PUBLISH t x q0", "DISCONNECT", "|"}));
 }
 
+TEST_F(SessionConnection, TellsWhenAClosingHasEndedAlsoWhenItIsDropped) {
+    std::vector<bool> ends;
+    const auto ended = [&](bool everythingWasSent) { ends.push_back(everythingWasSent); };
+    connectQuietly();
+    session->close(ended);
+    session.reset();
+    EXPECT_TRUE(ends.empty()) << "never inside the call";
+    run();
+    EXPECT_EQ(ends, std::vector<bool>{true});
+    EXPECT_EQ(takeWritten(), (Lines{"DISCONNECT", "|"}));
+}
+
+TEST_F(SessionConnection, TellsTheEndOfTheClosingOfAnAttemptAndOfNothing) {
+    int ends = 0;
+    const auto ended = [&](bool everythingWasSent) { ends += everythingWasSent ? 1 : 100; };
+    session->close(ended);
+    EXPECT_EQ(ends, 0);
+    run();
+    EXPECT_EQ(ends, 1);
+    session->connectToHost("broker.example", 1880, false);
+    session->close(ended);
+    run();
+    EXPECT_EQ(ends, 2);
+}
+
 TEST_F(SessionConnection, ReportsTheClosingOfAnAttempt) {
     session->connectToHost("broker.example", 1880, false);
     session->close();

@@ -52,7 +52,7 @@ private:
             stream_->write(octets);
         }
         [[nodiscard]] bool gathersWrites() const override { return streams_.gathers; }
-        void closeAfterWriting() override { stream_->closeAfterWriting(); }
+        void closeAfterWriting(Ended ended) override { stream_->closeAfterWriting(std::move(ended)); }
         [[nodiscard]] std::string describeProgress() const override { return stream_->describeProgress(); }
 
     private:

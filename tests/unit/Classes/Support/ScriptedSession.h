@@ -44,8 +44,9 @@ public:
                         (usingSSL ? " TLS" : " plain"));
         currentStatus = MQTTSessionStatus::Connecting;
     }
-    void close() override {
+    void close(CloseEnded ended = nullptr) override {
         calls.emplace_back("close");
+        closeEnded = std::move(ended);
         const bool wasOpen =
             currentStatus == MQTTSessionStatus::Connecting || currentStatus == MQTTSessionStatus::Connected;
         if (wasOpen) {
@@ -110,6 +111,8 @@ public:
     MQTTSessionDelegate* delegate = nullptr;
     MQTTSessionStatus currentStatus = MQTTSessionStatus::Created;
     std::vector<std::string> calls;
+    /// What the last `close` is to call when it has come to its end.
+    CloseEnded closeEnded;
     std::uint16_t lastPacketId = 0;
     /// What was asked for, also while it is refused.
     std::vector<Publication> publications;
