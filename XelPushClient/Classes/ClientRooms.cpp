@@ -18,7 +18,7 @@ ClientRooms::ClientRooms(NSObject& manager, Machine machineToUse, Home homeToUse
     : owner(machineToUse.runLoop),
       machine(std::move(machineToUse)),
       home(std::move(homeToUse)),
-      log(*home.defaults, *machine.logSink),
+      log(*home.defaults, *machine.logSink, home.writesLog),
       coordinator(*this),
       settings(
           {machine.endpoints, *machine.clock, *machine.bundle, machine.http, machine.json, *home.defaults},
@@ -27,16 +27,19 @@ ClientRooms::ClientRooms(NSObject& manager, Machine machineToUse, Home homeToUse
       device(*machine.device, *machine.reachability),
       registrationState(settings, lastFailure, fanout, log),
       traffic({life, settings, *machine.json, *machine.clock, log, fanout, connection, subscribedTopics,
-               subscriptionRequests, subscriptionAnswers, messageIds, remoteConfiguration, delivery}),
+               subscriptionRequests, subscriptionAnswers, messageIds, remoteConfiguration, delivery,
+               home.diagnostics}),
       locationReports(
           {settings, *home.defaults, *machine.clock, log, location, publisher, record, localNotifications}),
       record(settings, channels, device, token),
       registration({life, machine.runLoop, *machine.json, settings, log, fanout, session, state, lifecycle,
                     channels, tokens, token, record, operationQueue, registrationState, coordinator}),
-      session({settings, *machine.sessions, *machine.runLoop, *home.sessionMemory, log, traffic}),
+      diagnostics(home.diagnostics, machine.clock),
+      session(
+          {settings, *machine.sessions, *machine.runLoop, *home.sessionMemory, log, traffic, diagnostics}),
       state(fanout),
       connection({life, settings, lastFailure, machine.endpoints, *machine.runLoop, *machine.application, log,
-                  session, state, coordinator}),
+                  session, state, coordinator, diagnostics}),
       deferred(life, machine.runLoop, home.notificationCenter, log, state),
       lifecycle({life, *machine.runLoop, *machine.application, *machine.reachability, home.notificationCenter,
                  log, fanout, coordinator}),
@@ -50,7 +53,7 @@ ClientRooms::ClientRooms(NSObject& manager, Machine machineToUse, Home homeToUse
       location({life, machine.runLoop, *machine.clock, *machine.locationSource, *home.defaults, log,
                 locationReports}),
       remoteConfiguration(location, log),
-      publisher({life, session, deferred, settings, fanout, *machine.clock, log}),
+      publisher({life, session, deferred, settings, fanout, *machine.clock, log, home.diagnostics}),
       tokens({life, *machine.application, *machine.notificationCenter, *machine.device, settings, log, fanout,
               token, registration}),
       richNotifications(
@@ -68,7 +71,9 @@ ClientRooms::ClientRooms(NSObject& manager, Machine machineToUse, Home homeToUse
                     settings,
                     log,
                     operationQueue,
-                    registrationState}) {}
+                    registrationState,
+                    *machine.json,
+                    home.diagnostics}) {}
 
 void ClientRooms::makeQueues() {
     operationQueue = machine.operationQueues->makeOperationQueue(

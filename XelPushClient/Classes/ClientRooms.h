@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "XelPushClient/Classes/Broker/BrokerConnection.h"
+#include "XelPushClient/Classes/Broker/ConnectionDiagnostics.h"
 #include "XelPushClient/Classes/Broker/DeferredWork.h"
 #include "XelPushClient/Classes/Broker/LifecycleMonitor.h"
 #include "XelPushClient/Classes/ClientCoordinator.h"
@@ -77,6 +78,7 @@ struct ClientRooms {
     InstallationRecord record;
     Registration registration;
 
+    ConnectionDiagnostics diagnostics;
     BrokerSession session;
     BrokerConnectionState state;
     BrokerConnection connection;

@@ -1,5 +1,8 @@
 #include "XelPushClient/Classes/Broker/BrokerConnection.h"
 
+#include <utility>
+
+#include "XelPushClient/Classes/Broker/ConnectionDiagnostics.h"
 #include "XelPushClient/Classes/Core/ServiceAddresses.h"
 
 namespace xel {
@@ -72,13 +75,17 @@ void BrokerConnection::beginAttempt(std::uint64_t generation) {
     const auto& settings = surroundings_.settings;
     const auto address =
         brokerAddress(surroundings_.endpoints, settings.appId(), settings.usingSSLConnection());
+    surroundings_.diagnostics.attemptWillStart(address.host, address.port, settings.usingSSLConnection());
     made->connectToHost(address.host, address.port, settings.usingSSLConnection());
 }
 
 void BrokerConnection::disconnectFromServer() {
     TVRLog(surroundings_.log, "[%@]: Disconnect Request... ", kDisconnectFromServer);
+    auto ended = surroundings_.diagnostics.willDisconnect();
     if (const auto session = surroundings_.session.current()) {
-        session->close();
+        session->close(std::move(ended));
+    } else if (ended) {
+        surroundings_.runLoop.post([ended = std::move(ended)] { ended(true); });
     }
     reconnects_.cancel();
 }
@@ -89,12 +96,13 @@ void BrokerConnection::handleEvent(MQTTSessionEvent event, const std::optional<N
         case MQTTSessionEvent::ConnectionRefused:
         case MQTTSessionEvent::ConnectionError:
         case MQTTSessionEvent::ProtocolError:
-        case MQTTSessionEvent::ConnectionClosedByBroker: handleError(error); return;
+        case MQTTSessionEvent::ConnectionClosedByBroker: handleError(event, error); return;
         case MQTTSessionEvent::ConnectionClosed: handleClosed(); return;
     }
 }
 
 void BrokerConnection::handleConnected() {
+    surroundings_.diagnostics.didConnect();
     auto& session = surroundings_.session;
     surroundings_.state.assignThen(PushClientServerConnectedState, [&, generation = session.generation()] {
         if (generation == session.generation() && surroundings_.state.isConnected()) {
@@ -103,7 +111,8 @@ void BrokerConnection::handleConnected() {
     });
 }
 
-void BrokerConnection::handleError(const std::optional<NSError>& error) {
+void BrokerConnection::handleError(MQTTSessionEvent event, const std::optional<NSError>& error) {
+    surroundings_.diagnostics.didFail(event, error);
     TVRLog(surroundings_.log, "[%@]: ConnectionError %@", kHandleEvent, error);
     if (error) {
         surroundings_.lastFailure.remember(*error);

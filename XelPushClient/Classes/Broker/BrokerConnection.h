@@ -31,6 +31,7 @@ public:
         BrokerSession& session;
         BrokerConnectionState& state;
         BrokerConnectionObserver& observer;
+        ConnectionDiagnostics& diagnostics;
     };
 
     explicit BrokerConnection(Surroundings surroundings);
@@ -48,7 +49,7 @@ public:
 private:
     void beginAttempt(std::uint64_t generation);
     void handleConnected();
-    void handleError(const std::optional<NSError>& error);
+    void handleError(MQTTSessionEvent event, const std::optional<NSError>& error);
     void handleClosed();
     [[nodiscard]] bool isAttemptUnderWay() const;
 

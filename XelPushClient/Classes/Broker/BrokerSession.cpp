@@ -3,6 +3,7 @@
 #include <chrono>
 #include <utility>
 
+#include "XelPushClient/Classes/Broker/ConnectionDiagnostics.h"
 #include "XelPushClient/Classes/Core/PushClientConstants.h"
 #include "XelPushClient/Foundation/FormattedText.h"
 #include "XelPushClient/Foundation/OnLeaving.h"
@@ -18,6 +19,7 @@ BrokerSession::~BrokerSession() {
 
 void BrokerSession::end() {
     hasEnded_ = true;
+    surroundings_.diagnostics.end();
     ++generation_;
     if (const auto session = std::exchange(session_, nullptr)) {
         session->setDelegate(nullptr);
@@ -98,7 +100,9 @@ void BrokerSession::drop() {
     }
     // A host that connects whenever it hears of a closing would do so with the identity that ends here.
     const auto dropping = flagWhile(isDropping_);
-    session->close();
+    const auto status = session->status();
+    const bool isOpen = status == MQTTSessionStatus::Connecting || status == MQTTSessionStatus::Connected;
+    session->close(isOpen ? surroundings_.diagnostics.willDisconnect() : nullptr);
     session->setDelegate(nullptr);
 }
 

@@ -13,6 +13,8 @@
 
 namespace xel {
 
+class ConnectionDiagnostics;
+
 /// The session with the broker, of the client's identity: made once that is complete, kept across reconnects
 /// so that its client id never changes, and let go when the identity ends.
 ///
@@ -27,6 +29,7 @@ public:
         const LogOutput& log;
         /// Hears of every session.
         MQTTSessionDelegate& delegate;
+        ConnectionDiagnostics& diagnostics;
     };
 
     explicit BrokerSession(Surroundings surroundings);

@@ -11,7 +11,7 @@ constexpr std::string_view kLogFrame =
 }  // namespace
 
 bool LogOutput::isOn() const {
-    return defaults_.boolForKey(kEnableLogKey);
+    return isAlways_ ? *isAlways_ : defaults_.boolForKey(kEnableLogKey);
 }
 
 void LogOutput::write(std::string_view message) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string_view>
 
 #include "XelPushClient/Foundation/FormattedText.h"
@@ -11,7 +12,9 @@ namespace xel {
 /// Where one manager's log lines go, and the stored switch that lets them.
 class LogOutput {
 public:
-    LogOutput(const NSUserDefaults& defaults, LogSink& sink) : defaults_(defaults), sink_(sink) {}
+    /// `isAlways` takes the place of the stored switch.
+    LogOutput(const NSUserDefaults& defaults, LogSink& sink, std::optional<bool> isAlways = std::nullopt)
+        : defaults_(defaults), sink_(sink), isAlways_(isAlways) {}
 
     /// Reads the stored switch each time: another part of the program may have turned it.
     [[nodiscard]] bool isOn() const;
@@ -21,6 +24,7 @@ public:
 private:
     const NSUserDefaults& defaults_;
     LogSink& sink_;
+    const std::optional<bool> isAlways_;
 };
 
 /// The library's one log function. Writes one framed line when logging is on; otherwise the arguments are not

@@ -7,6 +7,7 @@
 #include "XelPushClient/Classes/Models/EventMessage.h"
 #include "XelPushClient/Classes/Topics/TopicScheme.h"
 #include "XelPushClient/Foundation/StringUtilities.h"
+#include "XelPushClient/Platform/Diagnostics.h"
 
 namespace xel {
 namespace {
@@ -61,6 +62,7 @@ void InboundTraffic::newMessage(MQTTSession& /*session*/, const MQTTPublication&
 void InboundTraffic::handleDelivery(const MQTTPublication& publication) {
     const auto delivery = DeliveryMessage::fromPublication(publication.data, publication.topic);
     if (!delivery) {
+        tellDropped(PublicationDropReason::Unreadable, publication.topic);
         return;
     }
     TVRLog(surroundings_.log, "Got delivery message %@: %@, %@, %@", delivery->messageId,
@@ -71,12 +73,14 @@ void InboundTraffic::handleDelivery(const MQTTPublication& publication) {
 void InboundTraffic::handleEventMessage(const MQTTPublication& publication) {
     const auto segments = splitString(publication.topic, "/");
     if (segments.size() != kEventTopicSegments) {
+        tellDropped(PublicationDropReason::Unreadable, publication.topic);
         return;
     }
     const EventMessage event{std::string(segments[kEventNameSegment]),
                              std::string(segments[kEventDeviceSegment]), dictionaryFrom(publication.data)};
     if (event.id && surroundings_.messageIds.storeMessageId(*event.id, arrivalOf(publication))) {
         TVRLog(surroundings_.log, "Ignore duplicate event id %@", event.id);
+        tellDropped(PublicationDropReason::Duplicate, publication.topic, event.id);
         return;
     }
     TVRLog(surroundings_.log, "Got event ('%@') , deviceId : %@, data : %@", event.eventName, event.deviceId,
@@ -89,6 +93,7 @@ void InboundTraffic::handlePushMessage(const MQTTPublication& publication) {
         PushClientMessage::fromPayload(publication.data, surroundings_.json,
                                        getChannelFromTopic(publication.topic), surroundings_.clock.now());
     if (!message) {
+        tellDropped(PublicationDropReason::Unreadable, publication.topic);
         return;
     }
     if (surroundings_.log.isOn()) {
@@ -96,15 +101,18 @@ void InboundTraffic::handlePushMessage(const MQTTPublication& publication) {
     }
     if (message->id && surroundings_.messageIds.storeMessageId(*message->id, arrivalOf(publication))) {
         TVRLog(surroundings_.log, "Ignore duplicate message id %@", message->id);
+        tellDropped(PublicationDropReason::Duplicate, publication.topic, message->id);
         return;
     }
     // The id of a message that is dropped below stays among the known ones: its next copy is a duplicate.
     if (isExpired(*message)) {
         TVRLog(surroundings_.log, "Ignore expired message %@", *message->expireTime);
+        tellDropped(PublicationDropReason::Expired, publication.topic, message->id, message->expireTime);
         return;
     }
     if (message->messageBody && message->messageBody->starts_with(kReservedBodyPrefix)) {
         TVRLog(surroundings_.log, "Ignore special backdoor message");
+        tellDropped(PublicationDropReason::Reserved, publication.topic, message->id);
         return;
     }
     if (message->data) {
@@ -117,6 +125,18 @@ std::optional<Dictionary> InboundTraffic::dictionaryFrom(std::string_view payloa
     auto document = surroundings_.json.JSONObjectWithData(payload);
     Dictionary* const members = document ? document.value().asDictionary() : nullptr;
     return members != nullptr ? std::optional(std::move(*members)) : std::nullopt;
+}
+
+void InboundTraffic::tellDropped(PublicationDropReason reason, std::string_view topic,
+                                 const std::optional<std::string>& id, std::optional<Date> expireTime) const {
+    recordDiagnostics(surroundings_.diagnostics, [&] {
+        return PublicationDropped{.direction = PublicationDirection::Inbound,
+                                  .kind = kindOfPublicationOn(topic, surroundings_.settings.appId()),
+                                  .reason = reason,
+                                  .topic = std::string(topic),
+                                  .id = id,
+                                  .expireTime = expireTime};
+    });
 }
 
 bool InboundTraffic::isExpired(const PushClientMessage& message) const {
@@ -149,6 +169,13 @@ void InboundTraffic::topicWasRefused(MQTTSession& /*session*/, std::string_view 
 void InboundTraffic::publicationDidFail(MQTTSession& /*session*/, std::string_view data,
                                         std::string_view topic, const NSError& error) {
     const auto held = wayIn_.hold();
+    recordDiagnostics(surroundings_.diagnostics, [&] {
+        return PublicationDropped{.direction = PublicationDirection::Outbound,
+                                  .kind = kindOfPublicationOn(topic, surroundings_.settings.appId()),
+                                  .reason = PublicationDropReason::GivenUp,
+                                  .topic = std::string(topic),
+                                  .error = diagnosticError(error)};
+    });
     surroundings_.fanout.invokePushClientManagerDidFailInPublish(
         makePublicationError(topic, dictionaryFrom(data).value_or(Dictionary()), error));
 }

@@ -2,8 +2,10 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 
 #include "XelPushClient/Classes/Broker/BrokerConnection.h"
@@ -18,6 +20,9 @@
 #include "XelPushClient/Platform/NSJSONSerialization.h"
 
 namespace xel {
+
+class Diagnostics;
+enum class PublicationDropReason;
 
 /// Everything that a session brings: each publication is told apart by its topic, decoded, dropped as a
 /// duplicate or as expired, or handed on; ids are stored turn by turn; answers and what the session gives up
@@ -43,6 +48,8 @@ public:
         /// Applies what a message carries, before the message is delivered.
         RemoteConfiguration& remoteConfiguration;
         MessageDelivery& delivery;
+        /// Hears what was dropped, and why; may be null.
+        const std::shared_ptr<Diagnostics>& diagnostics;
     };
 
     explicit InboundTraffic(Surroundings surroundings);
@@ -73,6 +80,9 @@ private:
     void handlePushMessage(const MQTTPublication& publication);
     [[nodiscard]] std::optional<Dictionary> dictionaryFrom(std::string_view payload) const;
     [[nodiscard]] bool isExpired(const PushClientMessage& message) const;
+    void tellDropped(PublicationDropReason reason, std::string_view topic,
+                     const std::optional<std::string>& id = std::nullopt,
+                     std::optional<Date> expireTime = std::nullopt) const;
 
     Surroundings surroundings_;
     ClientLife::WayInto<InboundTraffic> wayIn_;

@@ -12,6 +12,7 @@
 #include "XelPushClient/MQTTSDK/MQTTEncoder.h"
 #include "XelPushClient/MQTTSDK/MQTTErrors.h"
 #include "XelPushClient/MQTTSDK/SendableNames.h"
+#include "XelPushClient/Platform/Diagnostics.h"
 
 namespace xel {
 namespace {
@@ -77,6 +78,14 @@ Result<void> Publisher::handOver(const std::string& topic, const Octets& octets,
                         : sendable.error();
     }
     TVRLog(surroundings_.log, "Publishing on topic %@", topic);
+    if (options.live && session->status() != MQTTSessionStatus::Connected) {
+        recordDiagnostics(surroundings_.diagnostics, [&] {
+            return PublicationDropped{.direction = PublicationDirection::Outbound,
+                                      .kind = kindOfPublicationOn(topic, surroundings_.settings.appId()),
+                                      .reason = PublicationDropReason::NotConnected,
+                                      .topic = topic};
+        });
+    }
     Result<void> taken = options.live ? session->publishDataAtMostOnce(*octets, topic, options.stateful)
                                       : session->publishDataAtLeastOnce(*octets, topic, options.stateful);
     if (!taken) {

@@ -19,6 +19,8 @@
 
 namespace xel {
 
+class Diagnostics;
+
 /// Sends what the client itself puts on the broker: messages, events and receipts, as pretty-printed JSON.
 ///
 /// Owner: the manager. Thread: the manager's run loop. What is invalid, or has a topic that no broker may be
@@ -34,6 +36,8 @@ public:
         EventFanout& fanout;
         const Clock& clock;
         const LogOutput& log;
+        /// Hears what was dropped, and why; may be null.
+        const std::shared_ptr<Diagnostics>& diagnostics;
     };
 
     /// The limits hold for what waits without a session.

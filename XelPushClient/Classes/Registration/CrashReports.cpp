@@ -62,17 +62,32 @@ void CrashReports::applicationCrashedWithUserInfo(const Dictionary& userInfo, Cr
                 [wayIn](const HTTPResponse& response) {
                     if (const auto self = wayIn.hold()) {
                         TVRLog(self->surroundings_.log, "CrashReport response %@", response.body);
+                        self->tellEnd(response);
                     }
                 },
                 [wayIn](const NSError& error) {
                     if (const auto self = wayIn.hold()) {
                         TVRLog(self->surroundings_.log, "CrashReport Error %@", error.localizedDescription());
+                        recordDiagnostics(self->surroundings_.diagnostics,
+                                          [&] { return CrashReportEnded{.error = diagnosticError(error)}; });
                     }
                 });
             if (!operation->isExecuting()) {
                 operation->start();
             }
         });
+}
+
+void CrashReports::tellEnd(const HTTPResponse& response) const {
+    recordDiagnostics(surroundings_.diagnostics, [&] {
+        CrashReportEnded ended;
+        const auto answer = surroundings_.json.JSONObjectWithData(response.body);
+        const Dictionary* members = answer ? answer.value().asDictionary() : nullptr;
+        if (const auto* id = members != nullptr ? members->find("id") : nullptr) {
+            ended.id = id->asString() != nullptr ? *id->asString() : describeValue(*id);
+        }
+        return ended;
+    });
 }
 
 void CrashReports::refuse() {

@@ -7,9 +7,11 @@
 #include "XelPushClient/Classes/Registration/RegistrationState.h"
 #include "XelPushClient/Platform/Clock.h"
 #include "XelPushClient/Platform/Device.h"
+#include "XelPushClient/Platform/Diagnostics.h"
 #include "XelPushClient/Platform/Endpoints.h"
 #include "XelPushClient/Platform/HTTPTransport.h"
 #include "XelPushClient/Platform/NSFileManager.h"
+#include "XelPushClient/Platform/NSJSONSerialization.h"
 #include "XelPushClient/Platform/NSOperationQueue.h"
 #include "XelPushClient/Platform/NSRunLoop.h"
 #include "XelPushClient/Platform/NSThread.h"
@@ -42,6 +44,10 @@ public:
         const std::shared_ptr<NSOperationQueue>& operationQueue;
         /// Is told of a report that cannot be sent: the host hears of it as of a failed registration.
         RegistrationState& registrationState;
+        /// Reads the backend's answers.
+        NSJSONSerialization& json;
+        /// Hears what became of each report; may be null.
+        const std::shared_ptr<Diagnostics>& diagnostics;
     };
 
     explicit CrashReports(Surroundings surroundings);
@@ -50,6 +56,7 @@ public:
 
 private:
     void refuse();
+    void tellEnd(const HTTPResponse& response) const;
 
     Surroundings surroundings_;
     ClientLife::WayInto<CrashReports> wayIn_;

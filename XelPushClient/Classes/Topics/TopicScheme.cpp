@@ -5,6 +5,7 @@
 #include "XelPushClient/Classes/Topics/NameRules.h"
 #include "XelPushClient/Foundation/FormattedText.h"
 #include "XelPushClient/Foundation/StringUtilities.h"
+#include "XelPushClient/Platform/Diagnostics.h"
 
 namespace xel {
 namespace {
@@ -185,6 +186,13 @@ bool isDeliveryTopic(std::string_view topic, const std::optional<std::string>& a
 
 bool isEventTopic(std::string_view topic, const std::optional<std::string>& appId) {
     return isTavrinTopicFor(topic, "event", appId);
+}
+
+PublicationKind kindOfPublicationOn(std::string_view topic, const std::optional<std::string>& appId) {
+    if (isDeliveryTopic(topic, appId)) {
+        return PublicationKind::DeliveryReport;
+    }
+    return isEventTopic(topic, appId) ? PublicationKind::Event : PublicationKind::Message;
 }
 
 }  // namespace xel

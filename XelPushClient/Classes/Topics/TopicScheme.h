@@ -8,6 +8,8 @@
 
 namespace xel {
 
+enum class PublicationKind;
+
 /// The three values from which topics are built. Missing ones read "(null)" inside a topic, which the broker
 /// never grants.
 struct TopicIdentity {
@@ -62,5 +64,10 @@ struct TopicIdentity {
                                     const std::optional<std::string>& appId);
 [[nodiscard]] bool isDeliveryTopic(std::string_view topic, const std::optional<std::string>& appId);
 [[nodiscard]] bool isEventTopic(std::string_view topic, const std::optional<std::string>& appId);
+
+/// What a publication on the topic is taken for: whatever is neither a delivery report nor an event is a
+/// message.
+[[nodiscard]] PublicationKind kindOfPublicationOn(std::string_view topic,
+                                                  const std::optional<std::string>& appId);
 
 }  // namespace xel

@@ -191,6 +191,8 @@ Result<Home> openLinuxHome(const LinuxOptions& options, const Machine& machine) 
     home.sessionMemory = memory.value();
     home.notificationCenter = std::make_shared<NSNotificationCenter>();
     home.documentsDirectory = documents.value();
+    home.diagnostics = options.diagnostics;
+    home.writesLog = options.writesLog;
     if (const auto* application = dynamic_cast<LinuxApplication*>(machine.application.get());
         application != nullptr && application->pushTokenSource() != nullptr) {
         application->pushTokenSource()->attachStore(home.defaults);

@@ -17,6 +17,7 @@ class io_context;
 namespace xel {
 
 class AsioRunLoop;
+class Diagnostics;
 
 /// How a client stands on this machine. Every field may be left as it is.
 struct LinuxOptions {
@@ -90,6 +91,13 @@ struct LinuxOptions {
 
     /// Where log lines go. Null: standard error.
     std::shared_ptr<LogSink> logSink{};
+
+    /// Whether they are written, whatever the stored switch says. Missing: as it says.
+    std::optional<bool> writesLog{};
+
+    /// Where a client's diagnostic records go, such as a `JSONLinesSink` or a `JournalSink`. Null: nowhere,
+    /// and none is made.
+    std::shared_ptr<Diagnostics> diagnostics{};
 
     /// The host's own context for the run loop, which outlives the machine and is run by one thread, whose
     /// the clients are from then on. A host whose running thread touches a client before that, or that drops

@@ -46,6 +46,17 @@ TEST_F(TVRLogTest, ReadsTheStoredSwitchEachTime) {
     EXPECT_THAT(takeLog(), testing::ElementsAre("one", "three"));
 }
 
+TEST_F(TVRLogTest, TakesAHomesWordForTheStoredSwitch) {
+    for (const bool writes : {true, false}) {
+        home_.defaults->setObject("enableTavrinLogInDebuggingKEY", !writes);
+        const LogOutput log(*home_.defaults, *machine_.logSink, writes);
+        TVRLog(log, "hello");
+        EXPECT_EQ(machine_.logSink->lines().size(), writes ? 1U : 0U);
+        EXPECT_EQ(home_.defaults->boolForKey("enableTavrinLogInDebuggingKEY"), !writes);
+        machine_.logSink->clear();
+    }
+}
+
 TEST_F(TVRLogTest, LeavesPlaceholdersInTheMessageAlone) {
     switchLogOn();
     TVRLog(rooms_->log, "%@", "100 %@ sure");

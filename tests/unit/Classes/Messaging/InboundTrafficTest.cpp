@@ -68,6 +68,53 @@ TEST_F(InboundTrafficTest, DropsUnreadablePublicationsWithoutALine) {
     EXPECT_FALSE(home_.defaults->objectForKey("messageIds"));
 }
 
+TEST_F(InboundTrafficTest, RecordsWhatItDropsAndWhy) {
+    struct Row {
+        std::string_view payload;
+        std::string_view topic;
+        const char* told;
+    };
+    const std::string late = expiring("m3", -1);
+    const Row table[] = {
+        {R"({"id":"e1"})", kLogin,
+         "inbound event on app/a1b2c3/event/login/X9 with id e1 dropped, duplicate"},
+        {R"({"id":"m1"})", kNews,
+         "inbound message on app/a1b2c3/user/public/news with id m1 dropped, duplicate"},
+        {late, kNews, "inbound message on app/a1b2c3/user/public/news with id m3 dropped, expired"},
+        {R"({"id":"m4","messageBody":"BIBB a private word"})", kNews,
+         "inbound message on app/a1b2c3/user/public/news with id m4 dropped, reserved"},
+        {"no JSON", kNews, "inbound message on app/a1b2c3/user/public/news dropped, unreadable"},
+        {"u-:-d", kDelivery, "inbound delivery-report on app/a1b2c3/delivery/alice01/m1 dropped, unreadable"},
+        {"{}", "app/a1b2c3/event/login", "inbound event on app/a1b2c3/event/login dropped, unreadable"},
+    };
+    handle(R"({"id":"e1"})", kLogin);
+    handle(R"({"id":"m1"})", kNews);
+    EXPECT_THAT(diagnostics_->records(), IsEmpty()) << "nothing was dropped";
+    for (const auto& row : table) {
+        SCOPED_TRACE(row.told);
+        diagnostics_->clear();
+        handle(row.payload, row.topic);
+        ASSERT_EQ(diagnostics_->records().size(), 1U);
+        EXPECT_EQ(describeDiagnostic(diagnostics_->records().front()), row.told);
+    }
+}
+
+TEST_F(InboundTrafficTest, RecordsWhatTheSessionHasGivenUp) {
+    rooms_->traffic.publicationDidFail(session_, R"({"a":"a private word"})", kLogin,
+                                       makeError(kMQTTErrorDomain, 109, "given up"));
+    ASSERT_EQ(diagnostics_->records().size(), 1U);
+    EXPECT_EQ(describeDiagnostic(diagnostics_->records().front()),
+              "outbound event on app/a1b2c3/event/login/X9 dropped, given-up: given up");
+}
+
+TEST_F(InboundTrafficTest, RecordsWhenADroppedMessageExpired) {
+    handle(expiring("m3", -1), kNews);
+    const auto dropped = diagnostics_->recordsOf<PublicationDropped>();
+    ASSERT_EQ(dropped.size(), 1U);
+    EXPECT_EQ(millisecondsSince1970(dropped[0].expireTime.value()),
+              millisecondsSince1970(machine_.clock->now()) - 1000);
+}
+
 TEST_F(InboundTrafficTest, ReportsAnEventOnceByItsId) {
     handle(R"({"id":"e1"})", kLogin);
     handle(R"({"id":"e1"})", kLogin);

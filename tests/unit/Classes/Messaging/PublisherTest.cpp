@@ -55,6 +55,20 @@ TEST_F(PublisherTest, ChoosesQualityOfServiceAndRetainFlag) {
     }
 }
 
+TEST_F(PublisherTest, RecordsALivePublicationThatNoConnectionTakes) {
+    auto& session = connect();
+    EXPECT_TRUE(publisher().publishEvent("login", Dictionary(), {.live = true}));
+    session.fail(MQTTSessionEvent::ConnectionError, makeError("Cause", 7, "the cause"));
+    diagnostics_->clear();
+    EXPECT_TRUE(publisher().publishEvent("login", Dictionary(), {}));
+    EXPECT_THAT(diagnostics_->records(), IsEmpty()) << "it waits for the next connection";
+    EXPECT_TRUE(publisher().publishEvent("login", Dictionary(), {.live = true}));
+    const auto dropped = diagnostics_->recordsOf<PublicationDropped>();
+    ASSERT_THAT(dropped, SizeIs(1));
+    EXPECT_EQ(describeDiagnostic(dropped.front()),
+              "outbound event on app/a1b2c3/event/login/D3V1CE dropped, not-connected");
+}
+
 TEST_F(PublisherTest, SendsAllFieldsOfAMessage) {
     auto& session = connect();
     PushClientMessage message = PushClientMessage::withMessage("hi", "bob01", "");
@@ -201,7 +215,7 @@ TEST_F(PublisherTest, ReportsAnEventForWhichThereIsNoPlaceToWait) {
     identifyWithoutSession();
     keepFailures();
     Publisher narrow({rooms_->life, rooms_->session, rooms_->deferred, rooms_->settings, rooms_->fanout,
-                      *machine_.clock, rooms_->log},
+                      *machine_.clock, rooms_->log, rooms_->home.diagnostics},
                      {.maxOutboxPublications = 2});
     EXPECT_TRUE(narrow.publishEvent("login", Dictionary(), {}));
     EXPECT_TRUE(narrow.publishEvent("login", Dictionary(), {}));
@@ -228,7 +242,7 @@ TEST_F(PublisherTest, ReportsAnEventForWhichThereIsNoPlaceToWait) {
 TEST_F(PublisherTest, CountsTheOctetsOfWaitingEvents) {
     identifyWithoutSession();
     Publisher narrow({rooms_->life, rooms_->session, rooms_->deferred, rooms_->settings, rooms_->fanout,
-                      *machine_.clock, rooms_->log},
+                      *machine_.clock, rooms_->log, rooms_->home.diagnostics},
                      {.maxOutboxOctets = 1000});
     EXPECT_TRUE(narrow.publishEvent("login", Dictionary{{"x", std::string(600, 'x')}}, {}));
     EXPECT_FALSE(narrow.publishEvent("login", Dictionary{{"x", std::string(600, 'x')}}, {}));

@@ -327,5 +327,34 @@ TEST_F(CrashOnABlockedLoopTest, ARefusalIsDroppedWithTheClient) {
     EXPECT_THAT(failures_, IsEmpty());
 }
 
+TEST_F(CrashReportsTest, RecordTheirOutcome) {
+    identify();
+    struct Row {
+        std::function<void()> prepare;
+        const char* told;
+    };
+    const Row table[] = {
+        {[this] { machine_.http->answer("POST", "crashReports", 200, R"({"id":7})"); },
+         "crash report kept as 7"},
+        {[this] { machine_.http->answer("POST", "crashReports", 200, R"({"id":"c7"})"); },
+         "crash report kept as c7"},
+        {[this] { machine_.http->answer("POST", "crashReports", 200, "no object"); },
+         "crash report kept as (no id)"},
+        {[this] {
+             machine_.http->fail("POST", "crashReports", NSURLErrorCode::TimedOut, "it took too long");
+         },
+         "crash report not kept: it took too long"},
+    };
+    for (const auto& row : table) {
+        SCOPED_TRACE(row.told);
+        row.prepare();
+        crash();
+        diagnostics_->clear();
+        machine_.runUntilIdle();
+        ASSERT_EQ(diagnostics_->records().size(), 1U);
+        EXPECT_EQ(describeDiagnostic(diagnostics_->records().front()), row.told);
+    }
+}
+
 }  // namespace
 }  // namespace xel

@@ -15,6 +15,7 @@
 #include "XelPushClient/Classes/Core/PersistedKeys.h"
 #include "XelPushClient/Classes/Core/ServiceAddresses.h"
 #include "XelPushClient/Testing/FakeMachine.h"
+#include "XelPushClient/Testing/RecordingDiagnostics.h"
 #include "tests/unit/Classes/Support/FailureDelegate.h"
 #include "tests/unit/Classes/Support/RecordingDelegate.h"
 #include "tests/unit/Classes/Support/ScriptedSession.h"
@@ -31,6 +32,7 @@ protected:
         Machine ports = machine_.machine();
         ports.sessions = sessions_;
         home_ = machine_.makeHome();
+        home_.diagnostics = diagnostics_;
         rooms_ = ClientRooms::make(manager_, std::move(ports), home_);
         rooms_->makeQueues();
     }
@@ -112,6 +114,7 @@ protected:
 
     FakeMachine machine_;
     std::shared_ptr<ScriptedSessions> sessions_ = std::make_shared<ScriptedSessions>();
+    std::shared_ptr<RecordingDiagnostics> diagnostics_ = std::make_shared<RecordingDiagnostics>();
     std::shared_ptr<Heard> heard_ = std::make_shared<Heard>();
     std::shared_ptr<std::vector<NSError>> failures_ = std::make_shared<std::vector<NSError>>();
     NSObject manager_;
