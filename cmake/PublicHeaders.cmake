@@ -36,6 +36,7 @@ set(XELPUSH_PUBLIC_HEADERS_CORE
     XelPushClient/Platform/CLLocation.h
     XelPushClient/Platform/Clock.h
     XelPushClient/Platform/Device.h
+    XelPushClient/Platform/Diagnostics.h
     XelPushClient/Platform/Durability.h
     XelPushClient/Platform/Endpoints.h
     XelPushClient/Platform/ForwardingSessionMemory.h
@@ -76,14 +77,18 @@ set(XELPUSH_PUBLIC_HEADERS_HEADLESS
     XelPushClient/Linux/Application/PushTokenSource.h
     XelPushClient/Linux/Headless/HeadlessPlatform.h
     XelPushClient/Linux/Headless/LinuxOptions.h
+    XelPushClient/Linux/Log/JSONLinesSink.h
+    XelPushClient/Linux/Log/JournalSink.h
     XelPushClient/Linux/Log/LineWriter.h
     XelPushClient/Linux/Log/LogLine.h
     XelPushClient/Linux/Log/StandardErrorLogSink.h
     XelPushClient/Linux/Log/SyslogLogSink.h
     XelPushClient/Linux/Loop/AsioRunLoop.h
     XelPushClient/Linux/Loop/MainRunLoop.h
+    XelPushClient/Linux/Process/FileDescriptor.h
     XelPushClient/Linux/Store/StoreError.h
-    XelPushClient/Linux/Stream/LinuxTCPOptions.h)
+    XelPushClient/Linux/Stream/LinuxTCPOptions.h
+    XelPushClient/Linux/System/SystemClock.h)
 
 set(XELPUSH_PUBLIC_HEADERS_LINUX
     XelPushClient/Linux/LinuxPlatform.h)
@@ -115,5 +120,6 @@ set(XELPUSH_PUBLIC_HEADERS_TESTING
     XelPushClient/Testing/InMemoryUserDefaults.h
     XelPushClient/Testing/PlaceholderPorts.h
     XelPushClient/Testing/RecordedTrack.h
+    XelPushClient/Testing/RecordingDiagnostics.h
     XelPushClient/Testing/RecordingLogSink.h
     XelPushClient/Testing/SimpleJSONSerialization.h)

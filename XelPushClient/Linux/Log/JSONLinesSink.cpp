@@ -1,0 +1,38 @@
+#include "XelPushClient/Linux/Log/JSONLinesSink.h"
+
+#include <new>
+#include <utility>
+
+#include "XelPushClient/Foundation/JSONPrinter.h"
+
+namespace xel {
+
+JSONLinesSink::JSONLinesSink(int descriptor, std::shared_ptr<const Clock> clock)
+    : writer_(descriptor), clock_(std::move(clock)) {}
+
+void JSONLinesSink::write(std::string_view line) {
+    try {
+        writeObject({{"type", "log"}, {"line", line}});
+    } catch (const std::bad_alloc&) {
+        return;  // nowhere to tell about it
+    }
+}
+
+void JSONLinesSink::record(const DiagnosticRecord& record) {
+    try {
+        writeObject(diagnosticFields(record));
+    } catch (const std::bad_alloc&) {
+        return;
+    }
+}
+
+void JSONLinesSink::writeObject(const Dictionary& fields) {
+    const Value now(millisecondsSince1970(clock_->now()));
+    Dictionary object{{"time", now.integer().value_or(0)}};
+    for (const auto& [key, value] : fields) {
+        object.set(key, value);
+    }
+    writer_.write(printJSON(object, JSONLayout::OneLine) + '\n');
+}
+
+}  // namespace xel
