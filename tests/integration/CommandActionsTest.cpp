@@ -1,12 +1,14 @@
 // Every command that does one thing, with the real command and the real service.
 
 #include <fstream>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "XelPushClient/Classes/Core/PersistedKeys.h"
 #include "XelPushClient/Linux/Store/SqliteStore.h"
 #include "XelPushClient/Linux/Store/SqliteUserDefaults.h"
 #include "tests/integration/support/CommandSupport.h"
@@ -196,6 +198,50 @@ TEST_F(CommandActionsTest, RemovesAChannelThatTheBrokerEndsTheConnectionOn) {
     const CommandOutcome outcome = run(with({"channels", "--user", "alice01", "--remove", "a\x01z"}));
     EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
     EXPECT_EQ(outcome.output, "private/default\nnews\n");
+}
+
+TEST_F(CommandActionsTest, LeavesTheUsersLogSwitchAsItIs) {
+    done({"seen", "m1", "--user", "alice01"});
+    const auto withSettings = [&](const std::function<void(NSUserDefaults&)>& act) {
+        SqliteStoreOptions options;
+        options.folder = (folder_.path() / ".local/state/xelpush/command-alice01").string();
+        auto store = SqliteStore::open(std::move(options));
+        ASSERT_TRUE(store.isOk());
+        const auto defaults = SqliteUserDefaults::load(std::move(store).value());
+        ASSERT_TRUE(defaults.isOk());
+        act(*defaults.value());
+        EXPECT_TRUE(defaults.value()->synchronize());
+    };
+    withSettings([](NSUserDefaults& settings) {
+        EXPECT_FALSE(settings.objectForKey(kEnableLogKey)) << "nobody has switched it on";
+        settings.setObject(kEnableLogKey, true);
+    });
+    CommandOutcome outcome = run(with({"seen", "m2", "--user", "alice01"}));
+    EXPECT_THAT(outcome.errors, Not(HasSubstr("TAVRINPUSH LOG"))) << "it was not asked for";
+    withSettings([](NSUserDefaults& settings) {
+        EXPECT_TRUE(settings.boolForKey(kEnableLogKey));
+        settings.setObject(kEnableLogKey, false);
+    });
+    outcome = run(with({"seen", "m3", "--user", "alice01", "--verbose"}));
+    EXPECT_THAT(outcome.errors, HasSubstr("TAVRINPUSH LOG"));
+    withSettings([](NSUserDefaults& settings) { EXPECT_FALSE(settings.boolForKey(kEnableLogKey)); });
+}
+
+TEST_F(CommandActionsTest, WritesDiagnosticsIntoTheUsersFile) {
+    const std::string path = (folder_.path() / "records").string();
+    done({"seen", "m1", "--user", "alice01", "--diagnostics", path});
+    std::vector<Json> records;
+    std::ifstream file(path);
+    for (std::string line; std::getline(file, line);) {
+        records.push_back(Json::parse(line));
+    }
+    ASSERT_EQ(records.size(), 3U);
+    EXPECT_EQ(records[0]["type"], "connection-attempt-started");
+    EXPECT_EQ(records[1]["type"], "connection-attempt-ended");
+    EXPECT_EQ(records[1]["outcome"], "connected");
+    EXPECT_EQ(records[2]["type"], "disconnect-ended");
+    EXPECT_EQ(records[2]["everythingWasSent"], true);
+    EXPECT_EQ(run(with({"seen", "m2", "--user", "alice01", "--diagnostics", path + "/no/file"})).exitCode, 1);
 }
 
 TEST_F(CommandActionsTest, ShowsAndChangesSettings) {

@@ -23,6 +23,11 @@ void addClientOptions(CLI::App& command, ClientChoice& choice) {
     command.add_option("--state-folder", choice.stateFolder, "Where this client keeps its state")
         ->type_name("FOLDER");
     command.add_flag("--verbose,-v", choice.verbose, "Show the client's log on standard error");
+    command
+        .add_option(
+            "--diagnostics", choice.diagnosticsFile,
+            "Append to this file, as JSON, what no callback tells: each attempt to connect, what is dropped")
+        ->type_name("FILE");
     addServiceOptions(command, choice.service);
     addBrokerOptions(command, choice.service);
 }

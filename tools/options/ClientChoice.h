@@ -26,6 +26,7 @@ struct ClientChoice {
     bool usingPlainMQTT = false;
     bool json = false;
     bool verbose = false;
+    std::string diagnosticsFile{};
     std::optional<std::chrono::milliseconds> timeout{};
 };
 

@@ -2,26 +2,17 @@
 
 #include <csignal>
 #include <utility>
+#include <variant>
 
 #include "XelPushClient/Linux/LinuxPlatform.h"
 #include "XelPushClient/Linux/Store/StoreError.h"
 #include "tools/output/Output.h"
-#include "tools/runs/LogPhrase.h"
+#include "tools/runs/DiagnosticsFile.h"
 #include "tools/runs/RestCall.h"
 
 namespace xel::tools {
 
 namespace {
-
-using namespace std::chrono_literals;
-
-/// The last turn's acknowledgements are written after its callbacks; ending inside one would have the broker
-/// send its messages again at the next start.
-constexpr auto kTimeToAcknowledge = 200ms;
-/// For DISCONNECT to leave.
-constexpr auto kTimeToSayGoodbye = 200ms;
-
-constexpr std::string_view kIdentityRefused = "not authorized";
 
 LinuxOptions platformOptions(const ClientChoice& choice, const ServiceAccess& access) {
     LinuxOptions platform;
@@ -30,6 +21,8 @@ LinuxOptions platformOptions(const ClientChoice& choice, const ServiceAccess& ac
     platform.documentsFolder = choice.stateFolder;
     platform.caFile = access.caFile;
     platform.endpoints = access.endpoints;
+    // The client's own switch is the user's, who keeps it as it is.
+    platform.writesLog = choice.verbose;
     return platform;
 }
 
@@ -43,23 +36,41 @@ std::string describeHomeFailure(const NSError& error) {
 
 }  // namespace
 
-/// The client's log: shown when asked for, and read for why a connection failed.
+/// The client's log, shown.
 class ClientRun::Log final : public LogSink {
 public:
-    explicit Log(ClientRun& run) : run_(run) {}
+    explicit Log(bool isShown) : isShown_(isShown) {}
 
     void write(std::string_view line) override {
-        if (run_.choice_.verbose) {
+        if (isShown_) {
             printProgress(line);
         }
-        if (const auto cause = textBehind(line, "]: ConnectionError ")) {
-            run_.connectionFailed(std::string(*cause));
+    }
+
+private:
+    const bool isShown_;
+};
+
+/// What the client's callbacks do not tell: for the run, and for the user's file.
+class ClientRun::Records final : public Diagnostics {
+public:
+    Records(ClientRun& run, const std::string& path) : run_(run) {
+        if (!path.empty()) {
+            file_ = std::make_unique<DiagnosticsFile>(path);
         }
-        run_.logged(line);
+    }
+
+    void record(const DiagnosticRecord& record) override {
+        if (file_ != nullptr) {
+            file_->record(record);
+        }
+        run_.take(record);
+        run_.recorded(record);
     }
 
 private:
     ClientRun& run_;
+    std::unique_ptr<DiagnosticsFile> file_;
 };
 
 class ClientRun::Listener final : public PushClientManagerDelegate {
@@ -99,7 +110,8 @@ void ClientRun::open() {
     PushClientManager::setDevelopment(!access_.production);
     LinuxOptions platform = platformOptions(choice_, access_);
     platform.runLoop = runLoop_;
-    platform.logSink = std::make_shared<Log>(*this);
+    platform.logSink = std::make_shared<Log>(choice_.verbose);
+    platform.diagnostics = std::make_shared<Records>(*this, choice_.diagnosticsFile);
     Machine machine = makeLinuxMachine(platform);
     auto home = openLinuxHome(platform, machine);
     if (!home) {
@@ -107,7 +119,6 @@ void ClientRun::open() {
     }
     opened(home.value());
     push_ = std::make_unique<PushClientManager>(std::move(machine), std::move(home).value());
-    push_->setEnableLog(true);
     push_->addDelegate(listener_);
 
     signals_.async_wait([this](const boost::system::error_code& error, int) {
@@ -177,11 +188,21 @@ void ClientRun::connectionStateChanged() {
     }
 }
 
-void ClientRun::connectionFailed(const std::string& cause) {
-    lastConnectionFailure_ = cause;
-    printProgress("connection failed: " + cause);
-    if (cause.find(kIdentityRefused) != std::string::npos) {
-        end(ExitCode::CredentialsRefused, "the broker refuses the identity: " + cause);
+void ClientRun::take(const DiagnosticRecord& record) {
+    if (const auto* attempt = std::get_if<ConnectionAttemptEnded>(&record); attempt && attempt->error) {
+        connectionFailed(*attempt->error, attempt->outcome == ConnectionAttemptOutcome::Refused);
+    } else if (const auto* loss = std::get_if<ConnectionLost>(&record); loss && loss->error) {
+        connectionFailed(*loss->error, false);
+    } else if (std::holds_alternative<DisconnectEnded>(record) && isLeaving_) {
+        runLoop_->stop();
+    }
+}
+
+void ClientRun::connectionFailed(const DiagnosticError& cause, bool isRefusal) {
+    lastConnectionFailure_ = cause.description;
+    printProgress("connection failed: " + cause.description);
+    if (isRefusal && cause.code == static_cast<std::int64_t>(MQTTErrorCode::NotAuthorized)) {
+        end(ExitCode::CredentialsRefused, "the broker refuses the identity: " + cause.description);
     }
 }
 
@@ -209,13 +230,13 @@ void ClientRun::end(ExitCode code, std::string text) {
     }
     code_ = code;
     text_ = std::move(text);
-    if (!expectsConnection_) {
-        runLoop_->scheduleTimer(0ms, [this] { runLoop_->stop(); });
-        return;
-    }
-    runLoop_->scheduleTimer(kTimeToAcknowledge, [this] {
-        push_->disconnectFromServer();
-        runLoop_->scheduleTimer(kTimeToSayGoodbye, [this] { runLoop_->stop(); });
+    // Behind the closing of the turn in which this may have been called, which is posted when its callbacks
+    // are through: what is not acknowledged yet the broker would send again at the next start.
+    post([this] {
+        post([this] {
+            isLeaving_ = true;
+            push_->disconnectFromServer();
+        });
     });
 }
 

@@ -3,12 +3,12 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include <boost/asio/signal_set.hpp>
 
 #include "XelPushClient/Linux/Loop/AsioRunLoop.h"
+#include "XelPushClient/Platform/Diagnostics.h"
 #include "XelPushClient/Platform/Home.h"
 #include "XelPushClient/XelPushClient.h"
 #include "tools/options/ClientChoice.h"
@@ -19,7 +19,7 @@ namespace xel::tools {
 /// One run of a client on the Linux platform, from opening its home to its orderly end. A command derives
 /// from it and says what is done when.
 ///
-/// Thread: the one that calls `run`; every operation below is called there, but `logged`.
+/// Thread: the one that calls `run`; every operation below is called there.
 class ClientRun {
 public:
     ClientRun(ClientChoice choice, ServiceAccess access);
@@ -52,8 +52,8 @@ protected:
     virtual void stateChanged() {}
     /// Connected for the first time.
     virtual void connected() {}
-    /// A line of the client's log. From any thread.
-    virtual void logged(std::string_view /*line*/) {}
+    /// What none of the client's callbacks tells. Called in the middle of its work: must not call it.
+    virtual void recorded(const DiagnosticRecord& /*record*/) {}
     /// The time is up; unless told otherwise, the command could not connect or waited in vain.
     virtual void timeIsUp();
     /// What the command waits for once it is connected.
@@ -67,12 +67,14 @@ protected:
 
 private:
     class Log;
+    class Records;
     class Listener;
 
     void open();
     void registrationEnded(bool isRegistered, const std::optional<NSError>& error);
     void connectionStateChanged();
-    void connectionFailed(const std::string& cause);
+    void take(const DiagnosticRecord& record);
+    void connectionFailed(const DiagnosticError& cause, bool isRefusal);
 
     ClientChoice choice_;
     ServiceAccess access_;
@@ -84,6 +86,8 @@ private:
     bool expectsConnection_ = false;
     std::string lastConnectionFailure_;
     bool isEnding_ = false;
+    /// The last disconnect is under way: its end is the run's.
+    bool isLeaving_ = false;
     ExitCode code_ = ExitCode::Success;
     std::string text_;
 };

@@ -1,11 +1,10 @@
 #include "tools/runs/CrashRun.h"
 
 #include <utility>
+#include <variant>
 
-#include "XelPushClient/Linux/System/SimdjsonSerialization.h"
 #include "tools/options/JsonOption.h"
 #include "tools/output/Output.h"
-#include "tools/runs/LogPhrase.h"
 
 namespace xel::tools {
 
@@ -21,22 +20,18 @@ void CrashRun::connected() {
                                           {.saveOnDisk = options_.saveOnDisk});
 }
 
-// The outcome of a crash report is told in the log only, on any thread.
-void CrashRun::logged(std::string_view line) {
-    if (const auto answer = textBehind(line, "CrashReport response ")) {
-        post([this, text = std::string(*answer)] {
-            const auto parsed =
-                SimdjsonSerialization().JSONObjectWithData(text.substr(0, text.rfind('}') + 1));
-            const Dictionary* record = parsed ? parsed.value().asDictionary() : nullptr;
-            const std::string id = record != nullptr ? textOf(*record, "id") : "";
-            printLine(choice().json, {{"type", "crash"}, {"id", id}}, "crash report kept as " + id);
-            end();
-        });
-    } else if (const auto failure = textBehind(line, "CrashReport Error ")) {
-        post([this, text = std::string(*failure)] {
-            end(ExitCode::Failure, "no crash report kept: " + text);
-        });
+void CrashRun::recorded(const DiagnosticRecord& record) {
+    const auto* outcome = std::get_if<CrashReportEnded>(&record);
+    if (outcome == nullptr) {
+        return;
     }
+    if (outcome->error) {
+        end(ExitCode::Failure, "no crash report kept: " + outcome->error->description);
+        return;
+    }
+    const std::string id = outcome->id.value_or("");
+    printLine(choice().json, {{"type", "crash"}, {"id", id}}, "crash report kept as " + id);
+    end();
 }
 
 }  // namespace xel::tools

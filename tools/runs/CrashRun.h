@@ -20,7 +20,7 @@ public:
 private:
     void start() override;
     void connected() override;
-    void logged(std::string_view line) override;
+    void recorded(const DiagnosticRecord& record) override;
     [[nodiscard]] std::string awaited() const override { return "the backend's answer"; }
 
     CrashOptions options_;

@@ -10,7 +10,7 @@
 namespace xel::tools {
 
 /// Prints what a listening client is told: on standard output, one line each, for people or as JSON objects
-/// whose "type" says what they are. From any thread.
+/// whose "type" says what they are.
 class ListenReport {
 public:
     explicit ListenReport(bool json) : json_(json) {}

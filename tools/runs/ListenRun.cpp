@@ -1,8 +1,7 @@
 #include "tools/runs/ListenRun.h"
 
 #include <utility>
-
-#include "tools/runs/LogPhrase.h"
+#include <variant>
 
 namespace xel::tools {
 
@@ -63,13 +62,16 @@ void ListenRun::stateChanged() {
     report_.state(push().connectionStateString());
 }
 
-void ListenRun::logged(std::string_view line) {
-    if (const auto id = textBehind(line, "Ignore duplicate message id ")) {
-        report_.duplicateDropped("message", *id);
-    } else if (const auto eventId = textBehind(line, "Ignore duplicate event id ")) {
-        report_.duplicateDropped("event", *eventId);
-    } else if (const auto instant = textBehind(line, "Ignore expired message ")) {
-        report_.expiredDropped(*instant);
+void ListenRun::recorded(const DiagnosticRecord& record) {
+    const auto* dropped = std::get_if<PublicationDropped>(&record);
+    if (dropped == nullptr) {
+        return;
+    }
+    if (dropped->reason == PublicationDropReason::Duplicate) {
+        report_.duplicateDropped(dropped->kind == PublicationKind::Event ? "event" : "message",
+                                 dropped->id.value_or(""));
+    } else if (dropped->reason == PublicationDropReason::Expired && dropped->expireTime) {
+        report_.expiredDropped(describeDate(*dropped->expireTime));
     }
 }
 

@@ -22,7 +22,7 @@ private:
     void registered() override;
     void registrationFailed(const NSError& error) override;
     void stateChanged() override;
-    void logged(std::string_view line) override;
+    void recorded(const DiagnosticRecord& record) override;
     void timeIsUp() override;
     void arrived();
 
