@@ -21,7 +21,7 @@ namespace xel {
 namespace {
 
 constexpr std::string_view kFieldPrefix = "XELPUSH_";
-constexpr timeval kPatience{1, 0};
+constexpr timeval kSocketPatience{1, 0};
 constexpr std::string_view kWarning = "4";
 constexpr std::string_view kInformation = "6";
 
@@ -74,7 +74,7 @@ JournalSink::JournalSink(std::string identity, std::string socketPath)
     : identity_(std::move(identity)),
       socketPath_(std::move(socketPath)),
       socket_(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-    (void)::setsockopt(socket_.number(), SOL_SOCKET, SO_SNDTIMEO, &kPatience, sizeof kPatience);
+    (void)::setsockopt(socket_.number(), SOL_SOCKET, SO_SNDTIMEO, &kSocketPatience, sizeof kSocketPatience);
 }
 
 void JournalSink::write(std::string_view line) {

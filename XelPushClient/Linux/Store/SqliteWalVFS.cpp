@@ -19,7 +19,7 @@ constexpr std::size_t kLargestPage = 64 * 1024;
 // SQLite writes a page at most at a time, and its VFS for Unix takes the lowest 17 bits of a count for the
 // count: what is gathered is written before one more frame would not fit.
 constexpr std::size_t kLargestWrite = 0x1FFFF;
-constexpr std::size_t kLargestGathering = kLargestWrite - kFrameHeaderSize - kLargestPage;
+constexpr std::size_t kLargestLogGathering = kLargestWrite - kFrameHeaderSize - kLargestPage;
 
 /// Gathers what is appended to a log until the frame that commits it.
 class LogFile {
@@ -87,7 +87,7 @@ private:
             isCommitting_ = octets.substr(4, 4) != std::string_view("\0\0\0\0", 4);
             return SQLITE_OK;
         }
-        return isCommitting_ || gathered_.size() > kLargestGathering ? flush() : SQLITE_OK;
+        return isCommitting_ || gathered_.size() > kLargestLogGathering ? flush() : SQLITE_OK;
     }
 
     int flush() {

@@ -17,7 +17,7 @@ using simdjson::dom::element;
 using simdjson::dom::element_type;
 
 /// Documents beyond this are rare: the memory they took is given back.
-constexpr std::size_t kLargestKeptBuffer = 256 * 1024;
+constexpr std::size_t kLargestKeptText = 256 * 1024;
 
 NSError errorOf(std::string_view cause) {
     return makeError(kJSONErrorDomain, 1,
@@ -133,7 +133,7 @@ public:
     }
 
     void giveBackWhatIsLarge() {
-        if (padded_.size() > kLargestKeptBuffer) {
+        if (padded_.size() > kLargestKeptText) {
             padded_ = {};
             parser_ = simdjson::dom::parser(kLargestCapacity);
             capacity_ = 0;
