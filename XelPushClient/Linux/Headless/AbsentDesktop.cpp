@@ -48,8 +48,8 @@ std::unique_ptr<LocationUpdates> AbsentLocationSource::startUpdates(double /*dis
                                                                     Handler handler) {
     auto updates = std::make_unique<AbsentUpdates>(std::move(handler));
     runLoop_->post([weak = updates->handler()] {
-        if (const auto handler = weak.lock()) {
-            const Handler called = *handler;  // it may drop the updates, and itself with them
+        if (const auto held = weak.lock()) {
+            const Handler called = *held;  // it may drop the updates, and itself with them
             called(makeLocationError(LocationErrorCode::NoService,
                                      "This machine was made without a location service"));
         }
