@@ -105,28 +105,28 @@ private:
 TYPED_TEST_SUITE_P(UIApplicationContract);
 
 TYPED_TEST_P(UIApplicationContract, PostsEachStepInItsNewState) {
-    using Steps = std::vector<std::string>;
+    using Told = std::vector<std::string>;
     EXPECT_EQ(this->subject_.application().applicationState(), UIApplicationState::Active);
     this->subject_.resignActive();
-    EXPECT_EQ(this->takeSteps(), Steps{"UIApplicationWillResignActiveNotification inactive"});
+    EXPECT_EQ(this->takeSteps(), Told{"UIApplicationWillResignActiveNotification inactive"});
     this->subject_.enterBackground();
-    EXPECT_EQ(this->takeSteps(), Steps{"UIApplicationDidEnterBackgroundNotification background"});
+    EXPECT_EQ(this->takeSteps(), Told{"UIApplicationDidEnterBackgroundNotification background"});
     this->subject_.enterForeground();
-    EXPECT_EQ(this->takeSteps(), Steps{"UIApplicationWillEnterForegroundNotification inactive"});
+    EXPECT_EQ(this->takeSteps(), Told{"UIApplicationWillEnterForegroundNotification inactive"});
     this->subject_.becomeActive();
-    EXPECT_EQ(this->takeSteps(), Steps{"UIApplicationDidBecomeActiveNotification active"});
+    EXPECT_EQ(this->takeSteps(), Told{"UIApplicationDidBecomeActiveNotification active"});
     this->subject_.terminate();
-    EXPECT_EQ(this->takeSteps(), Steps{"UIApplicationWillTerminateNotification active"});
+    EXPECT_EQ(this->takeSteps(), Told{"UIApplicationWillTerminateNotification active"});
 }
 
 TYPED_TEST_P(UIApplicationContract, TakesEveryStepBetween) {
-    using Steps = std::vector<std::string>;
+    using Told = std::vector<std::string>;
     this->subject_.enterBackground();
-    EXPECT_EQ(this->takeSteps(), (Steps{"UIApplicationWillResignActiveNotification inactive",
-                                        "UIApplicationDidEnterBackgroundNotification background"}));
+    EXPECT_EQ(this->takeSteps(), (Told{"UIApplicationWillResignActiveNotification inactive",
+                                       "UIApplicationDidEnterBackgroundNotification background"}));
     this->subject_.becomeActive();
-    EXPECT_EQ(this->takeSteps(), (Steps{"UIApplicationWillEnterForegroundNotification inactive",
-                                        "UIApplicationDidBecomeActiveNotification active"}));
+    EXPECT_EQ(this->takeSteps(), (Told{"UIApplicationWillEnterForegroundNotification inactive",
+                                       "UIApplicationDidBecomeActiveNotification active"}));
 }
 
 TYPED_TEST_P(UIApplicationContract, TakesNoStepTwice) {

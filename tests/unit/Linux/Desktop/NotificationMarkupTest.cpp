@@ -10,13 +10,13 @@
 namespace xel {
 namespace {
 
-struct Row {
+struct MarkupText {
     std::string plain;
     std::string expected;
 };
 
 TEST(NotificationMarkup, EscapedTextIsShownAsItIs) {
-    const std::vector<Row> table = {
+    const std::vector<MarkupText> table = {
         {"", ""},
         {"5 < 6 & 7 > 6", "5 &lt; 6 &amp; 7 &gt; 6"},
         {"<b>bold</b>", "&lt;b&gt;bold&lt;/b&gt;"},
@@ -30,7 +30,7 @@ TEST(NotificationMarkup, EscapedTextIsShownAsItIs) {
 }
 
 TEST(NotificationMarkup, TagsOfTheMarkupAreStrippedAndNothingElse) {
-    const std::vector<Row> table = {
+    const std::vector<MarkupText> table = {
         {"", ""},
         {"<b>bold</b> <i>slanted</i> <u>lined</u>", "bold slanted lined"},
         {"see <a href=\"https://x.test/?a=1&b=2\">here</a>", "see here"},
