@@ -7,7 +7,7 @@
 namespace xel::sandbox {
 namespace {
 
-struct Case {
+struct AccessCase {
     const char* topic;
     bool allowed;
 };
@@ -15,7 +15,7 @@ struct Case {
 const ClientIdentity kAlice{"shop", "alice01", "D1"};
 
 TEST(AccessRules, AllowsReadingOfOwnPublicAndEventTopicsOnly) {
-    const Case cases[] = {
+    const AccessCase cases[] = {
         {"app/shop/user/alice01/D1", true},
         {"app/shop/user/alice01/default", true},
         {"app/shop/user/alice01/#", true},
@@ -49,13 +49,13 @@ TEST(AccessRules, AllowsReadingOfOwnPublicAndEventTopicsOnly) {
         {"$SYS/#", false},
         {"$share/group/app/shop/user/alice01/news", false},
     };
-    for (const Case& each : cases) {
+    for (const AccessCase& each : cases) {
         EXPECT_EQ(mayRead(kAlice, each.topic), each.allowed) << each.topic;
     }
 }
 
 TEST(AccessRules, AllowsPublishingOfMessagesOwnEventsAndReceiptsOnly) {
-    const Case cases[] = {
+    const AccessCase cases[] = {
         {"app/shop/publish/bob01/news", true},
         {"app/shop/publish/public/news", true},
         {"app/shop/event/login/D1", true},
@@ -79,7 +79,7 @@ TEST(AccessRules, AllowsPublishingOfMessagesOwnEventsAndReceiptsOnly) {
         {"relay/shop", false},
         {"", false},
     };
-    for (const Case& each : cases) {
+    for (const AccessCase& each : cases) {
         EXPECT_EQ(mayPublish(kAlice, each.topic), each.allowed) << each.topic;
     }
 }
