@@ -31,6 +31,7 @@ class CoreGeoLocation {
 public:
     using SingleLocationCompletion = std::function<void(const Result<CLLocation>& location)>;
 
+    virtual ~CoreGeoLocation() = default;
     CoreGeoLocation(const CoreGeoLocation&) = delete;
     CoreGeoLocation& operator=(const CoreGeoLocation&) = delete;
 
@@ -74,7 +75,6 @@ public:
 
 protected:
     CoreGeoLocation() = default;
-    ~CoreGeoLocation() = default;
 };
 
 }  // namespace xel

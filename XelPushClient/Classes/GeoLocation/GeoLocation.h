@@ -48,7 +48,7 @@ public:
     };
 
     explicit GeoLocation(Surroundings surroundings);
-    ~GeoLocation();
+    ~GeoLocation() override;
 
     [[nodiscard]] std::optional<CLCircularRegion> getRegionWithIdentifier(
         std::string_view identifier) const override;

@@ -13,12 +13,10 @@ namespace xel {
 /// Whom remote notifications are told.
 class RemoteNotificationTakers {
 public:
+    virtual ~RemoteNotificationTakers() = default;
     [[nodiscard]] virtual bool isAnyoneThere() const = 0;
     /// May throw, and may take the queue away.
     virtual void take(const Dictionary& payload) = 0;
-
-protected:
-    ~RemoteNotificationTakers() = default;
 };
 
 /// The remote notifications that nobody has taken yet, the oldest first. Each is told by a block of its own

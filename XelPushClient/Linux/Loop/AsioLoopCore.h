@@ -39,7 +39,7 @@ public:
     static constexpr std::size_t kMostBlocksInPass = 512;
 
     explicit AsioLoopCore(boost::asio::io_context& context);
-    ~AsioLoopCore();
+    ~AsioLoopCore() override;
     AsioLoopCore(const AsioLoopCore&) = delete;
     AsioLoopCore& operator=(const AsioLoopCore&) = delete;
 

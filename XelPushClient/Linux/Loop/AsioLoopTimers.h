@@ -18,14 +18,12 @@ namespace xel {
 /// In whose passes timers run.
 class AsioLoopTimersOwner {
 public:
+    virtual ~AsioLoopTimersOwner() = default;
     /// A timer may be due: calls `fireDue` in a pass.
     virtual void alarmDidRing() = 0;
     /// A timer's block has run.
     virtual void timerDidFire() = 0;
     [[nodiscard]] virtual bool mayFireAnother() const = 0;
-
-protected:
-    ~AsioLoopTimersOwner() = default;
 };
 
 /// The timers of one loop. They share one alarm, which is set only when a deadline comes that is nearer than

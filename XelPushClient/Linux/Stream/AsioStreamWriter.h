@@ -17,10 +17,8 @@ namespace xel {
 /// Who writes. Called inside a call of the writer, or in a pass of the loop; the writer's `failure` is set.
 class AsioStreamWriterObserver {
 public:
+    virtual ~AsioStreamWriterObserver() = default;
     virtual void writingDidFail() = 0;
-
-protected:
-    ~AsioStreamWriterObserver() = default;
 };
 
 /// The writing side of a connected socket: what is written in one pass of the loop leaves at its end in one
