@@ -86,7 +86,7 @@ public:
         open();
     }
 
-    /// In a child: waits until the test opens the gate.
+    /// Waits until every other process that has the gate has opened it, or has ended.
     void wait() {
         open();
         char octet = 0;
@@ -232,15 +232,18 @@ TEST(ForkedChild, DoesNotHoldTheLockOfAHome) {
         return SqliteStore::open(options);
     };
     Gate gate;
+    Gate whenRunning;
     const pid_t first = startChild([&] {
         const auto store = openHere();
         const pid_t child = startChild([&] {
+            whenRunning.open();
             gate.wait();
             return 0;
         });
         return store.isOk() && child > 0 ? 0 : 1;  // ends without closing anything in order
     });
     ASSERT_EQ(statusOf(first), 0);
+    whenRunning.wait();  // fork(2) returns in the parent before the child has had its turn
     const auto again = openHere();
     EXPECT_TRUE(again.isOk()) << again.error().localizedDescription();
     gate.open();
