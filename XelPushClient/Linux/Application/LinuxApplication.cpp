@@ -33,8 +33,8 @@ LinuxApplication::LinuxApplication(Surroundings surroundings)
     : surroundings_(std::move(surroundings)),
       tasks_(std::make_unique<BackgroundTasks>(surroundings_.runLoop, surroundings_.clock)),
       takers_(std::make_unique<Takers>(*this)),
-      notifications_(std::make_shared<RemoteNotificationQueue>(surroundings_.runLoop, surroundings_.logSink,
-                                                               *takers_)) {}
+      notifications_(std::make_shared<RemoteNotificationQueue>(kMostKeptNotifications, surroundings_.runLoop,
+                                                               surroundings_.logSink, *takers_)) {}
 
 LinuxApplication::~LinuxApplication() = default;
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -28,6 +29,8 @@ class LinuxApplication final : public UIApplication {
 public:
     /// How long an application may go on working in the background.
     static constexpr std::chrono::seconds kBackgroundTime{180};
+    /// Remote notifications that are kept while no delegate is attached; the oldest beyond them are dropped.
+    static constexpr std::size_t kMostKeptNotifications = 64;
 
     using Presenter = std::function<void(const UILocalNotification&)>;
     using Canceller = std::function<void()>;

@@ -4,13 +4,13 @@
 
 namespace xel {
 
-RemoteNotificationQueue::RemoteNotificationQueue(std::shared_ptr<NSRunLoop> runLoop,
+RemoteNotificationQueue::RemoteNotificationQueue(std::size_t mostKept, std::shared_ptr<NSRunLoop> runLoop,
                                                  std::shared_ptr<LogSink> logSink,
                                                  RemoteNotificationTakers& takers)
-    : runLoop_(std::move(runLoop)), logSink_(std::move(logSink)), takers_(takers) {}
+    : mostKept_(mostKept), runLoop_(std::move(runLoop)), logSink_(std::move(logSink)), takers_(takers) {}
 
 void RemoteNotificationQueue::add(Dictionary payload) {
-    if (kept_.size() >= kMostKept) {
+    if (kept_.size() >= mostKept_) {
         kept_.pop_front();
         logSink_->write("The oldest remote notification is dropped: too many wait for somebody to take them");
     }

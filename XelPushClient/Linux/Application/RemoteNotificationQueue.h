@@ -25,11 +25,9 @@ public:
 /// Owner: the takers, by the one shared pointer; what is posted holds the queue weakly. Thread: the run loop.
 class RemoteNotificationQueue : public std::enable_shared_from_this<RemoteNotificationQueue> {
 public:
-    /// So many are kept; the oldest beyond them are dropped.
-    static constexpr std::size_t kMostKept = 64;
-
-    RemoteNotificationQueue(std::shared_ptr<NSRunLoop> runLoop, std::shared_ptr<LogSink> logSink,
-                            RemoteNotificationTakers& takers);
+    /// Keeps `mostKept`; the oldest beyond them are dropped.
+    RemoteNotificationQueue(std::size_t mostKept, std::shared_ptr<NSRunLoop> runLoop,
+                            std::shared_ptr<LogSink> logSink, RemoteNotificationTakers& takers);
 
     void add(Dictionary payload);
     /// Posts the telling of what is kept; for a taker who has come.
@@ -38,6 +36,7 @@ public:
 private:
     void tellNext();
 
+    std::size_t mostKept_;
     std::shared_ptr<NSRunLoop> runLoop_;
     std::shared_ptr<LogSink> logSink_;
     RemoteNotificationTakers& takers_;

@@ -281,6 +281,18 @@ TEST_F(LinuxApplicationTest, KeepsRemoteNotificationsUntilSomebodyTakesThem) {
     EXPECT_EQ(delegate->notifications.size(), 3U);
 }
 
+TEST_F(LinuxApplicationTest, KeepsTheNewestRemoteNotifications) {
+    for (std::size_t count = 0; count < LinuxApplication::kMostKeptNotifications; ++count) {
+        application_.receiveRemoteNotification({{"id", "early"}});
+    }
+    application_.receiveRemoteNotification({{"id", "late"}});
+    const auto delegate = std::make_shared<RecordingDelegate>();
+    application_.attachDelegate(delegate);
+    runLoop_->runUntilIdle();
+    ASSERT_EQ(delegate->notifications.size(), LinuxApplication::kMostKeptNotifications);
+    EXPECT_EQ(delegate->notifications.back(), (Dictionary{{"id", "late"}}));
+}
+
 TEST_F(LinuxApplicationTest, LosesNoRemoteNotificationToADelegateThatThrows) {
     const auto delegate = std::make_shared<RecordingDelegate>();
     application_.attachDelegate(delegate);
