@@ -60,12 +60,7 @@ set(XELPUSH_PUBLIC_HEADERS_CORE
     XelPushClient/Platform/UIApplication.h
     XelPushClient/Platform/UIApplicationLaunchOptions.h
     XelPushClient/Platform/UILocalNotification.h
-    XelPushClient/Platform/UNNotificationAction.h
-    XelPushClient/Platform/UNNotificationAttachment.h
-    XelPushClient/Platform/UNNotificationCategory.h
     XelPushClient/Platform/UNNotificationContent.h
-    XelPushClient/Platform/UNNotificationRequest.h
-    XelPushClient/Platform/UNNotificationSound.h
     XelPushClient/Platform/UNUserNotificationCenter.h
     # The session that every platform shares, over its streams.
     XelPushClient/MQTTSDK/MQTTClientSessionFactory.h
@@ -119,7 +114,6 @@ set(XELPUSH_PUBLIC_HEADERS_TESTING
     XelPushClient/Testing/InMemorySessionMemory.h
     XelPushClient/Testing/InMemoryUserDefaults.h
     XelPushClient/Testing/PlaceholderPorts.h
-    XelPushClient/Testing/RecordedTrack.h
     XelPushClient/Testing/RecordingDiagnostics.h
     XelPushClient/Testing/RecordingLogSink.h
     XelPushClient/Testing/SimpleJSONSerialization.h)

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "tools/commands/Commands.h"
-#include "tools/output/ExitCode.h"
+#include "tools/output/Output.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "XelPushClient/Linux/Application/LinuxApplication.h"
-#include "XelPushClient/Linux/Bus/DBusAddress.h"
 #include "XelPushClient/Linux/Bus/DBusConnection.h"
+#include "XelPushClient/Linux/Bus/DBusText.h"
 #include "XelPushClient/Linux/Desktop/LauncherBadge.h"
 #include "XelPushClient/Linux/Desktop/LinuxNotificationCenter.h"
 #include "XelPushClient/Linux/Desktop/NotificationPermission.h"

@@ -5,7 +5,6 @@
 
 #include "XelPushClient/MQTTSDK/MQTTPacket.h"
 #include "XelPushClient/MQTTSDK/MQTTTopics.h"
-#include "XelPushClient/MQTTSDK/SendableNames.h"
 
 namespace xel {
 

@@ -6,7 +6,7 @@
 
 #include "XelPushClient/Foundation/OnLeaving.h"
 #include "XelPushClient/MQTTSDK/MQTTErrors.h"
-#include "XelPushClient/MQTTSDK/SendableNames.h"
+#include "XelPushClient/MQTTSDK/MQTTTopics.h"
 #include "XelPushClient/Platform/NSRunLoop.h"
 
 namespace xel {

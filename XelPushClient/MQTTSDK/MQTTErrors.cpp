@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "XelPushClient/MQTTSDK/SendableNames.h"
+#include "XelPushClient/MQTTSDK/MQTTTopics.h"
 
 namespace xel {
 

@@ -9,7 +9,7 @@
 #include "XelPushClient/MQTTSDK/MQTTEngine.h"
 #include "XelPushClient/MQTTSDK/MQTTErrors.h"
 #include "XelPushClient/MQTTSDK/MQTTPacket.h"
-#include "XelPushClient/MQTTSDK/SendableNames.h"
+#include "XelPushClient/MQTTSDK/MQTTTopics.h"
 
 namespace xel {
 namespace {

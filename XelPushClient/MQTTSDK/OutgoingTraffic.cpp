@@ -7,7 +7,6 @@
 #include "XelPushClient/MQTTSDK/MQTTErrors.h"
 #include "XelPushClient/MQTTSDK/MQTTPacket.h"
 #include "XelPushClient/MQTTSDK/MQTTTopics.h"
-#include "XelPushClient/MQTTSDK/SendableNames.h"
 
 namespace xel {
 

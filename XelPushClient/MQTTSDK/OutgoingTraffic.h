@@ -10,9 +10,9 @@
 #include "XelPushClient/MQTTSDK/GrantedTopics.h"
 #include "XelPushClient/MQTTSDK/MQTTConnection.h"
 #include "XelPushClient/MQTTSDK/Outbox.h"
+#include "XelPushClient/MQTTSDK/SentThing.h"
 #include "XelPushClient/MQTTSDK/Suspects.h"
 #include "XelPushClient/MQTTSDK/TopicRemovals.h"
-#include "XelPushClient/MQTTSDK/UntoldOutcome.h"
 #include "XelPushClient/MQTTSDK/WaitingRequests.h"
 #include "XelPushClient/Platform/MQTTSession.h"
 

@@ -9,8 +9,7 @@
 
 #include "XelPushClient/Foundation/Result.h"
 #include "XelPushClient/Foundation/Value.h"
-#include "XelPushClient/Platform/UNNotificationCategory.h"
-#include "XelPushClient/Platform/UNNotificationRequest.h"
+#include "XelPushClient/Platform/UNNotificationContent.h"
 
 namespace xel {
 

@@ -1,16 +1,33 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <vector>
 
+#include "XelPushClient/Platform/CLLocation.h"
 #include "XelPushClient/Platform/Clock.h"
 #include "XelPushClient/Platform/LocationSource.h"
 #include "XelPushClient/Platform/NSRunLoop.h"
-#include "XelPushClient/Testing/RecordedTrack.h"
 
 namespace xel {
+
+/// Where a device is from some moment of its track on.
+struct TrackPoint {
+    std::chrono::milliseconds at{};  ///< since the track began
+    CLLocationCoordinate2D coordinate;
+    double horizontalAccuracy = 5.0;  ///< metres; negative: unknown
+    double speed = -1.0;              ///< metres per second; negative: unknown
+};
+
+using RecordedTrack = std::vector<TrackPoint>;
+
+/// Reads a track from text: one line "seconds latitude longitude accuracy" for each point, in the order of
+/// time; seconds may have a fraction. Empty lines and lines that begin with "#" are skipped. Throws a
+/// `std::invalid_argument` that names the first line it cannot read.
+[[nodiscard]] RecordedTrack readTrack(std::string_view text);
 
 /// A location service on a device that the test moves about. At first it does not know where it is.
 ///

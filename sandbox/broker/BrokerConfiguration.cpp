@@ -5,7 +5,7 @@
 #include <sstream>
 
 #include "sandbox/process/SandboxError.h"
-#include "sandbox/relay/Limits.h"
+#include "sandbox/relay/AccessRules.h"
 
 namespace xel::sandbox {
 namespace {

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <string>
 
-#include "sandbox/state/ServerCertificate.h"
+#include "sandbox/state/CertificateAuthority.h"
 
 namespace xel::sandbox {
 

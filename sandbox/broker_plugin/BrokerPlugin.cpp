@@ -6,7 +6,6 @@
 
 #include "sandbox/process/SandboxError.h"
 #include "sandbox/relay/AccessRules.h"
-#include "sandbox/relay/ClientIdentity.h"
 #include "sandbox/relay/EventRecord.h"
 #include "sandbox/relay/Json.h"
 #include "sandbox/relay/MessageComposer.h"

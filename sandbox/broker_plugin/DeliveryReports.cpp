@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "sandbox/broker_plugin/BrokerApi.h"
-#include "sandbox/relay/ClientIdentity.h"
+#include "sandbox/relay/AccessRules.h"
 #include "sandbox/relay/MessageComposer.h"
 #include "sandbox/relay/Topics.h"
 #include "sandbox/relay/WallClock.h"

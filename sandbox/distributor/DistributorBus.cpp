@@ -12,7 +12,7 @@
 #include <boost/asio/post.hpp>
 #include <sdbus-c++/sdbus-c++.h>
 
-#include "XelPushClient/Linux/Bus/DBusAddress.h"
+#include "XelPushClient/Linux/Bus/DBusText.h"
 #include "XelPushClient/Linux/Push/UnifiedPushRules.h"
 #include "sandbox/distributor/BusLoop.h"
 

@@ -6,7 +6,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
 
-#include "XelPushClient/Linux/Bus/DBusAddress.h"
+#include "XelPushClient/Linux/Bus/DBusText.h"
 #include "sandbox/distributor/Distributor.h"
 #include "sandbox/distributor/DistributorBus.h"
 #include "sandbox/distributor/PushServer.h"

@@ -1,8 +1,23 @@
 #include "sandbox/distributor/RegistrationStore.h"
 
+#include <cstddef>
+
+#include "XelPushClient/Linux/Push/UnifiedPushRules.h"
 #include "sandbox/store/Database.h"
 
 namespace xel::sandbox {
+
+namespace {
+
+constexpr std::size_t kLongestDescription = 100;
+
+}  // namespace
+
+bool isRegistration(const Registration& asked) {
+    return isBusName(asked.service) && isConnectionToken(asked.token) &&
+           asked.description.size() <= kLongestDescription;
+}
+
 namespace {
 
 using Statement = Database::Statement;

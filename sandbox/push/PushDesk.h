@@ -9,7 +9,7 @@
 #include <string_view>
 #include <unordered_set>
 
-#include "sandbox/push/PushEndpoint.h"
+#include "sandbox/push/PushToken.h"
 #include "sandbox/relay/Json.h"
 
 namespace xel::sandbox {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include <boost/asio/io_context.hpp>
@@ -8,6 +9,11 @@
 #include "sandbox/relay/Topics.h"
 
 namespace xel::sandbox {
+
+/// Posts a push message (RFC 8030: TTL, Content-Encoding) with plain HTTP, and follows no redirect. The
+/// answer comes once, on the loop's thread; without one within ten seconds it is a failure.
+void postPushMessage(boost::asio::io_context& loop, const OutgoingPush& push,
+                     std::function<void(const PushAnswer&)> onAnswer);
 
 /// The desk that sends push messages, on the service's loop and with real requests.
 class PushSending {

@@ -1,10 +1,29 @@
 #pragma once
 
+#include <cstddef>
+#include <optional>
+#include <string>
 #include <string_view>
 
 namespace xel::sandbox {
 
-struct ClientIdentity;
+/// The largest payload that the service takes, in bytes. Clients refuse packets above 1 MiB; the rest is room
+/// for what the relay adds.
+inline constexpr std::size_t kLargestPayload = 1000000;
+
+/// Who a broker client says it is: the three parts of its client id "{app}/{user}/{device}".
+///
+/// All clients of an application share one broker user name and password, so the client id is the only thing
+/// that tells one user from another; the broker knows no better.
+struct ClientIdentity {
+    std::string app;
+    std::string user;
+    std::string device;
+};
+
+/// The identity that a client id spells, or nothing unless it has exactly three parts that can each stand in
+/// a topic (not empty, no wildcard).
+std::optional<ClientIdentity> parseClientId(std::string_view clientId);
 
 /// Whether the client may read `topicOrFilter`, which is a topic or a subscription's filter: the topics of
 /// its own user, the public ones, its own user's delivery reports and its application's events.

@@ -4,7 +4,7 @@
 #include <map>
 #include <string>
 
-#include "sandbox/rest/RestRoutes.h"
+#include "sandbox/rest/RestMessage.h"
 
 namespace xel::sandbox {
 

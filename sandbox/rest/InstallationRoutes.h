@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "sandbox/rest/RestRoutes.h"
+#include "sandbox/rest/RestMessage.h"
 
 namespace xel::sandbox {
 

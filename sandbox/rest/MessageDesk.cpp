@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "sandbox/relay/Limits.h"
+#include "sandbox/relay/AccessRules.h"
 #include "sandbox/relay/MessageComposer.h"
 #include "sandbox/relay/RandomText.h"
 #include "sandbox/relay/Topics.h"

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "sandbox/rest/RestRoutes.h"
+#include "sandbox/rest/RestMessage.h"
 
 namespace xel::sandbox {
 

@@ -1,6 +1,8 @@
 #include "sandbox/rest/RestMessage.h"
 
+#include <array>
 #include <cstddef>
+#include <cstdio>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -8,6 +10,7 @@
 #include "sandbox/relay/Hexadecimal.h"
 
 namespace xel::sandbox {
+
 namespace {
 
 std::string decodePercent(std::string_view text) {
@@ -58,6 +61,30 @@ void parseTarget(std::string_view target, RestRequest& request) {
             equals == std::string_view::npos ? std::string() : decodePercent(piece.substr(equals + 1));
         request.query.insert_or_assign(decodePercent(piece.substr(0, equals)), std::move(value));
     });
+}
+
+std::string formatHttpDate(std::time_t time) {
+    static constexpr std::array<const char*, 7> kDays{"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+    static constexpr std::array<const char*, 12> kMonths{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                                         "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    std::tm parts{};
+    ::gmtime_r(&time, &parts);
+    std::array<char, 64> text{};
+    const int length = std::snprintf(text.data(), text.size(), "%s, %02d %s %04d %02d:%02d:%02d GMT",
+                                     kDays.at(static_cast<std::size_t>(parts.tm_wday)), parts.tm_mday,
+                                     kMonths.at(static_cast<std::size_t>(parts.tm_mon)), parts.tm_year + 1900,
+                                     parts.tm_hour, parts.tm_min, parts.tm_sec);
+    return {text.data(), static_cast<std::size_t>(length)};
+}
+
+RestResponse makeNoObjectResponse() {
+    return makeErrorResponse(400, "the body is not a JSON object");
+}
+
+RestResponse makeMethodResponse(const std::string& allowed) {
+    RestResponse response = makeErrorResponse(405, "this route knows only " + allowed);
+    response.allow = allowed;
+    return response;
 }
 
 }  // namespace xel::sandbox

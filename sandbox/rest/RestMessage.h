@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ctime>
 #include <functional>
 #include <map>
 #include <string>
@@ -36,5 +37,27 @@ RestResponse makeErrorResponse(unsigned status, const std::string& message);
 
 /// The path and query that a request's target spells. A broken percent-escape stands for itself.
 void parseTarget(std::string_view target, RestRequest& request);
+
+/// The time as HTTP's "Date" field has it (RFC 9110, section 5.6.7), whatever the process's locale is.
+std::string formatHttpDate(std::time_t time);
+
+/// One subject of the REST backend: some of its routes, for requests that carry the access token.
+class RestRoutes {
+public:
+    RestRoutes() = default;
+    virtual ~RestRoutes() = default;
+    RestRoutes(const RestRoutes&) = delete;
+    RestRoutes& operator=(const RestRoutes&) = delete;
+
+    /// Responds to the request and returns true; false, with nothing done, when no route of this subject has
+    /// its path. Called on the REST server's thread.
+    virtual bool handle(const RestRequest& request, const RestResponder& respond) = 0;
+};
+
+/// What a body that is no JSON object is answered with.
+RestResponse makeNoObjectResponse();
+
+/// The answer to a method that the route has not.
+RestResponse makeMethodResponse(const std::string& allowed);
 
 }  // namespace xel::sandbox

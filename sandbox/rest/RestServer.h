@@ -5,9 +5,9 @@
 
 #include <boost/asio/io_context.hpp>
 
-#include "sandbox/process/ConnectionListener.h"
+#include "sandbox/process/Ports.h"
 #include "sandbox/rest/RestMessage.h"
-#include "sandbox/state/ServerCertificate.h"
+#include "sandbox/state/CertificateAuthority.h"
 
 namespace xel::sandbox {
 

@@ -8,7 +8,7 @@
 
 #include <boost/asio/post.hpp>
 
-#include "sandbox/rest/HttpDate.h"
+#include "sandbox/rest/RestMessage.h"
 
 namespace xel::sandbox {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "sandbox/rest/RestRoutes.h"
+#include "sandbox/rest/RestMessage.h"
 
 namespace xel::sandbox {
 

@@ -1,7 +1,9 @@
 #include "sandbox/state/CertificateAuthority.h"
 
+#include <chrono>
 #include <ctime>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include <openssl/bio.h>
@@ -16,6 +18,7 @@
 #include "sandbox/state/StateFolder.h"
 
 namespace xel::sandbox {
+
 namespace {
 
 using Clock = std::chrono::system_clock;
@@ -208,6 +211,35 @@ bool CertificateAuthority::hasIssued(const std::string& certificatePem, Clock::t
 
 std::string CertificateAuthority::certificatePem() const {
     return toPem(certificate_.get());
+}
+
+namespace {
+
+constexpr std::chrono::hours kLife = 825 * kDay;  // the most that common TLS clients accept
+constexpr std::chrono::hours kRenewBefore = 30 * kDay;
+
+}  // namespace
+
+std::filesystem::path authorityFile(const StateFolder& folder) {
+    return folder.file("ca.pem");
+}
+
+ServerCertificateFiles ensureServerCertificate(const StateFolder& folder) {
+    const CertificateAuthority authority =
+        CertificateAuthority::loadOrCreate(authorityFile(folder), folder.file("ca-key.pem"));
+    ServerCertificateFiles files{folder.file("server.pem"), folder.file("server-key.pem")};
+    const auto now = std::chrono::system_clock::now();
+    const std::optional<std::string> kept = readWholeFile(files.certificate);
+    if (kept && readWholeFile(files.privateKey) && authority.hasIssued(*kept, now + kRenewBefore)) {
+        return files;
+    }
+    CertificateContent content;
+    content.notBefore = now - kDay;
+    content.notAfter = now + kLife;
+    const IssuedCertificate issued = authority.issue(content);
+    writePrivateFile(files.privateKey, issued.privateKeyPem);
+    writePrivateFile(files.certificate, issued.certificatePem);
+    return files;
 }
 
 }  // namespace xel::sandbox

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "sandbox/process/ProgressLog.h"
-#include "sandbox/state/ServerCertificate.h"
+#include "sandbox/state/CertificateAuthority.h"
 
 namespace xel::sandbox {
 

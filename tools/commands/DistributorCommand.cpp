@@ -6,7 +6,7 @@
 #include "sandbox/distributor/DistributorBus.h"
 #include "sandbox/distributor/DistributorProgram.h"
 #include "tools/commands/Commands.h"
-#include "tools/output/ExitCode.h"
+#include "tools/output/Output.h"
 
 namespace xel::tools {
 

@@ -2,9 +2,9 @@
 #include <string>
 
 #include "tools/commands/Commands.h"
-#include "tools/options/ListenOptions.h"
+#include "tools/options/ClientChoice.h"
 #include "tools/options/ServiceAccess.h"
-#include "tools/output/ExitCode.h"
+#include "tools/output/Output.h"
 #include "tools/runs/ListenRun.h"
 
 namespace xel::tools {

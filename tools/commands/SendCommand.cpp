@@ -4,7 +4,6 @@
 #include "tools/commands/Commands.h"
 #include "tools/options/MessageContent.h"
 #include "tools/options/ServiceAccess.h"
-#include "tools/output/ExitCode.h"
 #include "tools/output/Output.h"
 #include "tools/runs/RestCall.h"
 

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/output/ExitCode.h"
+#include "tools/output/Output.h"
 
 namespace xel::tools {
 

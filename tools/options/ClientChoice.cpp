@@ -2,8 +2,8 @@
 
 #include <map>
 
-#include "tools/options/DurationOption.h"
-#include "tools/output/ExitCode.h"
+#include "tools/options/OptionTypes.h"
+#include "tools/output/Output.h"
 
 namespace xel::tools {
 
@@ -52,6 +52,21 @@ void addKindOption(CLI::App& command, ClientChoice& choice) {
 
 std::string homeNameOf(ClientKind kind, const std::string& user) {
     return (kind == ClientKind::Listening ? "listen-" : "command-") + user;
+}
+
+namespace {
+
+constexpr std::size_t kLargestCount = 1'000'000'000;
+
+}  // namespace
+
+void addListenOptions(CLI::App& command, ListenOptions& options) {
+    addClientOptions(command, options.client);
+    command.add_option("--count", options.count, "End after so many messages, events and delivery reports")
+        ->check(CLI::Range(std::size_t{1}, kLargestCount))
+        ->type_name("NUMBER");
+    addDurationOption(command, "--timeout", options.client.timeout,
+                      "End after so long; exit code 3 when --count is not reached");
 }
 
 }  // namespace xel::tools

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -41,5 +43,20 @@ void addKindOption(CLI::App& command, ClientChoice& choice);
 
 /// The name of the client's home.
 [[nodiscard]] std::string homeNameOf(ClientKind kind, const std::string& user);
+
+/// What `xelpush listen` or `xelpush event subscribe` was asked for.
+struct ListenOptions {
+    ClientChoice client{.kind = ClientKind::Listening};
+    std::vector<std::string> channels{};
+    std::vector<std::string> events{};
+    /// The installation whose events are meant; none for those of every installation.
+    std::optional<std::string> installation{};
+    bool hearsDeliveries = false;
+    /// End after so many messages, events and delivery reports.
+    std::optional<std::size_t> count{};
+};
+
+/// The options that all listening commands share.
+void addListenOptions(CLI::App& command, ListenOptions& options);
 
 }  // namespace xel::tools

@@ -2,8 +2,7 @@
 
 #include <utility>
 
-#include "tools/options/DurationOption.h"
-#include "tools/options/JsonOption.h"
+#include "tools/options/OptionTypes.h"
 
 namespace xel::tools {
 

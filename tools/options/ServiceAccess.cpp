@@ -9,7 +9,7 @@
 #include "sandbox/process/SandboxError.h"
 #include "sandbox/state/SandboxInfo.h"
 #include "sandbox/state/StateFolder.h"
-#include "tools/output/ExitCode.h"
+#include "tools/output/Output.h"
 
 namespace xel::tools {
 

@@ -12,7 +12,7 @@
 #include "XelPushClient/Platform/Home.h"
 #include "XelPushClient/XelPushClient.h"
 #include "tools/options/ClientChoice.h"
-#include "tools/output/ExitCode.h"
+#include "tools/output/Output.h"
 
 namespace xel::tools {
 

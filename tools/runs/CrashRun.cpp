@@ -3,7 +3,7 @@
 #include <utility>
 #include <variant>
 
-#include "tools/options/JsonOption.h"
+#include "tools/options/OptionTypes.h"
 #include "tools/output/Output.h"
 
 namespace xel::tools {

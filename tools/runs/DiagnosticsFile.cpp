@@ -8,7 +8,7 @@
 #include <sys/stat.h>
 
 #include "XelPushClient/Linux/System/SystemClock.h"
-#include "tools/output/ExitCode.h"
+#include "tools/output/Output.h"
 
 namespace xel::tools {
 

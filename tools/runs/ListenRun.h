@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <memory>
 
-#include "tools/options/ListenOptions.h"
+#include "tools/options/ClientChoice.h"
 #include "tools/runs/ClientRun.h"
 #include "tools/runs/ListenReport.h"
 

@@ -5,7 +5,7 @@
 #include "XelPushClient/Foundation/Result.h"
 #include "XelPushClient/Foundation/Value.h"
 #include "tools/options/ServiceAccess.h"
-#include "tools/output/ExitCode.h"
+#include "tools/output/Output.h"
 
 namespace xel::tools {
 

@@ -11,7 +11,7 @@
 #include "XelPushClient/Foundation/UUID.h"
 #include "XelPushClient/MQTTSDK/MQTTEncoder.h"
 #include "XelPushClient/MQTTSDK/MQTTErrors.h"
-#include "XelPushClient/MQTTSDK/SendableNames.h"
+#include "XelPushClient/MQTTSDK/MQTTTopics.h"
 #include "XelPushClient/Platform/Diagnostics.h"
 
 namespace xel {

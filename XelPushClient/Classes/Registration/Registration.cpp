@@ -4,7 +4,7 @@
 #include "XelPushClient/Classes/Topics/NameRules.h"
 #include "XelPushClient/Foundation/OnLeaving.h"
 #include "XelPushClient/Foundation/StringUtilities.h"
-#include "XelPushClient/MQTTSDK/SendableNames.h"
+#include "XelPushClient/MQTTSDK/MQTTTopics.h"
 #include "XelPushClient/Platform/TopicTable.h"
 
 namespace xel {

@@ -3,7 +3,7 @@
 #include "XelPushClient/Classes/Topics/NameRules.h"
 #include "XelPushClient/Classes/Topics/TopicScheme.h"
 #include "XelPushClient/Foundation/FormattedText.h"
-#include "XelPushClient/MQTTSDK/SendableNames.h"
+#include "XelPushClient/MQTTSDK/MQTTTopics.h"
 
 namespace xel {
 namespace {

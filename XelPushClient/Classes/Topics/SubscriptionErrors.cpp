@@ -6,7 +6,7 @@
 #include "XelPushClient/Classes/Topics/TopicScheme.h"
 #include "XelPushClient/Foundation/FormattedText.h"
 #include "XelPushClient/MQTTSDK/MQTTErrors.h"
-#include "XelPushClient/MQTTSDK/SendableNames.h"
+#include "XelPushClient/MQTTSDK/MQTTTopics.h"
 
 namespace xel {
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "XelPushClient/Foundation/Result.h"
-#include "XelPushClient/Platform/UNNotificationAttachment.h"
+#include "XelPushClient/Platform/UNNotificationContent.h"
 
 namespace xel {
 

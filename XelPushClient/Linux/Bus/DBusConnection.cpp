@@ -17,7 +17,7 @@
 #include <unistd.h>
 
 #include "XelPushClient/Foundation/OnLeaving.h"
-#include "XelPushClient/Linux/Bus/DBusAddress.h"
+#include "XelPushClient/Linux/Bus/DBusText.h"
 #include "XelPushClient/Linux/Process/BackgroundThread.h"
 #include "XelPushClient/Linux/Process/FileDescriptor.h"
 #include "XelPushClient/Linux/Process/ForkedChildren.h"

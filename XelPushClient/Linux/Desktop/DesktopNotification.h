@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "XelPushClient/Platform/UNNotificationAction.h"
+#include "XelPushClient/Platform/UNNotificationContent.h"
 
 namespace xel {
 

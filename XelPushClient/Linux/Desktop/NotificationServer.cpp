@@ -8,7 +8,7 @@
 
 #include <sdbus-c++/sdbus-c++.h>
 
-#include "XelPushClient/Linux/Bus/DBusNames.h"
+#include "XelPushClient/Linux/Bus/DBusText.h"
 #include "XelPushClient/Linux/Desktop/NotifyCall.h"
 
 namespace xel {

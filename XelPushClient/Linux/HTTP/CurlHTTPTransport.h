@@ -1,11 +1,41 @@
 #pragma once
 
+#include <chrono>
+#include <cstddef>
+#include <functional>
 #include <memory>
+#include <string>
 
-#include "XelPushClient/Linux/HTTP/CurlHTTPOptions.h"
+#include "XelPushClient/Linux/Network/NetworkKind.h"
 #include "XelPushClient/Platform/HTTPTransport.h"
 
 namespace xel {
+
+struct CurlHTTPOptions {
+    /// A file of PEM certificates to trust instead of the system's store; empty: the system's.
+    std::string caFile{};
+    std::chrono::milliseconds connectTimeout{std::chrono::seconds(15)};
+    /// For the whole request, redirects included.
+    std::chrono::milliseconds totalTimeout{std::chrono::seconds(60)};
+    /// A transfer that stays slower than this for the whole period is given up.
+    long lowSpeedOctetsPerSecond = 1;
+    std::chrono::seconds lowSpeedPeriod{30};
+    /// Octets of an answer's body, counted after decompression.
+    std::size_t largestAnswer = 4UL * 1024 * 1024;
+    int mostRedirects = 5;
+    /// Whether a redirect may lead to another origin (scheme, host and port); never to another scheme than
+    /// http and https, and never from https to http. Only for requests that carry no secret.
+    bool followsToOtherOrigins = false;
+    /// For requests whose URL others choose: whether a host may be asked that lies elsewhere than in the
+    /// internet, by the address that its name leads to. Through a proxy, where names are looked up by the
+    /// proxy, it is asked of any URL with an address in it, and of no name. No user name or password may
+    /// stand in such a URL. Called on the transport's thread. Empty: every host may be asked.
+    std::function<bool(NetworkKind)> mayReach{};
+    std::string userAgent{"XelPushClient"};
+    /// Whether the machine has a network, asked after a failure to tell "offline" from "not found". Called on
+    /// the transport's thread; empty: taken as online.
+    std::function<bool()> isOnline{};
+};
 
 class CurlWorker;
 class NSRunLoop;

@@ -16,8 +16,8 @@
 #include "XelPushClient/Foundation/FormattedText.h"
 #include "XelPushClient/Foundation/StringUtilities.h"
 #include "XelPushClient/Linux/HTTP/CurlErrors.h"
-#include "XelPushClient/Linux/Network/LoopbackHost.h"
-#include "XelPushClient/Linux/Process/EnvironmentVariable.h"
+#include "XelPushClient/Linux/Network/NetworkKind.h"
+#include "XelPushClient/Linux/Process/EnvironmentSettings.h"
 
 namespace xel {
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "XelPushClient/Foundation/Result.h"
-#include "XelPushClient/Linux/HTTP/CurlHTTPOptions.h"
+#include "XelPushClient/Linux/HTTP/CurlHTTPTransport.h"
 #include "XelPushClient/Linux/HTTP/CurlURL.h"
 #include "XelPushClient/Platform/HTTPTransport.h"
 

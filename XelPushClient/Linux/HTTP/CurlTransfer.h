@@ -9,14 +9,28 @@
 
 #include <curl/curl.h>
 
-#include "XelPushClient/Linux/HTTP/CurlBodySink.h"
-#include "XelPushClient/Linux/HTTP/CurlHTTPOptions.h"
+#include "XelPushClient/Foundation/NSError.h"
+#include "XelPushClient/Linux/HTTP/CurlHTTPTransport.h"
 #include "XelPushClient/Linux/HTTP/CurlReach.h"
 #include "XelPushClient/Linux/HTTP/CurlRedirects.h"
 #include "XelPushClient/Linux/HTTP/CurlURL.h"
 #include "XelPushClient/Platform/HTTPTransport.h"
 
 namespace xel {
+
+/// Takes an answer's body piece by piece, in place of memory: of an answer with a status of 200 to 299 only.
+/// Thread: the worker's.
+class CurlBodySink {
+public:
+    virtual ~CurlBodySink() = default;
+
+    /// False when the octets cannot be kept, which ends the transfer.
+    [[nodiscard]] virtual bool take(std::string_view octets) = 0;
+    /// The body is complete. False when it could not be kept.
+    [[nodiscard]] virtual bool finish() = 0;
+    /// Why it could not.
+    [[nodiscard]] virtual std::optional<NSError> failure() const = 0;
+};
 
 /// One request on its way: libcurl's handle, what has arrived, and where it may go.
 ///

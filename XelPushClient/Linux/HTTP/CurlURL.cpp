@@ -6,7 +6,7 @@
 
 #include <curl/curl.h>
 
-#include "XelPushClient/Linux/Network/LoopbackHost.h"
+#include "XelPushClient/Linux/Network/NetworkKind.h"
 
 namespace xel {
 

@@ -2,16 +2,22 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <string>
 #include <system_error>
 #include <utility>
 
+#include <boost/asio/ip/tcp.hpp>
 #include <unistd.h>
 
+#include "XelPushClient/Classes/Core/ServiceAddresses.h"
 #include "XelPushClient/Foundation/FormattedText.h"
 #include "XelPushClient/Foundation/OnLeaving.h"
 #include "XelPushClient/Linux/HTTP/CurlErrors.h"
+#include "XelPushClient/Linux/HTTP/CurlURL.h"
 #include "XelPushClient/Linux/HTTP/CurlWorker.h"
 #include "XelPushClient/Linux/HTTP/MediaFolder.h"
+#include "XelPushClient/Linux/Network/NameLookup.h"
+#include "XelPushClient/Linux/Network/NetworkKind.h"
 #include "XelPushClient/Platform/NSFileManager.h"
 
 namespace xel {
@@ -135,6 +141,35 @@ void CurlURLSession::downloadTaskWithURL(std::string url, DownloadCompletion com
             }
         },
         file);
+}
+
+namespace {
+
+std::string restHost(const Endpoints& endpoints) {
+    // In production each application has a host of its own, below the one that all share and in its network.
+    const auto origin =
+        originOfURL(isDevelopment() ? endpoints.kLoopBackLocalSSLAddress
+                                    : formatted(endpoints.kLoopBackSSLAddress, endpoints.kBrokerAddress));
+    return origin ? origin->host : std::string();
+}
+
+bool liesIn(const std::string& host, NetworkKind kind) {
+    if (const auto literal = networkKindOfLiteral(host)) {
+        return *literal == kind;
+    }
+    if (isLoopbackHost(host)) {
+        return kind == NetworkKind::Loopback;
+    }
+    const auto addresses = lookUpName(host).addresses;
+    return std::any_of(addresses.begin(), addresses.end(), [kind](const boost::asio::ip::address& address) {
+        return networkKindOf(*boost::asio::ip::tcp::endpoint(address, 0).data()) == kind;
+    });
+}
+
+}  // namespace
+
+std::function<bool(NetworkKind)> networksOfService(Endpoints endpoints) {
+    return [endpoints = std::move(endpoints)](NetworkKind kind) { return liesIn(restHost(endpoints), kind); };
 }
 
 }  // namespace xel

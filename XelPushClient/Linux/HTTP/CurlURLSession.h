@@ -1,10 +1,13 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
 
-#include "XelPushClient/Linux/HTTP/CurlHTTPOptions.h"
+#include "XelPushClient/Linux/HTTP/CurlHTTPTransport.h"
+#include "XelPushClient/Linux/Network/NetworkKind.h"
+#include "XelPushClient/Platform/Endpoints.h"
 #include "XelPushClient/Platform/NSURLSession.h"
 
 namespace xel {
@@ -38,5 +41,10 @@ private:
     std::mutex mutex_;
     std::unique_ptr<CurlWorker> worker_;
 };
+
+/// Tells whether the service's own REST host, in the environment that the process talks to at that moment,
+/// lies in such a network. Media may come from there: whoever runs a service inside a network keeps the media
+/// there. Looks the REST host up, and so blocks. From any thread.
+[[nodiscard]] std::function<bool(NetworkKind)> networksOfService(Endpoints endpoints);
 
 }  // namespace xel

@@ -3,8 +3,8 @@
 #include <memory>
 #include <thread>
 
-#include "XelPushClient/Linux/HTTP/CurlBodySink.h"
-#include "XelPushClient/Linux/HTTP/CurlHTTPOptions.h"
+#include "XelPushClient/Linux/HTTP/CurlHTTPTransport.h"
+#include "XelPushClient/Linux/HTTP/CurlTransfer.h"
 #include "XelPushClient/Platform/HTTPTransport.h"
 
 namespace xel {

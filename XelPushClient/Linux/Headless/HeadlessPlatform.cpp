@@ -9,7 +9,6 @@
 #include "XelPushClient/Linux/Application/LinuxApplication.h"
 #include "XelPushClient/Linux/HTTP/CurlHTTPTransport.h"
 #include "XelPushClient/Linux/HTTP/CurlURLSession.h"
-#include "XelPushClient/Linux/HTTP/MediaReach.h"
 #include "XelPushClient/Linux/Headless/AbsentDesktop.h"
 #include "XelPushClient/Linux/Log/StandardErrorLogSink.h"
 #include "XelPushClient/Linux/Loop/AsioRunLoop.h"

@@ -7,7 +7,7 @@
 #include <sdbus-c++/sdbus-c++.h>
 
 #include "XelPushClient/Linux/Bus/DBusConnection.h"
-#include "XelPushClient/Linux/Bus/DBusNames.h"
+#include "XelPushClient/Linux/Bus/DBusText.h"
 #include "XelPushClient/Platform/LocationSource.h"
 
 namespace xel {

@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "XelPushClient/Linux/Loop/AsioRunLoop.h"
-#include "XelPushClient/Linux/Network/LoopbackHost.h"
-#include "XelPushClient/Linux/Network/NetlinkEvents.h"
+#include "XelPushClient/Linux/Network/NetlinkSocket.h"
+#include "XelPushClient/Linux/Network/NetworkKind.h"
 
 namespace xel {
 

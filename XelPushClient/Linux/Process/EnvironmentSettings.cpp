@@ -6,7 +6,6 @@
 
 #include "XelPushClient/Classes/Core/ServiceAddresses.h"
 #include "XelPushClient/Foundation/FormattedText.h"
-#include "XelPushClient/Linux/Process/EnvironmentVariable.h"
 
 namespace xel {
 

@@ -10,7 +10,7 @@
 
 #include "XelPushClient/Linux/Application/LinuxApplication.h"
 #include "XelPushClient/Linux/Bus/DBusConnection.h"
-#include "XelPushClient/Linux/Bus/DBusNames.h"
+#include "XelPushClient/Linux/Bus/DBusText.h"
 #include "XelPushClient/Linux/Sleep/SleepCycle.h"
 
 namespace xel {

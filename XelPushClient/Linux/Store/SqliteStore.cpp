@@ -10,8 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "XelPushClient/Linux/Process/BackgroundThread.h"
 #include "XelPushClient/Linux/Process/ForkedChildren.h"
-#include "XelPushClient/Linux/Process/SerialWorker.h"
 #include "XelPushClient/Linux/Store/SqliteConnection.h"
 #include "XelPushClient/Linux/Store/StoreError.h"
 #include "XelPushClient/Linux/Store/StoreFolder.h"

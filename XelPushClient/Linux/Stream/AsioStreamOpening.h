@@ -9,7 +9,7 @@
 
 #include "XelPushClient/Foundation/Result.h"
 #include "XelPushClient/Linux/Loop/AsioLoopCore.h"
-#include "XelPushClient/Linux/Process/SerialWorker.h"
+#include "XelPushClient/Linux/Process/BackgroundThread.h"
 #include "XelPushClient/Linux/Stream/AsioByteStream.h"
 #include "XelPushClient/Linux/Stream/AsioConnector.h"
 #include "XelPushClient/Linux/Stream/AsioStreamWriter.h"

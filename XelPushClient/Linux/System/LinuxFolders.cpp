@@ -8,7 +8,7 @@
 #include <pwd.h>
 #include <unistd.h>
 
-#include "XelPushClient/Linux/Process/EnvironmentVariable.h"
+#include "XelPushClient/Linux/Process/EnvironmentSettings.h"
 
 namespace xel {
 

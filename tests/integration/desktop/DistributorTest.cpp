@@ -14,7 +14,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "sandbox/push/PushEndpoint.h"
+#include "sandbox/push/PushToken.h"
 #include "tests/integration/desktop/support/DistributorCommand.h"
 #include "tests/integration/desktop/support/PrivateBus.h"
 #include "tests/integration/desktop/support/TestConnector.h"

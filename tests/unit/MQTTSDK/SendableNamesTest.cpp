@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "XelPushClient/MQTTSDK/SendableNames.h"
+#include "XelPushClient/MQTTSDK/MQTTTopics.h"
 
 using namespace std::string_view_literals;
 

@@ -3,7 +3,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "XelPushClient/Linux/Bus/DBusAddress.h"
+#include "XelPushClient/Linux/Bus/DBusText.h"
 #include "tests/contract/Store/TemporaryFolder.h"
 #include "tests/unit/Linux/TemporaryEnvironment.h"
 

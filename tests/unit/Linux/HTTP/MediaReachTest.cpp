@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "XelPushClient/Classes/Core/ServiceAddresses.h"
-#include "XelPushClient/Linux/HTTP/MediaReach.h"
+#include "XelPushClient/Linux/HTTP/CurlURLSession.h"
 
 namespace xel {
 namespace {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "XelPushClient/Linux/Network/LoopbackHost.h"
+#include "XelPushClient/Linux/Network/NetworkKind.h"
 
 namespace xel {
 namespace {

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "sandbox/distributor/PushRequest.h"
+#include "sandbox/distributor/PushServer.h"
 
 namespace xel::sandbox {
 namespace {

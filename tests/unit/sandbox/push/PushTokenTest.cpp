@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include "sandbox/push/PushEndpoint.h"
 #include "sandbox/push/PushToken.h"
 #include "tests/unit/sandbox/push/PushExamples.h"
 

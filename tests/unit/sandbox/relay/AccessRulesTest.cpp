@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "sandbox/relay/AccessRules.h"
-#include "sandbox/relay/ClientIdentity.h"
 #include "sandbox/relay/Topics.h"
 
 namespace xel::sandbox {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "sandbox/rest/HttpDate.h"
+#include "sandbox/rest/RestMessage.h"
 
 namespace xel::sandbox {
 namespace {

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "sandbox/process/ProgressLog.h"
-#include "sandbox/relay/Limits.h"
+#include "sandbox/relay/AccessRules.h"
 #include "sandbox/rest/MessageDesk.h"
 #include "sandbox/rest/RestBackend.h"
 #include "sandbox/store/ServiceStores.h"

@@ -3,13 +3,12 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "sandbox/broker/PasswordFile.h"
+#include "sandbox/broker/BrokerSetup.h"
 #include "sandbox/process/Ports.h"
 #include "sandbox/process/SandboxError.h"
 #include "sandbox/state/CertificateAuthority.h"
 #include "sandbox/state/Credentials.h"
 #include "sandbox/state/SandboxInfo.h"
-#include "sandbox/state/ServerCertificate.h"
 #include "sandbox/state/StateFolder.h"
 #include "tests/unit/sandbox/TemporaryFolder.h"
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tools/doctor/SubscribeProbe.h"
+#include "tools/doctor/BrokerProbe.h"
 
 namespace xel::tools {
 namespace {

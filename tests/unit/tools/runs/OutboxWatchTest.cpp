@@ -5,7 +5,7 @@
 
 #include "XelPushClient/Testing/FakeDisk.h"
 #include "XelPushClient/Testing/InMemorySessionMemory.h"
-#include "tools/runs/OutboxWatch.h"
+#include "tools/runs/PublishingRun.h"
 
 namespace xel::tools {
 namespace {

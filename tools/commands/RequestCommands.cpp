@@ -1,9 +1,12 @@
+#include <cstdint>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
 #include <string>
 
 #include "tools/commands/Commands.h"
+#include "tools/options/OptionTypes.h"
+#include "tools/runs/CrashRun.h"
 #include "tools/runs/RequestRun.h"
 
 namespace xel::tools {
@@ -94,6 +97,59 @@ void addVerifyCommand(CLI::App& program) {
     addActionOptions(*checkCommand, check->client);
     checkCommand->footer(std::string(kCheckHelp) + "\n\n" + kExitCodesHelp);
     checkCommand->callback([check] { checkCode(*check); });
+}
+
+namespace {
+
+struct TagChoice {
+    ClientChoice client;
+    std::string tag;
+};
+
+void changeTag(const TagChoice& choice, bool isAdded) {
+    const auto act = [&](PushClientManager& push, const RequestRun::Outcome& outcome) {
+        const auto succeeded = [&choice, isAdded, outcome](std::int64_t count) {
+            outcome.succeeded({{"tag", choice.tag}, {"count", count}},
+                              "tag '" + choice.tag + (isAdded ? "' added: " : "' removed: ") +
+                                  std::to_string(count) + " installations of the user carry it");
+        };
+        if (isAdded) {
+            push.addTag(choice.tag, succeeded, outcome.failed);
+        } else {
+            push.removeTag(choice.tag, succeeded, outcome.failed);
+        }
+    };
+    RequestRun(choice.client, findService(choice.client.service), act).run();
+}
+
+void addChange(CLI::App& tag, const char* name, const char* help, bool isAdded) {
+    const auto choice = std::make_shared<TagChoice>();
+    CLI::App* command = tag.add_subcommand(name, help);
+    command->add_option("tag", choice->tag, "The tag")->required()->type_name("TAG");
+    addActionOptions(*command, choice->client);
+    command->callback([choice, isAdded] { changeTag(*choice, isAdded); });
+}
+
+}  // namespace
+
+void addTagCommand(CLI::App& program) {
+    CLI::App* tag = program.add_subcommand("tag", "Add a tag to a user's installations, or remove one");
+    tag->footer(kExitCodesHelp);
+    tag->require_subcommand(1);
+    addChange(*tag, "add", "Add a tag to every installation that the user has now", true);
+    addChange(*tag, "remove", "Remove a tag from the user's installations", false);
+}
+
+void addCrashCommand(CLI::App& program) {
+    const auto options = std::make_shared<CrashOptions>();
+    CLI::App* command = program.add_subcommand("crash", "As a user's client, send a crash report");
+    command->add_option("--data", options->data, "The host's own data")
+        ->check(jsonObject())
+        ->capture_default_str();
+    command->add_flag("--save", options->saveOnDisk,
+                      "Write the report to a file beside the client's state, too");
+    addActionOptions(*command, options->client);
+    command->callback([options] { CrashRun(*options, findService(options->client.service)).run(); });
 }
 
 }  // namespace xel::tools

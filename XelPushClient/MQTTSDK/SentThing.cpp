@@ -1,9 +1,10 @@
-#include "XelPushClient/MQTTSDK/UntoldOutcome.h"
+#include "XelPushClient/MQTTSDK/SentThing.h"
 
 #include "XelPushClient/MQTTSDK/MQTTErrors.h"
-#include "XelPushClient/MQTTSDK/SendableNames.h"
+#include "XelPushClient/MQTTSDK/MQTTTopics.h"
 
 namespace xel {
+
 namespace {
 
 UntoldOutcome::Kind failureOf(SentThing::Kind kind) {
