@@ -35,10 +35,9 @@ public:
     Diagnostics& diagnostics() { return sink_; }
     std::vector<std::string> takeLines() { return takeTexts("line"); }
     std::vector<std::string> takeTypes() { return takeTexts("type"); }
-    bool stopReading() {
+    void stopReading() {
         EXPECT_EQ(::pipe2(pipe_.data(), O_CLOEXEC), 0);
         ::dup2(pipe_[1], descriptor_);
-        return true;
     }
     std::vector<Dictionary> takeObjects() {
         std::vector<Dictionary> objects;
@@ -83,6 +82,7 @@ TEST(JSONLinesSink, WritesTimeKindAndFields) {
 }  // namespace
 
 INSTANTIATE_TYPED_TEST_SUITE_P(JSONLines, LogSinkContract, JSONLinesSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(JSONLines, UnreadLogSinkContract, JSONLinesSubject);
 INSTANTIATE_TYPED_TEST_SUITE_P(JSONLines, DiagnosticsContract, JSONLinesSubject);
 
 }  // namespace xel::contract

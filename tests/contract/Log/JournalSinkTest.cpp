@@ -55,10 +55,7 @@ public:
     }
     std::vector<std::string> takeLines() { return takeFields("MESSAGE"); }
     std::vector<std::string> takeTypes() { return takeFields("XELPUSH_TYPE"); }
-    bool stopReading() {
-        reader_.pause();
-        return true;
-    }
+    void stopReading() { reader_.pause(); }
 
 private:
     std::vector<std::string> takeFields(const std::string& name) {
@@ -125,6 +122,7 @@ TEST(JournalSink, IsSilentOnAMachineWithoutAJournal) {
 }  // namespace
 
 INSTANTIATE_TYPED_TEST_SUITE_P(Journal, LogSinkContract, JournalSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Journal, UnreadLogSinkContract, JournalSubject);
 INSTANTIATE_TYPED_TEST_SUITE_P(Journal, DiagnosticsContract, JournalSubject);
 
 }  // namespace xel::contract

@@ -13,7 +13,6 @@ public:
         sink_.clear();
         return lines;
     }
-    static bool stopReading() { return true; }  // it keeps them itself
 
 private:
     RecordingLogSink sink_;
