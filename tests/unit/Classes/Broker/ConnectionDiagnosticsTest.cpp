@@ -109,12 +109,34 @@ TEST_F(ConnectionDiagnosticsTest, TellTheEndOfOverlappingDisconnectsOnce) {
     const auto held = sessions_->made.back();
     diagnostics_->clear();
     rooms_->session.drop();
+    machine_.advanceBy(1s);
     room().disconnectFromServer();
     machine_.runUntilIdle();
     EXPECT_THAT(takeTold(), IsEmpty()) << "the first is under way";
-    machine_.advanceBy(5s);
+    machine_.advanceBy(4s);
     session.closeEnded(false);
     EXPECT_THAT(takeTold(), ElementsAre("disconnect ended after 5000 ms, not everything was sent"));
+}
+
+TEST_F(ConnectionDiagnosticsTest, TellOfOverlappingDisconnectsThatOneOfThemCouldNotSendEverything) {
+    auto& session = connect();
+    const auto held = sessions_->made.back();
+    rooms_->session.drop();
+    room().disconnectFromServer();
+    diagnostics_->clear();
+    session.closeEnded(false);
+    EXPECT_THAT(takeTold(), IsEmpty()) << "the other one is under way";
+    machine_.runUntilIdle();
+    EXPECT_THAT(takeTold(), ElementsAre("disconnect ended after 0 ms, not everything was sent"));
+}
+
+TEST_F(ConnectionDiagnosticsTest, TellNoLossOfAConnectionThatTheClientHasEnded) {
+    auto& session = connect();
+    room().disconnectFromServer();
+    diagnostics_->clear();
+    room().handleEvent(MQTTSessionEvent::ConnectionError, makeError("Cause", 7, "the cause"));
+    session.closeEnded(true);
+    EXPECT_THAT(takeTold(), ElementsAre("disconnect ended after 0 ms"));
 }
 
 TEST_F(ConnectionDiagnosticsTest, TellNothingOnceTheClientHasEnded) {

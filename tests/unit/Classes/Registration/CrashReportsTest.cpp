@@ -200,6 +200,7 @@ TEST_F(CrashReportsTest, KnowTheIdentityOfAnEarlierStart) {
     rooms_.reset();
     rooms_ = ClientRooms::make(manager_, machine_.machine(), home_);
     rooms_->makeQueues();
+    EXPECT_EQ(rooms_->settings.identitySnapshot().deviceId, "D3V1CE") << "before anything has changed";
     rooms_->registration.registerApplication("a1b2c3", "key", "broker-user", "broker-password");
     const auto snapshot = rooms_->settings.identitySnapshot();
     EXPECT_EQ(snapshot.deviceId, "D3V1CE");
