@@ -117,6 +117,8 @@ void AsioConnector::tryNextEndpoint() {
     }
     const std::size_t attempt = attempts_++;
     socket_ = std::make_shared<Socket>(context_);
+    // Opened here and not by async_connect, which would open it too, but unknown to what closes a forked
+    // child's copies.
     socket_->openFor(endpoints_[attempt]);
     socket_->async_connect(endpoints_[attempt],
                            [self = shared_from_this(), attempt](const boost::system::error_code& error) {
@@ -132,6 +134,8 @@ void AsioConnector::tryNextEndpoint() {
 }
 
 void AsioConnector::attemptEnded(std::size_t attempt, const boost::system::error_code& error) {
+    // An address that was given up reports once more: closing its socket ends the pending connect with
+    // an error.
     if (!done_ || attempt + 1 != attempts_) {
         return;
     }

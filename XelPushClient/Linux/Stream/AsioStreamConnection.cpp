@@ -54,6 +54,8 @@ void AsioStreamConnection::becomeOpen(OpenedStream stream) {
         decrypted_ = std::make_unique_for_overwrite<char[]>(kReadSize);
     }
     phase_ = Phase::Open;
+    // It may have failed with the last octets of the handshake, before it had this observer. The loss is
+    // posted, so that what streamDidOpen asks to read still comes first.
     if (stream_.writer->failure()) {
         writingDidFail();
     }
@@ -63,6 +65,8 @@ void AsioStreamConnection::becomeOpen(OpenedStream stream) {
 // Reading
 
 void AsioStreamConnection::receive() {
+    // Inside a delivery the buffers still hold what the observer is reading: `deliver` goes on when it
+    // has returned.
     if (phase_ != Phase::Open || std::exchange(isReceiveWanted_, true) || isDelivering_) {
         return;
     }
@@ -71,6 +75,7 @@ void AsioStreamConnection::receive() {
         return;
     }
     if (const auto core = core_.lock()) {
+        // What has arrived already is delivered by another pass: no callback comes inside a call.
         core->post([weak = weak_from_this()] {
             const auto self = weak.lock();
             if (self && self->phase_ == Phase::Open && self->isReceiveWanted_ && !self->isReading_) {
@@ -120,11 +125,15 @@ void AsioStreamConnection::readEnded(const boost::system::error_code& error, std
 }
 
 void AsioStreamConnection::readWasRefused(const boost::system::error_code& error) {
+    // The kernel reports a reset once. When a write has met it, the read behind it sees no
+    // more than an end.
     if (const auto& failure = stream_.writer->failure()) {
         fail(*failure);
     } else if (error != asio::error::eof) {
         fail(peer_.wasLost(error));
     } else if (stream_.engine) {
+        // Whoever is on the way can forge the end of a TCP connection, but not that of a TLS one (RFC
+        // 8446 section 6.1).
         fail(peer_.wasLost("the host ended it without saying so by TLS, so something may be missing",
                            ByteStreamErrorCode::ConnectionReset));
     } else {
@@ -149,6 +158,8 @@ void AsioStreamConnection::deliver(std::string_view octets) {
     stream_.socket->firstAnswerHasCome();
     isReceiveWanted_ = false;
     isDelivering_ = true;
+    // Also when the observer throws: it may have asked for more before, and nobody else
+    // would start that read.
     doThenAlways([&] { observer_->streamDidReceive(octets); },
                  [this] {
                      isDelivering_ = false;
@@ -228,6 +239,8 @@ void AsioStreamConnection::closeAfterWriting(ByteStream::Ended ended) {
     phase_ = Phase::Lingering;
     limitLingering();
     stream_.writer->endAfterWriting();
+    // Reading goes on until the peer's end: a socket that is closed with octets unread answers by a
+    // reset (RFC 1122 section 4.2.2.13), which may cost the peer what it has not read yet.
     if (phase_ == Phase::Lingering) {
         startRead();
     }

@@ -48,6 +48,8 @@ void AsioStreamOpening::start(StreamPeer peer, bool usingTLS, Done done) {
 /// The trust store is read while the host is looked up. What goes wrong shows in the handshake.
 void AsioStreamOpening::readTrustStoreAhead() {
     try {
+        // The job holds the context alone: with the last hold on all of it, the worker would wait for
+        // its own thread.
         tls_->worker.add([context = tls_->context] { (void)context->native().isOk(); });
     } catch (const std::system_error&) {
         // There is no thread to be had now; the handshake asks for one again.
@@ -61,6 +63,8 @@ std::string AsioStreamOpening::describeProgress() const {
 void AsioStreamOpening::wasConnected(std::shared_ptr<AsioSocket> socket) {
     stream_.socket = std::move(socket);
     boost::system::error_code error;
+    // The writer gathers what belongs together; the kernel's own gathering (RFC 9293 section 3.7.4)
+    // would hold a packet back until the one before it has been acknowledged.
     stream_.socket->set_option(asio::ip::tcp::no_delay(true), error);
     stream_.socket->non_blocking(true, error);
     if (error) {
@@ -112,6 +116,8 @@ void AsioStreamOpening::handshakeStepped(TLSEngine::Progress progress, std::stri
         return;
     }
     limitHandshake();
+    // Not at the end of the pass: after a failure that would be too late, and the peer is
+    // to get the alert.
     stream_.writer->writeRecordsNow(toSend);
     switch (progress) {
         case TLSEngine::Progress::Done: succeed(); return;
@@ -178,6 +184,7 @@ void AsioStreamOpening::writingDidFail() {
 
 void AsioStreamOpening::succeed() {
     const auto done = std::exchange(done_, nullptr);
+    // Taken out first: `release` ends what is still here.
     OpenedStream stream = std::exchange(stream_, {});
     if (stream.engine) {
         stream.writer->encryptWith(stream.engine);

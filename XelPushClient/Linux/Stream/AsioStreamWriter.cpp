@@ -113,6 +113,7 @@ void AsioStreamWriter::sendOutgoing() {
 }
 
 void AsioStreamWriter::waitUntilWritable() {
+    // Moving the rest to the front costs no more than was sent since, however slowly the peer reads.
     if (sent_ > outgoing_.size() / 2) {
         outgoing_.erase(0, std::exchange(sent_, 0));
     }
@@ -137,6 +138,8 @@ void AsioStreamWriter::waitUntilWritable() {
 
 void AsioStreamWriter::endAfterWriting() {
     phase_ = Phase::Ending;
+    // Also while the socket takes nothing: the end of the stream must stand behind everything
+    // that was written.
     if (!encryptPlain()) {
         return;
     }

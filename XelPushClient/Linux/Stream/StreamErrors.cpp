@@ -78,6 +78,8 @@ std::string describeRefusedCertificate(long verifyResult) {
 }
 
 std::string describeFailedHandshake() {
+    // The oldest entry is the cause. It is looked at before the texts are fetched, which
+    // empties the queue.
     const unsigned long code = ERR_peek_error();
     const int reason = ERR_GET_LIB(code) == ERR_LIB_SSL ? ERR_GET_REASON(code) : 0;
     const std::string detail = " (" + describeOpenSSLErrors() + ")";

@@ -41,6 +41,8 @@ Result<ssl_ctx_st*> TLSContext::native() {
         return tlsError("TLS cannot be set up: " + describeOpenSSLErrors());
     }
     SSL_CTX_set_verify(context.get(), SSL_VERIFY_PEER, nullptr);
+    // Without renegotiation writing never waits for something to read, which `TLSEngine::encrypt` relies
+    // on. Compression would let lengths tell of secrets (RFC 9325 section 3.3).
     SSL_CTX_set_options(context.get(), SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_COMPRESSION);
     // A connection that is idle most of its life keeps no record buffers meanwhile.
     SSL_CTX_set_mode(context.get(), SSL_MODE_RELEASE_BUFFERS | SSL_MODE_ENABLE_PARTIAL_WRITE |
@@ -72,6 +74,7 @@ bool expectHost(ssl_st* connection, const std::string& host) {
     if (isAddress(host)) {
         return X509_VERIFY_PARAM_set1_ip_asc(rules, host.c_str()) == 1;
     }
+    // An address is no server name (RFC 6066 section 3), so only a name is told to the host.
     return X509_VERIFY_PARAM_set1_host(rules, host.data(), host.size()) == 1 &&
            SSL_set_tlsext_host_name(connection, host.c_str()) == 1;
 }

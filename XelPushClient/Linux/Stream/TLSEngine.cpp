@@ -41,6 +41,7 @@ bool TLSEngine::setUp() {
         fail("there is not enough memory for a TLS connection");
         return false;
     }
+    // An empty one means that more is to come, not that the connection has ended (BIO_s_mem(3)).
     BIO_set_mem_eof_return(incoming_, -1);
     SSL_set_bio(connection_.get(), incoming_, outgoing_);
     SSL_set_connect_state(connection_.get());
@@ -54,6 +55,8 @@ bool TLSEngine::setUp() {
 }
 
 TLSEngine::Progress TLSEngine::shakeHands(std::string_view received, std::string& toSend) {
+    // Here and in each call below: what somebody else left in this thread's queue of errors would be
+    // taken for this connection's failure (SSL_get_error(3)).
     ERR_clear_error();
     if (!connection_ && !setUp()) {
         return Progress::Failed;
@@ -85,6 +88,8 @@ TLSEngine::Progress TLSEngine::decrypt(std::span<char> buffer, std::size_t& coun
     ERR_clear_error();
     count = 0;
     int error = SSL_ERROR_NONE;
+    // One call reads one record at most (SSL_read(3)). Records that came together are delivered
+    // together; an end or an error behind them is met again by the next call.
     while (count < buffer.size()) {
         std::size_t part = 0;
         const int result =
