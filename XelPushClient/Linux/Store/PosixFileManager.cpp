@@ -81,6 +81,7 @@ Result<void> PosixFileManager::writeNewFile(std::string_view content, const std:
     if (!writeAll(file.number(), content) || ::fsync(file.number()) != 0) {
         return errorOfSystem("write", path);
     }
+    // rename(2) would replace a file of that name; link(2) refuses.
     if (::link(temporary.path(), path.c_str()) != 0) {
         return errorOfSystem("write", path);
     }

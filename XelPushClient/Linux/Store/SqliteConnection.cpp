@@ -12,7 +12,10 @@ namespace {
 constexpr std::int64_t kApplicationId = 0x58656c50;
 
 // A commit costs what its pages weigh: small pages, each of which holds a turn's list of ids or a few
-// publications.
+// publications. The size holds only before the file is switched to its log. That this connection locks
+// the file for good is said before the log is first used, which keeps the log's index in this process's
+// memory, without a shared file (https://sqlite.org/wal.html#noshm). A schema must not call functions:
+// the file may have been tampered with (https://sqlite.org/security.html).
 constexpr const char* kSetUp =
     "PRAGMA page_size=1024;"
     "PRAGMA locking_mode=EXCLUSIVE;"
@@ -33,6 +36,7 @@ constexpr const char* kMakeSchema =
 static_assert(kApplicationId == 1483041872 && SqliteConnection::kSchemaVersion == 1);
 
 bool isDamage(int code) {
+    // Extended codes have the primary one in their lowest octet.
     const int primary = code & 0xff;
     return primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB;
 }
@@ -89,6 +93,8 @@ Result<std::int64_t> SqliteConnection::ask(const char* sql) {
 Result<void> SqliteConnection::open(const std::string& path) {
     path_ = path;
     sqlite3* database = nullptr;
+    // Not to be created here: the file is there, for the user alone, and its log gets the same rights.
+    // Without SQLite's mutex: the store sees to it that one thread at a time uses the connection.
     const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
     const int opened = sqlite3_open_v2(path.c_str(), &database, flags, sqliteWalVFSName());
     database_.reset(database);
@@ -105,6 +111,8 @@ Result<void> SqliteConnection::open(const std::string& path) {
         this);
     auto ready = setUp();
     if (!ready) {
+        // A connection with statements stays open behind sqlite3_close_v2, and a damaged file is set
+        // aside next.
         begin_ = {};
         commit_ = {};
         rollback_ = {};
@@ -157,6 +165,7 @@ Result<void> SqliteConnection::checkOrMakeSchema() {
                                   std::to_string(version.value()) + ", this one knows " +
                                   std::to_string(kSchemaVersion) + "); it is left as it is");
     }
+    // Only now: it rewrites the file's header, and the file must be known as ours.
     if (const int code = execute("PRAGMA journal_mode=WAL"); code != SQLITE_OK) {
         return errorFor(code);
     }
@@ -180,6 +189,7 @@ Result<void> SqliteConnection::checkSoundness() {
         return makeStoreError(StoreErrorCode::Damaged,
                               "the store " + path_ + " is damaged (" + std::string(check.octets(0)) + ")");
     }
+    // A file without any table is sound, too.
     const auto tables = ask(
         "SELECT count(*) FROM sqlite_schema WHERE type='table' AND name IN ('defaults','clients','outbox')");
     if (!tables) {
@@ -191,12 +201,15 @@ Result<void> SqliteConnection::checkSoundness() {
 }
 
 void SqliteConnection::giveUp() {
+    // A full disk and some other errors have SQLite roll back by itself
+    // (https://sqlite.org/lang_transaction.html).
     if (sqlite3_get_autocommit(database_.get()) == 0) {
         (void)rollback_.run();
     }
 }
 
 Result<void> SqliteConnection::checkpoint() {
+    // When it is off, a checkpoint syncs neither the log before it copies nor the database behind it.
     int code = execute("PRAGMA synchronous=NORMAL");
     if (code == SQLITE_OK) {
         code =

@@ -197,7 +197,9 @@ Result<void> SqliteSessionMemory::appendToOutbox(std::string_view clientId, cons
     if (!stored) {
         return stored;
     }
+    // Not before: a commit that failed leaves no such row.
     client.id = id;
+    // The former row goes after the new one is stored, so that no kill finds neither.
     if (const std::int64_t replaced = client.outbox.row(entry.packetId); replaced != 0) {
         removals_->add(replaced);
     }

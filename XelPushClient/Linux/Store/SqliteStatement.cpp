@@ -32,6 +32,7 @@ void SqliteStatement::bindOctets(int index, std::string_view octets) {
 }
 
 int SqliteStatement::run() {
+    // The reset answers the step's error, if there was one.
     (void)sqlite3_step(statement_.get());
     return sqlite3_reset(statement_.get());
 }
@@ -49,6 +50,8 @@ std::int64_t SqliteStatement::integer(int column) const {
 }
 
 std::string_view SqliteStatement::octets(int column) const {
+    // The octets first, then their count: the order that is safe
+    // (https://sqlite.org/c3ref/column_blob.html).
     const auto* const octets = static_cast<const char*>(sqlite3_column_blob(statement_.get(), column));
     const int count = sqlite3_column_bytes(statement_.get(), column);
     return octets == nullptr ? std::string_view() : std::string_view(octets, static_cast<std::size_t>(count));

@@ -48,7 +48,8 @@ struct SqliteStore::Parts {
 
 namespace {
 
-/// A file of no octets beside a log that holds some has lost its contents.
+/// A file of no octets beside a log that holds some has lost its contents. SQLite would take it for a
+/// new one and delete the log.
 bool hasLostItsContents(const std::string& path) {
     struct stat database {};
     struct stat log {};
@@ -84,6 +85,7 @@ Result<std::shared_ptr<SqliteStore>> SqliteStore::open(SqliteStoreOptions option
     if (auto ours = refuseForeignFolder(folder); !ours) {
         return ours.error();
     }
+    // By a file of its own: the database's is renamed when it is damaged.
     auto ownership = takeOwnership(folder + "/" + parts->options.name + ".lock");
     if (!ownership) {
         return ownership.error();
@@ -151,6 +153,7 @@ SqliteStore::Access::~Access() {
 
 void SqliteStore::waitWhile(const std::atomic<bool>& flag) {
     if (flag) {
+        // The lock is the `Access`'s: lent to the wait, and given back.
         std::unique_lock lock(parts_->connectionMutex, std::adopt_lock);
         parts_->becameFree.wait(lock, [&flag] { return !flag; });
         (void)lock.release();
@@ -241,6 +244,8 @@ bool SqliteStore::postponeWhileBusy(std::function<void()> block) {
         return false;
     }
     const std::lock_guard lock(parts.waitersMutex);
+    // Asked again with the mutex held: with it the background thread takes those who wait,
+    // for the last time.
     if (!parts.isBusy) {
         return false;
     }
@@ -266,6 +271,7 @@ void SqliteStore::syncForWaiters() {
     std::vector<std::function<void(bool)>> waiters;
     {
         const std::lock_guard lock(parts.waitersMutex);
+        // Before the sync: who comes during it may have committed too late for it and needs another.
         waiters.swap(parts.whenSynced);
     }
     const bool isSynced = fdatasync(parts.log.number()) == 0;

@@ -55,6 +55,8 @@ Result<void> SqliteUserDefaults::loadAll() {
                 StoreErrorCode::Damaged,
                 "the setting \"" + key + "\" in " + store_->path() + " is damaged and reads as absent"));
         }
+        // A damaged one keeps its row, which the next value takes over: a second row of that key could
+        // not be inserted.
         settings_.emplace(key, std::move(setting));
     }
     return code == SQLITE_DONE ? Result<void>() : store_->errorFor(code);
@@ -194,6 +196,7 @@ void SqliteUserDefaults::commitTurn(std::function<void(bool)> done) {
         done(synchronize());
         return;
     }
+    // A copy: a commit that succeeds empties the list, and the sync behind it may still fail.
     const auto written = dirty_;
     if (!synchronize()) {
         done(false);

@@ -151,6 +151,7 @@ int closeLog(sqlite3_file* file) {
 
 sqlite3_io_methods makeLogMethods() {
     sqlite3_io_methods methods{};
+    // Shared memory and memory mapping, of later versions, belong to the database's own file.
     methods.iVersion = 1;
     methods.xClose = closeLog;
     methods.xRead = [](sqlite3_file* file, void* octets, int count, sqlite3_int64 offset) {
@@ -192,6 +193,8 @@ int openFile(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, int flags, 
     auto* const inner = reinterpret_cast<sqlite3_file*>(reinterpret_cast<std::byte*>(file) + kHandleSize);
     const int opened = machine->xOpen(machine, name, inner, flags, flagsGiven);
     if (opened != SQLITE_OK) {
+        // A file that could not be opened, but has methods, must be closed
+        // (https://sqlite.org/c3ref/io_methods.html).
         if (inner->pMethods != nullptr) {
             inner->pMethods->xClose(inner);
         }

@@ -89,6 +89,7 @@ bool isGroupWritable(const std::string& folder) {
 }
 
 Result<void> makePrivateFile(const std::string& path) {
+    // Not through a symbolic link, which others who may write to the folder could have put there.
     const FileDescriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
     if (!file.isOpen()) {
         return systemError("cannot write to the store", path);
@@ -107,6 +108,8 @@ Result<FileDescriptor> takeOwnership(const std::string& lockPath) {
         return systemError("cannot open the lock file", lockPath);
     }
     std::array<char, 24> text{};
+    // flock(2) and not fcntl(2), whose locks neither keep two homes of one process apart nor survive the
+    // closing of any other descriptor of the file.
     if (flock(file.number(), LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK) {
             return systemError("cannot lock", lockPath);
