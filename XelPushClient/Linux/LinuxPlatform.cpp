@@ -50,6 +50,7 @@ std::shared_ptr<LinuxApplication> makeApplication(const Machine& machine, const 
     }
     const auto watch = makeInThisProcess<LogindSleepWatch>(machine.runLoop, machine.logSink, application,
                                                            LogindOptions{bus, applicationNameOf(options)});
+    // The watch holds the application, so one owner holds both.
     return {watch, application.get()};
 }
 
@@ -61,6 +62,7 @@ void addNotifications(Machine& machine, const LinuxOptions& options) {
     const DesktopHost host{applicationNameOf(options), withoutSuffix(options.desktopId, ".desktop")};
     const auto center = makeInThisProcess<LinuxNotificationCenter>(LinuxNotificationCenter::Surroundings{
         machine.runLoop, machine.logSink, application, connection, host});
+    // Weak: the center holds the application.
     application->setLocalNotificationPresenter(
         [weak = std::weak_ptr(center)](const UILocalNotification& notification) {
             if (const auto desktop = weak.lock()) {

@@ -101,6 +101,8 @@ private:
     /// False when the connection is being dropped.
     bool takeWaiting(std::deque<Job>& jobs) {
         const std::lock_guard lock(mutex_);
+        // Emptied under the mutex under which work is added, so that what comes behind it wakes the
+        // thread again.
         eventfd_t ignored = 0;
         (void)eventfd_read(wakeup_.number(), &ignored);
         jobs.swap(waiting_);
@@ -151,6 +153,7 @@ private:
         }
         setOpening(true);
         const OnLeaving opened([this] { setOpening(false); });
+        // Despite its name it opens the system's bus too, by that one's address.
         connection_ = sdbus::createSessionBusConnectionWithAddress(address_);
         socket_ = connection_->getEventLoopPollData().fd;
         closeInChildren(socket_);
@@ -170,6 +173,7 @@ private:
 
     /// Dispatches what has arrived.
     void serve() {
+        // One message a call, and the library may hold several that the socket no longer tells of.
         while (connection_ != nullptr && !isStopping() && connection_->processPendingRequest()) {}
     }
 

@@ -94,6 +94,7 @@ private:
         proxy->finishRegistration();
         ownerChanges_ =
             bus.addMatch(dbusOwnerChangesOf(kNotifications), [this](sdbus::Message&) { serverHasChanged(); });
+        // Last: what throws above leaves nothing that the next attempt would take for attached.
         proxy_ = std::move(proxy);
         connection.atClosing([self = shared_from_this()] { self->detach(); });
     }

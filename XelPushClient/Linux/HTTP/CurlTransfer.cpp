@@ -80,6 +80,7 @@ std::optional<NSError> CurlTransfer::prepare() {
         return error;
     }
     curl_easy_setopt(handle(), CURLOPT_PRIVATE, this);
+    // Signals are the host's: libcurl may time look-ups by SIGALRM, in whatever thread gets it.
     curl_easy_setopt(handle(), CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(handle(), CURLOPT_ERRORBUFFER, errorText_.data());
     curl_easy_setopt(handle(), CURLOPT_URL, request_.url.c_str());
@@ -91,6 +92,7 @@ std::optional<NSError> CurlTransfer::prepare() {
     curl_easy_setopt(handle(), CURLOPT_ACCEPT_ENCODING, "");
     curl_easy_setopt(handle(), CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeader);
     curl_easy_setopt(handle(), CURLOPT_HEADERDATA, this);
+    // What a proxy answers to CONNECT is no header of the answer.
     curl_easy_setopt(handle(), CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     curl_easy_setopt(handle(), CURLOPT_SOCKOPTFUNCTION, &closeSocketInChildren);
     curl_easy_setopt(handle(), CURLOPT_CLOSESOCKETFUNCTION, &closeSocket);
@@ -120,6 +122,8 @@ std::optional<NSError> CurlTransfer::applyHeaders() {
         line += value.empty() ? ";" : ": ";
         line += value;
     }
+    // libcurl would ask whether a large body may come, and wait a second for servers that do not answer
+    // that; and it would call a body a form's.
     lines.emplace_back("Expect:");
     if (!hasContentType) {
         lines.emplace_back("Content-Type:");
@@ -147,6 +151,7 @@ std::optional<NSError> CurlTransfer::applyTrust() {
     curl_easy_setopt(handle(), CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
     if (!options_.caFile.empty()) {
         curl_easy_setopt(handle(), CURLOPT_CAINFO, options_.caFile.c_str());
+        // The file counts instead of the system's certificates, not beside them.
         curl_easy_setopt(handle(), CURLOPT_CAPATH, nullptr);
     }
     return std::nullopt;
@@ -156,6 +161,7 @@ void CurlTransfer::applyLimits() {
     curl_easy_setopt(handle(), CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(options_.connectTimeout.count()));
     curl_easy_setopt(handle(), CURLOPT_LOW_SPEED_LIMIT, options_.lowSpeedOctetsPerSecond);
     curl_easy_setopt(handle(), CURLOPT_LOW_SPEED_TIME, static_cast<long>(options_.lowSpeedPeriod.count()));
+    // For a length that is announced; `takeBody` counts what comes.
     curl_easy_setopt(handle(), CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(options_.largestAnswer));
     applyTimeLeft();
 }
@@ -168,11 +174,13 @@ void CurlTransfer::applyTimeLeft() {
 }
 
 void CurlTransfer::applyMethod() {
+    // By its name alone libcurl would wait for a body that never comes (CURLOPT_CUSTOMREQUEST(3)).
     if (request_.method == "HEAD") {
         curl_easy_setopt(handle(), CURLOPT_NOBODY, 1L);
         return;
     }
     if (sendsBody(request_)) {
+        // For every method: it is how libcurl sends a body from memory. The name is set below.
         curl_easy_setopt(handle(), CURLOPT_POST, 1L);
         curl_easy_setopt(handle(), CURLOPT_POSTFIELDSIZE_LARGE,
                          static_cast<curl_off_t>(request_.body.size()));
@@ -206,6 +214,7 @@ std::optional<Result<HTTPResponse>> CurlTransfer::conclude(CURLcode code) {
 /// True when the request goes out again.
 Result<bool> CurlTransfer::followRedirect() {
     const char* location = nullptr;
+    // Absolute already, also where the answer's Location is not.
     curl_easy_getinfo(handle(), CURLINFO_REDIRECT_URL, &location);
     if (location == nullptr) {
         return false;

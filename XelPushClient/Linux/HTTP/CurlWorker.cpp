@@ -174,6 +174,7 @@ private:
         auto kept = std::make_shared<Result<HTTPResponse>>(std::move(outcome));
         auto completion = transfer.takeCompletion();
         const auto runLoop = runLoop_.lock();
+        // There is no completion any more when an earlier attempt to post it has failed.
         if (runLoop == nullptr || completion == nullptr) {
             return;
         }

@@ -61,6 +61,7 @@ void MediaFolder::removeOldFiles() const {
         }
     }
     std::sort(files.begin(), files.end());
+    // One fewer than the most: the next one is about to be made.
     for (std::size_t count = files.size(); count >= kMostFiles; --count) {
         std::error_code ignored;
         fs::remove(files[files.size() - count].second, ignored);

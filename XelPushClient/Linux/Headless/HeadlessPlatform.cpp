@@ -136,6 +136,7 @@ Machine makeHeadlessMachine(const LinuxOptions& options) {
     machine.logSink = options.logSink != nullptr ? options.logSink : std::make_shared<StandardErrorLogSink>();
     tellOfGroupWritable(cacheFolderOf(options), *machine.logSink);
     machine.operationQueues = std::make_shared<ThreadOperationQueueFactory>(machine.logSink);
+    // The closing of a turn goes by way of the main loop only where that is another one.
     machine.sessions = std::make_shared<MQTTClientSessionFactory>(
         makeInThisProcess<AsioByteStreamFactory>(std::move(tls), AsioByteStreamTimes{.tcp = options.tcp}),
         machine.clock, mainRunLoop == runLoop ? nullptr : mainRunLoop.get(), options.session);

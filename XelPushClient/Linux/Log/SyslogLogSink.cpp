@@ -10,6 +10,7 @@
 namespace xel {
 
 SyslogLogSink::SyslogLogSink(std::string identity) : identity_(std::move(identity)) {
+    // It keeps the pointer (syslog(3)), so the text is this object's own.
     ::openlog(identity_.c_str(), LOG_PID, LOG_USER);
 }
 

@@ -49,6 +49,7 @@ void AsioLoopCore::post(std::function<void()> block) {
         return;
     }
     incoming_.push_back(std::move(block));
+    // A pass under way comes to the block, or has another pass follow.
     if (!isBusy_) {
         postPass();
     }

@@ -133,6 +133,8 @@ std::optional<AsioLoopTimers::SteadyTime> AsioLoopTimers::nextDeadline() {
 
 void AsioLoopTimers::timerWasInvalidated() {
     ++invalidTimers_;
+    // An invalidated timer leaves the heap when it is in front. A deadline that is moved again and again
+    // leaves many far behind, which are swept out before they are most of the heap.
     if (invalidTimers_ > 64 && invalidTimers_ > timers_.size() / 2) {
         std::erase_if(timers_, [](const auto& timer) { return !timer->isValid(); });
         std::make_heap(timers_.begin(), timers_.end(), Order());

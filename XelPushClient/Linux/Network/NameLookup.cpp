@@ -40,6 +40,7 @@ asio::ip::address addressOf(const addrinfo& found) {
 
 NameLookupAnswer lookUpName(const std::string& host) {
     addrinfo wanted{};
+    // Or each address would be told once for every kind of socket (getaddrinfo(3)).
     wanted.ai_socktype = SOCK_STREAM;
     addrinfo* list = nullptr;
     const int outcome = ::getaddrinfo(host.c_str(), nullptr, &wanted, &list);

@@ -81,6 +81,7 @@ public:
 
 private:
     void becameReadable() {
+        // The next wait begins before the change is told: who is told may drop this.
         const bool isUsable = drain(socket_.descriptor());
         if (isUsable) {
             waitForChange();

@@ -122,6 +122,7 @@ NetworkKind kindOf6(Octets address) {
             return block.kind;
         }
     }
+    // Behind the blocks: :: and ::1 lie among the compatible addresses, too.
     for (const auto& carrier : kCarriers) {
         if (beginsWith(address, carrier.start, carrier.bits)) {
             return kindOf4(address.subspan(carrier.position, 4));

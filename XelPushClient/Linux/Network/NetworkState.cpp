@@ -38,6 +38,8 @@ int readAttribute(const nlattr* attribute, void* data) {
     auto& route = *static_cast<RouteAttributes*>(data);
     const bool holdsNumber = mnl_attr_validate(attribute, MNL_TYPE_U32) >= 0;
     switch (mnl_attr_get_type(attribute)) {
+        // The message's own field has eight bits; a table beyond 255 has its number here only
+        // (rtnetlink(7)).
         case RTA_TABLE: route.table = holdsNumber ? mnl_attr_get_u32(attribute) : route.table; break;
         case RTA_PRIORITY: route.metric = holdsNumber ? mnl_attr_get_u32(attribute) : route.metric; break;
         case RTA_OIF:
@@ -73,6 +75,7 @@ int considerRoute(const nlmsghdr* header, void* data) {
         return MNL_CB_OK;
     }
     const auto* message = static_cast<const rtmsg*>(mnl_nlmsg_get_payload(header));
+    // Default routes of other types (unreachable, blackhole, prohibit) lead nowhere.
     if (message->rtm_dst_len != 0 || message->rtm_type != RTN_UNICAST ||
         (message->rtm_flags & kDeadLink) != 0U) {
         return MNL_CB_OK;
@@ -121,6 +124,7 @@ std::optional<Candidate> dumpRoutes() {
         if (received <= 0) {
             return std::nullopt;
         }
+        // Fails for a dump that the kernel marks as torn by a change meanwhile (NLM_F_DUMP_INTR).
         const int more = mnl_cb_run(buffer.data(), static_cast<std::size_t>(received), kSequence,
                                     mnl_socket_get_portid(socket->get()), considerRoute, &best);
         if (more <= MNL_CB_STOP) {

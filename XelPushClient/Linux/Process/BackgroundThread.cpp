@@ -55,6 +55,7 @@ void SerialWorker::work() {
         } catch (const std::exception&) {
             // There was no memory for it, most likely; whoever waits for its outcome has a time limit.
         }
+        // Without the lock: what it holds may add a job while it is destroyed.
         job = nullptr;
         lock.lock();
     }

@@ -95,6 +95,8 @@ public:
         serve(*object, "NewEndpoint", [this](const Arguments& arguments) { return takeEndpoint(arguments); });
         serve(*object, "Unregistered", [this](const Arguments& arguments) { return takeEnd(arguments); });
         object->finishRegistration();
+        // Only now: a bus that has started this host hands over the calls that wait as soon as the name
+        // is taken.
         bus.requestName(host_.busName);
         object_ = std::move(object);
         bus_ = &bus;
@@ -230,6 +232,7 @@ private:
                 try {
                     names(list);
                 } catch (const sdbus::Error& next) {
+                    // Thrown on it would close the connection.
                     inbox_->answer([found, problem = failed(next)] { found(problem); });
                 }
             });

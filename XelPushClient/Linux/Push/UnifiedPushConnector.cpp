@@ -43,6 +43,7 @@ void UnifiedPushConnector::onceAHomeIsOpen(Work work) {
 }
 
 void UnifiedPushConnector::attachStore(const std::shared_ptr<NSUserDefaults>& store) {
+    // The first home keeps the registration for the whole application, as long as it is open.
     if (!store_.expired()) {
         return;
     }
@@ -103,6 +104,7 @@ void UnifiedPushConnector::registerWithChosen(const DistributorNames& names) {
     surroundings_.bus->registerWith(
         *distributor, registration_->token,
         life_.guarded([attempt = attempt_](auto& self, const std::optional<NSError>& error) {
+            // A success is no token yet: the endpoint comes by a call of its own.
             if (error && self.attempt_ == attempt && self.isRegistering_) {
                 self.endRegistration(*error);
             }
@@ -126,6 +128,7 @@ std::optional<NSError> UnifiedPushConnector::prepareRegistration(const std::stri
                                     "There is no push token: its keys cannot be stored");
     }
     toldToken_.reset();
+    // The bus would start one that does not run, only to tell it this.
     if (former &&
         std::find(names.running.begin(), names.running.end(), former->distributor) != names.running.end()) {
         surroundings_.bus->unregisterFrom(former->distributor, former->token);

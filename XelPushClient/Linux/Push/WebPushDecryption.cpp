@@ -217,6 +217,7 @@ Result<std::string> decryptWebPush(const WebPushKeys& keys, Octets message) {
         return makeWebPushError(WebPushErrorCode::NotForUs,
                                 "The message was encrypted for other keys, or changed on the way");
     }
+    // Content, delimiter, and any number of zeros (RFC 8188 section 2).
     const auto delimiter = content->find_last_not_of('\0');
     if (delimiter == std::string::npos || static_cast<std::uint8_t>((*content)[delimiter]) != kLastRecord) {
         return badMessage("The record does not end as a last record does");

@@ -83,6 +83,7 @@ public:
                     return;
                 }
                 hasReported_ = false;
+                // A copy duplicates the descriptor; the answer's own is closed with it.
                 sdbus::UnixFd own = inhibitor;
                 const auto held = std::make_shared<FileDescriptor>(own.release());
                 cycle_.post([held](SleepCycle& cycle) { cycle.inhibitorWasTaken(std::move(*held)); });

@@ -18,6 +18,7 @@ constexpr const char* kProduct = "xelpush";
 
 std::optional<std::string> absolutePathOfVariable(const char* name) {
     auto value = environmentVariable(name);
+    // A path that is not absolute is to be ignored (XDG Base Directory Specification).
     return value && value->front() == '/' ? value : std::nullopt;
 }
 

@@ -60,6 +60,7 @@ bool build(const element& from, Value& to, std::size_t depth) {
         case element_type::OBJECT:
             return buildDictionary(from.get_object().value_unsafe(), to.emplace<Dictionary>(), depth + 1);
         case element_type::INT64: to.emplace<std::int64_t>(from.get_int64().value_unsafe()); return true;
+        // Beyond the largest integer, so read as other huge ones are.
         case element_type::UINT64:
             to.emplace<double>(static_cast<double>(from.get_uint64().value_unsafe()));
             return true;
@@ -148,6 +149,8 @@ private:
         std::copy(document.begin(), document.end(), padded_.begin());
         std::fill_n(padded_.begin() + static_cast<std::ptrdiff_t>(document.size()),
                     simdjson::SIMDJSON_PADDING, '\0');
+        // The parser reads a little beyond a document's end; with the padding here it need not copy it
+        // once more.
         return parser_.parse(padded_.data(), document.size(), false).get(root);
     }
 
