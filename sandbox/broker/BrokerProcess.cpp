@@ -55,6 +55,7 @@ public:
     }
 
     void askToEnd() {
+        // Once it was reaped the number may be another process's.
         if (stopping_ || ended_) {
             return;
         }

@@ -108,6 +108,7 @@ Broker::Settings prepareBroker(const SandboxOptions& options, const StateFolder&
 
 void claimBrokerPorts(const SandboxOptions& options, BrokerConfiguration& configuration) {
     configuration.plainPort = claimPort(options.address, options.mqttPort, "the broker (MQTT)");
+    // A port is free again as soon as it was found free, and may come up twice.
     do {
         configuration.tlsPort = claimPort(options.address, options.mqttTlsPort, "the broker (MQTT over TLS)");
     } while (configuration.tlsPort == configuration.plainPort && options.mqttTlsPort == 0);

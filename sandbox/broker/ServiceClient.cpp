@@ -150,6 +150,8 @@ ServiceClient::ServiceClient(Settings settings, ProgressLog& log, EventHandler o
 
 ServiceClient::~ServiceClient() {
     if (running_) {
+        // First: the thread that is waited for next ends only once it is disconnected
+        // (mosquitto_loop_stop).
         mosquitto_disconnect(client_.get());
         mosquitto_loop_stop(client_.get(), false);
     }

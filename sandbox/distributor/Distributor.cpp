@@ -105,6 +105,8 @@ void Distributor::goOn(const Registration& registration) {
         return;
     }
     while (const std::optional<KeptPush> push = messages_.first(registration.token)) {
+        // With a time to live of 0 a message is handed over now or not at all (RFC 8030 section 5.2):
+        // once it is tried in any case.
         if (!push->wasTried || push->expires > clock_()) {
             handOver(registration, *push);
             return;

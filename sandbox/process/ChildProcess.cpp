@@ -23,6 +23,8 @@ namespace {
     if (::getppid() != parent) {
         ::_exit(127);  // the parent ended before it could be watched
     }
+    // The mask, and what is ignored, would outlive execve(2): a broker that ignores
+    // SIGTERM cannot be ended.
     sigset_t none;
     sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -33,6 +35,7 @@ namespace {
     ::dup2(nothing, STDIN_FILENO);
     ::dup2(output, STDOUT_FILENO);
     ::dup2(output, STDERR_FILENO);
+    // Also what a library opened without the mark that closes it here.
     ::close_range(3, ~0U, 0);
     ::execv(arguments[0], arguments);
     constexpr char kMessage[] = "cannot be run: ";

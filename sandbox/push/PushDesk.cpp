@@ -133,6 +133,7 @@ void PushDesk::answered(const Order& order, const PushAnswer& answer) {
     if (answer.status >= 200 && answer.status < 300) {
         log_.write(what + ": sent");
     } else if (answer.status == kNotFound || answer.status == kGone) {
+        // Such an endpoint takes nothing ever again (RFC 8030 section 7.3).
         installations_.forgetPushToken(order.device, order.token);
         log_.write(what + ": its endpoint is gone, and the token forgotten");
     } else if (answer.status != 0) {

@@ -47,6 +47,7 @@ bool mayPublish(const ClientIdentity& client, std::string_view topic) {
         return true;
     }
     const std::optional<EventTopic> event = parseEventTopic(client.app, topic);
+    // Where another event names a device, a receipt names a message.
     return event && (isReceiptName(event->name) || event->device == client.device);
 }
 

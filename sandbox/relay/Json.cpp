@@ -55,6 +55,7 @@ std::optional<std::string> findText(const Json& object, const char* key) {
 }
 
 std::string printJson(const Json& value) {
+    // An error may repeat what stood in a request's path. Where that is no UTF-8, printing would throw.
     return value.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 

@@ -60,6 +60,7 @@ std::string makeRandomDigits(std::size_t count) {
 
 std::string makeUuid() {
     std::vector<std::uint8_t> bytes = randomBytes(16);
+    // Version 4 and its variant (RFC 9562 section 5.4).
     bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0FU) | 0x40U);
     bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3FU) | 0x80U);
 

@@ -64,6 +64,8 @@ void parseTarget(std::string_view target, RestRequest& request) {
 }
 
 std::string formatHttpDate(std::time_t time) {
+    // Not by strftime(3), whose names are those of the process's locale; the date of HTTP is English
+    // (RFC 9110 section 5.6.7).
     static constexpr std::array<const char*, 7> kDays{"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
     static constexpr std::array<const char*, 12> kMonths{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                                          "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};

@@ -80,6 +80,7 @@ void RestSession::handleRequest(http::request<http::string_body> message) {
     // How long an answer takes is the handler's business, not that of a slow client.
     beast::get_lowest_layer(stream_).expires_never();
     handler_(std::move(request), [self = shared_from_this(), next](RestResponse response) {
+        // The answer may come on the thread of the service's broker client.
         asio::post(self->stream_.get_executor(),
                    [self, next, response = std::move(response)] { self->writeResponse(response, next); });
     });

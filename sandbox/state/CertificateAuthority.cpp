@@ -79,6 +79,7 @@ std::shared_ptr<EVP_PKEY> makeKey() {
 void setSerialNumber(X509* certificate) {
     unsigned char bytes[16];
     require(RAND_bytes(bytes, sizeof bytes) == 1, "draw a serial number");
+    // A serial number is positive (RFC 5280 section 4.1.2.2).
     bytes[0] &= 0x7FU;
     const std::unique_ptr<BIGNUM, decltype(&BN_free)> number(BN_bin2bn(bytes, sizeof bytes, nullptr),
                                                              &BN_free);
@@ -237,6 +238,8 @@ ServerCertificateFiles ensureServerCertificate(const StateFolder& folder) {
     content.notBefore = now - kDay;
     content.notAfter = now + kLife;
     const IssuedCertificate issued = authority.issue(content);
+    // The key first. Killed in between, the next start finds a certificate that is still due, not a new
+    // one with an old key.
     writePrivateFile(files.privateKey, issued.privateKeyPem);
     writePrivateFile(files.certificate, issued.certificatePem);
     return files;

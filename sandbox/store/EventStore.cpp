@@ -27,6 +27,7 @@ EventStore::EventStore(const std::filesystem::path& file) : database_(file, LogC
 }
 
 void EventStore::keep(const EventRecord& event) {
+    // NULLs never equal one another, so that all events without an id are kept.
     Statement insert(database_,
                      "INSERT OR IGNORE INTO events (id, name, device, user, payload, received)"
                      " VALUES (?, ?, ?, ?, ?, ?)");
