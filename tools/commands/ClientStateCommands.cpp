@@ -12,6 +12,7 @@ namespace {
 
 void addChannelOption(CLI::App& command, const char* name, std::vector<std::string>& target,
                       const char* help) {
+    // One name for each use: the option of a list would take what stands behind it, too.
     command.add_option(name, target, help)->type_name("NAME")->allow_extra_args(false);
 }
 

@@ -35,6 +35,7 @@ void examine(const ClientChoice& choice) {
             }
         }
     };
+    // Looked at first, though told last: the broker is asked for the topics that are kept there.
     const Findings store = probeStore(folder);
     const bool isReadable = store.back().state == FindingState::Ok;
     print(probeBroker({access, choice.user, choice.usingPlainMQTT,

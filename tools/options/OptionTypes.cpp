@@ -21,6 +21,7 @@ CLI::Validator jsonObject() {
 
 Dictionary parseJsonObject(const std::string& text) {
     const auto value = SimdjsonSerialization().JSONObjectWithData(text);
+    // The option's check has seen to it that there is one.
     return *value.value().asDictionary();
 }
 
