@@ -40,6 +40,8 @@ void ConnectionDeadlines::didReceivePingResponse() {
 }
 
 std::optional<ConnectionDeadlines::TimePoint> ConnectionDeadlines::next() const {
+    // One question at a time: while its answer is awaited, neither the keep-alive nor silence asks
+    // again.
     if (connectDeadline_ || pingDeadline_) {
         return connectDeadline_ ? connectDeadline_ : pingDeadline_;
     }
@@ -48,6 +50,7 @@ std::optional<ConnectionDeadlines::TimePoint> ConnectionDeadlines::next() const 
     }
     std::optional<TimePoint> next;
     if (limits_.keepAlive > Duration::zero()) {
+        // Counted from the last packet of ours, of whatever kind (section 3.1.2.10).
         next = lastWrite_ + limits_.keepAlive;
     }
     if (silentSince_) {
@@ -63,6 +66,7 @@ ConnectionDeadlines::Due ConnectionDeadlines::check(TimePoint now, bool readingI
         return Due::Nothing;
     }
     if (connectDeadline_) {
+        // Before CONNACK nothing is delivered, so no turn of the owner's can hold reading up.
         return isPassed(connectDeadline_, now, false) ? Due::ConnectTimedOut : Due::Nothing;
     }
     if (pingDeadline_) {
@@ -76,6 +80,8 @@ bool ConnectionDeadlines::isPassed(std::optional<TimePoint>& deadline, TimePoint
     if (!readingIsHeldUp && !cameLate) {
         return true;
     }
+    // A late look is forgiven once, so that a loop that is always late still finds a dead broker.
+    // Reading that is held up is forgiven each time: how long it is, is the owner's matter.
     isReprieved_ = cameLate;
     deadline = now + kReprieve;
     return false;

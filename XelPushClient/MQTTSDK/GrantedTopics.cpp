@@ -20,6 +20,7 @@ void GrantedTopics::load(std::string_view entry, int qos) {
         isRestorationAwaited_ = true;
     } else if (entry.starts_with(kMark)) {
         const std::string_view removed = entry.substr(kMark.size());
+        // Valid is enough: what the broker granted can be named to it again, sendable or not.
         if (isValidTopicFilter(removed)) {
             removals_.emplace(removed);
         }
@@ -27,6 +28,7 @@ void GrantedTopics::load(std::string_view entry, int qos) {
         topics_.set(entry, std::clamp(qos, 0, kMQTTHighestQoS));
     } else if (isValidTopicFilter(entry)) {
         unsendable_.emplace_back(entry);
+        // Not in the table any more, so the next `store` takes it out of the memory too.
         isStored_ = false;
     }
 }

@@ -58,10 +58,13 @@ bool LostAcknowledgements::takeArrival(std::uint16_t packetId, bool isMarkedAsDu
         return false;
     }
     if (!isMarkedAsDuplicate) {
+        // An identifier carries something new only after the broker has had the acknowledgement of what
+        // it carried before (section 2.3.1).
         forgetEarlierConnections();
         byPacketId_.erase(packetId);
         return false;
     }
+    // The entry stays: the acknowledgement of this repeat may be lost as well.
     const auto known = byPacketId_.find(packetId);
     return isKeptSession_ && known != byPacketId_.end() && known->second.hash == hash;
 }

@@ -61,6 +61,7 @@ void MQTTClientSession::setDelegate(MQTTSessionDelegate* delegate) {
 }
 
 void MQTTClientSession::connectToHost(std::string_view host, std::uint16_t port, bool usingSSL) {
+    // Whoever hears of a dropped session's closing may ask it for a connection that nobody would own.
     if (connection_ || isBeingDestroyed_) {
         return;
     }
@@ -82,6 +83,7 @@ void MQTTClientSession::close(CloseEnded ended) {
         return;
     }
     status_ = MQTTSessionStatus::Disconnecting;
+    // The owner may connect anew inside the report, so nothing of the old connection is left by then.
     std::exchange(connection_, nullptr)->closeInOrder(std::move(ended));
     traffic_.connectionDidEnd(false, clock_->steadyNow());
     status_ = MQTTSessionStatus::Closed;
@@ -124,6 +126,8 @@ Result<void> MQTTClientSession::publishDataAtLeastOnce(std::string_view data, st
 
 void MQTTClientSession::connectionDidOpen(bool sessionPresent) {
     status_ = MQTTSessionStatus::Connected;
+    // Before the report, so that what was lost or left over leaves ahead of what the owner sends when it
+    // hears.
     traffic_.connectionDidOpen(connection_, sessionPresent);
     armRetryTimer();
     tellUntoldLater();
@@ -131,6 +135,7 @@ void MQTTClientSession::connectionDidOpen(bool sessionPresent) {
 }
 
 void MQTTClientSession::connectionDidEnd(MQTTSessionEvent event, const NSError& error) {
+    // A broker that ends the connection before CONNACK has not seen anything that it could be refusing.
     const bool wasConnected = status_ == MQTTSessionStatus::Connected;
     connection_.reset();
     traffic_.connectionDidEnd(wasConnected && isEndByBroker(event, error), clock_->steadyNow());
@@ -167,6 +172,8 @@ void MQTTClientSession::takeSubscribeAnswer(std::uint16_t packetId) {
     const bool isRestoration = engine.answeredSubscribe().purpose == SubscribePurpose::Restoration;
     const std::vector<std::uint8_t> codes(engine.answeredCodes().begin(), engine.answeredCodes().end());
     traffic_.subscribeWasAnswered();
+    // The owner knows nothing of a restoration's SUBSCRIBE, so it hears only which topics it has lost by
+    // it.
     if (isRestoration) {
         tellUntold();
     } else if (delegate_ != nullptr) {
@@ -201,6 +208,8 @@ void MQTTClientSession::closeTurn(const std::weak_ptr<MQTTConnection>& connectio
     }
     doThenAlways(
         [&] {
+            // The owner may answer much later, after a file sync on another thread; the connection may
+            // be gone then, or have another turn open, which the number tells.
             delegate_->sessionDidDeliver(*this, [connection, turn] {
                 if (const auto waiting = connection.lock()) {
                     waiting->acknowledgeTurn(turn);
@@ -228,6 +237,7 @@ void MQTTClientSession::tellUntoldLater() {
 }
 
 void MQTTClientSession::tellUntold() {
+    // Each telling may destroy this session, or take its delegate away.
     const auto anchor = anchor_;
     try {
         while (anchor->session != nullptr && delegate_ != nullptr) {
@@ -239,6 +249,7 @@ void MQTTClientSession::tellUntold() {
         }
     } catch (...) {
         if (anchor->session != nullptr) {
+            // What threw has left the list already; the rest is told in a later pass.
             tellUntoldLater();
         }
         throw;
@@ -269,6 +280,7 @@ void MQTTClientSession::tell(const UntoldOutcome& outcome) {
 
 void MQTTClientSession::armRetryTimer() {
     const auto next = traffic_.nextTry();
+    // A timer that is due earlier finds nothing to do when it fires, and is armed anew then.
     if (!next || (retryTimer_ && retryAt_ <= *next)) {
         return;
     }
@@ -276,6 +288,8 @@ void MQTTClientSession::armRetryTimer() {
         retryTimer_->invalidate();
     }
     retryAt_ = *next;
+    // Rounded up: a timer that fires a fraction too early would find nothing due and be armed for
+    // nothing.
     const auto delay = std::chrono::ceil<std::chrono::milliseconds>(*next - clock_->steadyNow());
     retryTimer_ = runLoop_.scheduleTimer(std::max(delay, std::chrono::milliseconds(0)), [anchor = anchor_] {
         if (auto* const session = sessionAt(*anchor)) {

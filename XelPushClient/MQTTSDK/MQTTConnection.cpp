@@ -153,6 +153,8 @@ bool MQTTConnection::deliver(std::string_view inputBefore) {
 void MQTTConnection::finishStep(bool completesNormally) {
     input_.keep();
     if (phase_ != Phase::Over) {
+        // Once for the whole read: the last answer tells of everything before it, and the memory is
+        // written once.
         acknowledgements_->didReceiveAnswerTo(engine_.answeredPlace());
         anchor_->session->connectionDidFinishStep();
         noteSilence(true);
@@ -163,8 +165,12 @@ void MQTTConnection::finishStep(bool completesNormally) {
     } else if (phase_ == Phase::Over) {
         return;
     } else if (!completesNormally) {
+        // An exception is on its way out of the run loop. What is left of the read waits for a later
+        // pass, so that it is neither lost nor delivered while the stack unwinds.
         resumeLater();
     } else if (anchor_->isListening) {
+        // Only here: while a turn is open or nobody listens nothing is read, and so the broker's window
+        // holds back what the owner has not had.
         stream_->receive();
     }
 }
@@ -183,6 +189,7 @@ void MQTTConnection::willCloseTurn(std::uint64_t turn) {
 
 void MQTTConnection::didCloseTurn(bool completesNormally) {
     delivery_.didClose();
+    // The owner has yet to store the turn; its acknowledgement goes on with the input.
     if (!delivery_.isIdle()) {
         return;
     }
@@ -201,9 +208,12 @@ void MQTTConnection::acknowledgeTurn(std::uint64_t turn) {
     if (!delivery_.end(turn) || phase_ == Phase::Over) {
         return;
     }
+    // The place before they are appended: an answer to anything behind it tells that all of them
+    // arrived.
     delivery_.rememberAcknowledgements(engine_.place());
     engine_.acknowledge(delivery_.packetIds());
     flush();
+    // Inside the closing it is `didCloseTurn` that goes on, once the owner has returned.
     if (!delivery_.isBeingClosed()) {
         resumeLater();
     }
@@ -222,6 +232,8 @@ void MQTTConnection::resumeLater() {
 
 void MQTTConnection::resume() {
     isResumePosted_ = false;
+    // There is a delegate again: the turn that nobody stored is closed before anything else is
+    // delivered.
     if (delivery_.state() == TurnDelivery::State::ClosingSkipped) {
         endTurn();
     } else {
@@ -314,6 +326,7 @@ void MQTTConnection::armTimer() {
         timer_->invalidate();
     }
     timerDeadline_ = *deadline;
+    // Rounded up, so that the deadline has passed when the timer looks.
     const auto delay = std::chrono::ceil<std::chrono::milliseconds>(*deadline - clock_->steadyNow());
     timer_ = runLoop_.scheduleTimer(delay, [weak = weak_from_this()] {
         if (const auto self = weak.lock()) {

@@ -165,6 +165,7 @@ bool MQTTDecoder::decodeSuback(std::string_view body, MQTTInboundPacket& packet)
         return false;
     }
     for (std::size_t i = 0; i < body.size(); ++i) {
+        // 2 is a valid answer (section 3.9.3), also to a topic that was asked for at 1.
         if (octetAt(body, i) > 2 && octetAt(body, i) != kMQTTSubscribeFailure) {
             return refuse("a reserved return code in a SUBACK");
         }

@@ -71,6 +71,7 @@ std::chrono::seconds effectiveKeepAlive(const MQTTSessionParameters& parameters)
 
 void appendConnect(std::string& out, const MQTTSessionParameters& parameters) {
     const bool hasUserName = !parameters.userName.empty();
+    // A password without a user name is forbidden ([MQTT-3.1.2-22]).
     const bool hasPassword = hasUserName && !parameters.password.empty();
     const std::size_t length = kLengthSize + kProtocolName.size() + 2 + kLengthSize + kLengthSize +
                                parameters.clientId.size() +
@@ -119,6 +120,7 @@ bool appendSubscribe(std::string& out, std::uint16_t packetId,
     for (const auto& [topic, qos] : topics) {
         length += kLengthSize + topic.size() + 1;
     }
+    // Without a topic it would be a protocol violation ([MQTT-3.8.3-3]).
     if (topics.empty() || !fits(length)) {
         return false;
     }
@@ -136,6 +138,7 @@ bool appendUnsubscribe(std::string& out, std::uint16_t packetId, std::span<const
     for (const std::string_view topic : topics) {
         length += kLengthSize + topic.size();
     }
+    // Likewise ([MQTT-3.10.3-2]).
     if (topics.empty() || !fits(length)) {
         return false;
     }

@@ -85,6 +85,7 @@ MQTTEngineEvent MQTTEngine::takeConnack(const MQTTInboundPacket& packet) {
     if (packet.returnCode != 0) {
         return MQTTEngineEvent::Refused;
     }
+    // Forbidden by [MQTT-3.2.2-1].
     if (packet.sessionPresent && cleanSession_) {
         return violate("a CONNACK with a kept session, where a clean one was asked for");
     }
@@ -94,9 +95,13 @@ MQTTEngineEvent MQTTEngine::takeConnack(const MQTTInboundPacket& packet) {
 
 MQTTEngineEvent MQTTEngine::takeSuback(const MQTTInboundPacket& packet) {
     const SubscribeRequest* waiting = requests_.findSubscribe(packet.packetId);
+    // One without a place has its identifier but is still held back, so the broker cannot be answering
+    // it.
     if (waiting == nullptr || !waiting->place) {
         return violate("a SUBACK for no SUBSCRIBE that waits for one");
     }
+    // One code for each topic, in their order (section 3.9.3): otherwise a topic would get another's
+    // answer.
     if (waiting->topics.size() != packet.returnCodes.size()) {
         return violate("a SUBACK with more or fewer return codes than its SUBSCRIBE had topics");
     }
@@ -151,6 +156,7 @@ bool MQTTEngine::writeSubscribe(std::uint16_t packetId, std::vector<std::uint16_
         topics.emplace_back(topic.filter, topic.qos);
     }
     const std::size_t begin = output_.size();
+    // Not before `supersede`, which may move the end of the output.
     const std::uint64_t packetPlace = place();
     if (!appendSubscribe(output_, packetId, topics)) {
         static_cast<void>(requests_.takeSubscribe(packetId));
@@ -181,8 +187,10 @@ bool MQTTEngine::writeUnsubscribe(std::uint16_t packetId) {
 // last one need leave.
 void MQTTEngine::supersede(const SubscribeRequest& later, std::vector<std::uint16_t>& superseded) {
     if (!unwrittenBatches_.empty() && unwrittenBatches_.back().end != output_.size()) {
+        // Something stands behind them, and its place was noted: taking them out would move it.
         unwrittenBatches_.clear();
     }
+    // From the last to the first, because taking one out moves those behind it only.
     for (std::size_t i = unwrittenBatches_.size(); i-- > 0;) {
         const UnwrittenBatch batch = unwrittenBatches_[i];
         if (!hasAllOf(*requests_.findSubscribe(batch.packetId), later)) {

@@ -31,6 +31,7 @@ NSError makeConnackError(std::uint8_t returnCode) {
         case 3:
             return makeMQTTError(MQTTErrorCode::ServerUnavailable,
                                  "connection refused by the broker: its service is unavailable");
+        // The code of 5: either way this identity is refused, and the client does not try it again.
         case 4:
             return makeMQTTError(
                 MQTTErrorCode::NotAuthorized,

@@ -46,6 +46,7 @@ Findings look(std::string_view text) {
         text.remove_prefix(sizeof word);
     }
     if (!text.empty()) {
+        // Filled up with a letter that is none of what is looked for.
         word = eightOf('a');
         std::memcpy(&word, text.data(), text.size());
         findings.look(word);
@@ -156,7 +157,9 @@ bool isSendableTopicFilter(std::string_view filter) {
 
 bool isSendableConnect(const MQTTSessionParameters& parameters) {
     return isSendableText(parameters.clientId) && isSendableText(parameters.userName) &&
+           // A password is octets, not text (section 3.1.3.5).
            parameters.password.size() <= kMQTTMaxStringLength &&
+           // Without a client id there is no session to keep ([MQTT-3.1.3-7]).
            (parameters.cleanSession || !parameters.clientId.empty());
 }
 

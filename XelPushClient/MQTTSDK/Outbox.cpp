@@ -79,6 +79,7 @@ std::optional<Outbox::Unusable> Outbox::takeUnusable() {
     }
     Unusable unusable = std::move(unusable_.front());
     unusable_.pop_front();
+    // Not before somebody is told: a process that is killed until then reports it in its next life.
     settled_.push_back(unusable.entry.packetId);
     commitSettled();
     return unusable;
@@ -100,6 +101,7 @@ Result<Outbox::Publication*> Outbox::add(std::string_view topic, std::string_vie
     scratch_.topic.assign(topic);
     scratch_.payload.assign(data);
     scratch_.retain = retain;
+    // Before it is written anywhere, and before the caller hears that it was taken.
     const Result<void> stored = memory_.appendToOutbox(clientId_, scratch_);
     Publication* publication = nullptr;
     if (stored) {
@@ -155,6 +157,7 @@ void Outbox::write(Publication& publication, MQTTEngine& engine) {
 }
 
 void Outbox::connectionDidEnd() {
+    // Spares a walk through the whole outbox, which may hold tens of thousands.
     if (unanswered_ == 0) {
         return;
     }

@@ -54,6 +54,7 @@ void OutgoingTraffic::connectionDidOpen(const std::shared_ptr<MQTTConnection>& c
 }
 
 void OutgoingTraffic::connectionDidEnd(bool wasEndedByBroker, TimePoint now) {
+    // Of a step that the connection did not live to finish: what was acknowledged is not sent again.
     outbox_.commitSettled();
     if (!connection_) {
         return;
@@ -67,6 +68,8 @@ void OutgoingTraffic::connectionDidEnd(bool wasEndedByBroker, TimePoint now) {
     if (!wasEndedByBroker) {
         return;
     }
+    // After the removals have heard: giving one up takes it out of what they keep for the next
+    // connection.
     const auto changed = suspects_.connectionWasEnded(alone, now);
     if (changed && !suspects_.isSetAside(*changed)) {
         giveUp(*changed);
@@ -119,11 +122,14 @@ void OutgoingTraffic::sendRemovalsAgain(bool sessionPresent) {
         return;
     }
     for (const std::string& topic : due.others) {
+        // One topic each, so that the one on which the broker ends the connection stands alone.
         add(UnsubscribeRequest{{topic}});
     }
 }
 
 void OutgoingTraffic::restoreTopics(bool sessionPresent) {
+    // A kept session has its topics, unless it began on a connection that ended before it was given
+    // them.
     if (granted_.topics().empty() || (sessionPresent && !granted_.isRestorationAwaited())) {
         return;
     }
@@ -148,8 +154,11 @@ MQTTSubscribeOutcome OutgoingTraffic::subscribe(const TopicTable& topics, Subscr
             outcome.refused.push_back({filter, makeNotSendableError(filter)});
             continue;
         }
+        // Stored below, before the SUBSCRIBE leaves: the next life must not unsubscribe what is wanted
+        // again.
         removals_.wasSubscribedAgain(filter);
         const SubscribeRequest::Topic topic{filter, std::clamp(wantedQoS, 0, kMQTTHighestQoS)};
+        // Alone in its packet, so that an end of the connection on it accuses no other topic.
         if (isHolding() || suspects_.isSetAside(SentThing::subscription(filter))) {
             add({purpose, {topic}}, outcome);
         } else {
@@ -201,6 +210,7 @@ MQTTUnsubscribeOutcome OutgoingTraffic::unsubscribe(std::span<const std::string_
         granted_.beginRemoval(topic);
         request.filters.emplace_back(topic);
     }
+    // Before the UNSUBSCRIBE leaves: if the process is killed with it, the next one sends it again.
     granted_.store();
     if (request.filters.empty()) {
         return outcome;
@@ -419,6 +429,7 @@ void OutgoingTraffic::answersWereTaken(std::span<const SentThing> things) {
     if (countUnanswered() == 0) {
         everythingWasAnswered();
     }
+    // The last answer may have ended the sending one by one: what waited goes out together.
     if (!isHolding() && (waiting_.isAnyHeld() || outbox_.countUnwritten() != 0)) {
         writeAllHeld();
     }
@@ -472,6 +483,7 @@ void OutgoingTraffic::tryAgain(TimePoint now) {
     }
     // From now on everything else waits, so that it is alone.
     trying_ = next->thing;
+    // Otherwise it is written when the last answer that is owed has come.
     if (countUnanswered() == 0) {
         writeTried();
     }
@@ -490,6 +502,7 @@ void OutgoingTraffic::giveUp(const SentThing& thing) {
         case SentThing::Kind::Publication: {
             const auto [topic, data] = Outbox::contentOf(outbox_.at(thing.packetId));
             untold_.push_back(makeGivenUpOutcome(thing.kind, topic, data));
+            // Last: topic and data point into the packet that goes with it.
             outbox_.drop(thing.packetId);
             return;
         }

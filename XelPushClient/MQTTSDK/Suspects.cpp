@@ -19,6 +19,8 @@ bool Suspects::isSetAside(const SentThing& thing) const {
 std::optional<SentThing> Suspects::connectionWasEnded(const std::optional<SentThing>& alone, TimePoint now) {
     if (const auto tried = alone ? setAside_.find(*alone) : setAside_.end(); tried != setAside_.end()) {
         SetAside& entry = tried->second;
+        // A broker that took nothing else meanwhile may have a full disk: that try says nothing of the
+        // thing.
         entry.failedTries += entry.othersWereAcknowledged ? 1 : 0;
         entry.othersWereAcknowledged = false;
         entry.wait = std::min(entry.wait * 2, longestRetry_);
@@ -29,6 +31,7 @@ std::optional<SentThing> Suspects::connectionWasEnded(const std::optional<SentTh
         setAside_.erase(tried);
         return alone;
     }
+    // An end on something that was being tried is explained, and does not count here.
     ++endsInARow_;
     if (alone && lastAlone_ == alone) {
         ++endsOfLastAlone_;

@@ -9,6 +9,8 @@ void TopicRemovals::wereAskedFor(const std::vector<std::string>& topics, bool ha
         if (haveRequest) {
             askedForOffline_.erase(topic);
         } else {
+            // In this life its owner asks again once connected; after a kill only the memory knows of
+            // it.
             askedForOffline_.insert(topic);
         }
     }
@@ -49,6 +51,7 @@ TopicRemovals::Due TopicRemovals::takeDue() {
     dropWhatIsNotWanted();
     Due due{std::exchange(lost_, {}), granted_.unconfirmedRemovals()};
     for (const std::string& topic : askedForOffline_) {
+        // Their owner asks for these itself, under an identifier that it knows.
         due.others.erase(topic);
     }
     for (auto& [packetId, request] : due.lost) {

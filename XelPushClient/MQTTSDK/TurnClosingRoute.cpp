@@ -15,6 +15,8 @@ public:
     void post(std::function<void()> closing) {
         const std::lock_guard lock(mutex_);
         if (runLoop_ != nullptr) {
+            // Under the lock, so that the route, and the loop after it, are not destroyed before this
+            // has returned.
             runLoop_->post(std::move(closing));
         }
     }
@@ -47,6 +49,7 @@ void TurnClosingRoute::post(std::function<void()> closing) {
         runLoop_.post(std::move(closing));
         return;
     }
+    // There and back again: behind the broadcasts on the main loop, then on the session's own thread.
     mainRunLoop_->post(
         [gate = gate_, closing = std::move(closing)]() mutable { gate->post(std::move(closing)); });
 }

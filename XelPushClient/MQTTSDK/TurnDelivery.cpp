@@ -10,10 +10,12 @@ void TurnDelivery::begin() {
     ++number_;
     publicationCount_ = 0;
     packetIdCount_ = 0;
+    // Last: it may throw, or close the connection, and the turn is whole by then.
     anchor_->session->connectionWillDeliver();
 }
 
 void TurnDelivery::deliver(const MQTTInboundPacket& publication) {
+    // Counted before the session has it: one whose handling throws is acknowledged like the others.
     ++publicationCount_;
     bool isRepeat = false;
     if (publication.qos != 0) {

@@ -32,6 +32,7 @@ std::optional<std::uint16_t> WaitingRequests::takeHeld() {
 
 std::vector<std::uint16_t> WaitingRequests::supersedeHeld(PendingRequests& requests,
                                                           const SubscribeRequest& later) {
+    // What is held has one topic each.
     const SubscribeRequest::Topic& topic = later.topics.front();
     std::vector<std::uint16_t> superseded;
     std::erase_if(held_, [&](std::uint16_t packetId) {
