@@ -12,6 +12,7 @@ constexpr std::string_view kConnectToServer = "-[PushClientManager connectToServ
 constexpr std::string_view kHandleEvent = "-[PushClientManager handleEvent:event:error:]";
 constexpr std::string_view kDisconnectFromServer = "-[PushClientManager disconnectFromServer]";
 
+// Also the code of a lost stream, so the words decide together with it.
 constexpr std::int64_t kNotAuthorized = 5;
 
 bool isRefusedIdentity(const std::optional<NSError>& error) {
@@ -67,6 +68,8 @@ void BrokerConnection::beginAttempt(std::uint64_t generation) {
     if (!made) {
         const NSError error = session.missingError();
         TVRLog(surroundings_.log, "[%@]: No Session, don't connectToServer %@", kConnectToServer, error);
+        // The state stays Connecting, as hosts know it: further calls are ignored until a session
+        // changes it.
         surroundings_.observer.brokerSessionIsMissing(error);
         return;
     }
@@ -115,8 +118,10 @@ void BrokerConnection::handleError(MQTTSessionEvent event, const std::optional<N
     surroundings_.diagnostics.didFail(event, error);
     TVRLog(surroundings_.log, "[%@]: ConnectionError %@", kHandleEvent, error);
     if (error) {
+        // Before the state, so that a host which hears of that finds the failure.
         surroundings_.lastFailure.remember(*error);
     }
+    // A refused identity is never tried again: it would be refused every three seconds.
     const bool isRefused = isRefusedIdentity(error);
     auto& session = surroundings_.session;
     surroundings_.state.assignThen(PushClientServerDisconnectedErrorState,

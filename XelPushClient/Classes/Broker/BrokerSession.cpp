@@ -22,6 +22,7 @@ void BrokerSession::end() {
     surroundings_.diagnostics.end();
     ++generation_;
     if (const auto session = std::exchange(session_, nullptr)) {
+        // Before it is closed: an ended client hears nothing of it any more.
         session->setDelegate(nullptr);
         session->close();
     }
@@ -55,6 +56,7 @@ std::shared_ptr<MQTTSession> BrokerSession::createSession() {
     parameters.userName = *surroundings_.settings.username();
     parameters.password = *surroundings_.settings.password();
     parameters.keepAlive = std::chrono::seconds(180);
+    // The broker keeps the session, and in it what is sent to a client that is away.
     parameters.cleanSession = false;
     session_ = surroundings_.sessions.makeSession(std::move(parameters), surroundings_.runLoop,
                                                   surroundings_.sessionMemory);
@@ -103,10 +105,12 @@ void BrokerSession::drop() {
     const auto status = session->status();
     const bool isOpen = status == MQTTSessionStatus::Connecting || status == MQTTSessionStatus::Connected;
     session->close(isOpen ? surroundings_.diagnostics.willDisconnect() : nullptr);
+    // After it was closed, which is still reported.
     session->setDelegate(nullptr);
 }
 
 void BrokerSession::eraseMemory() {
+    // Without a session of this life there may still be the memory of one of an earlier life.
     if (const auto clientId = brokerClientId_ ? brokerClientId_ : setClientId()) {
         surroundings_.sessionMemory.erase(*clientId);
     }

@@ -39,6 +39,7 @@ void ConnectionDiagnostics::attemptDidEnd(ConnectionAttemptOutcome outcome,
     phase_ = outcome == ConnectionAttemptOutcome::Connected ? Phase::Connected : Phase::None;
     listener_->diagnostics->record(
         ConnectionAttemptEnded{attempt_, outcome, diagnosticError(error), listener_->since(phaseStart_)});
+    // From here on it is the connection that takes time.
     phaseStart_ = listener_->clock->steadyNow();
 }
 
@@ -68,6 +69,7 @@ MQTTSession::CloseEnded ConnectionDiagnostics::willDisconnect() {
         attemptDidEnd(ConnectionAttemptOutcome::ClosedByClient, std::nullopt);
     }
     phase_ = Phase::None;
+    // Disconnects that overlap end with one record, so their time counts from the first.
     if (listener_->disconnectsUnderWay++ == 0) {
         listener_->disconnectStart = listener_->clock->steadyNow();
         listener_->wasEverythingSent = true;

@@ -75,11 +75,14 @@ void DeferredWork::observe() {
     auto runOne = [weak, wayIn = wayIn_, center = std::weak_ptr(notificationCenter_)](std::uint64_t before) {
         const auto held = wayIn.hold();
         const auto waiting = weak.lock();
+        // Looked at again: the piece before may have disconnected, or ended the identity and this piece
+        // with it.
         if (!held || !waiting || !waiting->isDue(before)) {
             return;
         }
         const auto block = std::move(waiting->pieces.front().block);
         waiting->pieces.pop_front();
+        // Before the block runs, which may hand over more and so begin to observe anew.
         if (const auto observed = center.lock(); observed && waiting->pieces.empty()) {
             observed->removeObserver(waiting->observation);
         }

@@ -68,6 +68,7 @@ void LifecycleMonitor::stopObservingApplication() {
 void LifecycleMonitor::handleReachabilityStatus() {
     const bool isReachable = reachability_->isReachable();
     const auto networkType = reachability_->currentReachabilityStatus();
+    // A notifier may also tell of a change that is none for hosts.
     if (isReachable == isServerReachable_ && networkType == serverNetworkType_) {
         return;
     }
@@ -81,6 +82,8 @@ void LifecycleMonitor::handleReachabilityStatus() {
     }
 }
 
+// These two are observed and mean nothing: what is pending goes on with
+// `applicationWillEnterForeground`.
 void LifecycleMonitor::applicationDidBecomeActive(UIApplication& /*application*/) {}
 
 void LifecycleMonitor::applicationWillResignActive(UIApplication& /*application*/) {}
@@ -105,6 +108,7 @@ void LifecycleMonitor::backgroundTimeIsUp(const UIApplication& application) {
     TVRLog(surroundings_.log, "########################### Expired Background Task!");
     TVRLog(surroundings_.log, "Time remaining: %.1f", application.backgroundTimeRemaining());
     surroundings_.observer.connectionMustEnd();
+    // The closing has ended it already, unless there was no connection to close.
     endBackgroundTask();
 }
 

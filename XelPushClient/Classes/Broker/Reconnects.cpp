@@ -45,6 +45,7 @@ void Reconnects::cancel() {
 
 void Reconnects::reconnectToServer() {
     if (surroundings_.application.applicationState() != UIApplicationState::Active) {
+        // No timer takes its place: coming to the front connects by itself.
         TVRLog(surroundings_.log, "[%@]: Ignore Reconnecting, we are not active!", kReconnectToServer);
         return;
     }
