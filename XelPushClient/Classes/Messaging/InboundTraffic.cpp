@@ -36,6 +36,7 @@ void InboundTraffic::handleEvent(MQTTSession& /*session*/, MQTTSessionEvent even
                                  const std::optional<NSError>& error) {
     const auto held = wayIn_.hold();
     if (event != MQTTSessionEvent::Connected) {
+        // Before anybody may connect anew: the packet identifiers are given out again.
         surroundings_.subscriptionRequests.forgetUnanswered();
     }
     surroundings_.connection.handleEvent(event, error);
@@ -97,6 +98,7 @@ void InboundTraffic::handlePushMessage(const MQTTPublication& publication) {
         return;
     }
     if (surroundings_.log.isOn()) {
+        // The dictionary is made for this line alone.
         TVRLog(surroundings_.log, "Got push %@", message->toDict());
     }
     if (message->id && surroundings_.messageIds.storeMessageId(*message->id, arrivalOf(publication))) {
@@ -163,6 +165,7 @@ void InboundTraffic::unsubAckReceived(MQTTSession& /*session*/, std::uint16_t ms
 
 void InboundTraffic::topicWasRefused(MQTTSession& /*session*/, std::string_view topic) {
     const auto held = wayIn_.hold();
+    // It stays among the wanted ones, so that the next connect asks for it again.
     surroundings_.subscribedTopics.removeTopicFromUserDefault(topic);
 }
 

@@ -78,6 +78,7 @@ Result<void> Publisher::handOver(const std::string& topic, const Octets& octets,
                         : sendable.error();
     }
     TVRLog(surroundings_.log, "Publishing on topic %@", topic);
+    // The session takes it without an error and drops it, so this is the place to tell.
     if (options.live && session->status() != MQTTSessionStatus::Connected) {
         recordDiagnostics(surroundings_.diagnostics, [&] {
             return PublicationDropped{.direction = PublicationDirection::Outbound,
@@ -141,6 +142,7 @@ bool Publisher::publishEvent(const std::string& eventName, const std::optional<D
     if (const auto refusal = eventRefusal(sender, eventName, data)) {
         return refuse(*refusal);
     }
+    // Completed before the first try: every further one has the same id, by which an event is kept once.
     Dictionary payload = *data;
     if (!payload.contains(kCreatedAtKey)) {
         payload.set(std::string(kCreatedAtKey), nowInMilliseconds());
@@ -157,6 +159,7 @@ bool Publisher::publishEvent(const std::string& eventName, const std::optional<D
     if (saysItCanNeverBeSent(taken.error())) {
         return fail(topic, payload, taken.error());
     }
+    // One that is tried again has kept its place, and is not counted twice.
     if (!place) {
         auto newPlace = waiting_.takePlace(octets ? octets->size() : 0);
         if (!newPlace) {

@@ -19,6 +19,7 @@ Dictionary dictionaryFrom(const TopicTable& topics) {
 TopicTable tableFrom(const Dictionary& dictionary) {
     TopicTable topics;
     for (const auto& [topic, qos] : dictionary) {
+        // Whatever else stands there, a topic is kept, and asked for at the level that loses nothing.
         topics.set(topic, qos.integer().value_or(kAtLeastOnce) == kAtMostOnce ? kAtMostOnce : kAtLeastOnce);
     }
     return topics;
@@ -141,6 +142,7 @@ void ChannelStore::updateNotificationSettings(const std::string& channel, const 
                "-[PushClientManager updateNotificationSettings:sound:alert:]");
         throw NullException("Device token is nil");
     }
+    // The change would otherwise take the place of what is stored.
     if (!notificationSettings) {
         loadChannelSettings();
     }
@@ -162,6 +164,8 @@ std::vector<std::string> ChannelStore::deviceSubscriptionsForInstallation() {
 }
 
 std::vector<std::string> ChannelStore::subscriptionsAs(ChannelForm form) {
+    // Hosts know these lists as what is stored. What a list that failed has left in the table goes by
+    // this; `keepForConnect` brings it back.
     loadUserChannels();
     std::vector<std::string> channels;
     if (!topics) {

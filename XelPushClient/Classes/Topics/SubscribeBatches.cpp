@@ -6,6 +6,7 @@ namespace xel {
 
 SubscribeBatches::Ticket SubscribeBatches::takeTicket() {
     if (!isAnybodyWaiting()) {
+        // Nobody holds an earlier ticket, so nobody will ask what has happened so far.
         fates_.clear();
     }
     Ticket ticket;
@@ -25,6 +26,7 @@ std::optional<SubscribeBatches::Batch> SubscribeBatches::take(std::uint16_t pack
 
 void SubscribeBatches::forgetSession() {
     unanswered_.clear();
+    // The count goes on: work that waits still holds tickets of before.
     fates_.clear();
 }
 

@@ -24,10 +24,13 @@ void SubscriptionAnswers::subAckReceived(std::uint16_t packetId, std::span<const
     auto& requests = surroundings_.requests;
     requests.forgetThoseOfFormerSession();
     auto& batches = requests.batches();
+    // The batch first: an event whose answer was lost keeps its entry, and the identifier may be this
+    // batch's.
     if (!batches.contains(packetId) && eventWasAnswered(packetId)) {
         return;
     }
     auto [filters, askedAt] = requests.takeAnsweredBatch(packetId);
+    // They differ only for an identifier that is not known, whose table is a guess.
     filters.resize(std::min(filters.size(), grantedQoss.size()));
     auto granted = surroundings_.subscribedTopics.load();
     std::vector<std::string> unreported;
@@ -41,6 +44,7 @@ void SubscriptionAnswers::subAckReceived(std::uint16_t packetId, std::span<const
         }
         batches.wasAnswered(filters[i], askedAt, isGranted);
     }
+    // All of them before the first report: a host's callback may throw, or end the process.
     surroundings_.subscribedTopics.store(granted);
     const auto generation = surroundings_.session.generation();
     for (const auto& topic : unreported) {
@@ -55,6 +59,7 @@ void SubscriptionAnswers::reportGrantedTopic(const std::string& topic) {
     if (isDeliveryTopic(topic, surroundings_.settings.appId())) {
         return;
     }
+    // What the client asks for by itself is no subscription of the host's.
     const auto channel = getChannelFromTopic(topic);
     const bool isOwnTopic = channel == formatted("private/%@", surroundings_.settings.deviceId());
     if (!isOwnTopic && channel != "private/default") {

@@ -81,6 +81,7 @@ void Subscriptions::subscribeWithTopicDictionary(const Request& request, Install
         batches.wasWritten(batch.packetId, {batch.filters, request.askedAt});
     }
     deferWhatWaits(request, *topics, outcome);
+    // Last: hosts hear of these, and may subscribe again or end the session.
     surroundings_.answers.giveUp(outcome.refused);
 }
 
@@ -199,9 +200,12 @@ void Subscriptions::subscribeAfterConnect() {
     const auto& wanted = surroundings_.channels.topics;
     TopicTable unsubscribed = topicsOfThisClient();
     for (const auto& topic : surroundings_.subscribedTopics.load()) {
+        // The broker has kept these, or the session gives them to it again by itself.
         unsubscribed.remove(topic);
     }
     for (const auto& topic : surroundings_.requests.givenUp()) {
+        // What the client asks for by itself and the broker ended connections on is left out. A topic
+        // that the host has asked for anew is among the wanted ones again.
         if (!wanted || !wanted->contains(topic)) {
             unsubscribed.remove(topic);
         }
