@@ -30,6 +30,7 @@ void ClientCoordinator::brokerDidConnect() {
 }
 
 void ClientCoordinator::brokerConnectionDidClose() {
+    // The task kept a process in the background going for its connection only.
     rooms_.lifecycle.endBackgroundTask();
 }
 
@@ -53,6 +54,7 @@ void ClientCoordinator::installationIdWillChange() {
 
 void ClientCoordinator::deviceInstallationChanged() {
     rooms_.subscriptionRequests.forgetIdentity();
+    // In memory only: the next connect loads the stored ones.
     rooms_.channels.topics.reset();
     rooms_.session.drop();
 }
@@ -96,6 +98,7 @@ void ClientCoordinator::identityEnds() {
 }
 
 void ClientCoordinator::reset() {
+    // First, because what unsubscribes and disconnects still needs to know who it is.
     endConnectionOfIdentity();
     forgetIdentity();
     removeStoredIdentity();
@@ -105,6 +108,8 @@ void ClientCoordinator::reset() {
 void ClientCoordinator::endConnectionOfIdentity() {
     if (rooms_.state.isConnected()) {
         rooms_.subscriptions.unsubscribeFromEverything();
+        // Stays on after an orderly close, as hosts know it: no reconnect follows the next error,
+        // whichever session's it is.
         rooms_.connection.reconnects().forceNextClose();
         rooms_.connection.disconnectFromServer();
     }

@@ -32,6 +32,7 @@ std::shared_ptr<ClientRooms> ClientEntrance::enterFromAnyThread() const {
     if (rooms_->owner.isThisThread()) {
         return rooms_;
     }
+    // The aliasing form: it refers to the rooms and holds nothing.
     return {std::shared_ptr<void>(), rooms_.get()};
 }
 

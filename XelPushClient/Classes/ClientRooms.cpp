@@ -10,6 +10,7 @@ constexpr int kSerial = 1;
 std::shared_ptr<ClientRooms> ClientRooms::make(NSObject& manager, Machine machine, Home home) {
     ClientOwner(machine.runLoop).check();
     auto rooms = std::make_shared<ClientRooms>(manager, std::move(machine), std::move(home));
+    // Not in the constructor, in which nobody holds the rooms yet.
     rooms->life.begin(rooms);
     return rooms;
 }
@@ -82,12 +83,14 @@ void ClientRooms::makeQueues() {
 }
 
 void ClientRooms::end() {
+    // First: from here on nothing that still comes in is let through.
     life.end();
     fanout.end();
     coordinator.stopObservingInstallationId();
     lifecycle.end();
     session.end();
     connection.reconnects().cancel();
+    // A registration that is still on the stack stops at its next look at the identity.
     registration.forgetIdentity();
 }
 

@@ -147,6 +147,7 @@ void GeoLocation::positionArrived(const CLLocation& fix) {
         }
     }
     adjustUpdates(Demand::AsBefore);
+    // Last, when this object's own state is in order: whoever hears of it may call back in.
     report(crossed, tracked, answers);
 }
 
@@ -241,6 +242,7 @@ void GeoLocation::scheduleNextLook() {
         return;
     }
     const double wait = std::clamp((*next - surroundings_.clock.now()).count(), 0.0, kLongestWait);
+    // Rounded up, so that what ends then has ended when it is looked at.
     nextLook_ = later(std::chrono::milliseconds(static_cast<std::int64_t>(std::ceil(wait * 1000.0))),
                       [](GeoLocation& self) {
                           cancel(self.nextLook_);

@@ -19,6 +19,7 @@ std::optional<std::string> idOf(const std::optional<Dictionary>& data) {
 }  // namespace
 
 EventMessage::EventMessage(std::string name, std::string device, std::optional<Dictionary> payload)
+    // The id is the first member, so it is read before the payload is moved away.
     : id(idOf(payload)), eventName(std::move(name)), deviceId(std::move(device)), data(std::move(payload)) {}
 
 }  // namespace xel

@@ -28,6 +28,8 @@ bool isVersionLower(std::string_view version, std::string_view other) {
         if (isDigit(version.front()) && isDigit(other.front())) {
             const auto left = takeNumber(version);
             const auto right = takeNumber(other);
+            // Without leading zeros the longer number is the greater one, and none is too long to
+            // compare.
             if (left.size() != right.size()) {
                 return left.size() < right.size();
             }

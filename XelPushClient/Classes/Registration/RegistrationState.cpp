@@ -18,6 +18,7 @@ void RegistrationState::handleRegistrationFailWithError(const NSError& error) {
     TVRLog(log_, "handleRegistrationFailWithError");
     isRegistered_ = false;
     const auto mapped = mapRegistrationError(error);
+    // A failure of another kind does not call off what still waits for the network: only a success does.
     isPending_ = isPending_ || mapped.isTransient;
     fanout_.callbackRegitrationFailure(isRegistered_, settings_.userId(), mapped.error);
 }
