@@ -41,6 +41,7 @@ std::string describeDate(Date date) {
     constexpr double kFirstSecondOfYearTenThousand = 253402300800.0;
     const double seconds = std::floor(secondsSince1970(date));
     std::array<char, 64> text{};
+    // Not-a-number compares with nothing and so is outside too.
     const bool inCalendar = seconds >= kFirstSecondOfYearZero && seconds < kFirstSecondOfYearTenThousand;
     if (!inCalendar) {
         std::snprintf(text.data(), text.size(), "%f", secondsSince1970(date));

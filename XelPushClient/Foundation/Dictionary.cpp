@@ -39,6 +39,7 @@ public:
     }
 
 private:
+    // Not by the text itself, whose octets move when the entries grow.
     std::unordered_multimap<std::size_t, std::size_t> positionsByHash_;
 };
 
@@ -53,6 +54,7 @@ Dictionary::Dictionary(std::initializer_list<Item> items) {
     }
 }
 
+// The index stays behind: a copy builds its own once it is searched.
 Dictionary::Dictionary(const Dictionary& other) : entries_(other.entries_) {}
 
 Dictionary& Dictionary::operator=(const Dictionary& other) {
@@ -114,6 +116,7 @@ bool Dictionary::remove(std::string_view key) {
     if (at < 0) {
         return false;
     }
+    // The entries behind move up, so every position after this one is wrong.
     index_.reset();
     entries_.erase(entries_.begin() + at);
     return true;

@@ -15,6 +15,7 @@ std::string describeNumber(double number, std::optional<int> precision) {
     if (precision) {
         std::snprintf(text.data(), text.size(), "%.*f", *precision, number);
     } else {
+        // 17 digits tell any two doubles apart.
         std::snprintf(text.data(), text.size(), "%.17g", number);
     }
     return text.data();

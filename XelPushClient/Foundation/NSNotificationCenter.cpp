@@ -50,6 +50,8 @@ void NSNotificationCenter::removeObserver(const Token& token) {
     if (!observer) {
         return;
     }
+    // Before it leaves the list: a post under way has its listeners already. What the block holds may
+    // come back here when it is destroyed, which `observer` puts off until the lock is open.
     observer->end();
     const std::lock_guard lock(mutex_);
     std::erase(observers_, observer);

@@ -22,6 +22,7 @@ void raiseProcessNumber() noexcept {
 
 void leaveInherited(std::shared_ptr<const void> inherited) {
     static std::mutex mutex;
+    // Never destroyed, at the end of the process neither.
     static auto* const left = new std::vector<std::shared_ptr<const void>>();
     const std::lock_guard lock(mutex);
     left->push_back(std::move(inherited));

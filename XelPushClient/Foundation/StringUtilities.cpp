@@ -32,6 +32,7 @@ Decoded decodeMultiOctet(std::string_view text, std::size_t length, char32_t fir
         character = (character << 6U) | payloadBits(text[i]);
     }
     const bool isSurrogate = character >= 0xD800 && character <= 0xDFFF;
+    // RFC 3629 section 3: one form for each character, the shortest, and no halves of pairs.
     if (character < smallest || character > 0x10FFFF || isSurrogate) {
         return {kReplacementCharacter, 0};
     }
@@ -109,6 +110,7 @@ std::string stringByTrimmingLeadingCharactersInSet(std::string_view text, const 
 }
 
 std::string stringByTrimmingTrailingCharactersInSet(std::string_view text, const CharacterSet& set) {
+    // From the front, because the characters of UTF-8 are read forwards.
     std::string_view rest = text;
     std::size_t keptOctets = 0;
     while (!rest.empty()) {

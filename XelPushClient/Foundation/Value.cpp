@@ -12,6 +12,7 @@ std::int64_t clampedInteger(double value) {
     if (std::isnan(value)) {
         return 0;
     }
+    // The greatest int64 is no double: the next above it is 2^63, which does not fit any more.
     if (value >= kTwoToThe63) {
         return std::numeric_limits<std::int64_t>::max();
     }
