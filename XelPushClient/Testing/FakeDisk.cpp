@@ -35,6 +35,7 @@ void FakeDisk::answerHeldTurnCommits() {
         const std::lock_guard lock(mutex_);
         commits.swap(heldTurnCommits_);
     }
+    // Without the lock: what is answered may commit again.
     for (const auto& commit : commits) {
         commit();
     }

@@ -77,6 +77,7 @@ void FakeConnection::deliverOnce() {
         return;
     }
     receiveWanted_ = false;
+    // The end comes behind everything that was sent before it.
     if (toClient_.empty()) {
         state_ = FakeConnectionState::EndedByPeer;
         std::exchange(observer_, nullptr)->streamDidEndByPeer();

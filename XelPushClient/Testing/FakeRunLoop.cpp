@@ -123,6 +123,7 @@ void FakeRunLoop::run() {
             continue;
         }
         const auto isAwake = [this] { return stopWanted_ || !posted_.empty(); };
+        // Real time, for what other threads post; only a test that hangs waits it out.
         if (!somethingHappened_.wait_for(lock, std::chrono::seconds(10), isAwake)) {
             throw std::runtime_error(
                 "a fake run loop was run with nothing left to do, and nobody stopped it");

@@ -29,6 +29,7 @@ void FakeURLSession::complete(DownloadCompletion completion, Result<std::string>
     files_->put(path, std::move(content).value());
     runLoop_->post([completion = std::move(completion), files = files_, path] {
         completion(path);
+        // Gone unless the completion has moved it, as on a real machine.
         files->remove(path);
     });
 }

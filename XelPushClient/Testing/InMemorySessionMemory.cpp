@@ -19,6 +19,7 @@ Result<void> InMemorySessionMemory::change(std::string_view clientId,
     const auto late = lateRemovals_.find(clientId);
     const bool isStored = disk_->commit(store_, [&](FakeDisk::Store& store) {
         auto& client = store.clients[std::string(clientId)];
+        // First: what is appended now may have the identifier of an entry that is still to be removed.
         if (late != lateRemovals_.end()) {
             dropEntries(client.outbox, late->second);
         }

@@ -73,6 +73,7 @@ void FakeBroker::accept(const std::shared_ptr<FakeConnection>& connection) {
 void FakeBroker::takeOctets(const ClientPointer& client, std::string_view octets) {
     client->lastHeard = runLoop_.elapsed();
     const bool isSound = client->reader.feed(octets);
+    // What was whole before the fault still counts.
     while (const auto packet = client->reader.next()) {
         takePacket(client, *packet);
     }
@@ -96,6 +97,7 @@ void FakeBroker::answer(const ClientPointer& client, FakeBrokerPacketType type, 
     }
     client->connection->feed(octets);
     if (type == FakeBrokerPacketType::ConnAck && client->session) {
+        // CONNACK comes first ([MQTT-3.2.0-1]), so publications wait for one that is withheld.
         becomeReady(client);
     }
 }
@@ -175,6 +177,7 @@ void FakeBroker::takeConnect(const ClientPointer& client, const FakeBrokerConnec
         client->connection->endByPeer();
         return;
     }
+    // A copy, because forgetting a client takes it out of the list.
     const auto clients = clients_;
     for (const auto& other : clients) {
         if (other != client && other->session && other->clientId == connect.clientId) {
@@ -293,6 +296,7 @@ void FakeBroker::forgetSessions() {
     sessions_.clear();
     for (const auto& client : clients_) {
         if (client->session) {
+            // The connections go on, with a session that knows nothing.
             client->session = sessions_.open(client->clientId, false).session;
             if (client->isReady) {
                 becomeReady(client);

@@ -131,12 +131,14 @@ std::string takeFilter(Body& body) {
 
 void readSubscribe(FakeBrokerPacket& packet, Body& body) {
     packet.packetId = body.takePacketId();
+    // One filter at least ([MQTT-3.8.3-3]).
     do {
         const auto filter = takeFilter(body);
         const unsigned qos = body.takeOctet();
         if (qos > 2) {
             throw Fault{"a subscription with reserved bits or a quality of service above 2"};
         }
+        // No breach of the standard, but this library's tables hold a topic once.
         if (packet.topics.contains(filter)) {
             throw Fault{"a subscription that names a topic twice"};
         }
@@ -146,6 +148,7 @@ void readSubscribe(FakeBrokerPacket& packet, Body& body) {
 
 void readUnsubscribe(FakeBrokerPacket& packet, Body& body) {
     packet.packetId = body.takePacketId();
+    // Likewise ([MQTT-3.10.3-2]).
     do {
         packet.topicNames.push_back(takeFilter(body));
     } while (!body.isAtEnd());

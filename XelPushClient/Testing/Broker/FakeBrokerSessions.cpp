@@ -95,6 +95,7 @@ void FakeBrokerSessions::clear() {
 }
 
 void FakeBrokerSessions::publish(FakeBrokerPublication publication) {
+    // Those who have subscribed already get it without the flag ([MQTT-3.3.1-9]).
     if (std::exchange(publication.retain, false)) {
         if (publication.payload.empty()) {
             retained_.erase(publication.topic);
@@ -106,6 +107,7 @@ void FakeBrokerSessions::publish(FakeBrokerPublication publication) {
         std::optional<int> granted;
         for (const auto& [filter, qos] : session->subscriptions) {
             if (topicMatchesFilter(publication.topic, filter)) {
+                // Where subscriptions overlap, the highest level counts ([MQTT-3.3.5-1]).
                 granted = std::max(granted.value_or(0), qos);
             }
         }
