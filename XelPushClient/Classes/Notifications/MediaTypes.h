@@ -10,8 +10,8 @@ namespace xel {
 [[nodiscard]] std::string fileExtensionForMediaType(std::string_view mediaType);
 
 /// The extension as it may stand in a file's name. A media type comes from the network and may hold anything:
-/// what is no ASCII letter, digit, dot, hyphen, underscore or plus becomes an underscore, and the length is
-/// bounded, so that the file stays in its folder and is still shown.
+/// what is no ASCII letter, digit, dot, hyphen, underscore or plus becomes an underscore, and the length
+/// is bounded, so that the file stays in its folder and is still shown.
 [[nodiscard]] std::string extensionForFileName(std::string_view fileExtension);
 
 }  // namespace xel
