@@ -177,6 +177,8 @@ bool isDiagnosticFailure(const DiagnosticRecord& record) {
         return crash->error.has_value();
     }
     if (const auto* dropped = std::get_if<PublicationDropped>(&record)) {
+        // What comes twice or too late is dropped as it should be; what was to be sent, or cannot be
+        // read, is lost.
         return dropped->direction == PublicationDirection::Outbound ||
                dropped->reason == PublicationDropReason::Unreadable;
     }

@@ -21,6 +21,7 @@ void BackgroundTasks::end(UIBackgroundTaskIdentifier identifier) {
 
 void BackgroundTasks::limitTime(std::chrono::milliseconds longestTime, std::function<void()> timeIsUp) {
     const auto deadline = clock_->steadyNow() + longestTime;
+    // Who goes to the background once more gets no more time by it.
     if (deadline_ && *deadline_ <= deadline) {
         return;
     }

@@ -52,6 +52,7 @@ void LinuxApplication::willResignActive() {
 void LinuxApplication::enterBackground(std::chrono::milliseconds longestTime) {
     const auto held = holdItself();
     willResignActive();
+    // Before observers hear of the background: they may ask how much time is left.
     tasks_->limitTime(longestTime, life_.guarded([](LinuxApplication& self) { self.backgroundTimeIsUp(); }));
     if (state_ != UIApplicationState::Background) {
         enter(UIApplicationState::Background, UIApplicationDidEnterBackgroundNotification);

@@ -160,6 +160,7 @@ std::vector<UNNotificationAction> LinuxNotificationCenter::actionsOf(
 }
 
 void LinuxNotificationCenter::presentLocalNotification(const UILocalNotification& notification) {
+    // An identifier of its own: a request with one that is on the screen would take that one's place.
     UNNotificationRequest request{"local-" + std::to_string(lastNumber_ + 1), {}};
     request.content.title = notification.alertTitle;
     request.content.body = notification.alertBody;

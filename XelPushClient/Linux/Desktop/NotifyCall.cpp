@@ -88,8 +88,8 @@ NotifyCall notifyCall(const DesktopNotification& notification, const DesktopHost
     }
     call.body = bodyOf(notification, server);
     if (server.actions) {
-        // What a click on the notification itself invokes; servers show no text for it (freedesktop's
-        // Desktop Notifications).
+        // What a click on the notification itself invokes; servers need not show a text for it
+        // (freedesktop's Desktop Notifications Specification).
         call.actions = {kDefaultKey, ""};
         for (std::size_t i = 0; i < notification.actions.size(); ++i) {
             call.actions.push_back(std::to_string(i));

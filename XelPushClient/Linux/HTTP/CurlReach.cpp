@@ -142,12 +142,14 @@ std::optional<NSError> CurlReach::refusalOf(std::string_view url) const {
     if (mayReach_ == nullptr) {
         return std::nullopt;
     }
+    // Media needs none, and what stands before the @ is there to be taken for the host.
     if (hasUserInfo(url)) {
         return makeURLError(NSURLErrorCode::BadURL,
                             formatted("The request to %@ was not sent: no user name and no password may "
                                       "stand in its URL",
                                       origin_.text()));
     }
+    // Public addresses, too: behind the proxy somebody may use them for a network of their own.
     const auto kind = isByProxy_ ? networkKindOfLiteral(origin_.host) : std::nullopt;
     if (kind && !mayReach_(*kind)) {
         return makeURLError(NSURLErrorCode::DataNotAllowed,

@@ -28,6 +28,8 @@ std::optional<NSError> refusalOf(const std::optional<URLOrigin>& target, const U
 }
 
 bool turnsIntoGet(long status, const std::string& method) {
+    // 303 asks for it; for a POST the other two allow it, and it is what clients do (RFC
+    // 9110 section 15.4).
     return (status == 303 && method != "HEAD") || ((status == 301 || status == 302) && method == "POST");
 }
 

@@ -250,6 +250,7 @@ long CurlTransfer::status() const {
 }
 
 NSError CurlTransfer::errorOf(CURLcode code) const {
+    // libcurl knows no more than that a callback has refused.
     if (auto failure = sink_ != nullptr ? sink_->failure() : std::nullopt) {
         return std::move(*failure);
     }

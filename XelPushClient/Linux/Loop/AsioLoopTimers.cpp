@@ -27,6 +27,7 @@ public:
     [[nodiscard]] std::uint64_t number() const { return number_; }
 
     [[nodiscard]] std::function<void()> spend() {
+        // First: the block may invalidate its own timer, which is then nothing to do.
         isValid_.store(false);
         return std::exchange(block_, nullptr);
     }

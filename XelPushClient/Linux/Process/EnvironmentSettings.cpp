@@ -58,6 +58,7 @@ Result<Endpoints> endpointsOfEnvironment(Endpoints endpoints) {
         if (!value) {
             continue;
         }
+        // Without TLS the API key would travel in the open.
         if (encryption == Encryption::Required && !isSecureURL(*value)) {
             return makeError("InvalidParameter", 1,
                              "The environment variable " + insecureAddressText(name, *value));

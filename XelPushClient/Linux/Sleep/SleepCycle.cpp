@@ -27,6 +27,7 @@ SleepCycle::~SleepCycle() {
 
 void SleepCycle::inhibitorWasTaken(FileDescriptor inhibitor) {
     inhibitor_ = std::move(inhibitor);
+    // It came late: the tasks have ended, and nobody else would let go of it.
     if (stateBefore_ && !application_->hasBackgroundTasks()) {
         letSleepSoon();
     }

@@ -12,7 +12,7 @@ namespace {
 constexpr std::int64_t kApplicationId = 0x58656c50;
 
 // A commit costs what its pages weigh: small pages, each of which holds a turn's list of ids or a few
-// publications. The size holds only before the file is switched to its log. That this connection locks
+// publications. The size must be set before the file is switched to its log. That this connection locks
 // the file for good is said before the log is first used, which keeps the log's index in this process's
 // memory, without a shared file (https://sqlite.org/wal.html#noshm). A schema must not call functions:
 // the file may have been tampered with (https://sqlite.org/security.html).

@@ -115,6 +115,7 @@ Result<void> SqliteSessionMemory::loadIndex() {
         if (owner == clientsById.end() || !OutboxIndex::isPacketId(entries.integer(2))) {
             store_->report(makeStoreError(StoreErrorCode::Damaged, "a publication kept in " + store_->path() +
                                                                        " is damaged and left out"));
+            // Or it would be found, and reported, at each start.
             removals_->add(entries.integer(0));
             continue;
         }
@@ -182,6 +183,8 @@ std::vector<OutboxEntry> SqliteSessionMemory::loadOutbox(std::string_view client
     if (code != SQLITE_DONE) {
         store_->report(store_->errorFor(code));
     }
+    // A statement in the middle of its rows holds a read transaction, and the log could
+    // not be carried over.
     selectEntries_.reset();
     return entries;
 }

@@ -99,6 +99,7 @@ private:
         gathered_.clear();
         isCommitting_ = false;
         if (written != SQLITE_OK) {
+            // Nothing counts as appended until SQLite has written at a place of its own choice again.
             end_ = kNowhere;
         }
         return written;

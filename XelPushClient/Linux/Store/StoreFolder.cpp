@@ -108,8 +108,8 @@ Result<FileDescriptor> takeOwnership(const std::string& lockPath) {
         return systemError("cannot open the lock file", lockPath);
     }
     std::array<char, 24> text{};
-    // flock(2) and not fcntl(2), whose locks neither keep two homes of one process apart nor survive the
-    // closing of any other descriptor of the file.
+    // flock(2) and no POSIX lock (fcntl(2)), which would neither keep two homes of one process apart nor
+    // survive the closing of any other descriptor of the file.
     if (flock(file.number(), LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK) {
             return systemError("cannot lock", lockPath);

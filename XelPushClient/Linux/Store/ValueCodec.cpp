@@ -51,6 +51,7 @@ public:
     bool operator()(const Array& array) {
         tag(Tag::Array);
         number(array.size());
+        // A copy: each item's encoding sets it anew.
         const std::size_t depth = depth_;
         return depth < kDeepestStoredValue && std::all_of(array.begin(), array.end(), [&](const Value& item) {
                    return encode(item, depth + 1);

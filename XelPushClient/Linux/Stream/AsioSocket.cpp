@@ -42,8 +42,8 @@ void AsioSocket::watchOver(const LinuxTCPOptions& options) {
         setNumber(socket, IPPROTO_TCP, TCP_KEEPCNT, options.keepAliveProbes);
         setNumber(socket, SOL_SOCKET, SO_KEEPALIVE, 1);
     }
-    // With keep-alive on, this decides when unanswered probes end the connection, not their number
-    // (tcp(7)).
+    // Where it is given, this and not the number of probes decides when a connection without an answer
+    // ends (tcp(7)).
     setNumber(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, options.userTimeout.count());
 }
 

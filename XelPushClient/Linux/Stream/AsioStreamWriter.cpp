@@ -35,6 +35,7 @@ void AsioStreamWriter::write(std::string_view octets) {
     }
     std::string& gathered = engine_ ? plain_ : outgoing_;
     gathered.append(octets);
+    // It leaves when the socket takes something again.
     if (isWaiting_) {
         return;
     }
