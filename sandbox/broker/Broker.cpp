@@ -75,6 +75,7 @@ void Broker::stop() {
         const std::lock_guard lock(mutex_);
         service = std::exchange(service_, nullptr);
     }
+    // Before the broker, to which it would try to connect again.
     service.reset();
     process_.stop();
 }

@@ -118,6 +118,7 @@ void Distributor::goOn(const Registration& registration) {
 
 void Distributor::handOver(const Registration& registration, const KeptPush& push) {
     busy_.insert(registration.token);
+    // Before the answer: a distributor that is killed meanwhile may have handed it over.
     messages_.markTried(push.number);
     connectors_.message(
         registration, push,

@@ -116,6 +116,7 @@ void writePrivateFile(const fs::path& file, std::string_view content) {
     const int reason = errno;
     ::close(descriptor);
     errno = reason;
+    // Whoever reads it meanwhile finds the former file or the new one, each whole.
     if (!written || ::rename(temporary.c_str(), file.c_str()) != 0) {
         failWithErrno("write", file);
     }

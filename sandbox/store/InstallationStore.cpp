@@ -83,6 +83,7 @@ std::optional<Json> InstallationStore::find(const std::string& id) const {
 
 void InstallationStore::forgetPushToken(const std::string& id, const std::string& token) {
     std::optional<Json> record = find(id);
+    // The device may have told another one since.
     if (!record || findText(*record, "deviceToken") != token) {
         return;
     }
