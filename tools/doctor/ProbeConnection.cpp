@@ -201,6 +201,7 @@ bool ProbeConnection::write(std::string_view octets) {
 }
 
 bool ProbeConnection::hasOctets(std::chrono::steady_clock::time_point deadline) const {
+    // The socket does not tell of what OpenSSL has read from it already (SSL_pending(3)).
     if (usingTLS_ && tls_.hasOctets()) {
         return true;
     }

@@ -78,6 +78,7 @@ std::string secretFromFile(const std::string& path) {
     if (!file) {
         throw CommandFailure(ExitCode::Usage, "the file '" + path + "' cannot be read");
     }
+    // The line's end is the editor's, not the secret's.
     while (secret.ends_with('\n') || secret.ends_with('\r')) {
         secret.pop_back();
     }
