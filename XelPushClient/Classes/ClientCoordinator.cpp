@@ -15,6 +15,7 @@ ClientCoordinator::~ClientCoordinator() {
 
 void ClientCoordinator::pendingConnectToServer() {
     if (rooms_.registrationState.isPending()) {
+        // Once it is through it connects by itself.
         rooms_.registration.registerDeviceToServer();
     } else {
         rooms_.connection.connectToServer();
@@ -56,6 +57,7 @@ void ClientCoordinator::deviceInstallationChanged() {
     rooms_.subscriptionRequests.forgetIdentity();
     // In memory only: the next connect loads the stored ones.
     rooms_.channels.topics.reset();
+    // The client id names the installation, so another one needs another session.
     rooms_.session.drop();
 }
 
@@ -89,6 +91,7 @@ void ClientCoordinator::stopObservingInstallationId() {
 // ---- Another user, or none.
 
 void ClientCoordinator::connectionBelongsToFormerUser() {
+    // Dropping alone would leave a planned reconnect standing.
     rooms_.connection.disconnectFromServer();
     rooms_.session.drop();
 }
@@ -122,6 +125,7 @@ void ClientCoordinator::forgetIdentity() {
     rooms_.settings.dropLoopBackAdaptor();
     rooms_.session.eraseMemory();
     rooms_.settings.forgetIdentity();
+    // After the closing, in whose report a host may have asked for more.
     rooms_.deferred.dropWorkOfIdentity();
     rooms_.subscriptionRequests.forgetIdentity();
     rooms_.channels.forgetIdentity();

@@ -13,6 +13,7 @@ PushClientManager::PushClientManager(Machine machine, Home home)
     rooms_->coordinator.observeInstallationId();
     rooms_->lifecycle.observeReachability();
     rooms_->makeQueues();
+    // The value that it has: hosts know a client to begin with one report of its state.
     rooms_->state.assign(PushClientServerDisconnectedState);
     rooms_->location.resumeMonitoring();
 }

@@ -88,6 +88,7 @@ void BrokerConnection::disconnectFromServer() {
     if (const auto session = surroundings_.session.current()) {
         session->close(std::move(ended));
     } else if (ended) {
+        // There is nothing to close, but whoever waits for the record of the end must not wait in vain.
         surroundings_.runLoop.post([ended = std::move(ended)] { ended(true); });
     }
     reconnects_.cancel();

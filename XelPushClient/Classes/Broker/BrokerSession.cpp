@@ -96,6 +96,7 @@ NSError BrokerSession::missingError() {
 
 void BrokerSession::drop() {
     const auto session = std::exchange(session_, nullptr);
+    // Also when there is no session: whoever is reporting about this identity stops by it.
     ++generation_;
     if (!session) {
         return;

@@ -75,6 +75,7 @@ void LifecycleMonitor::handleReachabilityStatus() {
     isServerReachable_ = isReachable;
     serverNetworkType_ = networkType;
     surroundings_.fanout.callBackServerReachabilityChanged(isReachable, networkType);
+    // The kind of network decides, and not the flag, which may say otherwise.
     if (networkType != PushClientServerReachabilityNoNetworkFoundType) {
         TVRLog(surroundings_.log, "[%@]: ONLINE! Calling connectToServer",
                "-[PushClientManager handleReachabilityStatus]");

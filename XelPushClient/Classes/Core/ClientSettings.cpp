@@ -23,6 +23,7 @@ void storeOrRemove(NSUserDefaults& defaults, std::string_view key, const std::op
 ClientSettings::ClientSettings(Surroundings surroundings, InstallationIdObserver& observer)
     : surroundings_(std::move(surroundings)), defaults_(surroundings_.defaults), observer_(observer) {
     requireSecureAddresses(surroundings_.endpoints);
+    // A crash before anything is registered is told with the id of an earlier start.
     publishIdentity();
 }
 

@@ -41,6 +41,7 @@ void DelegateList::setDelegate(Delegate delegate, DelegateOperations operations)
         removeDelegate(current.get());
         return;
     }
+    // Before the primary one has changed: `addDelegate` would refuse too late.
     refuseWhileWalked();
     primary_ = delegate;
     addDelegate(std::move(delegate), operations);

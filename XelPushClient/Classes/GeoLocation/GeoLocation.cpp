@@ -204,6 +204,7 @@ void GeoLocation::adjustUpdates(Demand demand) {
         cancel(nextTry_);
         return;
     }
+    // The pause after a failure counts too, so that only something new cuts it short.
     const bool goesOn = updates_ ? *wanted == runningFilter_ : nextTry_ != nullptr;
     // What is new needs a first fix, also on a device that stands still: only a start brings one.
     if (!goesOn || demand == Demand::SomethingNew) {

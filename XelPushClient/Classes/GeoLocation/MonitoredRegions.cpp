@@ -105,6 +105,7 @@ std::vector<MonitoredRegions::Crossed> MonitoredRegions::moveTo(const CLLocation
         }
         const bool isOver = isUsedUpByCrossing(monitored);
         const bool isEntry = *crossing == RegionCrossing::Entered;
+        // Copies, because a region whose crossings are used up is gone before they are told.
         crossed.push_back(
             {monitored.region, *crossing, isEntry ? monitored.enterMessage : monitored.exitMessage, isOver});
         return isOver;

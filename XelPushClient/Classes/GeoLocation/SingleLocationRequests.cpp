@@ -48,6 +48,7 @@ SingleLocationRequests::Answers SingleLocationRequests::offer(const CLLocation& 
     }
     if (isAccurateWithin(fix, kBearableAccuracy)) {
         for (const auto& request : requests_) {
+            // Of equally accurate ones the newer.
             if (!request->best || fix.horizontalAccuracy <= request->best->horizontalAccuracy) {
                 request->best = fix;
             }

@@ -30,6 +30,7 @@ Result<void> TrackingSession::begin(double seconds, double byMeter) {
     defaults_.setObject(kTrackUserMeterKey, byMeter);
     (void)defaults_.synchronize();
     byMeter_ = byMeter;
+    // The first position of a session is reported wherever the one before has ended.
     lastReported_.reset();
     return {};
 }

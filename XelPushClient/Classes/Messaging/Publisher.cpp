@@ -156,6 +156,7 @@ bool Publisher::publishEvent(const std::string& eventName, const std::optional<D
     if (taken) {
         return true;
     }
+    // Kept for later it would be refused at every connect, and the host would never hear.
     if (saysItCanNeverBeSent(taken.error())) {
         return fail(topic, payload, taken.error());
     }

@@ -20,6 +20,7 @@ Result<WaitingEvents::Place> WaitingEvents::takePlace(std::size_t payloadOctets)
         --taken->events;
         taken->octets -= payloadOctets;
     };
+    // The pointer is there to have a deleter, which is the place: it deletes nothing.
     return Place(std::shared_ptr<const Taken>(taken_.get(), giveBack));
 }
 

@@ -13,6 +13,7 @@ void LocalNotifications::showNotificationFor(const PushClientMessage& message) {
     if (message.silent) {
         return;
     }
+    // Before the channel's preference, which mutes plain notifications only.
     if (message.notification && message.notification->contains("mutableContent")) {
         rich_.showLocalRichNotificationWithPayload(message.toDict());
         return;

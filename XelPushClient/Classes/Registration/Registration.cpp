@@ -63,11 +63,13 @@ bool Registration::registerUser(const std::optional<std::string>& userId,
         return registerAgainWithUserId(userId, channels);
     }
     settings.setUserId(userId);
+    // Those of before first, because all of them are stored again below.
     surroundings_.channels.loadUserChannels();
     if (!addChannels(channels)) {
         return false;
     }
     surroundings_.channels.storeUserChannels();
+    // The installation is saved when the token, or the placeholder for it, arrives.
     surroundings_.tokens.registerForAPNsToken();
     return true;
 }
@@ -137,6 +139,7 @@ bool Registration::registerAgainWithUserId(const std::optional<std::string>& use
 void Registration::continueAsUser(const std::string& userId, const std::vector<std::string>& channels) {
     surroundings_.settings.setUserId(userId);
     surroundings_.channels.resetUserChannels();
+    // With nothing stored this begins with the new user's default topic.
     surroundings_.channels.loadUserChannels();
     if (!addChannels(channels)) {
         return;

@@ -37,6 +37,7 @@ NSError makeRegistrationError(PushClientErrorCode code, std::string_view descrip
 
 MappedRegistrationError mapRegistrationError(const NSError& error) {
     for (const auto& mapping : kMappings) {
+        // By the number alone, of whatever domain.
         if (error.code == static_cast<std::int64_t>(mapping.incoming)) {
             return {{std::string(kPushClientErrorDomain), mapping.reported, error.userInfo},
                     mapping.isTransient};

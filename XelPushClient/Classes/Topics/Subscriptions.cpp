@@ -40,6 +40,7 @@ void Subscriptions::subscribe(const std::vector<std::string>& channels, Subscrib
         const auto topic = generateTopicWithChannel(surroundings_.channels.identity(), channel);
         if (!topic) {
             for (const auto& [acceptedTopic, acceptedQos] : accepted) {
+                // The host hears of the invalid one only, so those before it must not be lost.
                 surroundings_.channels.keepForConnect(acceptedTopic, acceptedQos);
             }
             surroundings_.fanout.invokePushClientManagerDidFailInSubscribe(topic.error());
