@@ -17,6 +17,7 @@ std::string base64URLOf(std::span<const std::uint8_t> octets) {
     std::uint32_t bits = 0;
     unsigned count = 0;
     for (const std::uint8_t octet : octets) {
+        // Never cleared: what is taken leaves at the top, and only the last `count` bits are looked at.
         bits = (bits << kBitsOfOctet) | octet;
         for (count += kBitsOfOctet; count >= kBitsOfCharacter;) {
             count -= kBitsOfCharacter;

@@ -10,6 +10,7 @@ namespace {
 constexpr std::string_view kInstallationsPath = "installations";
 
 std::string pathOfInstallation(const std::string& registrationId) {
+    // Whatever the id holds, it stays one segment of the path.
     return std::string(kInstallationsPath) + '/' + encodeUrlString(registrationId);
 }
 

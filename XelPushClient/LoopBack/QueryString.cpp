@@ -11,6 +11,7 @@ void appendPair(std::string& query, const std::string& name, const std::string* 
     if (!query.empty()) {
         query += '&';
     }
+    // Encoded by the callers, because the brackets of inner names stay as they are.
     query += name;
     if (value != nullptr) {
         query += '=';

@@ -103,6 +103,7 @@ void FakeApplication::answer(const std::weak_ptr<UIApplicationDelegate>& request
             answer(self, *delegate);
         }
     });
+    // Never told inside the request, as the port promises.
     if (isHoldingAnswers_) {
         heldAnswers_.emplace_back(std::move(deliver));
     } else {

@@ -122,6 +122,7 @@ void FakeConnection::deliverSegment() {
 }
 
 void FakeConnection::closeFromClientSide(bool keepsWritten) {
+    // First, so that nothing that is posted already calls back.
     observer_ = nullptr;
     toClient_.clear();
     if (!keepsWritten) {
@@ -149,6 +150,7 @@ std::unique_ptr<ByteStream> FakeNetwork::makeStream(NSRunLoop& runLoop, ByteStre
 
 void FakeNetwork::add(NSRunLoop& runLoop, const std::shared_ptr<FakeConnection>& connection) {
     connections_.push_back(connection);
+    // A stream's observer hears nothing inside `open`.
     runLoop.post(life_.guarded([connection](FakeNetwork& self) {
         if (self.handler_ && connection->state() == FakeConnectionState::Opening) {
             self.handler_(connection);

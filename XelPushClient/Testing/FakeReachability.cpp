@@ -33,6 +33,7 @@ public:
         links_->runLoop->post([weak = weak_from_this()] {
             const auto self = weak.lock();
             if (self && self->isStarted_ && self->block_) {
+                // A copy, because the block may set another in its place.
                 const auto block = self->block_;
                 block(*self);
             }

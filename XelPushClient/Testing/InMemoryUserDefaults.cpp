@@ -54,6 +54,7 @@ bool InMemoryUserDefaults::synchronize() {
     if (changes_.empty()) {
         return true;
     }
+    // What could not be stored goes with the next commit.
     if (!commit(changes_)) {
         return false;
     }

@@ -190,6 +190,7 @@ private:
 
     bool readUnicodeEscape(std::string& text) {
         const auto first = readFourHexDigits();
+        // Half of a pair is no character, and UTF-8 has no form for it (RFC 3629 section 3).
         if (!first || (*first >= 0xDC00 && *first <= 0xDFFF)) {
             return false;
         }
@@ -231,6 +232,7 @@ private:
         std::size_t at = rest_.starts_with('-') ? 1 : 0;
         const bool startsWithZero = at < rest_.size() && rest_[at] == '0';
         const auto digits = at;
+        // No leading zeros (RFC 8259 section 6).
         if (!takeDigits(at) || (startsWithZero && at > digits + 1)) {
             return std::nullopt;
         }
