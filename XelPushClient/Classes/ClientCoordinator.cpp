@@ -111,8 +111,8 @@ void ClientCoordinator::reset() {
 void ClientCoordinator::endConnectionOfIdentity() {
     if (rooms_.state.isConnected()) {
         rooms_.subscriptions.unsubscribeFromEverything();
-        // Stays on after an orderly close, as hosts know it: no reconnect follows the next error,
-        // whichever session's it is.
+        // Stays on after an orderly close, as hosts know it: no
+        // reconnect follows the next error, whichever session's it is.
         rooms_.connection.reconnects().forceNextClose();
         rooms_.connection.disconnectFromServer();
     }

@@ -40,8 +40,7 @@ void ConnectionDeadlines::didReceivePingResponse() {
 }
 
 std::optional<ConnectionDeadlines::TimePoint> ConnectionDeadlines::next() const {
-    // One question at a time: while its answer is awaited, neither the keep-alive nor silence asks
-    // again.
+    // One question at a time: until it is answered neither the keep-alive nor silence asks again.
     if (connectDeadline_ || pingDeadline_) {
         return connectDeadline_ ? connectDeadline_ : pingDeadline_;
     }

@@ -43,8 +43,8 @@ class Chains {
 public:
     Chains(const Key& key, std::uint64_t firstLength, std::uint64_t secondLength)
         : key_(key),
-          // The lengths tell a topic's end from the payload's begin, and a short text from one with
-          // zeros behind.
+          // The lengths tell a topic's end from the payload's
+          // begin, and a short text from one with zeros behind.
           even_{key.words[0] ^ firstLength, key.words[1] ^ secondLength},
           odd_{key.words[1], key.words[0]} {}
 

@@ -58,9 +58,9 @@ bool LostAcknowledgements::takeArrival(std::uint16_t packetId, bool isMarkedAsDu
         return false;
     }
     if (!isMarkedAsDuplicate) {
+        forgetEarlierConnections();
         // An identifier carries something new only after the broker has had the acknowledgement of what
         // it carried before (section 2.3.1).
-        forgetEarlierConnections();
         byPacketId_.erase(packetId);
         return false;
     }

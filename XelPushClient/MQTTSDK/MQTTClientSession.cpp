@@ -126,8 +126,7 @@ Result<void> MQTTClientSession::publishDataAtLeastOnce(std::string_view data, st
 
 void MQTTClientSession::connectionDidOpen(bool sessionPresent) {
     status_ = MQTTSessionStatus::Connected;
-    // Before the report, so that what was lost or left over leaves ahead of what the owner sends when it
-    // hears.
+    // Before the report, so that what was lost or left over leaves ahead of what the owner sends on it.
     traffic_.connectionDidOpen(connection_, sessionPresent);
     armRetryTimer();
     tellUntoldLater();
@@ -172,8 +171,7 @@ void MQTTClientSession::takeSubscribeAnswer(std::uint16_t packetId) {
     const bool isRestoration = engine.answeredSubscribe().purpose == SubscribePurpose::Restoration;
     const std::vector<std::uint8_t> codes(engine.answeredCodes().begin(), engine.answeredCodes().end());
     traffic_.subscribeWasAnswered();
-    // The owner knows nothing of a restoration's SUBSCRIBE, so it hears only which topics it has lost by
-    // it.
+    // The owner knows nothing of a restoration's SUBSCRIBE: it hears only of topics that were refused.
     if (isRestoration) {
         tellUntold();
     } else if (delegate_ != nullptr) {
@@ -288,8 +286,7 @@ void MQTTClientSession::armRetryTimer() {
         retryTimer_->invalidate();
     }
     retryAt_ = *next;
-    // Rounded up: a timer that fires a fraction too early would find nothing due and be armed for
-    // nothing.
+    // Rounded up, so that the thing is due when the timer looks.
     const auto delay = std::chrono::ceil<std::chrono::milliseconds>(*next - clock_->steadyNow());
     retryTimer_ = runLoop_.scheduleTimer(std::max(delay, std::chrono::milliseconds(0)), [anchor = anchor_] {
         if (auto* const session = sessionAt(*anchor)) {

@@ -153,8 +153,8 @@ bool MQTTConnection::deliver(std::string_view inputBefore) {
 void MQTTConnection::finishStep(bool completesNormally) {
     input_.keep();
     if (phase_ != Phase::Over) {
-        // Once for the whole read: the last answer tells of everything before it, and the memory is
-        // written once.
+        // Once for the whole read: the last answer tells of
+        // everything before it, and the memory is written once.
         acknowledgements_->didReceiveAnswerTo(engine_.answeredPlace());
         anchor_->session->connectionDidFinishStep();
         noteSilence(true);
@@ -208,8 +208,7 @@ void MQTTConnection::acknowledgeTurn(std::uint64_t turn) {
     if (!delivery_.end(turn) || phase_ == Phase::Over) {
         return;
     }
-    // The place before they are appended: an answer to anything behind it tells that all of them
-    // arrived.
+    // The place before they are appended: an answer to what stands behind it tells that they arrived.
     delivery_.rememberAcknowledgements(engine_.place());
     engine_.acknowledge(delivery_.packetIds());
     flush();
@@ -232,8 +231,8 @@ void MQTTConnection::resumeLater() {
 
 void MQTTConnection::resume() {
     isResumePosted_ = false;
-    // There is a delegate again: the turn that nobody stored is closed before anything else is
-    // delivered.
+    // There is a delegate again: the turn that nobody
+    // stored is closed before anything else is delivered.
     if (delivery_.state() == TurnDelivery::State::ClosingSkipped) {
         endTurn();
     } else {

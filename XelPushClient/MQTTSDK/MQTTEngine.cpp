@@ -95,13 +95,13 @@ MQTTEngineEvent MQTTEngine::takeConnack(const MQTTInboundPacket& packet) {
 
 MQTTEngineEvent MQTTEngine::takeSuback(const MQTTInboundPacket& packet) {
     const SubscribeRequest* waiting = requests_.findSubscribe(packet.packetId);
-    // One without a place has its identifier but is still held back, so the broker cannot be answering
-    // it.
+    // One without a place has its identifier but is still
+    // held back, so the broker cannot be answering it.
     if (waiting == nullptr || !waiting->place) {
         return violate("a SUBACK for no SUBSCRIBE that waits for one");
     }
-    // One code for each topic, in their order (section 3.9.3): otherwise a topic would get another's
-    // answer.
+    // One code for each topic, in their order (section
+    // 3.9.3): otherwise a topic would get another's answer.
     if (waiting->topics.size() != packet.returnCodes.size()) {
         return violate("a SUBACK with more or fewer return codes than its SUBSCRIBE had topics");
     }

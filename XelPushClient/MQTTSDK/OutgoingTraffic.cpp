@@ -68,8 +68,8 @@ void OutgoingTraffic::connectionDidEnd(bool wasEndedByBroker, TimePoint now) {
     if (!wasEndedByBroker) {
         return;
     }
-    // After the removals have heard: giving one up takes it out of what they keep for the next
-    // connection.
+    // After the removals have heard: giving one up takes
+    // it out of what they keep for the next connection.
     const auto changed = suspects_.connectionWasEnded(alone, now);
     if (changed && !suspects_.isSetAside(*changed)) {
         giveUp(*changed);
@@ -128,8 +128,8 @@ void OutgoingTraffic::sendRemovalsAgain(bool sessionPresent) {
 }
 
 void OutgoingTraffic::restoreTopics(bool sessionPresent) {
-    // A kept session has its topics, unless it began on a connection that ended before it was given
-    // them.
+    // A kept session has its topics, unless it began on
+    // a connection that ended before it was given them.
     if (granted_.topics().empty() || (sessionPresent && !granted_.isRestorationAwaited())) {
         return;
     }
@@ -154,8 +154,8 @@ MQTTSubscribeOutcome OutgoingTraffic::subscribe(const TopicTable& topics, Subscr
             outcome.refused.push_back({filter, makeNotSendableError(filter)});
             continue;
         }
-        // Stored below, before the SUBSCRIBE leaves: the next life must not unsubscribe what is wanted
-        // again.
+        // Stored below, before the SUBSCRIBE leaves: the next
+        // life must not unsubscribe what is wanted again.
         removals_.wasSubscribedAgain(filter);
         const SubscribeRequest::Topic topic{filter, std::clamp(wantedQoS, 0, kMQTTHighestQoS)};
         // Alone in its packet, so that an end of the connection on it accuses no other topic.

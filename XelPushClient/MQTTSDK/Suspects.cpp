@@ -19,8 +19,8 @@ bool Suspects::isSetAside(const SentThing& thing) const {
 std::optional<SentThing> Suspects::connectionWasEnded(const std::optional<SentThing>& alone, TimePoint now) {
     if (const auto tried = alone ? setAside_.find(*alone) : setAside_.end(); tried != setAside_.end()) {
         SetAside& entry = tried->second;
-        // A broker that took nothing else meanwhile may have a full disk: that try says nothing of the
-        // thing.
+        // A broker that took nothing else meanwhile may have
+        // a full disk: that try says nothing of the thing.
         entry.failedTries += entry.othersWereAcknowledged ? 1 : 0;
         entry.othersWereAcknowledged = false;
         entry.wait = std::min(entry.wait * 2, longestRetry_);

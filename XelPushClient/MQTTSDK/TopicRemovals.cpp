@@ -9,8 +9,8 @@ void TopicRemovals::wereAskedFor(const std::vector<std::string>& topics, bool ha
         if (haveRequest) {
             askedForOffline_.erase(topic);
         } else {
-            // In this life its owner asks again once connected; after a kill only the memory knows of
-            // it.
+            // In this life its owner asks again once connected;
+            // after a kill only the memory knows of it.
             askedForOffline_.insert(topic);
         }
     }

@@ -15,8 +15,8 @@ public:
     void post(std::function<void()> closing) {
         const std::lock_guard lock(mutex_);
         if (runLoop_ != nullptr) {
-            // Under the lock, so that the route, and the loop after it, are not destroyed before this
-            // has returned.
+            // Under the lock, so that the route, and the loop after
+            // it, are not destroyed before this has returned.
             runLoop_->post(std::move(closing));
         }
     }

@@ -68,8 +68,8 @@ private:
             return;
         }
         const auto next = device_->nextPoint();
-        // Planned before anything is delivered: a handler that drops these updates takes the plan back
-        // with them.
+        // Planned before anything is delivered: a handler that
+        // drops these updates takes the plan back with them.
         if (next != device_->track.end()) {
             nextLook_ =
                 device_->runLoop->scheduleTimer(next->at - device_->timeOnTrack(), [weak = weak_from_this()] {

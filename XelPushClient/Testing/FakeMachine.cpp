@@ -89,8 +89,8 @@ void FakeMachine::advanceBy(FakeRunLoop::Duration duration) {
         runUntilIdle();
         auto next = end;
         for (const auto& loop : {runLoop, mainRunLoop}) {
-            // Both loops stop at the timers of either, so that what one posts to the other runs at that
-            // time.
+            // Both loops stop at the timers of either, so that
+            // what one posts to the other runs at that time.
             next = std::min(next, loop->nextTimerDeadline().value_or(end));
         }
         const bool isLast = next >= end;

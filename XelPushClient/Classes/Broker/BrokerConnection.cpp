@@ -68,8 +68,8 @@ void BrokerConnection::beginAttempt(std::uint64_t generation) {
     if (!made) {
         const NSError error = session.missingError();
         TVRLog(surroundings_.log, "[%@]: No Session, don't connectToServer %@", kConnectToServer, error);
-        // The state stays Connecting, as hosts know it: further calls are ignored until a session
-        // changes it.
+        // The state stays Connecting, as hosts know it: further
+        // calls are ignored until a session changes it.
         surroundings_.observer.brokerSessionIsMissing(error);
         return;
     }

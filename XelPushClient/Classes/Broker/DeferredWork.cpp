@@ -75,8 +75,8 @@ void DeferredWork::observe() {
     auto runOne = [weak, wayIn = wayIn_, center = std::weak_ptr(notificationCenter_)](std::uint64_t before) {
         const auto held = wayIn.hold();
         const auto waiting = weak.lock();
-        // Looked at again: the piece before may have disconnected, or ended the identity and this piece
-        // with it.
+        // Looked at again: the piece before may have disconnected,
+        // or ended the identity and this piece with it.
         if (!held || !waiting || !waiting->isDue(before)) {
             return;
         }

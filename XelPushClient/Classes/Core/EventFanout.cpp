@@ -20,8 +20,8 @@ void EventFanout::postOnMainRunLoop(std::string_view name, MakeInfo makeInfo) {
         life_.guarded([center = surroundings_.notificationCenter, sender = life_.token(), name,
                        makeInfo = std::move(makeInfo)](NSObject& manager) {
             if (center->hasObserverFor(name)) {
-                // With the sender's token, because an observer may destroy the manager that those behind
-                // it would be told of.
+                // With the sender's token, because an observer may destroy
+                // the manager that those behind it would be told of.
                 center->postNotification({name, &manager, makeInfo()}, sender);
             }
         }));

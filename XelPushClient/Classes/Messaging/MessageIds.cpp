@@ -59,8 +59,7 @@ void MessageIds::closeTurn(std::function<void()> done) {
         return;
     }
     putIntoDefaults();
-    // Not in the answer, which may come a file sync later: ids that came meanwhile would count as
-    // stored.
+    // Not in the answer, which may come a file sync later: newer ids would count as stored too.
     isUnsaved_ = false;
     defaults_.synchronizeTurn([wayIn = wayIn_, done = std::move(done)](bool isStored) {
         const auto self = wayIn.hold();

@@ -28,8 +28,7 @@ bool isVersionLower(std::string_view version, std::string_view other) {
         if (isDigit(version.front()) && isDigit(other.front())) {
             const auto left = takeNumber(version);
             const auto right = takeNumber(other);
-            // Without leading zeros the longer number is the greater one, and none is too long to
-            // compare.
+            // Without leading zeros the longer number is the greater one, however long it is.
             if (left.size() != right.size()) {
                 return left.size() < right.size();
             }

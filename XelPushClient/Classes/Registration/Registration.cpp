@@ -46,7 +46,7 @@ bool Registration::registerApplication(const std::optional<std::string>& appId,
     auto& settings = surroundings_.settings;
     settings.setApplication({appId, apiKey, userName, password, std::string(PUSH_CLIENT_VERSION_STR)});
     settings.setUsingSSLConnection(true);
-    // Makes one only where user and installation are known from an earlier life.
+    // Makes one only where user and installation are known already.
     surroundings_.session.createSession();
     return true;
 }
@@ -220,8 +220,8 @@ void Registration::saveInstallation() {
 void Registration::installationWasSaved(const std::optional<LBInstallation>& installation) {
     auto& settings = surroundings_.settings;
     if (const auto id = installation ? installation->id() : std::nullopt) {
-        // It becomes part of the client id, and a broker may end every connection on such a one (MQTT
-        // 3.1.1, section 1.5.3).
+        // It becomes part of the client id, and a broker may end
+        // every connection on such a one (MQTT 3.1.1, section 1.5.3).
         if (!isSendableText(*id)) {
             surroundings_.state.handleRegistrationFailWithError(makeRegistrationError(
                 kPushClientFailRegisterUserErrorCode, kCouldNotRegisterUser,
@@ -233,8 +233,7 @@ void Registration::installationWasSaved(const std::optional<LBInstallation>& ins
         if (settings.deviceId() != id) {
             const auto generation = identityGeneration_;
             surroundings_.observer.installationIdWillChange();
-            // A host that hears of the new id may end the identity, and the id would be stored all the
-            // same.
+            // A host that hears of the new id may end the identity, and the id would still be stored.
             if (generation != identityGeneration_) {
                 return;
             }
@@ -253,8 +252,7 @@ void Registration::installationWasSaved(const std::optional<LBInstallation>& ins
 void Registration::installationSaveFailed(const NSError& error) {
     if (surroundings_.settings.deviceId() && saysInstallationIsUnknown(error, surroundings_.json)) {
         TVRLog(surroundings_.log, "[%@]: registerDeviceToServer recover new deviceId ", kQueuedWork);
-        // Without an id the next save makes a new installation; with it, this answer would come for
-        // ever.
+        // Without an id the next save makes a new installation; with it, this answer would come again.
         surroundings_.observer.installationIsUnknown();
         registerDeviceToServer();
         return;

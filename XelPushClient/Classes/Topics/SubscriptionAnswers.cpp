@@ -24,8 +24,7 @@ void SubscriptionAnswers::subAckReceived(std::uint16_t packetId, std::span<const
     auto& requests = surroundings_.requests;
     requests.forgetThoseOfFormerSession();
     auto& batches = requests.batches();
-    // The batch first: an event whose answer was lost keeps its entry, and the identifier may be this
-    // batch's.
+    // The batch first: an event whose answer was lost keeps its entry, under the same identifier perhaps.
     if (!batches.contains(packetId) && eventWasAnswered(packetId)) {
         return;
     }
