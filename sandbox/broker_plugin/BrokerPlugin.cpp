@@ -155,6 +155,7 @@ int BrokerPlugin::relay(mosquitto_evt_message& event, const PublishRequest& requ
     if (!sender || !content) {
         mosquitto_log_printf(MOSQ_LOG_WARNING, "xelpush: dropped what '%s' published on '%s': no JSON object",
                              clientIdOf(event.client), event.topic);
+        // The broker acknowledges what it drops so: sent again it would be no better.
         return MOSQ_ERR_ACL_DENIED;
     }
     const MessageEnvelope envelope{.id = makeUuid(),

@@ -141,6 +141,7 @@ private:
             if (isOver) {
                 running_.erase(transfer);
             } else {
+                // A handle that is through starts again by being added anew.
                 curl_multi_add_handle(multi_.get(), handle);
                 goesAgain = true;
             }

@@ -159,6 +159,7 @@ private:
                 call >> arguments;
                 const auto result = taking(arguments);
                 if (!result) {
+                    // The library makes the answer to the call of it.
                     throw sdbus::Error("org.freedesktop.DBus.Error.LimitsExceeded", "Too many calls wait");
                 }
                 auto reply = call.createReply();

@@ -40,6 +40,7 @@ public:
     int write(const void* octets, int count, sqlite3_int64 offset) {
         const bool isAppended = offset == end_;
         end_ = offset + count;
+        // No page has so few octets: a write of that size behind the last one begins a frame.
         const bool isFrameHeader = isAppended && count == kFrameHeaderSize;
         if (isAppended && (isFrameHeader || !gathered_.empty())) {
             return gather({static_cast<const char*>(octets), static_cast<std::size_t>(count)}, offset,
@@ -57,6 +58,7 @@ public:
         if (known != SQLITE_OK || size != 0 || present < kLogHeaderSize || present > kLargestKeptLog) {
             return file_->pMethods->xTruncate(file_, size);
         }
+        // A log without its magic number counts as empty.
         static constexpr std::array<char, kLogHeaderSize> kInvalidHeader{};
         return file_->pMethods->xWrite(file_, kInvalidHeader.data(), kLogHeaderSize, 0);
     }
