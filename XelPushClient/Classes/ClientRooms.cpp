@@ -27,6 +27,8 @@ ClientRooms::ClientRooms(NSObject& manager, Machine machineToUse, Home homeToUse
       fanout({manager, machine.mainRunLoop, home.notificationCenter, log}),
       device(*machine.device, *machine.reachability),
       registrationState(settings, lastFailure, fanout, log),
+      // Here and below, rooms are given others that are made after them: they keep the reference, and
+      // use it when all are there.
       traffic({life, settings, *machine.json, *machine.clock, log, fanout, connection, subscribedTopics,
                subscriptionRequests, subscriptionAnswers, messageIds, remoteConfiguration, delivery,
                home.diagnostics}),

@@ -88,6 +88,7 @@ void DeferredWork::observe() {
         }
         block();
     };
+    // Holds nobody: it calls nobody, and what it looks at is there as long as what waits is.
     auto postDuePieces = [weak, runLoop, runOne = std::move(runOne)](std::uint64_t before) {
         const auto waiting = weak.lock();
         if (!waiting || !waiting->isDue(before)) {

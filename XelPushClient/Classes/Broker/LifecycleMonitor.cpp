@@ -55,6 +55,7 @@ void LifecycleMonitor::observeReachability() {
         }
     });
     reachability_->startNotifier();
+    // Where it starts is no change, and not reported.
     isServerReachable_ = reachability_->isReachable();
     serverNetworkType_ = reachability_->currentReachabilityStatus();
 }

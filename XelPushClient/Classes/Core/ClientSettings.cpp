@@ -167,6 +167,7 @@ std::optional<std::int64_t> ClientSettings::getLaunchCount() const {
 std::int64_t ClientSettings::getLaunchTime() const {
     const auto text = defaults_.stringForKey(kLaunchTimeKey).value_or("");
     std::int64_t milliseconds = 0;
+    // Stored with decimals, before which the reading of an integer stops.
     std::from_chars(text.data(), text.data() + text.size(), milliseconds);
     return milliseconds;
 }

@@ -16,6 +16,7 @@ EventFanout::EventFanout(Surroundings surroundings)
 
 template <class MakeInfo>
 void EventFanout::postOnMainRunLoop(std::string_view name, MakeInfo makeInfo) {
+    // The name stays a view: it is one of the constants, each time.
     surroundings_.mainRunLoop->post(
         life_.guarded([center = surroundings_.notificationCenter, sender = life_.token(), name,
                        makeInfo = std::move(makeInfo)](NSObject& manager) {

@@ -27,6 +27,7 @@ GeoLocation::GeoLocation(Surroundings surroundings)
       regions_(surroundings_.defaults),
       tracking_(surroundings_.defaults, surroundings_.clock),
       singles_(*surroundings_.runLoop,
+               // A way in of its own, because `wayIn_` is made last.
                [wayIn = surroundings_.life.wayInto(*this)](const SingleLocationRequests::Answers& answers) {
                    if (const auto self = wayIn.hold()) {
                        self->adjustUpdates(Demand::AsBefore);

@@ -42,6 +42,7 @@ Result<void> MonitoredRegion::check() const {
         return notValid(formatted("region '%@' has its centre at %f, %f, which is no place",
                                   region.identifier, region.center.latitude, region.center.longitude));
     }
+    // Asked this way round, so that not-a-number is refused too.
     const bool isRadius = region.radius > 0.0 && region.radius <= kLargestRadius;
     if (!isRadius) {
         return notValid(formatted("region '%@' has a radius of %f m; it is more than 0 and at most %.0f",

@@ -19,6 +19,7 @@ TrackingSession::TrackingSession(NSUserDefaults& defaults, const Clock& clock)
     : defaults_(defaults), clock_(clock) {}
 
 Result<void> TrackingSession::begin(double seconds, double byMeter) {
+    // Asked this way round, so that not-a-number is refused too.
     const bool isTime = seconds > 0.0 && seconds <= kLongest;
     const bool isDistance = byMeter >= 0.0 && std::isfinite(byMeter);
     if (!isTime || !isDistance) {

@@ -69,6 +69,7 @@ private:
 PushTokens::PushTokens(Surroundings surroundings)
     : surroundings_(surroundings),
       platformDelegate_(std::make_shared<PlatformDelegate>(surroundings.life.wayInto(*this))) {
+    // From the start: the program may have been started for a notification, which waits for a delegate.
     surroundings_.application.attachDelegate(platformDelegate_);
 }
 
