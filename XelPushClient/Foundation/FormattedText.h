@@ -42,8 +42,7 @@ public:
     }
     FormatArgument(const Date& date) : value_(&date) {}
 
-    /// The argument's text; "(null)" for a missing one. A precision applies to floating-point numbers
-    /// only.
+    /// The argument's text; "(null)" for a missing one. A precision applies to numbers only.
     [[nodiscard]] std::string describe(std::optional<int> precision = std::nullopt) const;
 
 private:

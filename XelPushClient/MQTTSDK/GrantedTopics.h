@@ -17,8 +17,8 @@ namespace xel {
 /// The memory holds one table. While the answer to a restoration is awaited a mark stands in it: a connection
 /// or a process that ends in between leaves a broker with a session that lacks the topics, and the mark is
 /// what tells the next connection. A topic to be unsubscribed stands behind the same mark. When the memory
-/// cannot be written, the change is kept and tried again with the next one. Owner: the session. Thread: its
-/// run loop.
+/// cannot be written, the change is kept and tried again with the next one. Owner: the session's outgoing
+/// traffic. Thread: the session's run loop.
 class GrantedTopics {
 public:
     /// The mark: an entry that cannot be mistaken for a topic, as nothing that begins so is a topic filter.

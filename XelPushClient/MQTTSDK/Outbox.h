@@ -25,7 +25,7 @@ class MQTTEngine;
 /// as packets ready to be written, with their copy in the session's memory.
 ///
 /// Adding and settling cost the same however many there are.
-/// Owner: the session. Thread: its run loop.
+/// Owner: the session's outgoing traffic. Thread: the session's run loop.
 class Outbox {
 public:
     struct Publication {

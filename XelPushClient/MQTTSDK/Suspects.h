@@ -18,7 +18,7 @@ namespace xel {
 /// three ends in a row is set aside and tried alone later, ever more seldom; after five tries that ended the
 /// connection while the broker acknowledged others of its kind, it is given up. A broker that acknowledges
 /// nothing (whose disk is full, say) so never makes anything the one given up. Knows no timer: it is told the
-/// time. Owner: the session. Thread: its run loop.
+/// time. Owner: the session's outgoing traffic. Thread: the session's run loop.
 class Suspects {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;

@@ -13,8 +13,8 @@ namespace xel {
 
 /// Follows the attempts to connect, their connections and the disconnects, and records how each ended.
 ///
-/// Owner: the broker connection, which tells it what happens. Thread: the manager's run loop. While nobody
-/// listens it neither reads a clock nor keeps anything.
+/// Owner: the manager; the broker connection and its session tell it what happens. Thread: the manager's run
+/// loop. While nobody listens it neither reads a clock nor keeps anything.
 class ConnectionDiagnostics {
 public:
     /// `diagnostics` may be null.

@@ -41,7 +41,7 @@ public:
 /// Registers the application and its user: credentials, user id, channels, push token, installation record.
 ///
 /// Owner: the manager. Thread: the manager's run loop. Every outcome is reported through
-/// `RegistrationState`.
+/// `RegistrationState`, but a channel that is not valid: it is a failed subscription.
 class Registration final : public DeviceRegistration {
 public:
     struct Surroundings {

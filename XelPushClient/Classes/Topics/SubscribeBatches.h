@@ -16,7 +16,7 @@ namespace xel {
 /// The batches that were written and not yet answered, by packet identifier, and what has become of their
 /// topics meanwhile: batches may overlap, and each topic of theirs is to be reported and stored once.
 ///
-/// Owner: `Subscriptions`. Thread: the manager's run loop. Sends, stores and reports nothing itself.
+/// Owner: `SubscriptionRequests`. Thread: the manager's run loop. Sends, stores and reports nothing itself.
 class SubscribeBatches {
 public:
     /// The moment at which a batch was asked for. As long as one is held, by a batch or by work that waits to
