@@ -57,6 +57,7 @@ public:
                 --waitingCount_;
                 std::exchange(place.next, std::nullopt)->shown(std::nullopt);
             }
+            // The id of what is under way is not known yet: it is closed when the server has answered.
             place.isWithdrawn = place.current.has_value();
             if (place.id != 0) {
                 close(place.id);
@@ -153,6 +154,7 @@ private:
             return;
         }
         capabilities_ = serverCapabilities(names);
+        // A copy: what goes on may fail at once, and change the places.
         std::vector<std::string> identifiers;
         for (const auto& [identifier, place] : places_) {
             identifiers.push_back(identifier);
@@ -168,6 +170,7 @@ private:
         if (found == places_.end() || found->second.current || !found->second.next) {
             return;
         }
+        // Whether the server reads markup decides how a body is written.
         if (!capabilities_) {
             askCapabilities();
             return;
@@ -207,6 +210,7 @@ private:
         if (error != nullptr) {
             order->shown(makeDBusError(DBusErrorCode::Failed, error->getName(), error->getMessage()));
         } else {
+            // The server may have given another id than the one that was to be replaced.
             identifiers_.erase(place.id);
             place.id = id;
             place.number = order->notification.number;

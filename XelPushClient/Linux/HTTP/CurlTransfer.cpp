@@ -89,6 +89,7 @@ std::optional<NSError> CurlTransfer::prepare() {
     curl_easy_setopt(handle(), CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(handle(), CURLOPT_FOLLOWLOCATION, 0L);
     curl_easy_setopt(handle(), CURLOPT_USERAGENT, options_.userAgent.c_str());
+    // Empty: whatever this libcurl can decode.
     curl_easy_setopt(handle(), CURLOPT_ACCEPT_ENCODING, "");
     curl_easy_setopt(handle(), CURLOPT_HEADERFUNCTION, &CurlTransfer::onHeader);
     curl_easy_setopt(handle(), CURLOPT_HEADERDATA, this);
@@ -266,6 +267,7 @@ NSError CurlTransfer::errorOf(CURLcode code) const {
 
 std::size_t CurlTransfer::takeHeaderLine(std::string_view line) {
     headerOctets_ += line.size();
+    // Any other count than that of what came ends the transfer (CURLOPT_HEADERFUNCTION(3)).
     if (headerOctets_ > kLargestHeaderBlock) {
         answerTooLarge_ = true;
         return 0;

@@ -21,6 +21,7 @@ using ParsedURL = std::unique_ptr<CURLU, URLCleanup>;
 /// Null for a text that is no absolute URL.
 ParsedURL parseURL(std::string_view url) {
     ParsedURL parsed(curl_url());
+    // Other schemes are taken too, so that whoever refuses one can name it.
     if (parsed != nullptr && curl_url_set(parsed.get(), CURLUPART_URL, std::string(url).c_str(),
                                           CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) {
         parsed.reset();

@@ -61,6 +61,7 @@ public:
     }
 
     [[nodiscard]] bool finish() override {
+        // An answer without a body is an empty file.
         const bool isMade = make();
         descriptor_ = FileDescriptor();
         return isMade;

@@ -58,6 +58,7 @@ public:
     void begin(sdbus::IConnection& bus, const std::string& path) {
         path_ = path;
         bus_ = &bus;
+        // Callbacks end with their proxy, and both proxies are this object's own.
         proxy_ = sdbus::createProxy(bus, kGeoClue, path);
         proxy_->uponSignal("LocationUpdated")
             .onInterface(kGeoClueClient)
@@ -137,6 +138,7 @@ void GeoClueSessions::start(DBusConnection& owner, sdbus::IConnection& bus, std:
     }
     const auto client = std::make_shared<Client>(std::move(request));
     clients_[number] = client;
+    // Weak: whoever asked may have gone before GeoClue answers.
     bus_->manager->callMethodAsync("CreateClient")
         .onInterface(kGeoClueManager)
         .withTimeout(client->patience())

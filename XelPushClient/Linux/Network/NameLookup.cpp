@@ -112,6 +112,7 @@ private:
         std::vector<Asker> askers;
         {
             const std::lock_guard lock(mutex_);
+            // Whoever asks from now on has the name looked up anew.
             askers = std::move(askers_.extract(host).mapped());
         }
         for (const Asker& asker : askers) {

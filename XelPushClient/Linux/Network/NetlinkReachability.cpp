@@ -26,6 +26,7 @@ bool NetlinkReachability::isReachable() const {
 }
 
 PushClientServerReachabilityNetworkType NetlinkReachability::currentReachabilityStatus() const {
+    // Without a watch nobody keeps the last route up to date.
     return networkTypeTowards(brokerHost_(), events_ != nullptr ? lastRoute_ : readDefaultRoute());
 }
 

@@ -22,6 +22,7 @@ public:
         const std::lock_guard lock(mutex_);
         waiting_.push_back(std::move(block));
         if (threads_ < mostThreads_) {
+            // Nobody can join it: an operation may be what destroys the queue.
             startBackgroundThread("xel-operations", [self = shared_from_this()] { self->work(); }).detach();
             ++threads_;
         }

@@ -60,6 +60,7 @@ void UnifiedPushConnector::attachStore(const std::shared_ptr<NSUserDefaults>& st
 
 void UnifiedPushConnector::requestToken(Answer answer) {
     answers_.push_back(std::move(answer));
+    // Whoever asks while a registration is under way shares its outcome.
     if (!std::exchange(isRegistering_, true)) {
         ++attempt_;
         surroundings_.runLoop->post(life_.guarded([](auto& self) { self.beginRegistration(); }));

@@ -210,6 +210,7 @@ Result<std::string> decryptWebPush(const WebPushKeys& keys, Octets message) {
     const auto material = derived<kKeyMaterialSize>(keys.authSecret(), *secret, info);
     const auto key =
         material ? derived<kContentKeySize>(header.value().salt, *material, kContentKeyInfo) : std::nullopt;
+    // As it is derived: the number of the first record, 0, changes nothing (RFC 8188 section 2.3).
     const auto nonce =
         material ? derived<kNonceSize>(header.value().salt, *material, kNonceInfo) : std::nullopt;
     auto content = key && nonce ? opened(header.value().record, *key, *nonce) : std::nullopt;

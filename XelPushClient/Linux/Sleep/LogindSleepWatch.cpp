@@ -123,6 +123,7 @@ private:
     }
 
     void serviceChangedHands(bool wasThere, bool isThere) {
+        // The inhibitor was held with the former service: the next one knows nothing of it.
         if (wasThere) {
             cycle_.post([](SleepCycle& cycle) { cycle.watchIsLost(); });
         }

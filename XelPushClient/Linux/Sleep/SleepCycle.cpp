@@ -46,6 +46,7 @@ void SleepCycle::sleepIsNear() {
 
 void SleepCycle::isAwake() {
     bringBack();
+    // It is still held when the machine is awake again before it was let go.
     if (!inhibitor_.isOpen()) {
         askForInhibitor_();
     }

@@ -106,6 +106,7 @@ Result<std::shared_ptr<SqliteStore>> SqliteStore::open(SqliteStoreOptions option
     if (!opened) {
         return opened.error();
     }
+    // Opened once: SQLite keeps the file for as long as the connection is open.
     parts->log = FileDescriptor(::open((parts->path + "-wal").c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
     if (!parts->log.isOpen()) {
         return makeStoreError(StoreErrorCode::CannotOpen,

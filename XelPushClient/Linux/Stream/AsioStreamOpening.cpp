@@ -160,6 +160,7 @@ void AsioStreamOpening::wasRead(const boost::system::error_code& error, std::str
         return;
     }
     if (!error) {
+        // A copy: the buffer goes with this object, which the worker does not hold.
         stepHandshake(std::string(octets));
         return;
     }

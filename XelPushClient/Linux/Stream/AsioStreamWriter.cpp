@@ -92,6 +92,7 @@ bool AsioStreamWriter::encryptPlain() {
 }
 
 void AsioStreamWriter::sendOutgoing() {
+    // Tried at once, and waited for only where the socket refuses: mostly it takes everything.
     while (sent_ < outgoing_.size()) {
         boost::system::error_code error;
         sent_ += socket_->send(asio::buffer(outgoing_.data() + sent_, outgoing_.size() - sent_), 0, error);
