@@ -50,6 +50,7 @@ OSSL_PARAM octets(const char* name, std::string& value) {
 Key makeKey(std::string publicKey, std::string privateKey, const char* failure) {
     std::string curve = kCurve;
     std::reverse(privateKey.begin(), privateKey.end());
+    // The first of the two ends is the place of the private number, where there is one.
     std::array<OSSL_PARAM, 4> parameters{
         OSSL_PARAM_construct_utf8_string(OSSL_PKEY_PARAM_GROUP_NAME, curve.data(), 0),
         octets(OSSL_PKEY_PARAM_PUB_KEY, publicKey), OSSL_PARAM_construct_end(), OSSL_PARAM_construct_end()};
@@ -170,6 +171,7 @@ std::string encryptPushMessage(const PushReceiver& receiver, const PushSenderKey
         derive(receiver.authSecret, deriveSharedSecret(receiver, sender),
                label("WebPush: info") + receiver.publicKey + sender.publicKey, kNumberLength);
     const std::string key = derive(sender.salt, secret, label("Content-Encoding: aes128gcm"), kKeyLength);
+    // As it is derived: the number of the first record, 0, changes nothing (RFC 8188 section 2.3).
     const std::string nonce = derive(sender.salt, secret, label("Content-Encoding: nonce"), kNonceLength);
     return makeHeader(sender) + seal(key, nonce, std::string(text) + kLastRecord);
 }

@@ -103,6 +103,7 @@ std::vector<std::string> keptTopics(const std::string& folder) {
     SqliteStoreOptions options;
     options.folder = folder;
     std::vector<std::string> topics;
+    // Only for a store that was found sound: one that is damaged would be set aside.
     if (auto store = SqliteStore::open(std::move(options))) {
         if (const auto defaults = SqliteUserDefaults::load(std::move(store).value())) {
             for (const auto& [topic, qos] :

@@ -201,6 +201,7 @@ void ClientRun::take(const DiagnosticRecord& record) {
 void ClientRun::connectionFailed(const DiagnosticError& cause, bool isRefusal) {
     lastConnectionFailure_ = cause.description;
     printProgress("connection failed: " + cause.description);
+    // The client tries no refused identity again: there is nothing to wait for.
     if (isRefusal && cause.code == static_cast<std::int64_t>(MQTTErrorCode::NotAuthorized)) {
         end(ExitCode::CredentialsRefused, "the broker refuses the identity: " + cause.description);
     }
