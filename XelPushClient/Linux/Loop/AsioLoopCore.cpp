@@ -78,6 +78,7 @@ void AsioLoopCore::postPass() {
     if (isShutDown_ || std::exchange(isPassPosted_, true)) {
         return;
     }
+    // Weak: a host's context may outlive the loop.
     boost::asio::post(context_, [weak = weak_from_this()] {
         const auto core = weak.lock();
         if (!core) {
@@ -106,6 +107,7 @@ void AsioLoopCore::takeOwnership() {
 void AsioLoopCore::setWakeUp(std::function<void()> wakeUp) {
     const std::lock_guard lock(mutex_);
     wakeUp_ = std::move(wakeUp);
+    // What was posted before has told nobody.
     if (wakeUp_ && isPassPosted_) {
         wakeUp_();
     }

@@ -78,6 +78,7 @@ void AsioLoopTimers::setAlarm() {
     }
     alarmTime_ = deadline;
     alarm_->expires_at(deadline);
+    // An alarm that is moved ends its former wait with an error.
     alarm_->async_wait([weak = owner_](const boost::system::error_code& error) {
         const auto owner = weak.lock();
         if (!error && owner) {
@@ -105,6 +106,8 @@ void AsioLoopTimers::fireDue() {
     }
     alarmTime_.reset();
     const Rearm rearm(*this);
+    // Asked once: timers that the blocks set for at once come in a later pass, and do not
+    // keep this one going.
     const auto now = std::chrono::steady_clock::now();
     while (!timers_.empty() && owner->mayFireAnother()) {
         if (timers_.front()->isValid() && timers_.front()->deadline() > now) {

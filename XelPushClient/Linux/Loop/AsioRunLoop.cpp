@@ -107,9 +107,12 @@ void AsioRunLoop::step() {
     });
     const auto running = flagWhile(isRunning_);
     (void)core_->clearStop();
+    // A context that was stopped, or once had nothing to wait for, runs nothing more until then.
     context_.restart();
     for (int handlers = 0; handlers < kMostHandlersInStep; ++handlers) {
         if (context_.poll_one() == 0) {
+            // A bell is always waited for, so the context does not run out of work: where it counts as
+            // stopped somebody has stopped it, perhaps in the middle.
             isWorkLeft = context_.stopped();
             return;
         }

@@ -84,6 +84,7 @@ LoopDescriptor::~LoopDescriptor() {
 }
 
 void LoopDescriptor::waitForBell() {
+    // The bell is held, and this is not: when it has gone the wait ends with an error.
     watched_.async_wait(boost::asio::posix::stream_descriptor::wait_read,
                         [this, bell = bell_](const boost::system::error_code& error) {
                             bell->silence();
