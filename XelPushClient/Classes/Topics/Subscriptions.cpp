@@ -176,6 +176,8 @@ void Subscriptions::unsubscribeToTopic(const std::string& topic) {
     if (outcome.packetId != 0) {
         surroundings_.requests.addToUnsubscriberMsgIds(outcome.packetId, topic);
     } else if (outcome.refused.empty()) {
+        // Repeated whole, as hosts know it: what was subscribed to again meanwhile leaves the table once
+        // more.
         deferUntilConnected([topic](Subscriptions& self) { self.unsubscribeToTopic(topic); });
     } else {
         surroundings_.answers.unsubscriptionFailed(topic, outcome.refused.front().error);
