@@ -38,6 +38,18 @@ bool GrantedTopics::wasGranted(std::string_view topic) const {
            std::find(unsendable_.begin(), unsendable_.end(), topic) != unsendable_.end();
 }
 
+GrantedTopics::Answer GrantedTopics::takeAnswer(std::string_view topic, std::uint8_t code) {
+    if (code != kMQTTSubscribeFailure) {
+        grant(topic, std::min<int>(code, kMQTTHighestQoS));
+        return Answer::Granted;
+    }
+    if (!topics_.contains(topic)) {
+        return Answer::Refused;
+    }
+    forget(topic);
+    return Answer::TakesGrantBack;
+}
+
 void GrantedTopics::grant(std::string_view topic, int qos) {
     const auto known = std::find_if(topics_.begin(), topics_.end(),
                                     [&](const TopicTable::Entry& entry) { return entry.first == topic; });

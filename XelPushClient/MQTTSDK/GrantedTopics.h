@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <set>
 #include <string>
 #include <string_view>
@@ -41,7 +42,11 @@ public:
     [[nodiscard]] const std::set<std::string, std::less<>>& unconfirmedRemovals() const { return removals_; }
 
     // Changes, which `store` makes durable.
-    void grant(std::string_view topic, int qos);
+
+    /// Takes the code with which a SUBACK answers for the topic. Rights change, and brokers get other rules:
+    /// a topic that was granted before may be refused now.
+    enum class Answer { Granted, Refused, TakesGrantBack };
+    Answer takeAnswer(std::string_view topic, std::uint8_t code);
     void forget(std::string_view topic);
     void setRestorationAwaited(bool isAwaited);
     /// The topic is forgotten, and the broker is to be told.
@@ -54,6 +59,7 @@ public:
     void store();
 
 private:
+    void grant(std::string_view topic, int qos);
     void load(std::string_view entry, int qos);
 
     SessionMemory& memory_;

@@ -20,6 +20,12 @@ NSError makeTooLargeError(std::string_view topic, std::size_t size, std::size_t 
                              " octets, more than the " + std::to_string(limit) + " that a packet may have");
 }
 
+NSError makeTooManyTopicsError(std::string_view topic) {
+    return makeMQTTError(
+        MQTTErrorCode::NameNotSendable,
+        "the topic '" + shownName(topic) + "' was asked for with more others than one SUBSCRIBE can hold");
+}
+
 NSError makeConnackError(std::uint8_t returnCode) {
     switch (returnCode) {
         case 1:

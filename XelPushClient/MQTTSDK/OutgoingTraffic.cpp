@@ -90,17 +90,8 @@ std::optional<SentThing> OutgoingTraffic::onlyUnanswered() const {
     if (written != publications.end()) {
         return SentThing::publication(written->packetId);
     }
-    for (const auto& [packetId, request] : requests().subscribes()) {
-        if (request.place) {
-            return thingOf(requests(), packetId);
-        }
-    }
-    for (const auto& [packetId, request] : requests().unsubscribes()) {
-        if (request.place) {
-            return thingOf(requests(), packetId);
-        }
-    }
-    return std::nullopt;
+    const auto packetId = requests().firstWritten();
+    return packetId ? thingOf(requests(), *packetId) : std::nullopt;
 }
 
 void OutgoingTraffic::sendRemovalsAgain(bool sessionPresent) {
@@ -301,10 +292,7 @@ void OutgoingTraffic::write(std::uint16_t packetId, MQTTSubscribeOutcome& outcom
                                        [&](const auto& batch) { return batch.packetId == packetId; });
     if (tooLarge != outcome.batches.end()) {
         for (const std::string& filter : tooLarge->filters) {
-            outcome.refused.push_back(
-                {filter, makeMQTTError(MQTTErrorCode::NameNotSendable,
-                                       "the topic '" + shownName(filter) +
-                                           "' was asked for with more others than one SUBSCRIBE can hold")});
+            outcome.refused.push_back({filter, makeTooManyTopicsError(filter)});
         }
         outcome.batches.erase(tooLarge);
     }
@@ -384,17 +372,12 @@ void OutgoingTraffic::subscribeWasAnswered() {
             // No longer wanted before this answer came: the UNSUBSCRIBE is on its way.
             continue;
         }
-        if (codes[i] != kMQTTSubscribeFailure) {
-            granted_.grant(topic.filter, std::min<int>(codes[i], kMQTTHighestQoS));
-        } else if (granted_.topics().contains(topic.filter)) {
-            // Refused now, although it was granted before: rights change, and brokers get other rules.
-            granted_.forget(topic.filter);
-            if (isRestoration) {
-                untold_.push_back({UntoldOutcome::Kind::RestoredTopicRefused, topic.filter, {}, {}});
-            }
+        const auto answer = granted_.takeAnswer(topic.filter, codes[i]);
+        if (isRestoration && answer == GrantedTopics::Answer::TakesGrantBack) {
+            untold_.push_back({UntoldOutcome::Kind::RestoredTopicRefused, topic.filter, {}, {}});
         }
     }
-    if (isRestoration && !isRestorationOutstanding()) {
+    if (isRestoration && !requests().isAnyFor(SubscribePurpose::Restoration)) {
         granted_.setRestorationAwaited(false);
     }
     granted_.store();
@@ -410,13 +393,6 @@ void OutgoingTraffic::unsubscribeWasAnswered() {
         things.push_back(SentThing::unsubscription(filter));
     }
     answersWereTaken(things);
-}
-
-bool OutgoingTraffic::isRestorationOutstanding() const {
-    const auto& subscribes = requests().subscribes();
-    return std::any_of(subscribes.begin(), subscribes.end(), [](const auto& pending) {
-        return pending.second.purpose == SubscribePurpose::Restoration;
-    });
 }
 
 void OutgoingTraffic::answersWereTaken(std::span<const SentThing> things) {

@@ -98,7 +98,6 @@ private:
     [[nodiscard]] std::optional<Suspects::Try> nextThingToTry() const;
     void writeTried();
     void giveUp(const SentThing& thing);
-    [[nodiscard]] bool isRestorationOutstanding() const;
 
     Outbox outbox_;
     GrantedTopics granted_;

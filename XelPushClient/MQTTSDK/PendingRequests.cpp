@@ -1,8 +1,19 @@
 #include "XelPushClient/MQTTSDK/PendingRequests.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace xel {
+namespace {
+
+template <class Requests>
+std::optional<std::uint16_t> firstWrittenOf(const Requests& requests) {
+    const auto written = std::find_if(requests.begin(), requests.end(),
+                                      [](const auto& pending) { return pending.second.place.has_value(); });
+    return written != requests.end() ? std::optional(written->first) : std::nullopt;
+}
+
+}  // namespace
 
 PendingRequests::~PendingRequests() {
     for (const auto& [packetId, request] : subscribes_) {
@@ -71,6 +82,16 @@ std::optional<UnsubscribeRequest> PendingRequests::takeUnsubscribe(std::uint16_t
 
 std::map<std::uint16_t, UnsubscribeRequest> PendingRequests::takeUnsubscribes() {
     return std::exchange(unsubscribes_, {});
+}
+
+std::optional<std::uint16_t> PendingRequests::firstWritten() const {
+    const auto subscribe = firstWrittenOf(subscribes_);
+    return subscribe ? subscribe : firstWrittenOf(unsubscribes_);
+}
+
+bool PendingRequests::isAnyFor(SubscribePurpose purpose) const {
+    return std::any_of(subscribes_.begin(), subscribes_.end(),
+                       [&](const auto& pending) { return pending.second.purpose == purpose; });
 }
 
 }  // namespace xel

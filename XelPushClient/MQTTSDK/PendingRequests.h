@@ -69,10 +69,10 @@ public:
     /// Takes all UNSUBSCRIBEs out, whose identifiers stay in use.
     [[nodiscard]] std::map<std::uint16_t, UnsubscribeRequest> takeUnsubscribes();
 
-    [[nodiscard]] const std::map<std::uint16_t, SubscribeRequest>& subscribes() const { return subscribes_; }
-    [[nodiscard]] const std::map<std::uint16_t, UnsubscribeRequest>& unsubscribes() const {
-        return unsubscribes_;
-    }
+    /// One that was written, if any was; a SUBSCRIBE before an UNSUBSCRIBE.
+    [[nodiscard]] std::optional<std::uint16_t> firstWritten() const;
+    /// Whether a SUBSCRIBE for that purpose is among them.
+    [[nodiscard]] bool isAnyFor(SubscribePurpose purpose) const;
 
 private:
     std::shared_ptr<PacketIds> packetIds_;

@@ -21,27 +21,47 @@ protected:
 
 TEST_F(GrantedTopicsTest, AreWrittenWhenStoredAndOnlyWhenChanged) {
     auto granted = load();
-    granted.grant("a", 1);
-    granted.grant("b", 0);
+    granted.takeAnswer("a", 1);
+    granted.takeAnswer("b", 0);
     EXPECT_TRUE(stored().empty());
     granted.store();
     EXPECT_EQ(stored(), (TopicTable{{"a", 1}, {"b", 0}}));
     const auto commits = disk_->commitCount();
-    granted.grant("a", 1);
+    granted.takeAnswer("a", 1);
     granted.forget("unknown");
     granted.store();
     EXPECT_EQ(disk_->commitCount(), commits);
     granted.forget("a");
-    granted.grant("b", 1);
+    granted.takeAnswer("b", 1);
     granted.store();
     EXPECT_EQ(stored(), (TopicTable{{"b", 1}}));
+}
+
+TEST_F(GrantedTopicsTest, AreWhatTheLastAnswerMakesOfThem) {
+    using Answer = GrantedTopics::Answer;
+    struct Row {
+        std::string_view topic;
+        std::uint8_t code;
+        Answer answer;
+        TopicTable left;
+    };
+    const Row table[] = {
+        {"a", 1, Answer::Granted, {{"a", 1}}},           {"b", 0x80, Answer::Refused, {{"a", 1}}},
+        {"a", 0, Answer::Granted, {{"a", 0}}},           {"b", 2, Answer::Granted, {{"a", 0}, {"b", 1}}},
+        {"a", 0x80, Answer::TakesGrantBack, {{"b", 1}}}, {"a", 0x80, Answer::Refused, {{"b", 1}}},
+    };
+    auto granted = load();
+    for (const auto& row : table) {
+        EXPECT_EQ(granted.takeAnswer(row.topic, row.code), row.answer) << row.topic << " " << int{row.code};
+        EXPECT_EQ(granted.topics(), row.left);
+    }
 }
 
 TEST_F(GrantedTopicsTest, AreThereAfterANewStart) {
     {
         auto granted = load();
-        granted.grant("a", 1);
-        granted.grant("b", 0);
+        granted.takeAnswer("a", 1);
+        granted.takeAnswer("b", 0);
         granted.store();
     }
     const auto granted = load();
@@ -52,7 +72,7 @@ TEST_F(GrantedTopicsTest, AreThereAfterANewStart) {
 TEST_F(GrantedTopicsTest, RememberAnAwaitedRestorationOverANewStart) {
     {
         auto granted = load();
-        granted.grant("a", 1);
+        granted.takeAnswer("a", 1);
         granted.setRestorationAwaited(true);
         granted.store();
     }
@@ -69,7 +89,7 @@ TEST_F(GrantedTopicsTest, RememberAnAwaitedRestorationOverANewStart) {
 
 TEST_F(GrantedTopicsTest, LeaveNoMarkWhenNoneIsLeft) {
     auto granted = load();
-    granted.grant("a", 1);
+    granted.takeAnswer("a", 1);
     granted.setRestorationAwaited(true);
     granted.forget("a");
     granted.store();
@@ -79,7 +99,7 @@ TEST_F(GrantedTopicsTest, LeaveNoMarkWhenNoneIsLeft) {
 TEST_F(GrantedTopicsTest, AreTriedAgainWhenTheyCouldNotBeStored) {
     auto granted = load();
     disk_->setFailingCommits(true);
-    granted.grant("a", 1);
+    granted.takeAnswer("a", 1);
     granted.store();
     disk_->setFailingCommits(false);
     EXPECT_TRUE(stored().empty());
