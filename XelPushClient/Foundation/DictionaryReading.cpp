@@ -1,5 +1,7 @@
 #include "XelPushClient/Foundation/DictionaryReading.h"
 
+#include "XelPushClient/Foundation/JSONPrinter.h"
+
 namespace xel {
 namespace {
 
@@ -28,6 +30,14 @@ std::optional<double> numberUnder(const Dictionary& dictionary, std::string_view
 std::optional<std::int64_t> integerUnder(const Dictionary& dictionary, std::string_view key) {
     const Value* value = dictionary.find(key);
     return value != nullptr ? value->integer() : std::nullopt;
+}
+
+std::optional<std::string> identifierUnder(const Dictionary& dictionary, std::string_view key) {
+    const Value* value = dictionary.find(key);
+    if (value != nullptr && (value->isInteger() || value->isDouble())) {
+        return printJSON(*value, JSONLayout::OneLine);
+    }
+    return value != nullptr ? copied(value->asString()) : std::nullopt;
 }
 
 std::optional<Array> arrayUnder(const Dictionary& dictionary, std::string_view key) {

@@ -19,6 +19,8 @@ namespace xel {
 [[nodiscard]] std::optional<double> numberUnder(const Dictionary& dictionary, std::string_view key);
 /// A number without its fraction, as `Value::integer` reads it.
 [[nodiscard]] std::optional<std::int64_t> integerUnder(const Dictionary& dictionary, std::string_view key);
+/// An identifier, which may be a text or a number, as a text.
+[[nodiscard]] std::optional<std::string> identifierUnder(const Dictionary& dictionary, std::string_view key);
 [[nodiscard]] std::optional<Array> arrayUnder(const Dictionary& dictionary, std::string_view key);
 [[nodiscard]] std::optional<Dictionary> dictionaryUnder(const Dictionary& dictionary, std::string_view key);
 

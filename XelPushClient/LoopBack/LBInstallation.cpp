@@ -1,6 +1,6 @@
 #include "XelPushClient/LoopBack/LBInstallation.h"
 
-#include "XelPushClient/Foundation/JSONPrinter.h"
+#include "XelPushClient/Foundation/DictionaryReading.h"
 #include "XelPushClient/Foundation/StringUtilities.h"
 
 namespace xel {
@@ -55,17 +55,7 @@ Dictionary recordOfFields(const LBInstallationFields& fields) {
 }  // namespace
 
 std::optional<std::string> LBInstallation::id() const {
-    const Value* id = record_.find("id");
-    if (id == nullptr) {
-        return std::nullopt;
-    }
-    if (const std::string* text = id->asString()) {
-        return *text;
-    }
-    if (id->isInteger() || id->isDouble()) {
-        return printJSON(*id, JSONLayout::OneLine);
-    }
-    return std::nullopt;
+    return identifierUnder(record_, "id");
 }
 
 void LBInstallation::registerDevice(LBRESTAdapter& adapter, const LBInstallationFields& fields, Saved success,

@@ -5,6 +5,7 @@
 #include "XelPushClient/Classes/Core/ServiceRequests.h"
 #include "XelPushClient/Classes/Registration/CrashReport.h"
 #include "XelPushClient/Classes/Registration/RegistrationErrors.h"
+#include "XelPushClient/Foundation/DictionaryReading.h"
 #include "XelPushClient/Foundation/FormattedText.h"
 
 namespace xel {
@@ -80,13 +81,9 @@ void CrashReports::applicationCrashedWithUserInfo(const Dictionary& userInfo, Cr
 
 void CrashReports::tellEnd(const HTTPResponse& response) const {
     recordDiagnostics(surroundings_.diagnostics, [&] {
-        CrashReportEnded ended;
         const auto answer = surroundings_.json.JSONObjectWithData(response.body);
         const Dictionary* members = answer ? answer.value().asDictionary() : nullptr;
-        if (const auto* id = members != nullptr ? members->find("id") : nullptr) {
-            ended.id = id->asString() != nullptr ? *id->asString() : describeValue(*id);
-        }
-        return ended;
+        return CrashReportEnded{.id = members != nullptr ? identifierUnder(*members, "id") : std::nullopt};
     });
 }
 

@@ -339,6 +339,8 @@ TEST_F(CrashReportsTest, RecordTheirOutcome) {
          "crash report kept as 7"},
         {[this] { machine_.http->answer("POST", "crashReports", 200, R"({"id":"c7"})"); },
          "crash report kept as c7"},
+        {[this] { machine_.http->answer("POST", "crashReports", 200, R"({"id":{"phone":"0170 1234"}})"); },
+         "crash report kept as (no id)"},
         {[this] { machine_.http->answer("POST", "crashReports", 200, "no object"); },
          "crash report kept as (no id)"},
         {[this] {
