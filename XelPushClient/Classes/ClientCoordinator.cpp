@@ -76,7 +76,7 @@ void ClientCoordinator::installationIsUnknown() {
 
 void ClientCoordinator::observeInstallationId() {
     installationIdObservation_ = rooms_.home.notificationCenter->addObserver(
-        std::string(PushClientDidChangedInstallationIdNotification), nullptr,
+        PushClientDidChangedInstallationIdNotification, nullptr,
         [wayIn = rooms_.life.wayInto(*this)](const NSNotification&) {
             if (const auto self = wayIn.hold()) {
                 self->deviceInstallationChanged();

@@ -90,7 +90,7 @@ NSError BrokerSession::missingError() {
         text = "Nothing of the identity is missing: the machine's session factory answered no session\n";
     }
     NSError error = makeError(kPushClientErrorDomain, -1, text);
-    error.userInfo.set(std::string(NSLocalizedRecoverySuggestionErrorKey), "Please Register Again");
+    error.userInfo.set(NSLocalizedRecoverySuggestionErrorKey, "Please Register Again");
     return error;
 }
 

@@ -103,7 +103,7 @@ void DeferredWork::observe() {
     };
     // On the broadcast's own thread: a report is for what waited when it was made, and touches nothing else.
     waiting_->observation = notificationCenter_->addObserver(
-        std::string(PushClientDidChangeServerConnectionStateNotification), nullptr,
+        PushClientDidChangeServerConnectionStateNotification, nullptr,
         [runLoop, nextNumber = nextNumber_, postDuePieces = std::move(postDuePieces)](const NSNotification&) {
             runLoop->post([postDuePieces, before = nextNumber->load()] { postDuePieces(before); });
         });

@@ -29,7 +29,7 @@ UIApplication* LifecycleMonitor::applicationFromNotification(const NSNotificatio
 
 void LifecycleMonitor::observe(std::string_view name, ApplicationOperation operation) {
     observations_.push_back(surroundings_.notificationCenter->addObserver(
-        std::string(name), nullptr, [wayIn = wayIn_, operation](const NSNotification& notification) {
+        name, nullptr, [wayIn = wayIn_, operation](const NSNotification& notification) {
             const auto self = wayIn.hold();
             UIApplication* application = applicationFromNotification(notification);
             if (self && application != nullptr) {

@@ -145,10 +145,10 @@ bool Publisher::publishEvent(const std::string& eventName, const std::optional<D
     // Completed before the first try: every further one has the same id, by which an event is kept once.
     Dictionary payload = *data;
     if (!payload.contains(kCreatedAtKey)) {
-        payload.set(std::string(kCreatedAtKey), nowInMilliseconds());
+        payload.set(kCreatedAtKey, nowInMilliseconds());
     }
     if (!payload.contains(kIdKey)) {
-        payload.set(std::string(kIdKey), makeUUID());
+        payload.set(kIdKey, makeUUID());
     }
     const auto topic = eventTopic(sender, eventName, *sender.deviceId);
     const auto octets = serializeToDict(payload, surroundings_.log);
@@ -193,7 +193,7 @@ bool Publisher::messageDismissed(const std::optional<std::string>& messageId) {
 }
 
 bool Publisher::publishReceipt(const std::string& topic) {
-    return publishOnce(topic, {{std::string(kReceiptTimeKey), formatted("%f", nowInMilliseconds())}}, {});
+    return publishOnce(topic, {{kReceiptTimeKey, formatted("%f", nowInMilliseconds())}}, {});
 }
 
 }  // namespace xel
