@@ -249,7 +249,9 @@ TYPED_TEST_P(UIApplicationContract, AnswersEachRequestForATokenOnceAndLater) {
 TYPED_TEST_P(UIApplicationContract, AnswersNobodyWhoIsGone) {
     auto gone = std::make_shared<AskingDelegate>();
     this->subject_.application().registerForRemoteNotifications(gone);
+    this->subject_.application().registerUserNotificationSettings({7}, gone);
     gone.reset();
+    EXPECT_NO_THROW(this->subject_.runUntilIdle());
     this->subject_.application().registerForRemoteNotifications(this->delegate_);
     this->subject_.drop();
     EXPECT_NO_THROW(this->subject_.runUntilIdle());

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <string>
 #include <thread>
 #include <vector>
@@ -42,10 +43,11 @@ TYPED_TEST_P(LogSinkContract, KeepsLinesWholeAndInOrder) {
 TYPED_TEST_P(LogSinkContract, KeepsTheLinesOfSeveralThreadsApart) {
     constexpr int kThreads = 4;
     constexpr int kLines = 25;
+    constexpr std::size_t kLength = 20'000;  // more than a system writes in one piece
     std::vector<std::thread> threads;
     for (int number = 0; number < kThreads; ++number) {
         threads.emplace_back([&, number] {
-            const std::string line(1000, static_cast<char>('a' + number));
+            const std::string line(kLength, static_cast<char>('a' + number));
             for (int i = 0; i < kLines; ++i) {
                 this->subject_.sink().write(line);
             }
@@ -57,7 +59,7 @@ TYPED_TEST_P(LogSinkContract, KeepsTheLinesOfSeveralThreadsApart) {
     const auto lines = this->subject_.takeLines();
     EXPECT_EQ(lines.size(), static_cast<std::size_t>(kThreads * kLines));
     for (int number = 0; number < kThreads; ++number) {
-        const std::string line(1000, static_cast<char>('a' + number));
+        const std::string line(kLength, static_cast<char>('a' + number));
         EXPECT_EQ(std::count(lines.begin(), lines.end(), line), kLines);
     }
 }

@@ -1,4 +1,5 @@
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <stdexcept>
 #include <vector>
@@ -15,15 +16,11 @@ using namespace std::chrono_literals;
 
 /// Fires in the handler of the alarm, as a loop's pass does.
 struct TimersOwner final : AsioLoopTimersOwner {
-    void alarmDidRing() override {
-        ++rings;
-        timers->fireDue();
-    }
+    void alarmDidRing() override { timers->fireDue(); }
     void timerDidFire() override { ++fired; }
     [[nodiscard]] bool mayFireAnother() const override { return fired < mostFired; }
 
     std::shared_ptr<AsioLoopTimers> timers;
-    int rings = 0;
     int fired = 0;
     int mostFired = 1000;
 };
@@ -37,10 +34,11 @@ protected:
         return owner_->timers->schedule(delay, [this, number] { order_.push_back(number); });
     }
 
-    /// Runs until no alarm is set any more.
-    void run() {
+    /// Runs until no alarm is set any more. Tells how many times one was set: each of them ends in a handler,
+    /// also the one that another takes the place of.
+    std::size_t run() {
         context_.restart();
-        context_.run();
+        return context_.run();
     }
 
     boost::asio::io_context context_{1};
@@ -84,9 +82,8 @@ TEST_F(AsioLoopTimersTest, SetNoAlarmForADeadlineThatIsMovedBack) {
         timer->invalidate();
         timer = schedule(2ms, moved);
     }
-    run();
+    EXPECT_LE(run(), 2U) << "for the first deadline, and for the last one";
     EXPECT_EQ(order_, std::vector<int>{200});
-    EXPECT_LE(owner_->rings, 2) << "the first deadline's, and the last one's";
 }
 
 TEST_F(AsioLoopTimersTest, WaitForAnotherPassWhereTheOwnerLetsNoOtherFire) {

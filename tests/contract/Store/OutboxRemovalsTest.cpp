@@ -77,6 +77,7 @@ TEST_F(OutboxRemovalsTest, GoByThemselvesASecondLater) {
     fill(5);
     remove(2, 3);
     remove(5, 5);
+    EXPECT_EQ(loop_->scheduledTimerCount(), 1U) << "they go together";
     loop_->advanceBy(999ms);
     EXPECT_EQ(rowsOnDisk(), 5);
     loop_->advanceBy(1ms);
