@@ -11,6 +11,7 @@
 #include "XelPushClient/Classes/Core/PersistedKeys.h"
 #include "XelPushClient/Linux/Store/SqliteStore.h"
 #include "XelPushClient/Linux/Store/SqliteUserDefaults.h"
+#include "tests/FirstAndLast.h"
 #include "tests/integration/support/CommandSupport.h"
 
 namespace xel::test {
@@ -27,7 +28,7 @@ protected:
     std::string done(const std::vector<std::string>& arguments,
                      const std::vector<std::string>& environment = {}) {
         const CommandOutcome outcome = run(with(arguments), environment);
-        EXPECT_EQ(outcome.exitCode, 0) << arguments.front() << ": " << outcome.errors;
+        EXPECT_EQ(outcome.exitCode, 0) << firstOf(arguments) << ": " << outcome.errors;
         return outcome.output;
     }
     static Json parsed(const std::string& line) { return Json::parse(line, nullptr, false); }
@@ -298,7 +299,7 @@ TEST_F(CommandActionsTest, EndsWithFourForRefusedCredentials) {
                                                {"crash", "--user", "alice01"},
                                                {"sandbox", "codes"}}) {
         const CommandOutcome outcome = run(with(arguments), {"XELPUSH_API_KEY=wrong-key"});
-        EXPECT_EQ(outcome.exitCode, 4) << arguments.front() << outcome.errors;
+        EXPECT_EQ(outcome.exitCode, 4) << firstOf(arguments) << outcome.errors;
         EXPECT_THAT(outcome.errors, Not(HasSubstr("wrong-key")));
     }
 }
@@ -343,8 +344,8 @@ TEST_F(CommandLineTest, EveryCommandSaysWhenNoLocalServiceRuns) {
              {"doctor"},
              {"sandbox", "codes"}}) {
         const CommandOutcome outcome = run(arguments);
-        EXPECT_EQ(outcome.exitCode, 5) << arguments.front();
-        EXPECT_THAT(outcome.errors, HasSubstr("xelpush sandbox")) << arguments.front();
+        EXPECT_EQ(outcome.exitCode, 5) << firstOf(arguments);
+        EXPECT_THAT(outcome.errors, HasSubstr("xelpush sandbox")) << firstOf(arguments);
     }
 }
 

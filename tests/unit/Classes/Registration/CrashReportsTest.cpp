@@ -2,6 +2,7 @@
 #include <thread>
 
 #include "XelPushClient/Classes/PushClientManager.h"
+#include "tests/FirstAndLast.h"
 #include "tests/unit/Classes/Support/RoomsTest.h"
 
 namespace xel {
@@ -79,7 +80,7 @@ TEST_F(CrashReportsTest, AreSentToTheBackend) {
     EXPECT_THAT(sent(), IsEmpty()) << "sent from the queue";
     machine_.runUntilIdle();
     ASSERT_EQ(sent().size(), 1U);
-    const auto request = sent().front();
+    const auto request = firstOf(sent());
     EXPECT_EQ(request.url, "https://a1b2c3.push.xelpush.example/api/crashReports?access_token=key");
     EXPECT_THAT(request.headers, testing::Contains(std::pair("Content-Type", "application/json")));
     EXPECT_THAT(request.headers,
@@ -101,8 +102,8 @@ TEST_F(CrashReportsTest, CarryTheKeyInTheirPathAsItIs) {
     crash();
     machine_.runUntilIdle();
     ASSERT_EQ(sent().size(), 1U);
-    EXPECT_THAT(sent().front().url, testing::EndsWith("/crashReports?access_token=k/y+1="));
-    EXPECT_THAT(machine_.http->requests().front().url, testing::EndsWith("/vip?access_token=k/y+1="))
+    EXPECT_THAT(firstOf(sent()).url, testing::EndsWith("/crashReports?access_token=k/y+1="));
+    EXPECT_THAT(firstOf(machine_.http->requests()).url, testing::EndsWith("/vip?access_token=k/y+1="))
         << "as the other paths do";
 }
 
@@ -144,7 +145,7 @@ TEST_F(CrashReportsTest, AreSavedWhenAskedFor) {
     const std::string path = "/documents/home/crash-2018-01-01 09:48:43 +0000.log";
     EXPECT_THAT(machine_.files->files(), ElementsAre(Key(path)));
     ASSERT_EQ(sent().size(), 1U);
-    EXPECT_EQ(machine_.files->contents(path), sent().front().body);
+    EXPECT_EQ(machine_.files->contents(path), firstOf(sent()).body);
 }
 
 TEST_F(CrashReportsTest, OfOneSecondAreAllKept) {
@@ -355,7 +356,7 @@ TEST_F(CrashReportsTest, RecordTheirOutcome) {
         diagnostics_->clear();
         machine_.runUntilIdle();
         ASSERT_EQ(diagnostics_->records().size(), 1U);
-        EXPECT_EQ(describeDiagnostic(diagnostics_->records().front()), row.told);
+        EXPECT_EQ(describeDiagnostic(firstOf(diagnostics_->records())), row.told);
     }
 }
 

@@ -8,6 +8,7 @@
 
 #include "XelPushClient/Platform/MQTTSession.h"
 #include "XelPushClient/Testing/FakeRunLoop.h"
+#include "tests/FirstAndLast.h"
 
 namespace xel {
 
@@ -157,7 +158,7 @@ public:
         made.push_back(std::make_shared<ScriptedSession>(std::move(parameters)));
         return made.back();
     }
-    [[nodiscard]] ScriptedSession& latest() const { return *made.back(); }
+    [[nodiscard]] ScriptedSession& latest() const { return *lastOf(made); }
 
     std::vector<std::shared_ptr<ScriptedSession>> made;
     bool isOutOfOrder = false;

@@ -11,6 +11,7 @@
 #include "XelPushClient/Testing/FakeClock.h"
 #include "XelPushClient/Testing/FakeRunLoop.h"
 #include "XelPushClient/Testing/RecordingLogSink.h"
+#include "tests/FirstAndLast.h"
 
 namespace xel {
 namespace {
@@ -211,7 +212,7 @@ TEST_F(LinuxApplicationTest, GrantsWhatTheUserAllowsLater) {
     application_.setAllowedNotificationTypes(0);
     application_.registerUserNotificationSettings({15}, delegate);
     runLoop_->runUntilIdle();
-    EXPECT_EQ(delegate->grantedTypes.back(), 0U);
+    EXPECT_EQ(lastOf(delegate->grantedTypes), 0U);
     EXPECT_EQ(application_.currentUserNotificationSettings().types, 0U);
 }
 
@@ -290,7 +291,7 @@ TEST_F(LinuxApplicationTest, KeepsTheNewestRemoteNotifications) {
     application_.attachDelegate(delegate);
     runLoop_->runUntilIdle();
     ASSERT_EQ(delegate->notifications.size(), LinuxApplication::kMostKeptNotifications);
-    EXPECT_EQ(delegate->notifications.back(), (Dictionary{{"id", "late"}}));
+    EXPECT_EQ(lastOf(delegate->notifications), (Dictionary{{"id", "late"}}));
 }
 
 TEST_F(LinuxApplicationTest, LosesNoRemoteNotificationToADelegateThatThrows) {

@@ -10,6 +10,7 @@
 #include "sandbox/state/Credentials.h"
 #include "sandbox/state/SandboxInfo.h"
 #include "sandbox/state/StateFolder.h"
+#include "tests/FirstAndLast.h"
 #include "tests/unit/sandbox/TemporaryFolder.h"
 
 namespace xel::sandbox {
@@ -161,7 +162,7 @@ TEST(PasswordLine, HoldsAHashAndNeverThePassword) {
     const std::string line = makePasswordLine("user", "secret");
     EXPECT_EQ(line.rfind("user:$7$101$", 0), 0U) << line;
     EXPECT_EQ(line.find("secret"), std::string::npos);
-    EXPECT_EQ(line.back(), '\n');
+    EXPECT_EQ(lastOf(line), '\n');
     EXPECT_NE(line, makePasswordLine("user", "secret")) << "the salt must differ";
 }
 
