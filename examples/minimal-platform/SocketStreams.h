@@ -9,6 +9,7 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+#include "XelPushClient/Foundation/Lifeline.h"
 #include "XelPushClient/Platform/ByteStream.h"
 #include "examples/minimal-platform/PollRunLoop.h"
 
@@ -25,8 +26,12 @@ public:
 
     void open(std::string_view host, std::uint16_t port, bool usingTLS) override {
         name_ = std::string(host) + ':' + std::to_string(port);
+        auto connect =
+            life_.guarded([usingTLS](SocketStream& self, const std::optional<sockaddr_in>& address) {
+                self.connectTo(address, usingTLS);
+            });
         // The resolver blocks: it does so on a thread of its own.
-        std::thread([weak = std::weak_ptr(life_), loop = loop_, host = std::string(host), port, usingTLS] {
+        std::thread([connect = std::move(connect), loop = loop_, host = std::string(host), port] {
             addrinfo hints{};
             hints.ai_family = AF_INET;
             hints.ai_socktype = SOCK_STREAM;
@@ -36,17 +41,13 @@ public:
                 std::memcpy(&address.emplace(), found->ai_addr, sizeof(*address));
                 ::freeaddrinfo(found);
             }
-            loop->post([weak, address, usingTLS] {
-                if (const auto life = weak.lock()) {
-                    (*life)->connectTo(address, usingTLS);
-                }
-            });
+            loop->post([connect, address] { connect(address); });
         }).detach();
     }
     void receive() override { wantsOctets_ = true; }
     void write(std::string_view octets) override { outgoing_ += octets; }
     void closeAfterWriting(Ended ended) override {
-        life_.reset();
+        life_.end();
         const int descriptor = release();
         std::thread([descriptor, loop = loop_, ended = std::move(ended),
                      rest = isOpen_ ? std::move(outgoing_) : std::string()] {
@@ -116,12 +117,12 @@ private:
 
     std::shared_ptr<PollRunLoop> loop_;
     xel::ByteStreamObserver& observer_;
-    std::shared_ptr<SocketStream*> life_ = std::make_shared<SocketStream*>(this);
     std::string name_;
     std::string outgoing_;
     int descriptor_ = -1;
     bool isOpen_ = false;
     bool wantsOctets_ = false;
+    xel::Lifeline<SocketStream> life_{*this};
 };
 
 class SocketStreams final : public xel::ByteStreamFactory {
