@@ -14,6 +14,7 @@
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http.hpp>
 
+#include "sandbox/process/HttpRequests.h"
 #include "sandbox/push/WebPushEncryption.h"
 
 namespace xel::sandbox {
@@ -80,9 +81,7 @@ using boost::system::error_code;
 namespace {
 
 constexpr std::chrono::seconds kPushRequestPatience{30};
-constexpr std::uint32_t kLargestHeader = 8 * 1024;
 constexpr std::size_t kLargestDrain = 1024 * 1024;
-constexpr std::size_t kDrainPiece = 64 * 1024;
 constexpr const char* kPushPurpose = "push endpoints (HTTP)";
 
 // One connection: a request, its answer, the end. Owns itself by its pending operations.
@@ -141,20 +140,9 @@ private:
             if (!error) {
                 error_code ignored;
                 self->stream_.socket().shutdown(tcp::socket::shutdown_send, ignored);
-                self->drain(kLargestDrain);
+                drain(self->stream_, self->buffer_, kLargestDrain, [self] {});  // which ends with it
             }
         });
-    }
-
-    // The client may still be sending what is refused: a close now would be a reset, and lose the answer.
-    void drain(std::size_t rest) {
-        buffer_.clear();
-        stream_.async_read_some(buffer_.prepare(kDrainPiece),
-                                [self = shared_from_this(), rest](error_code error, std::size_t count) {
-                                    if (!error && count < rest) {
-                                        self->drain(rest - count);
-                                    }
-                                });
     }
 
     beast::tcp_stream stream_;

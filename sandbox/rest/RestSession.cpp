@@ -8,6 +8,7 @@
 
 #include <boost/asio/post.hpp>
 
+#include "sandbox/process/HttpRequests.h"
 #include "sandbox/rest/RestMessage.h"
 
 namespace xel::sandbox {
@@ -20,9 +21,7 @@ namespace {
 
 constexpr std::chrono::seconds kPatience{30};
 constexpr std::uint64_t kLargestBody = 1024 * 1024;
-constexpr std::uint32_t kLargestHeader = 8 * 1024;
 constexpr std::size_t kLargestDrain = 16 * 1024 * 1024;
-constexpr std::size_t kDrainPiece = 64 * 1024;
 
 // Whether the bytes that came are no request, as opposed to a connection that ended.
 bool isMalformed(const boost::system::error_code& error) {
@@ -109,22 +108,10 @@ void RestSession::go(Next next) {
         case Next::ReadRequest: readRequest(); break;
         case Next::Close: shutDown(); break;
         case Next::DrainAndClose:
-            buffer_.clear();
             setDeadline();
-            drain(kLargestDrain);
+            drain(stream_, buffer_, kLargestDrain, [self = shared_from_this()] { self->shutDown(); });
             break;
     }
-}
-
-void RestSession::drain(std::size_t rest) {
-    stream_.async_read_some(buffer_.prepare(kDrainPiece),
-                            [self = shared_from_this(), rest](ErrorCode error, std::size_t count) {
-                                if (error || count >= rest) {
-                                    self->shutDown();
-                                } else {
-                                    self->drain(rest - count);
-                                }
-                            });
 }
 
 void RestSession::shutDown() {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <memory>
 #include <optional>
 
@@ -31,8 +30,7 @@ private:
     enum class Next {
         ReadRequest,
         Close,
-        /// The client may still be sending what is refused: a close now would be a reset, and lose the
-        /// answer.
+        /// For a request that is refused before it has been read.
         DrainAndClose,
     };
 
@@ -41,7 +39,6 @@ private:
     void handleRequest(boost::beast::http::request<boost::beast::http::string_body> message);
     void writeResponse(const RestResponse& response, Next next);
     void go(Next next);
-    void drain(std::size_t rest);
     void shutDown();
     void setDeadline();
 
