@@ -93,7 +93,9 @@ public:
     void shutDown();
 
 private:
-    /// Marks a pass, and on the way out, by exception too, has what is left run in another one.
+    /// A pass under way. Meanwhile `post` asks the context for no other one, as this one takes what comes.
+    /// So its end, which a block's exception may bring about, asks for one where something is left: that
+    /// would otherwise stay until something else happens.
     class Pass {
     public:
         explicit Pass(AsioLoopCore& core);
