@@ -74,13 +74,11 @@ set(XELPUSH_PUBLIC_HEADERS_HEADLESS
     XelPushClient/Linux/Headless/LinuxOptions.h
     XelPushClient/Linux/Log/JSONLinesSink.h
     XelPushClient/Linux/Log/JournalSink.h
-    XelPushClient/Linux/Log/LineWriter.h
     XelPushClient/Linux/Log/LogLine.h
     XelPushClient/Linux/Log/StandardErrorLogSink.h
     XelPushClient/Linux/Log/SyslogLogSink.h
     XelPushClient/Linux/Loop/AsioRunLoop.h
     XelPushClient/Linux/Loop/MainRunLoop.h
-    XelPushClient/Linux/Process/FileDescriptor.h
     XelPushClient/Linux/Store/StoreError.h
     XelPushClient/Linux/Stream/LinuxTCPOptions.h
     XelPushClient/Linux/System/SystemClock.h)

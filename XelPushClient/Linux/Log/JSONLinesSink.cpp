@@ -4,11 +4,14 @@
 #include <utility>
 
 #include "XelPushClient/Foundation/JSONPrinter.h"
+#include "XelPushClient/Linux/Log/LineWriter.h"
 
 namespace xel {
 
 JSONLinesSink::JSONLinesSink(int descriptor, std::shared_ptr<const Clock> clock)
-    : writer_(descriptor), clock_(std::move(clock)) {}
+    : writer_(std::make_unique<LineWriter>(descriptor)), clock_(std::move(clock)) {}
+
+JSONLinesSink::~JSONLinesSink() = default;
 
 void JSONLinesSink::write(std::string_view line) {
     try {
@@ -32,7 +35,7 @@ void JSONLinesSink::writeObject(const Dictionary& fields) {
     for (const auto& [key, value] : fields) {
         object.set(key, value);
     }
-    writer_.write(printJSON(object, JSONLayout::OneLine) + '\n');
+    writer_->write(printJSON(object, JSONLayout::OneLine) + '\n');
 }
 
 }  // namespace xel

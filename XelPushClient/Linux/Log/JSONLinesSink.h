@@ -3,12 +3,13 @@
 #include <memory>
 #include <string_view>
 
-#include "XelPushClient/Linux/Log/LineWriter.h"
 #include "XelPushClient/Platform/Clock.h"
 #include "XelPushClient/Platform/Diagnostics.h"
 #include "XelPushClient/Platform/LogSink.h"
 
 namespace xel {
+
+class LineWriter;
 
 /// Log entries and diagnostic records as JSON objects (RFC 8259), one a line, for programs to read.
 ///
@@ -19,6 +20,9 @@ class JSONLinesSink final : public LogSink, public Diagnostics {
 public:
     /// Writes to the file descriptor, which it does not own.
     JSONLinesSink(int descriptor, std::shared_ptr<const Clock> clock);
+    ~JSONLinesSink() override;
+    JSONLinesSink(const JSONLinesSink&) = delete;
+    JSONLinesSink& operator=(const JSONLinesSink&) = delete;
 
     void write(std::string_view line) override;
     void record(const DiagnosticRecord& record) override;
@@ -26,7 +30,7 @@ public:
 private:
     void writeObject(const Dictionary& fields);
 
-    LineWriter writer_;
+    std::unique_ptr<LineWriter> writer_;
     std::shared_ptr<const Clock> clock_;
 };
 

@@ -15,6 +15,7 @@
 
 #include "XelPushClient/Foundation/FormattedText.h"
 #include "XelPushClient/Linux/Log/LogLine.h"
+#include "XelPushClient/Linux/Process/FileDescriptor.h"
 
 namespace xel {
 
@@ -73,9 +74,11 @@ FileDescriptor sealedFile(std::string_view content) {
 JournalSink::JournalSink(std::string identity, std::string socketPath)
     : identity_(std::move(identity)),
       socketPath_(std::move(socketPath)),
-      socket_(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-    (void)::setsockopt(socket_.number(), SOL_SOCKET, SO_SNDTIMEO, &kSocketPatience, sizeof kSocketPatience);
+      socket_(std::make_unique<FileDescriptor>(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0))) {
+    (void)::setsockopt(socket_->number(), SOL_SOCKET, SO_SNDTIMEO, &kSocketPatience, sizeof kSocketPatience);
 }
+
+JournalSink::~JournalSink() = default;
 
 void JournalSink::write(std::string_view line) {
     try {
@@ -108,7 +111,7 @@ void JournalSink::record(const DiagnosticRecord& record) {
 /// False when the entry is too large for a datagram.
 bool JournalSink::pass(const msghdr& message) {
     const int flags = MSG_NOSIGNAL | (isStalled_ ? MSG_DONTWAIT : 0);
-    const bool isSent = ::sendmsg(socket_.number(), &message, flags) >= 0;
+    const bool isSent = ::sendmsg(socket_->number(), &message, flags) >= 0;
     isStalled_ = !isSent && errno == EAGAIN;
     return isSent || (errno != EMSGSIZE && errno != ENOBUFS);
 }

@@ -1,16 +1,18 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 #include <string>
 #include <string_view>
 
-#include "XelPushClient/Linux/Process/FileDescriptor.h"
 #include "XelPushClient/Platform/Diagnostics.h"
 #include "XelPushClient/Platform/LogSink.h"
 
 struct msghdr;
 
 namespace xel {
+
+class FileDescriptor;
 
 /// Log entries and diagnostic records in systemd's journal, by its native protocol, without its library.
 ///
@@ -27,6 +29,9 @@ public:
 
     /// `identity` is what `journalctl -t` finds; usually the program's name.
     explicit JournalSink(std::string identity, std::string socketPath = kSocketPath);
+    ~JournalSink() override;
+    JournalSink(const JournalSink&) = delete;
+    JournalSink& operator=(const JournalSink&) = delete;
 
     void write(std::string_view line) override;
     void record(const DiagnosticRecord& record) override;
@@ -37,7 +42,7 @@ private:
 
     std::string identity_;
     std::string socketPath_;
-    FileDescriptor socket_;
+    std::unique_ptr<FileDescriptor> socket_;
     std::atomic<bool> isStalled_ = false;
 };
 
