@@ -21,6 +21,8 @@
 
 namespace xel::sandbox {
 
+namespace fs = std::filesystem;
+
 namespace {
 
 // Few, since each connect pays for them: the passwords are 24 random bytes, which nobody guesses.
@@ -33,24 +35,6 @@ std::string toBase64(std::span<const unsigned char> bytes) {
     text.resize(static_cast<std::size_t>(length));
     return text;
 }
-
-}  // namespace
-
-std::string makePasswordLine(const std::string& user, const std::string& password) {
-    std::array<unsigned char, 12> salt{};
-    std::array<unsigned char, 64> hash{};
-    if (RAND_bytes(salt.data(), static_cast<int>(salt.size())) != 1 ||
-        PKCS5_PBKDF2_HMAC(password.data(), static_cast<int>(password.size()), salt.data(),
-                          static_cast<int>(salt.size()), kIterations, EVP_sha512(),
-                          static_cast<int>(hash.size()), hash.data()) != 1) {
-        throw SandboxError("cannot hash a broker password: OpenSSL error");
-    }
-    return user + ":$7$" + std::to_string(kIterations) + "$" + toBase64(salt) + "$" + toBase64(hash) + "\n";
-}
-
-namespace {
-
-namespace fs = std::filesystem;
 
 /// Where the plugin may be, the best place first.
 std::vector<fs::path> placesOfBrokerPlugin(const fs::path& wanted) {
@@ -80,6 +64,18 @@ fs::path findBrokerPlugin(const fs::path& wanted) {
 }
 
 }  // namespace
+
+std::string makePasswordLine(const std::string& user, const std::string& password) {
+    std::array<unsigned char, 12> salt{};
+    std::array<unsigned char, 64> hash{};
+    if (RAND_bytes(salt.data(), static_cast<int>(salt.size())) != 1 ||
+        PKCS5_PBKDF2_HMAC(password.data(), static_cast<int>(password.size()), salt.data(),
+                          static_cast<int>(salt.size()), kIterations, EVP_sha512(),
+                          static_cast<int>(hash.size()), hash.data()) != 1) {
+        throw SandboxError("cannot hash a broker password: OpenSSL error");
+    }
+    return user + ":$7$" + std::to_string(kIterations) + "$" + toBase64(salt) + "$" + toBase64(hash) + "\n";
+}
 
 Broker::Settings prepareBroker(const SandboxOptions& options, const StateFolder& folder,
                                const Credentials& credentials, const ServerCertificateFiles& certificate) {

@@ -19,9 +19,18 @@
 
 namespace xel::sandbox {
 
+namespace asio = boost::asio;
+namespace beast = boost::beast;
+namespace http = boost::beast::http;
+using asio::ip::tcp;
+using boost::system::error_code;
+
 namespace {
 
 constexpr std::string_view kPushPath = "/push/";
+constexpr std::chrono::seconds kPushRequestPatience{30};
+constexpr std::size_t kLargestDrain = 1024 * 1024;
+constexpr const char* kPushPurpose = "push endpoints (HTTP)";
 
 // Nothing for a text that is no number of seconds. One that is too large for the machine is very long.
 std::optional<std::chrono::seconds> parseTimeToLive(const std::string& text) {
@@ -48,41 +57,6 @@ PushResponse answerPost(const PushRequest& request, const std::string& endpoint,
     }
     return {201, {}, timeToLive};
 }
-
-}  // namespace
-
-PushResponse answerPushRequest(const PushRequest& request, const KnowsEndpoint& knows, const TakePush& take) {
-    const std::string endpoint =
-        request.target.starts_with(kPushPath) ? request.target.substr(kPushPath.size()) : std::string();
-    if (endpoint.empty() || !knows(endpoint)) {
-        return {404, "there is no such endpoint\n"};
-    }
-    if (request.method == "POST") {
-        return answerPost(request, endpoint, take);
-    }
-    if (request.method == "GET") {
-        return {200, R"({"unifiedpush":{"version":1}})"};
-    }
-    PushResponse response{405, "an endpoint knows only GET and POST\n"};
-    response.allow = "GET, POST";
-    return response;
-}
-
-PushResponse makeTooLargeResponse() {
-    return {413, "the message is larger than " + std::to_string(kLargestPushBody) + " bytes\n"};
-}
-
-namespace asio = boost::asio;
-namespace beast = boost::beast;
-namespace http = boost::beast::http;
-using asio::ip::tcp;
-using boost::system::error_code;
-
-namespace {
-
-constexpr std::chrono::seconds kPushRequestPatience{30};
-constexpr std::size_t kLargestDrain = 1024 * 1024;
-constexpr const char* kPushPurpose = "push endpoints (HTTP)";
 
 // One connection: a request, its answer, the end. Owns itself by its pending operations.
 class Session : public std::enable_shared_from_this<Session> {
@@ -153,6 +127,27 @@ private:
 };
 
 }  // namespace
+
+PushResponse answerPushRequest(const PushRequest& request, const KnowsEndpoint& knows, const TakePush& take) {
+    const std::string endpoint =
+        request.target.starts_with(kPushPath) ? request.target.substr(kPushPath.size()) : std::string();
+    if (endpoint.empty() || !knows(endpoint)) {
+        return {404, "there is no such endpoint\n"};
+    }
+    if (request.method == "POST") {
+        return answerPost(request, endpoint, take);
+    }
+    if (request.method == "GET") {
+        return {200, R"({"unifiedpush":{"version":1}})"};
+    }
+    PushResponse response{405, "an endpoint knows only GET and POST\n"};
+    response.allow = "GET, POST";
+    return response;
+}
+
+PushResponse makeTooLargeResponse() {
+    return {413, "the message is larger than " + std::to_string(kLargestPushBody) + " bytes\n"};
+}
 
 PushServer::PushServer(asio::io_context& loop, ProgressLog& log, std::uint16_t port, Handler handler)
     : listener_(loop, log, kPushPurpose, tcp::endpoint(asio::ip::address_v4::loopback(), port),

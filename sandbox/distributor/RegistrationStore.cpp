@@ -9,18 +9,9 @@ namespace xel::sandbox {
 
 namespace {
 
-constexpr std::size_t kLongestDescription = 100;
-
-}  // namespace
-
-bool isRegistration(const Registration& asked) {
-    return isBusName(asked.service) && isConnectionToken(asked.token) &&
-           asked.description.size() <= kLongestDescription;
-}
-
-namespace {
-
 using Statement = Database::Statement;
+
+constexpr std::size_t kLongestDescription = 100;
 
 constexpr const char* kSchema =
     "CREATE TABLE IF NOT EXISTS registrations ("
@@ -35,6 +26,11 @@ Registration readRow(const Statement& row) {
 }
 
 }  // namespace
+
+bool isRegistration(const Registration& asked) {
+    return isBusName(asked.service) && isConnectionToken(asked.token) &&
+           asked.description.size() <= kLongestDescription;
+}
 
 RegistrationStore::RegistrationStore(Database& database) : database_(database) {
     database_.run(kSchema);

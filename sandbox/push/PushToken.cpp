@@ -64,27 +64,6 @@ std::optional<PushEndpoint> parseAuthority(std::string_view authority) {
     return endpoint;
 }
 
-}  // namespace
-
-std::optional<PushEndpoint> parseLoopbackEndpoint(std::string_view url) {
-    if (url.size() > kLongestUrl || !url.starts_with(kScheme) || !isVisible(url)) {
-        return std::nullopt;
-    }
-    url.remove_prefix(kScheme.size());
-    const std::size_t end = std::min(url.find_first_of("/?"), url.size());
-    std::optional<PushEndpoint> endpoint = parseAuthority(url.substr(0, end));
-    if (!endpoint || !isLoopback(endpoint->host)) {
-        return std::nullopt;
-    }
-    endpoint->target = url.substr(end);
-    if (!endpoint->target.starts_with('/')) {
-        endpoint->target.insert(0, "/");
-    }
-    return endpoint;
-}
-
-namespace {
-
 constexpr char kUncompressed = 0x04;  // what an uncompressed point begins with
 
 std::optional<std::string> decodeHexadecimal(std::string_view digits) {
@@ -110,6 +89,23 @@ std::string bytesOf(const Json& token, const char* key, std::size_t length) {
 }
 
 }  // namespace
+
+std::optional<PushEndpoint> parseLoopbackEndpoint(std::string_view url) {
+    if (url.size() > kLongestUrl || !url.starts_with(kScheme) || !isVisible(url)) {
+        return std::nullopt;
+    }
+    url.remove_prefix(kScheme.size());
+    const std::size_t end = std::min(url.find_first_of("/?"), url.size());
+    std::optional<PushEndpoint> endpoint = parseAuthority(url.substr(0, end));
+    if (!endpoint || !isLoopback(endpoint->host)) {
+        return std::nullopt;
+    }
+    endpoint->target = url.substr(end);
+    if (!endpoint->target.starts_with('/')) {
+        endpoint->target.insert(0, "/");
+    }
+    return endpoint;
+}
 
 std::optional<PushToken> parsePushToken(std::string_view hexadecimal) {
     const std::optional<std::string> text = decodeHexadecimal(hexadecimal);

@@ -26,6 +26,8 @@ using Bio = std::unique_ptr<BIO, decltype(&BIO_free)>;
 
 constexpr std::chrono::hours kDay{24};
 constexpr std::chrono::hours kAuthorityLife = 3650 * kDay;
+constexpr std::chrono::hours kServerLife = 825 * kDay;  // the most that common TLS clients accept
+constexpr std::chrono::hours kRenewBefore = 30 * kDay;
 
 void require(bool succeeded, const char* what) {
     if (!succeeded) {
@@ -214,13 +216,6 @@ std::string CertificateAuthority::certificatePem() const {
     return toPem(certificate_.get());
 }
 
-namespace {
-
-constexpr std::chrono::hours kLife = 825 * kDay;  // the most that common TLS clients accept
-constexpr std::chrono::hours kRenewBefore = 30 * kDay;
-
-}  // namespace
-
 std::filesystem::path authorityFile(const StateFolder& folder) {
     return folder.file("ca.pem");
 }
@@ -236,7 +231,7 @@ ServerCertificateFiles ensureServerCertificate(const StateFolder& folder) {
     }
     CertificateContent content;
     content.notBefore = now - kDay;
-    content.notAfter = now + kLife;
+    content.notAfter = now + kServerLife;
     const IssuedCertificate issued = authority.issue(content);
     // The key first. Killed in between, the next start finds a certificate that is still due, not a new
     // one with an old key.

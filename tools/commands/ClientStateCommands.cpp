@@ -16,6 +16,13 @@ void addChannelOption(CLI::App& command, const char* name, std::vector<std::stri
     command.add_option(name, target, help)->type_name("NAME")->allow_extra_args(false);
 }
 
+CLI::Option* addSwitch(CLI::App& command, const char* name, std::optional<bool>& target, const char* help) {
+    return command
+        .add_option_function<std::string>(
+            name, [&target](const std::string& text) { target = text == "on"; }, help)
+        ->check(CLI::IsMember({"on", "off"}));
+}
+
 }  // namespace
 
 void addChannelsCommand(CLI::App& program) {
@@ -29,17 +36,6 @@ void addChannelsCommand(CLI::App& program) {
     addKindOption(*command, options->client);
     command->callback([options] { ChannelsRun(*options, findService(options->client.service)).run(); });
 }
-
-namespace {
-
-CLI::Option* addSwitch(CLI::App& command, const char* name, std::optional<bool>& target, const char* help) {
-    return command
-        .add_option_function<std::string>(
-            name, [&target](const std::string& text) { target = text == "on"; }, help)
-        ->check(CLI::IsMember({"on", "off"}));
-}
-
-}  // namespace
 
 void addSettingsCommand(CLI::App& program) {
     const auto options = std::make_shared<SettingsOptions>();

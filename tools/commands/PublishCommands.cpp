@@ -1,6 +1,5 @@
 #include <chrono>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "tools/commands/Commands.h"
@@ -38,25 +37,6 @@ void publish(const PublishChoice& choice) {
     PublishingRun(choice.client, findService(choice.client.service), {act, choice.content.live}).run();
 }
 
-}  // namespace
-
-void addPublishCommand(CLI::App& program) {
-    const auto choice = std::make_shared<PublishChoice>();
-    CLI::App* command =
-        program.add_subcommand("publish", "As a user's client, publish a message to a user or to everybody");
-    CLI::Option_group* recipient = command->add_option_group("recipient");
-    recipient->add_option("--to", choice->recipient, "The user to send to")->type_name("ID");
-    recipient->add_flag("--public", choice->isPublic, "Send to everybody who is subscribed to the channel");
-    recipient->require_option(1);
-    command->add_option("--channel", choice->channel, "The channel's bare name (default: default)")
-        ->type_name("NAME");
-    addContentOptions(*command, choice->content);
-    addActionOptions(*command, choice->client);
-    command->callback([choice] { publish(*choice); });
-}
-
-namespace {
-
 struct LocationChoice {
     ClientChoice client;
     double latitude = 0.0;
@@ -83,7 +63,43 @@ void publishLocation(const LocationChoice& choice) {
     PublishingRun(choice.client, findService(choice.client.service), {act, choice.live}).run();
 }
 
+// `seen` and `dismiss` differ in the operation that they call.
+using Receipt = bool (PushClientManager::*)(const OptionalText& messageId);
+
+struct ReceiptChoice {
+    ClientChoice client;
+    std::string messageId;
+};
+
+void addReceiptCommand(CLI::App& program, const char* name, const char* help, Receipt receipt) {
+    const auto choice = std::make_shared<ReceiptChoice>();
+    CLI::App* command = program.add_subcommand(name, help);
+    command->add_option("message-id", choice->messageId, "The message's id, as listen shows it")
+        ->required()
+        ->type_name("ID");
+    addActionOptions(*command, choice->client);
+    command->callback([choice, receipt] {
+        const auto act = [&](PushClientManager& push) { return (push.*receipt)(choice->messageId); };
+        PublishingRun(choice->client, findService(choice->client.service), {act}).run();
+    });
+}
+
 }  // namespace
+
+void addPublishCommand(CLI::App& program) {
+    const auto choice = std::make_shared<PublishChoice>();
+    CLI::App* command =
+        program.add_subcommand("publish", "As a user's client, publish a message to a user or to everybody");
+    CLI::Option_group* recipient = command->add_option_group("recipient");
+    recipient->add_option("--to", choice->recipient, "The user to send to")->type_name("ID");
+    recipient->add_flag("--public", choice->isPublic, "Send to everybody who is subscribed to the channel");
+    recipient->require_option(1);
+    command->add_option("--channel", choice->channel, "The channel's bare name (default: default)")
+        ->type_name("NAME");
+    addContentOptions(*command, choice->content);
+    addActionOptions(*command, choice->client);
+    command->callback([choice] { publish(*choice); });
+}
 
 void addLocationCommand(CLI::App& program) {
     CLI::App* location = program.add_subcommand("location", "Publish a location");
@@ -108,31 +124,6 @@ void addLocationCommand(CLI::App& program) {
     addActionOptions(*command, choice->client);
     command->callback([choice] { publishLocation(*choice); });
 }
-
-namespace {
-
-// `seen` and `dismiss` differ in the operation that they call.
-using Receipt = bool (PushClientManager::*)(const OptionalText& messageId);
-
-struct ReceiptChoice {
-    ClientChoice client;
-    std::string messageId;
-};
-
-void addReceiptCommand(CLI::App& program, const char* name, const char* help, Receipt receipt) {
-    const auto choice = std::make_shared<ReceiptChoice>();
-    CLI::App* command = program.add_subcommand(name, help);
-    command->add_option("message-id", choice->messageId, "The message's id, as listen shows it")
-        ->required()
-        ->type_name("ID");
-    addActionOptions(*command, choice->client);
-    command->callback([choice, receipt] {
-        const auto act = [&](PushClientManager& push) { return (push.*receipt)(choice->messageId); };
-        PublishingRun(choice->client, findService(choice->client.service), {act}).run();
-    });
-}
-
-}  // namespace
 
 void addReceiptCommands(CLI::App& program) {
     addReceiptCommand(program, "seen", "Tell the service that the user has read a message",

@@ -77,30 +77,6 @@ void checkCode(const CheckChoice& choice) {
     RequestRun(choice.client, access, act).run();
 }
 
-}  // namespace
-
-void addVerifyCommand(CLI::App& program) {
-    CLI::App* verify = program.add_subcommand("verify", "Verify a user by a code");
-    verify->footer(kExitCodesHelp);
-    verify->require_subcommand(1);
-
-    const auto request = std::make_shared<ClientChoice>();
-    CLI::App* requestCommand = verify->add_subcommand("request", "Have a code sent to the user");
-    addActionOptions(*requestCommand, *request);
-    requestCommand->callback([request] { requestCode(*request); });
-
-    const auto check = std::make_shared<CheckChoice>();
-    CLI::App* checkCommand = verify->add_subcommand("check", "Check the code that the user was sent");
-    checkCommand->add_option("--code-file", check->codeFile, "File that holds the code")
-        ->check(CLI::ExistingFile)
-        ->type_name("FILE");
-    addActionOptions(*checkCommand, check->client);
-    checkCommand->footer(std::string(kCheckHelp) + "\n\n" + kExitCodesHelp);
-    checkCommand->callback([check] { checkCode(*check); });
-}
-
-namespace {
-
 struct TagChoice {
     ClientChoice client;
     std::string tag;
@@ -131,6 +107,26 @@ void addChange(CLI::App& tag, const char* name, const char* help, bool isAdded) 
 }
 
 }  // namespace
+
+void addVerifyCommand(CLI::App& program) {
+    CLI::App* verify = program.add_subcommand("verify", "Verify a user by a code");
+    verify->footer(kExitCodesHelp);
+    verify->require_subcommand(1);
+
+    const auto request = std::make_shared<ClientChoice>();
+    CLI::App* requestCommand = verify->add_subcommand("request", "Have a code sent to the user");
+    addActionOptions(*requestCommand, *request);
+    requestCommand->callback([request] { requestCode(*request); });
+
+    const auto check = std::make_shared<CheckChoice>();
+    CLI::App* checkCommand = verify->add_subcommand("check", "Check the code that the user was sent");
+    checkCommand->add_option("--code-file", check->codeFile, "File that holds the code")
+        ->check(CLI::ExistingFile)
+        ->type_name("FILE");
+    addActionOptions(*checkCommand, check->client);
+    checkCommand->footer(std::string(kCheckHelp) + "\n\n" + kExitCodesHelp);
+    checkCommand->callback([check] { checkCode(*check); });
+}
 
 void addTagCommand(CLI::App& program) {
     CLI::App* tag = program.add_subcommand("tag", "Add a tag to a user's installations, or remove one");

@@ -26,6 +26,13 @@ constexpr auto kAnswerTime = 5s;
 constexpr auto kMoment = 1s;
 constexpr std::uint16_t kPacketId = 1;
 constexpr int kQoS = 1;
+constexpr int kFewDays = 14;
+
+constexpr const char* kLookUp = "name look-up";
+constexpr const char* kTCP = "TCP";
+constexpr const char* kTLS = "TLS";
+constexpr const char* kConnack = "CONNACK";
+constexpr const char* kSubscribe = "SUBSCRIBE";
 
 std::string subscribePacket(std::span<const std::string> topics) {
     std::vector<std::pair<std::string_view, int>> wanted;
@@ -46,53 +53,6 @@ ProbePacket readAnswer(ProbeConnection& connection, std::chrono::milliseconds pa
     } while (packet.reading == ProbeReading::Packet && packet.type == MQTTPacketType::Publish);
     return packet;
 }
-
-}  // namespace
-
-SubscribeOutcome watchSubscribe(ProbeConnection& connection, std::span<const std::string> topics) {
-    SubscribeOutcome outcome;
-    const std::string packet = subscribePacket(topics);
-    if (packet.empty()) {
-        return outcome;
-    }
-    const ProbePacket answer =
-        connection.write(packet) ? readAnswer(connection, kAnswerTime) : ProbePacket{ProbeReading::End};
-    outcome.isEnded = answer.reading == ProbeReading::End;
-    outcome.isAnswered = answer.reading == ProbeReading::Packet && answer.type == MQTTPacketType::Suback &&
-                         answer.returnCodes.size() == topics.size();
-    if (!outcome.isAnswered) {
-        return outcome;
-    }
-    for (std::size_t i = 0; i < topics.size(); ++i) {
-        if (answer.returnCodes[i] == kMQTTSubscribeFailure) {
-            outcome.refused.push_back(topics[i]);
-        }
-    }
-    outcome.isEnded = readAnswer(connection, kMoment).reading == ProbeReading::End;
-    return outcome;
-}
-
-std::optional<std::string> findEndingTopic(std::span<const std::string> topics,
-                                           const std::function<bool(std::span<const std::string>)>& ends) {
-    while (topics.size() > 1) {
-        const auto half = topics.first(topics.size() / 2);
-        topics = ends(half) ? half : topics.subspan(half.size());
-    }
-    if (topics.empty() || !ends(topics)) {
-        return std::nullopt;
-    }
-    return topics.front();
-}
-
-namespace {
-
-constexpr int kFewDays = 14;
-
-constexpr const char* kLookUp = "name look-up";
-constexpr const char* kTCP = "TCP";
-constexpr const char* kTLS = "TLS";
-constexpr const char* kConnack = "CONNACK";
-constexpr const char* kSubscribe = "SUBSCRIBE";
 
 std::string restartAdvice(const ServiceAccess& access) {
     return access.production ? "ask whoever runs the service whether this port is open"
@@ -269,6 +229,41 @@ private:
 };
 
 }  // namespace
+
+SubscribeOutcome watchSubscribe(ProbeConnection& connection, std::span<const std::string> topics) {
+    SubscribeOutcome outcome;
+    const std::string packet = subscribePacket(topics);
+    if (packet.empty()) {
+        return outcome;
+    }
+    const ProbePacket answer =
+        connection.write(packet) ? readAnswer(connection, kAnswerTime) : ProbePacket{ProbeReading::End};
+    outcome.isEnded = answer.reading == ProbeReading::End;
+    outcome.isAnswered = answer.reading == ProbeReading::Packet && answer.type == MQTTPacketType::Suback &&
+                         answer.returnCodes.size() == topics.size();
+    if (!outcome.isAnswered) {
+        return outcome;
+    }
+    for (std::size_t i = 0; i < topics.size(); ++i) {
+        if (answer.returnCodes[i] == kMQTTSubscribeFailure) {
+            outcome.refused.push_back(topics[i]);
+        }
+    }
+    outcome.isEnded = readAnswer(connection, kMoment).reading == ProbeReading::End;
+    return outcome;
+}
+
+std::optional<std::string> findEndingTopic(std::span<const std::string> topics,
+                                           const std::function<bool(std::span<const std::string>)>& ends) {
+    while (topics.size() > 1) {
+        const auto half = topics.first(topics.size() / 2);
+        topics = ends(half) ? half : topics.subspan(half.size());
+    }
+    if (topics.empty() || !ends(topics)) {
+        return std::nullopt;
+    }
+    return topics.front();
+}
 
 Findings probeBroker(const BrokerProbeOptions& options) {
     return Walk(options).run();

@@ -24,6 +24,12 @@ namespace xel::tools {
 
 namespace {
 
+using namespace std::chrono_literals;
+
+constexpr auto kLongestStep = 5s;
+/// What the broker has retained comes with a subscription.
+constexpr std::size_t kLargestPacket = 1024UL * 1024;
+
 std::string describe(int number) {
     return std::generic_category().message(number);
 }
@@ -33,6 +39,14 @@ std::string numericText(const addrinfo& entry) {
     const int outcome = ::getnameinfo(entry.ai_addr, entry.ai_addrlen, text.data(),
                                       static_cast<socklen_t>(text.size()), nullptr, 0, NI_NUMERICHOST);
     return outcome == 0 ? text.data() : "?";
+}
+
+LinuxTLSOptions optionsFor(const std::string& caFile) {
+    LinuxTLSOptions options;
+    if (!caFile.empty()) {
+        options.caFile = caFile;
+    }
+    return options;
 }
 
 }  // namespace
@@ -97,18 +111,6 @@ std::string ProbeSocket::connect(const HostAddress& address, std::chrono::millis
     return {};
 }
 
-namespace {
-
-LinuxTLSOptions optionsFor(const std::string& caFile) {
-    LinuxTLSOptions options;
-    if (!caFile.empty()) {
-        options.caFile = caFile;
-    }
-    return options;
-}
-
-}  // namespace
-
 void ProbeTLS::Free::operator()(ssl_st* connection) const {
     SSL_free(connection);
 }
@@ -170,16 +172,6 @@ std::optional<std::string> ProbeTLS::read() {
     const bool mayGoOn = SSL_get_error(connection_.get(), length) == SSL_ERROR_WANT_READ;
     return mayGoOn ? std::optional(std::string()) : std::nullopt;
 }
-
-namespace {
-
-using namespace std::chrono_literals;
-
-constexpr auto kLongestStep = 5s;
-/// What the broker has retained comes with a subscription.
-constexpr std::size_t kLargestPacket = 1024UL * 1024;
-
-}  // namespace
 
 ProbeConnection::ProbeConnection(const std::string& caFile, bool usingTLS)
     : usingTLS_(usingTLS), tls_(caFile), decoder_(kLargestPacket) {}

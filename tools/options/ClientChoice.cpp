@@ -12,6 +12,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kUsualTimeout = 30s;
+constexpr std::size_t kLargestCount = 1'000'000'000;
 
 }  // namespace
 
@@ -53,12 +54,6 @@ void addKindOption(CLI::App& command, ClientChoice& choice) {
 std::string homeNameOf(ClientKind kind, const std::string& user) {
     return (kind == ClientKind::Listening ? "listen-" : "command-") + user;
 }
-
-namespace {
-
-constexpr std::size_t kLargestCount = 1'000'000'000;
-
-}  // namespace
 
 void addListenOptions(CLI::App& command, ListenOptions& options) {
     addClientOptions(command, options.client);

@@ -25,29 +25,6 @@ bool isUnwantedControl(char32_t character) {
     return isControl && character != U'\n' && character != U'\t';
 }
 
-}  // namespace
-
-std::string textForDBus(std::string_view text, std::size_t mostCharacters) {
-    std::string clean;
-    for (std::size_t count = 0; !text.empty(); ++count) {
-        if (count == mostCharacters) {
-            return clean += kEllipsis;
-        }
-        std::string_view rest = text;
-        const char32_t character = takeFirstCharacter(rest);
-        const std::string_view octets = text.substr(0, text.size() - rest.size());
-        if (!isValidUTF8(octets)) {
-            clean += kReplacementCharacter;
-        } else if (!isUnwantedControl(character)) {
-            clean += octets;
-        }
-        text = rest;
-    }
-    return clean;
-}
-
-namespace {
-
 /// A path inside an address: everything but a few octets is escaped, or a comma or a semicolon in it would
 /// end it.
 std::string escapedPath(std::string_view path) {
@@ -89,6 +66,25 @@ std::optional<std::string> socketNameOf(std::string_view address) {
 }
 
 }  // namespace
+
+std::string textForDBus(std::string_view text, std::size_t mostCharacters) {
+    std::string clean;
+    for (std::size_t count = 0; !text.empty(); ++count) {
+        if (count == mostCharacters) {
+            return clean += kEllipsis;
+        }
+        std::string_view rest = text;
+        const char32_t character = takeFirstCharacter(rest);
+        const std::string_view octets = text.substr(0, text.size() - rest.size());
+        if (!isValidUTF8(octets)) {
+            clean += kReplacementCharacter;
+        } else if (!isUnwantedControl(character)) {
+            clean += octets;
+        }
+        text = rest;
+    }
+    return clean;
+}
 
 std::optional<std::string> refusalOfBus(const std::string& address) {
     if (address.find(':') == std::string::npos) {

@@ -94,6 +94,27 @@ bool isSuccess(int status) {
     return status >= 200 && status <= 299;
 }
 
+std::string restHost(const Endpoints& endpoints) {
+    // In production each application has a host of its own, below the one that all share and in its network.
+    const auto origin =
+        originOfURL(isDevelopment() ? endpoints.kLoopBackLocalSSLAddress
+                                    : formatted(endpoints.kLoopBackSSLAddress, endpoints.kBrokerAddress));
+    return origin ? origin->host : std::string();
+}
+
+bool liesIn(const std::string& host, NetworkKind kind) {
+    if (const auto literal = networkKindOfLiteral(host)) {
+        return *literal == kind;
+    }
+    if (isLoopbackHost(host)) {
+        return kind == NetworkKind::Loopback;
+    }
+    const auto addresses = lookUpName(host).addresses;
+    return std::any_of(addresses.begin(), addresses.end(), [kind](const boost::asio::ip::address& address) {
+        return networkKindOf(*boost::asio::ip::tcp::endpoint(address, 0).data()) == kind;
+    });
+}
+
 }  // namespace
 
 CurlHTTPOptions downloadOptions() {
@@ -143,31 +164,6 @@ void CurlURLSession::downloadTaskWithURL(std::string url, DownloadCompletion com
         },
         file);
 }
-
-namespace {
-
-std::string restHost(const Endpoints& endpoints) {
-    // In production each application has a host of its own, below the one that all share and in its network.
-    const auto origin =
-        originOfURL(isDevelopment() ? endpoints.kLoopBackLocalSSLAddress
-                                    : formatted(endpoints.kLoopBackSSLAddress, endpoints.kBrokerAddress));
-    return origin ? origin->host : std::string();
-}
-
-bool liesIn(const std::string& host, NetworkKind kind) {
-    if (const auto literal = networkKindOfLiteral(host)) {
-        return *literal == kind;
-    }
-    if (isLoopbackHost(host)) {
-        return kind == NetworkKind::Loopback;
-    }
-    const auto addresses = lookUpName(host).addresses;
-    return std::any_of(addresses.begin(), addresses.end(), [kind](const boost::asio::ip::address& address) {
-        return networkKindOf(*boost::asio::ip::tcp::endpoint(address, 0).data()) == kind;
-    });
-}
-
-}  // namespace
 
 std::function<bool(NetworkKind)> networksOfService(Endpoints endpoints) {
     return [endpoints = std::move(endpoints)](NetworkKind kind) { return liesIn(restHost(endpoints), kind); };
