@@ -1,7 +1,5 @@
 #include "XelPushClient/Linux/LinuxPlatform.h"
 
-#include <utility>
-
 #include "XelPushClient/Linux/Application/LinuxApplication.h"
 #include "XelPushClient/Linux/Bus/DBusConnection.h"
 #include "XelPushClient/Linux/Bus/DBusText.h"

@@ -2,7 +2,6 @@
 
 #include <exception>
 #include <memory>
-#include <string>
 #include <string_view>
 #include <utility>
 

@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
-#include <string>
 
 #include "sandbox/process/ProgressLog.h"
 

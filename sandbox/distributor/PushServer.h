@@ -5,7 +5,6 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include <boost/asio/io_context.hpp>
 

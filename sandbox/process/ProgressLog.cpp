@@ -1,6 +1,5 @@
 #include "sandbox/process/ProgressLog.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <utility>
 

@@ -1,7 +1,6 @@
 #include "sandbox/relay/MessageComposer.h"
 
 #include <array>
-#include <utility>
 
 #include "sandbox/relay/Topics.h"
 

@@ -4,7 +4,6 @@
 #include <chrono>
 #include <memory>
 #include <optional>
-#include <string_view>
 
 #include <curl/curl.h>
 #include <strings.h>

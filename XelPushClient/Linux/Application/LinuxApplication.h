@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 

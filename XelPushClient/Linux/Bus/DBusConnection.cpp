@@ -1,7 +1,6 @@
 #include "XelPushClient/Linux/Bus/DBusConnection.h"
 
 #include <array>
-#include <cerrno>
 #include <deque>
 #include <exception>
 #include <mutex>

@@ -1,7 +1,6 @@
 #include "XelPushClient/Linux/HTTP/CurlTransfer.h"
 
 #include <algorithm>
-#include <cctype>
 #include <new>
 
 #include <unistd.h>

@@ -8,7 +8,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "XelPushClient/Linux/Process/BackgroundThread.h"
 #include "XelPushClient/Linux/Process/ForkedChildren.h"
