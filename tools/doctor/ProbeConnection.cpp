@@ -15,7 +15,6 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 #include "XelPushClient/Linux/Stream/StreamErrors.h"
 #include "XelPushClient/MQTTSDK/MQTTEncoder.h"
@@ -72,42 +71,35 @@ std::vector<HostAddress> lookUp(const std::string& host, std::uint16_t port, std
     return addresses;
 }
 
-ProbeSocket::~ProbeSocket() {
-    if (descriptor_ >= 0) {
-        ::close(descriptor_);
-    }
-}
-
 std::string ProbeSocket::connect(const HostAddress& address, std::chrono::milliseconds patience) {
-    if (descriptor_ >= 0) {
-        ::close(descriptor_);
-    }
-    descriptor_ = ::socket(address.address.ss_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (descriptor_ < 0) {
+    constexpr int kKind = SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK;
+    descriptor_ = FileDescriptor(::socket(address.address.ss_family, kKind, 0));
+    if (!descriptor_.isOpen()) {
         return describe(errno);
     }
-    if (::connect(descriptor_, reinterpret_cast<const sockaddr*>(&address.address), address.length) != 0) {
+    const int socket = descriptor_.number();
+    if (::connect(socket, reinterpret_cast<const sockaddr*>(&address.address), address.length) != 0) {
         if (errno != EINPROGRESS) {
             return describe(errno);
         }
-        pollfd wait{descriptor_, POLLOUT, 0};
+        pollfd wait{socket, POLLOUT, 0};
         const int ready = ::poll(&wait, 1, static_cast<int>(patience.count()));
         if (ready <= 0) {
             return ready == 0 ? "no answer in time" : describe(errno);
         }
         int failure = 0;
         socklen_t length = sizeof failure;
-        ::getsockopt(descriptor_, SOL_SOCKET, SO_ERROR, &failure, &length);
+        ::getsockopt(socket, SOL_SOCKET, SO_ERROR, &failure, &length);
         if (failure != 0) {
             return describe(failure);
         }
     }
     // From here on it blocks, for no longer than the patience at a time.
-    ::fcntl(descriptor_, F_SETFL, ::fcntl(descriptor_, F_GETFL) & ~O_NONBLOCK);
+    ::fcntl(socket, F_SETFL, ::fcntl(socket, F_GETFL) & ~O_NONBLOCK);
     const timeval limit{static_cast<time_t>(patience.count() / 1000),
                         static_cast<suseconds_t>(patience.count() % 1000 * 1000)};
-    ::setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    ::setsockopt(descriptor_, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+    ::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    ::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
     return {};
 }
 

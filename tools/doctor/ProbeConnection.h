@@ -10,6 +10,7 @@
 
 #include <sys/socket.h>
 
+#include "XelPushClient/Linux/Process/FileDescriptor.h"
 #include "XelPushClient/Linux/Stream/TLSContext.h"
 #include "XelPushClient/MQTTSDK/MQTTDecoder.h"
 #include "XelPushClient/Platform/MQTTSession.h"
@@ -33,18 +34,13 @@ struct HostAddress {
 /// A blocking TCP connection whose operations each give up after some time.
 class ProbeSocket {
 public:
-    ProbeSocket() = default;
-    ~ProbeSocket();
-    ProbeSocket(const ProbeSocket&) = delete;
-    ProbeSocket& operator=(const ProbeSocket&) = delete;
-
     /// Empty after success; otherwise why there is no connection.
     [[nodiscard]] std::string connect(const HostAddress& address, std::chrono::milliseconds patience);
 
-    [[nodiscard]] int descriptor() const { return descriptor_; }
+    [[nodiscard]] int descriptor() const { return descriptor_.number(); }
 
 private:
-    int descriptor_ = -1;
+    FileDescriptor descriptor_;
 };
 
 /// A TLS connection over a blocking socket, by the rules of the client's own: TLS 1.2 at least, certificate

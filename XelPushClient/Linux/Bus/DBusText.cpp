@@ -8,10 +8,10 @@
 
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <unistd.h>
 
 #include "XelPushClient/Foundation/StringUtilities.h"
 #include "XelPushClient/Linux/Process/EnvironmentSettings.h"
+#include "XelPushClient/Linux/Process/FileDescriptor.h"
 
 namespace xel {
 
@@ -95,8 +95,8 @@ std::optional<std::string> refusalOfBus(const std::string& address) {
     if (!name || name->empty() || name->size() >= sizeof(target.sun_path)) {
         return std::nullopt;
     }
-    const int probe = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (probe < 0) {
+    const FileDescriptor probe(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!probe.isOpen()) {
         return std::nullopt;
     }
     target.sun_family = AF_UNIX;
@@ -104,9 +104,8 @@ std::optional<std::string> refusalOfBus(const std::string& address) {
     const bool isAbstract = name->front() == '\0';
     const auto length = offsetof(sockaddr_un, sun_path) + name->size() + (isAbstract ? 0 : 1);
     const int result =
-        ::connect(probe, reinterpret_cast<const sockaddr*>(&target), static_cast<socklen_t>(length));
+        ::connect(probe.number(), reinterpret_cast<const sockaddr*>(&target), static_cast<socklen_t>(length));
     const int reason = errno;
-    ::close(probe);
     // A daemon that is busy with others lets wait, and is there.
     if (result == 0 || reason == EAGAIN) {
         return std::nullopt;
