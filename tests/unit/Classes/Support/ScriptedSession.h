@@ -41,6 +41,9 @@ public:
     void setDelegate(MQTTSessionDelegate* newDelegate) override { delegate = newDelegate; }
     [[nodiscard]] MQTTSessionStatus status() const override { return currentStatus; }
     void connectToHost(std::string_view host, std::uint16_t port, bool usingSSL) override {
+        if (hasConnection()) {
+            return;
+        }
         calls.push_back("connect " + std::string(host) + ":" + std::to_string(port) +
                         (usingSSL ? " TLS" : " plain"));
         currentStatus = MQTTSessionStatus::Connecting;
@@ -48,9 +51,7 @@ public:
     void close(CloseEnded ended = nullptr) override {
         calls.emplace_back("close");
         closeEnded = std::move(ended);
-        const bool wasOpen =
-            currentStatus == MQTTSessionStatus::Connecting || currentStatus == MQTTSessionStatus::Connected;
-        if (wasOpen) {
+        if (hasConnection()) {
             raise(MQTTSessionStatus::Closed, MQTTSessionEvent::ConnectionClosed, std::nullopt);
         }
     }
@@ -59,16 +60,21 @@ public:
     }
     MQTTSubscribeOutcome subscribeToTopics(const TopicTable& topics) override {
         std::string call = "subscribe";
-        MQTTSubscribeOutcome outcome;
         for (const auto& [topic, qos] : topics) {
             call += " " + topic + "@" + std::to_string(qos);
+        }
+        calls.push_back(call);
+        MQTTSubscribeOutcome outcome;
+        if (currentStatus != MQTTSessionStatus::Connected) {
+            return outcome;
+        }
+        for (const auto& [topic, qos] : topics) {
             if (unsendable.contains(topic)) {
                 outcome.refused.push_back({topic, reason(MQTTErrorCode::NameNotSendable)});
             } else if (!isOutOfIdentifiers) {
                 addToBatch(outcome.batches, topic);
             }
         }
-        calls.push_back(call);
         outcome.superseded = std::exchange(supersededNext, {});
         return outcome;
     }
@@ -129,6 +135,10 @@ public:
     std::vector<std::uint16_t> supersededNext;
 
 private:
+    [[nodiscard]] bool hasConnection() const {
+        return currentStatus == MQTTSessionStatus::Connecting ||
+               currentStatus == MQTTSessionStatus::Connected;
+    }
     void addToBatch(std::vector<MQTTSubscribeBatch>& batches, const std::string& topic) {
         if (batches.empty() || isSubscribingOneByOne) {
             batches.push_back({++lastPacketId, {}});
