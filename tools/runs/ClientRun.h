@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -81,7 +82,6 @@ private:
     std::shared_ptr<AsioRunLoop> runLoop_;
     boost::asio::signal_set signals_;
     std::shared_ptr<Listener> listener_;
-    std::unique_ptr<PushClientManager> push_;
     bool wasConnected_ = false;
     bool expectsConnection_ = false;
     std::string lastConnectionFailure_;
@@ -90,6 +90,8 @@ private:
     bool isLeaving_ = false;
     ExitCode code_ = ExitCode::Success;
     std::string text_;
+    // Last: what it records on its way out, by an exception too, reaches what is above.
+    std::unique_ptr<PushClientManager> push_;
 };
 
 }  // namespace xel::tools
