@@ -10,8 +10,8 @@ namespace xel {
 struct ClientRooms;
 
 /// What an event in one room means for other areas: connected, registered, another installation, another
-/// user, the end of an identity. A room commands those of its own area, and those below it, by itself; what
-/// crosses areas upward is decided here, and only here.
+/// user, the end of an identity. A room commands those of its own area and those below it by itself, and
+/// tells another what concerns that one alone (a push token, a position). All else is decided here.
 ///
 /// Owner: the manager. Thread: the manager's run loop. Holds no state of the client.
 class ClientCoordinator final : public LifecycleObserver,
