@@ -54,6 +54,7 @@ public:
     MQTTUnsubscribeOutcome unsubscribeTopic(std::string_view topic) override;
     MQTTUnsubscribeOutcome unsubscribeTopics(std::span<const std::string> topics) override;
 
+    [[nodiscard]] bool sendsAtMostOnce() const override { return traffic_.sendsAtMostOnce(); }
     Result<void> publishDataAtMostOnce(std::string_view data, std::string_view topic, bool retain) override;
     Result<void> publishDataAtLeastOnce(std::string_view data, std::string_view topic, bool retain) override;
 

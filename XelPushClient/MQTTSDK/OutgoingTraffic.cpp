@@ -227,8 +227,7 @@ Result<void> OutgoingTraffic::publishAtMostOnce(std::string_view data, std::stri
     if (const std::size_t size = publishPacketSize(topic, data, 0); size > maxPacketSize_) {
         return makeTooLargeError(topic, size, maxPacketSize_);
     }
-    // QoS 0 promises nothing: what cannot leave at once is dropped, also while one thing at a time is sent.
-    if (connection_ && !isHolding()) {
+    if (sendsAtMostOnce()) {
         engine().publishAtMostOnce(topic, data, retain);
         connection_->flushSoon();
     }

@@ -47,8 +47,9 @@ public:
 
     MQTTSubscribeOutcome subscribe(const TopicTable& topics, SubscribePurpose purpose);
     MQTTUnsubscribeOutcome unsubscribe(std::span<const std::string_view> topics);
-    /// At QoS 0: also dropped while things are sent one at a time, because no answer would tell it from the
-    /// thing that the broker ends the connection on.
+    /// At QoS 0: what cannot leave at once is dropped, also while things are sent one at a time, because no
+    /// answer would tell it from the thing that the broker ends the connection on.
+    [[nodiscard]] bool sendsAtMostOnce() const { return connection_ && !isHolding(); }
     Result<void> publishAtMostOnce(std::string_view data, std::string_view topic, bool retain);
     Result<void> publishAtLeastOnce(std::string_view data, std::string_view topic, bool retain);
 

@@ -33,6 +33,7 @@ std::string_view nameOf(PublicationDropReason reason) {
         case PublicationDropReason::Unreadable: return "unreadable";
         case PublicationDropReason::NotConnected: return "not-connected";
         case PublicationDropReason::GivenUp: return "given-up";
+        case PublicationDropReason::OneAtATime: return "one-at-a-time";
     }
     return "";
 }

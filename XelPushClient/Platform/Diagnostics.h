@@ -82,6 +82,9 @@ enum class PublicationDropReason {
     Unreadable,    ///< its payload or its topic is not of the form of its kind
     NotConnected,  ///< it was to be sent at most once, and there was no connection
     GivenUp,       ///< the session has given it up: the error says why
+    /// It was to be sent at most once, while the session waits for an answer to each thing that it sends
+    /// because the broker ends connections on something.
+    OneAtATime,
 };
 
 /// A publication that was dropped. Its contents are not told.

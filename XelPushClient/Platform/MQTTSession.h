@@ -186,7 +186,11 @@ public:
     virtual MQTTUnsubscribeOutcome unsubscribeTopic(std::string_view topic) = 0;
     virtual MQTTUnsubscribeOutcome unsubscribeTopics(std::span<const std::string> topics) = 0;
 
-    /// QoS 0. Dropped without a connection. An error when the publication cannot be made:
+    /// Whether a publication at QoS 0 leaves. One that does not is dropped: without a connection, and while
+    /// things are sent one at a time because the broker ends connections on something.
+    [[nodiscard]] virtual bool sendsAtMostOnce() const { return status() == MQTTSessionStatus::Connected; }
+
+    /// QoS 0. Dropped unless `sendsAtMostOnce`. An error when the publication cannot be made:
     /// `NameNotSendable` (a topic that is empty, too long, not UTF-8, or holds a wildcard or a character
     /// that brokers may refuse) or `PublicationTooLarge`.
     virtual Result<void> publishDataAtMostOnce(std::string_view data, std::string_view topic,

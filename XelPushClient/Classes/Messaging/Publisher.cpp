@@ -78,20 +78,23 @@ Result<void> Publisher::handOver(const std::string& topic, const Octets& octets,
                         : sendable.error();
     }
     TVRLog(surroundings_.log, "Publishing on topic %@", topic);
-    // The session takes it without an error and drops it, so this is the place to tell.
-    if (options.live && session->status() != MQTTSessionStatus::Connected) {
-        recordDiagnostics(surroundings_.diagnostics, [&] {
-            return PublicationDropped{.direction = PublicationDirection::Outbound,
-                                      .kind = kindOfPublicationOn(topic, surroundings_.settings.appId()),
-                                      .reason = PublicationDropReason::NotConnected,
-                                      .topic = topic};
-        });
-    }
+    const bool isDropped = options.live && !session->sendsAtMostOnce();
     Result<void> taken = options.live ? session->publishDataAtMostOnce(*octets, topic, options.stateful)
                                       : session->publishDataAtLeastOnce(*octets, topic, options.stateful);
     if (!taken) {
         TVRLog(surroundings_.log, "The session refused the publication on topic %@ (%d octets)", topic,
                octets->size());
+    }
+    if (taken && isDropped) {
+        // The session has taken it without an error, so this is the place to tell.
+        recordDiagnostics(surroundings_.diagnostics, [&] {
+            return PublicationDropped{.direction = PublicationDirection::Outbound,
+                                      .kind = kindOfPublicationOn(topic, surroundings_.settings.appId()),
+                                      .reason = session->status() == MQTTSessionStatus::Connected
+                                                    ? PublicationDropReason::OneAtATime
+                                                    : PublicationDropReason::NotConnected,
+                                      .topic = topic};
+        });
     }
     return taken;
 }

@@ -274,10 +274,17 @@ TEST_F(SessionEnds, OneAtATimeDropsWhatNoAnswerWouldTellApart) {
         static_cast<void>(writtenAfterConnect());
         end();
     }
+    EXPECT_FALSE(session->sendsAtMostOnce()) << "there is no connection";
     static_cast<void>(writtenAfterConnect());
+    EXPECT_FALSE(session->sendsAtMostOnce());
     EXPECT_TRUE(session->publishDataAtMostOnce("live", "t", false));
     run();
     EXPECT_EQ(takeWritten(), Lines{});
+    feed(encodePubAck(1));
+    EXPECT_TRUE(session->sendsAtMostOnce()) << "everything was answered";
+    EXPECT_TRUE(session->publishDataAtMostOnce("live", "t", false));
+    run();
+    EXPECT_EQ(takeWritten(), (Lines{"PUBLISH t live q0", "|"}));
 }
 
 TEST_F(SessionEnds, OneAtATimeAsksForATopicOnceAPass) {

@@ -75,6 +75,14 @@ const RecordCase kRecords[] = {
      R"({"type":"publication-dropped","direction":"outbound","kind":"message","reason":"given-up","topic":"t",)"
      R"("errorDomain":"MQTT","errorCode":5,"errorDescription":"not authorized"})",
      "outbound message on t dropped, given-up: not authorized"},
+    {"OneAtATime",
+     PublicationDropped{.direction = PublicationDirection::Outbound,
+                        .reason = PublicationDropReason::OneAtATime,
+                        .topic = "t"},
+     true,
+     R"({"type":"publication-dropped","direction":"outbound","kind":"message","reason":"one-at-a-time",)"
+     R"("topic":"t"})",
+     "outbound message on t dropped, one-at-a-time"},
     {"CrashKept", CrashReportEnded{.id = "c7"}, false,
      R"({"type":"crash-report-ended","outcome":"kept","id":"c7"})", "crash report kept as c7"},
     {"CrashNotKept", CrashReportEnded{.error = DiagnosticError{"NSURLErrorDomain", -1001, "too late"}}, true,

@@ -69,6 +69,27 @@ TEST_F(PublisherTest, RecordsALivePublicationThatNoConnectionTakes) {
               "outbound event on app/a1b2c3/event/login/D3V1CE dropped, not-connected");
 }
 
+TEST_F(PublisherTest, RecordsALivePublicationThatTheSessionDropsWhileItSendsOneThingAtATime) {
+    auto& session = connect();
+    session.isSendingOneAtATime = true;
+    diagnostics_->clear();
+    EXPECT_TRUE(publisher().publishEvent("login", Dictionary(), {}));
+    EXPECT_TRUE(publisher().publishEvent("login", Dictionary(), {.live = true}));
+    ASSERT_THAT(diagnostics_->records(), SizeIs(1));
+    EXPECT_EQ(describeDiagnostic(diagnostics_->records().front()),
+              "outbound event on app/a1b2c3/event/login/D3V1CE dropped, one-at-a-time");
+}
+
+TEST_F(PublisherTest, RecordsNoPublicationAsDroppedThatTheSessionRefused) {
+    auto& session = connect();
+    session.fail(MQTTSessionEvent::ConnectionError, makeError("Cause", 7, "the cause"));
+    session.isRefusingPublications = true;
+    session.publicationRefusal = MQTTErrorCode::PublicationTooLarge;
+    diagnostics_->clear();
+    EXPECT_FALSE(publisher().publishEvent("login", Dictionary(), {.live = true}));
+    EXPECT_THAT(diagnostics_->records(), IsEmpty()) << "the host hears of it";
+}
+
 TEST_F(PublisherTest, SendsAllFieldsOfAMessage) {
     auto& session = connect();
     PushClientMessage message = PushClientMessage::withMessage("hi", "bob01", "");

@@ -98,6 +98,9 @@ public:
         }
         return outcome;
     }
+    [[nodiscard]] bool sendsAtMostOnce() const override {
+        return MQTTSession::sendsAtMostOnce() && !isSendingOneAtATime;
+    }
     Result<void> publishDataAtMostOnce(std::string_view data, std::string_view topic, bool retain) override {
         return takePublication({std::string(topic), std::string(data), 0, retain});
     }
@@ -129,6 +132,8 @@ public:
     std::set<std::string> unsendable;
     /// Nothing can be sent that needs an identifier.
     bool isOutOfIdentifiers = false;
+    /// Nothing at QoS 0 leaves.
+    bool isSendingOneAtATime = false;
     /// A SUBSCRIBE for each topic.
     bool isSubscribingOneByOne = false;
     /// What the next SUBSCRIBE takes the place of.
