@@ -25,7 +25,6 @@ ConnectionDeadlines::ConnectionDeadlines(TimePoint now, const Limits& limits)
 void ConnectionDeadlines::didConnect(TimePoint now) {
     connectDeadline_.reset();
     isReprieved_ = false;
-    wasConnected_ = true;
     lastWrite_ = now;
 }
 
@@ -43,9 +42,6 @@ std::optional<ConnectionDeadlines::TimePoint> ConnectionDeadlines::next() const 
     // One question at a time: until it is answered neither the keep-alive nor silence asks again.
     if (connectDeadline_ || pingDeadline_) {
         return connectDeadline_ ? connectDeadline_ : pingDeadline_;
-    }
-    if (!wasConnected_) {
-        return std::nullopt;
     }
     std::optional<TimePoint> next;
     if (limits_.keepAlive > Duration::zero()) {

@@ -33,6 +33,8 @@ public:
     void setSilentSince(std::optional<TimePoint> since) { silentSince_ = since; }
     [[nodiscard]] bool isListeningForAnswers() const { return silentSince_.has_value(); }
 
+    /// How long a PINGRESP may take: no longer than the keep-alive.
+    [[nodiscard]] Duration longestPing() const { return limits_.pingResponse; }
     [[nodiscard]] bool isAwaitingPingResponse() const { return pingDeadline_.has_value(); }
 
     /// When to ask `check` next, at the latest; none when nothing is awaited.
@@ -50,7 +52,6 @@ private:
     std::optional<TimePoint> pingDeadline_;
     std::optional<TimePoint> silentSince_;
     TimePoint lastWrite_;
-    bool wasConnected_ = false;
     bool isReprieved_ = false;
 };
 

@@ -12,7 +12,7 @@ namespace {
 // More than this is not kept for the end of the pass.
 constexpr std::size_t kMostUnwritten = std::size_t{64} * 1024;
 
-std::string inSeconds(std::chrono::milliseconds time) {
+std::string inSeconds(std::chrono::steady_clock::duration time) {
     return std::to_string(std::chrono::duration_cast<std::chrono::seconds>(time).count()) + " s";
 }
 
@@ -74,9 +74,7 @@ void MQTTConnection::streamDidOpen() {
 void MQTTConnection::streamDidReceive(std::string_view octets) {
     const auto self = shared_from_this();
     input_.offer(octets);
-    if (delivery_.isIdle()) {
-        takeInput();
-    }
+    takeInput();
     input_.keep();
 }
 
@@ -346,8 +344,8 @@ void MQTTConnection::timerDidFire() {
             return;
         case ConnectionDeadlines::Due::PingTimedOut:
             end(MQTTSessionEvent::ConnectionError,
-                makeMQTTError(MQTTErrorCode::PingTimedOut, "the broker did not answer a ping within " +
-                                                               inSeconds(options_.pingResponseDeadline)));
+                makeMQTTError(MQTTErrorCode::PingTimedOut,
+                              "the broker did not answer a ping within " + inSeconds(engine_.longestPing())));
             return;
         default: break;
     }

@@ -99,6 +99,7 @@ public:
     [[nodiscard]] std::optional<TimePoint> nextDeadline() const { return deadlines_.next(); }
     /// Looks at what is due and appends PINGREQ when that is.
     [[nodiscard]] ConnectionDeadlines::Due checkDeadlines(TimePoint now, bool readingIsHeldUp);
+    [[nodiscard]] ConnectionDeadlines::Duration longestPing() const { return deadlines_.longestPing(); }
     /// CONNACK came: from now on the keep-alive counts.
     void didConnect(TimePoint now) { deadlines_.didConnect(now); }
     /// See `ConnectionDeadlines::setSilentSince`.

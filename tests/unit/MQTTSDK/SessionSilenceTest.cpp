@@ -85,6 +85,7 @@ TEST_F(SessionSilence, IsNoticedWithinAShortKeepAliveToo) {
     static_cast<void>(takeWritten());
     loop->advanceBy(5s);
     EXPECT_EQ(delegate.lines, Lines{"ConnectionError"}) << "a deadline that is no longer than the keep-alive";
+    EXPECT_EQ(delegate.errors.at(0).localizedDescription(), "the broker did not answer a ping within 5 s");
 }
 
 }  // namespace
