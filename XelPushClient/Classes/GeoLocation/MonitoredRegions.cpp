@@ -96,20 +96,26 @@ std::optional<Date> MonitoredRegions::nextExpiry() const {
 std::vector<MonitoredRegions::Crossed> MonitoredRegions::moveTo(const CLLocation& fix) {
     std::vector<Crossed> crossed;
     bool isChanged = false;
-    std::erase_if(regions_, [&](MonitoredRegion& monitored) {
+    for (auto& monitored : regions_) {
         const RegionSide before = monitored.side;
         const auto crossing = monitored.moveTo(fix);
         isChanged = isChanged || monitored.side != before;
         if (!crossing) {
-            return false;
+            continue;
         }
         const bool isOver = isUsedUpByCrossing(monitored);
         const bool isEntry = *crossing == RegionCrossing::Entered;
         // Copies, because a region whose crossings are used up is gone before they are told.
         crossed.push_back(
             {monitored.region, *crossing, isEntry ? monitored.enterMessage : monitored.exitMessage, isOver});
-        return isOver;
-    });
+    }
+    for (const auto& over : crossed) {
+        if (over.isOver) {
+            std::erase_if(regions_, [&](const MonitoredRegion& monitored) {
+                return monitored.region.identifier == over.region.identifier;
+            });
+        }
+    }
     if (isChanged) {
         store();
     }
