@@ -78,7 +78,6 @@ std::optional<NSError> CurlTransfer::prepare() {
     if (auto error = applyHeaders()) {
         return error;
     }
-    curl_easy_setopt(handle(), CURLOPT_PRIVATE, this);
     // Signals are the host's: libcurl may time look-ups by SIGALRM, in whatever thread gets it.
     curl_easy_setopt(handle(), CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(handle(), CURLOPT_ERRORBUFFER, errorText_.data());
