@@ -3,6 +3,8 @@
 #include <array>
 #include <condition_variable>
 #include <exception>
+#include <map>
+#include <mutex>
 #include <utility>
 
 #include <mosquitto.h>
