@@ -9,7 +9,7 @@ constexpr std::string_view kBackgroundTaskName = "XEL PUSH BG Task";
 
 }  // namespace
 
-LifecycleMonitor::LifecycleMonitor(Surroundings surroundings)
+LifecycleMonitor::LifecycleMonitor(const Surroundings& surroundings)
     : surroundings_(surroundings), wayIn_(surroundings.life.wayInto(*this)) {}
 
 LifecycleMonitor::~LifecycleMonitor() {

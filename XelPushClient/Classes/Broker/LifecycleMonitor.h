@@ -39,7 +39,7 @@ public:
         LifecycleObserver& observer;
     };
 
-    explicit LifecycleMonitor(Surroundings surroundings);
+    explicit LifecycleMonitor(const Surroundings& surroundings);
     LifecycleMonitor(const LifecycleMonitor&) = delete;
     LifecycleMonitor& operator=(const LifecycleMonitor&) = delete;
     ~LifecycleMonitor();

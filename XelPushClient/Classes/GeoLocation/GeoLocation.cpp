@@ -21,7 +21,7 @@ void cancel(std::shared_ptr<NSTimer>& timer) {
 
 }  // namespace
 
-GeoLocation::GeoLocation(Surroundings surroundings)
+GeoLocation::GeoLocation(const Surroundings& surroundings)
     : surroundings_(surroundings),
       owner_(surroundings.runLoop),
       regions_(surroundings_.defaults),

@@ -47,7 +47,7 @@ public:
         GeoLocationObserver& observer;
     };
 
-    explicit GeoLocation(Surroundings surroundings);
+    explicit GeoLocation(const Surroundings& surroundings);
     ~GeoLocation() override;
 
     [[nodiscard]] std::optional<CLCircularRegion> getRegionWithIdentifier(
