@@ -116,10 +116,11 @@ TYPED_TEST_P(NSRunLoopContract, IsCurrentBeforeItRunsOnTheThreadThatMadeIt) {
 
 TYPED_TEST_P(NSRunLoopContract, FiresTimersByDeadlineAndEqualOnesInTheOrderOfScheduling) {
     using std::chrono::milliseconds;
-    this->loop().scheduleTimer(milliseconds(12), this->noting("late"));
+    // So much later that the deadlines stay in this order on a machine that holds the test up in between.
+    this->loop().scheduleTimer(milliseconds(500), this->noting("late"));
     this->loop().scheduleTimer(milliseconds(4), this->noting("early"));
     this->loop().scheduleTimer(milliseconds(0), this->noting("at once"));
-    this->runFor(milliseconds(30));
+    this->runFor(milliseconds(510));
     EXPECT_EQ(this->notes_, (typename TestFixture::Notes{"at once", "early", "late"}));
     this->notes_.clear();
     std::vector<std::string> expected;
