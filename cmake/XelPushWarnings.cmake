@@ -9,6 +9,10 @@ function(xelpush_enable_warnings target)
         target_compile_options(${target} PRIVATE
             $<$<NOT:$<CONFIG:Debug>>:-Wno-array-bounds -Wno-restrict -Wno-stringop-overflow -Wno-stringop-overread>)
     endif()
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_UNITY_BUILD)
+        # GCC takes a source that another one includes for a header, where a type of an anonymous namespace would be a fault.
+        target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
+    endif()
     if(XELPUSH_WERROR)
         target_compile_options(${target} PRIVATE -Werror)
     endif()
