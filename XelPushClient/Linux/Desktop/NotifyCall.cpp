@@ -88,8 +88,7 @@ NotifyCall notifyCall(const DesktopNotification& notification, const DesktopHost
     }
     call.body = bodyOf(notification, server);
     if (server.actions) {
-        // What a click on the notification itself invokes; servers need not show a text for it
-        // (freedesktop's Desktop Notifications Specification).
+        // What a click on the notification itself invokes. It has no button, so its text is never shown.
         call.actions = {kDefaultKey, ""};
         for (std::size_t i = 0; i < notification.actions.size(); ++i) {
             call.actions.push_back(std::to_string(i));

@@ -18,7 +18,7 @@ constexpr const char* kProduct = "xelpush";
 
 std::optional<std::string> absolutePathOfVariable(const char* name) {
     auto value = environmentVariable(name);
-    // A path that is not absolute is to be ignored (XDG Base Directory Specification).
+    // Another path would name another folder wherever the process is started, and with it another store.
     return value && value->front() == '/' ? value : std::nullopt;
 }
 
