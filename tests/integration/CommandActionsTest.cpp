@@ -35,6 +35,17 @@ protected:
     Json listed(const std::string& what) {
         return askRest(service_.info(), "GET", "sandbox/" + what).body.value(what, Json::array());
     }
+    /// Reads and changes what a client has stored, while no command runs it.
+    void withSettings(const std::string& client, const std::function<void(NSUserDefaults&)>& act) {
+        SqliteStoreOptions options;
+        options.folder = (folder_.path() / ".local/state/xelpush" / client).string();
+        auto store = SqliteStore::open(std::move(options));
+        ASSERT_TRUE(store.isOk());
+        const auto defaults = SqliteUserDefaults::load(std::move(store).value());
+        ASSERT_TRUE(defaults.isOk());
+        act(*defaults.value());
+        ASSERT_TRUE(defaults.value()->synchronize());
+    }
 };
 
 TEST_F(CommandActionsTest, PublishesAMessageThatIsAcknowledged) {
@@ -184,18 +195,11 @@ TEST_F(CommandActionsTest, ShowsAndChangesChannels) {
 
 TEST_F(CommandActionsTest, RemovesAChannelThatTheBrokerEndsTheConnectionOn) {
     done({"channels", "--user", "alice01", "--add", "news"});
-    {
-        SqliteStoreOptions options;
-        options.folder = (folder_.path() / ".local/state/xelpush/listen-alice01").string();
-        auto store = SqliteStore::open(std::move(options));
-        ASSERT_TRUE(store.isOk());
-        const auto defaults = SqliteUserDefaults::load(std::move(store).value());
-        ASSERT_TRUE(defaults.isOk());
-        auto channels = defaults.value()->dictionaryForKey("userChannels").value_or(Dictionary());
+    withSettings("listen-alice01", [this](NSUserDefaults& settings) {
+        auto channels = settings.dictionaryForKey("userChannels").value_or(Dictionary());
         channels.set("app/" + service_.info().appId + "/user/public/a\x01z", 1);
-        defaults.value()->setObject("userChannels", channels);
-        ASSERT_TRUE(defaults.value()->synchronize());
-    }
+        settings.setObject("userChannels", channels);
+    });
     const CommandOutcome outcome = run(with({"channels", "--user", "alice01", "--remove", "a\x01z"}));
     EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
     EXPECT_EQ(outcome.output, "private/default\nnews\n");
@@ -203,29 +207,20 @@ TEST_F(CommandActionsTest, RemovesAChannelThatTheBrokerEndsTheConnectionOn) {
 
 TEST_F(CommandActionsTest, LeavesTheUsersLogSwitchAsItIs) {
     done({"seen", "m1", "--user", "alice01"});
-    const auto withSettings = [&](const std::function<void(NSUserDefaults&)>& act) {
-        SqliteStoreOptions options;
-        options.folder = (folder_.path() / ".local/state/xelpush/command-alice01").string();
-        auto store = SqliteStore::open(std::move(options));
-        ASSERT_TRUE(store.isOk());
-        const auto defaults = SqliteUserDefaults::load(std::move(store).value());
-        ASSERT_TRUE(defaults.isOk());
-        act(*defaults.value());
-        EXPECT_TRUE(defaults.value()->synchronize());
-    };
-    withSettings([](NSUserDefaults& settings) {
+    withSettings("command-alice01", [](NSUserDefaults& settings) {
         EXPECT_FALSE(settings.objectForKey(kEnableLogKey)) << "nobody has switched it on";
         settings.setObject(kEnableLogKey, true);
     });
     CommandOutcome outcome = run(with({"seen", "m2", "--user", "alice01"}));
     EXPECT_THAT(outcome.errors, Not(HasSubstr("TAVRINPUSH LOG"))) << "it was not asked for";
-    withSettings([](NSUserDefaults& settings) {
+    withSettings("command-alice01", [](NSUserDefaults& settings) {
         EXPECT_TRUE(settings.boolForKey(kEnableLogKey));
         settings.setObject(kEnableLogKey, false);
     });
     outcome = run(with({"seen", "m3", "--user", "alice01", "--verbose"}));
     EXPECT_THAT(outcome.errors, HasSubstr("TAVRINPUSH LOG"));
-    withSettings([](NSUserDefaults& settings) { EXPECT_FALSE(settings.boolForKey(kEnableLogKey)); });
+    withSettings("command-alice01",
+                 [](NSUserDefaults& settings) { EXPECT_FALSE(settings.boolForKey(kEnableLogKey)); });
 }
 
 TEST_F(CommandActionsTest, WritesDiagnosticsIntoTheUsersFile) {
