@@ -42,6 +42,15 @@ void appendField(std::string& entry, std::string_view name, std::string_view val
     entry += '\n';
 }
 
+/// What each entry begins with.
+std::string beginEntry(std::string_view message, std::string_view priority, std::string_view identity) {
+    std::string entry;
+    appendField(entry, "MESSAGE", printableLogLine(message));
+    appendField(entry, "PRIORITY", priority);
+    appendField(entry, "SYSLOG_IDENTIFIER", identity);
+    return entry;
+}
+
 /// "durationMs" is XELPUSH_DURATION_MS.
 std::string journalFieldName(std::string_view key) {
     std::string name(kFieldPrefix);
@@ -82,11 +91,7 @@ JournalSink::~JournalSink() = default;
 
 void JournalSink::write(std::string_view line) {
     try {
-        std::string entry;
-        appendField(entry, "MESSAGE", printableLogLine(line));
-        appendField(entry, "PRIORITY", kInformation);
-        appendField(entry, "SYSLOG_IDENTIFIER", identity_);
-        send(entry);
+        send(beginEntry(line, kInformation, identity_));
     } catch (const std::bad_alloc&) {
         return;  // nowhere to tell about it
     }
@@ -94,10 +99,8 @@ void JournalSink::write(std::string_view line) {
 
 void JournalSink::record(const DiagnosticRecord& record) {
     try {
-        std::string entry;
-        appendField(entry, "MESSAGE", printableLogLine(describeDiagnostic(record)));
-        appendField(entry, "PRIORITY", isDiagnosticFailure(record) ? kWarning : kInformation);
-        appendField(entry, "SYSLOG_IDENTIFIER", identity_);
+        std::string entry = beginEntry(describeDiagnostic(record),
+                                       isDiagnosticFailure(record) ? kWarning : kInformation, identity_);
         for (const auto& [key, value] : diagnosticFields(record)) {
             const std::string* text = value.asString();
             appendField(entry, journalFieldName(key), text != nullptr ? *text : describeValue(value));
