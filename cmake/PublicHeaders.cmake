@@ -89,9 +89,12 @@ set(XELPUSH_PUBLIC_HEADERS_LINUX
 # For hosts' tests.
 set(XELPUSH_PUBLIC_HEADERS_TESTING
     XelPushClient/Testing/Broker/FakeBroker.h
+    XelPushClient/Testing/Broker/FakeBrokerAnswers.h
+    XelPushClient/Testing/Broker/FakeBrokerObserver.h
     XelPushClient/Testing/Broker/FakeBrokerPackets.h
     XelPushClient/Testing/Broker/FakeBrokerRules.h
     XelPushClient/Testing/Broker/FakeBrokerSessions.h
+    XelPushClient/Testing/Broker/MalformedPackets.h
     XelPushClient/Testing/FakeApplication.h
     XelPushClient/Testing/FakeByteStream.h
     XelPushClient/Testing/FakeClock.h
@@ -103,6 +106,7 @@ set(XELPUSH_PUBLIC_HEADERS_TESTING
     XelPushClient/Testing/FakeLocationSource.h
     XelPushClient/Testing/FakeMachine.h
     XelPushClient/Testing/FakeNetwork.h
+    XelPushClient/Testing/FakeNetworkConditions.h
     XelPushClient/Testing/FakeNotificationCenter.h
     XelPushClient/Testing/FakeOperationQueue.h
     XelPushClient/Testing/FakeReachability.h
@@ -114,4 +118,7 @@ set(XELPUSH_PUBLIC_HEADERS_TESTING
     XelPushClient/Testing/PlaceholderPorts.h
     XelPushClient/Testing/RecordingDiagnostics.h
     XelPushClient/Testing/RecordingLogSink.h
-    XelPushClient/Testing/SimpleJSONSerialization.h)
+    XelPushClient/Testing/SimpleJSONSerialization.h
+    XelPushClient/Testing/Simulation/Fault.h
+    XelPushClient/Testing/Simulation/SimulatedBackend.h
+    XelPushClient/Testing/Simulation/SimulatedService.h)

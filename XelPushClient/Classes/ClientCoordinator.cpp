@@ -2,6 +2,7 @@
 
 #include "XelPushClient/Classes/ClientRooms.h"
 #include "XelPushClient/Classes/Core/PushClientConstants.h"
+#include "XelPushClient/Foundation/OnLeaving.h"
 
 namespace xel {
 
@@ -68,6 +69,9 @@ void ClientCoordinator::installationIdIsAnother() {
 
 void ClientCoordinator::installationIsUnknown() {
     rooms_.settings.setDeviceId(std::nullopt);
+    if (rooms_.settings.deviceId()) {
+        return;
+    }
     rooms_.session.forgetBrokerClientId();
     rooms_.session.drop();
     rooms_.subscribedTopics.removeStoredIdentity();
@@ -101,11 +105,19 @@ void ClientCoordinator::identityEnds() {
 }
 
 void ClientCoordinator::reset() {
-    // First, because what unsubscribes and disconnects still needs to know who it is.
-    endConnectionOfIdentity();
-    forgetIdentity();
-    removeStoredIdentity();
-    (void)rooms_.home.defaults->synchronize();
+    // Killed before the end, the client must not count on topics that the broker has no more.
+    if (!rooms_.subscribedTopics.load().empty()) {
+        rooms_.subscribedTopics.removeStoredIdentity();
+        (void)rooms_.home.defaults->synchronize();
+    }
+    // First, because what unsubscribes and disconnects still needs to know who it is. The rest also when the
+    // host's callback throws in the report of the closing: half of an identity is nobody's.
+    doThenAlways([this] { endConnectionOfIdentity(); },
+                 [this] {
+                     forgetIdentity();
+                     removeStoredIdentity();
+                     (void)rooms_.home.defaults->synchronize();
+                 });
 }
 
 void ClientCoordinator::endConnectionOfIdentity() {

@@ -38,8 +38,7 @@ ClientRooms::ClientRooms(NSObject& manager, Machine machineToUse, Home homeToUse
       registration({life, machine.runLoop, *machine.json, settings, log, fanout, session, state, lifecycle,
                     channels, tokens, token, record, operationQueue, registrationState, coordinator}),
       diagnostics(home.diagnostics, machine.clock),
-      session(
-          {settings, *machine.sessions, *machine.runLoop, *home.sessionMemory, log, traffic, diagnostics}),
+      session({settings, *machine.sessions, *machine.runLoop, home.sessionMemory, log, traffic, diagnostics}),
       state(fanout),
       connection({life, settings, lastFailure, machine.endpoints, *machine.runLoop, *machine.application, log,
                   session, state, coordinator, diagnostics}),

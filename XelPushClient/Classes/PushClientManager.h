@@ -126,7 +126,8 @@ public:
     /// or of storing the ids of received messages; nothing but the next one replaces it. An error of the
     /// network is kept as it came: what is reported of it may have a code of the client's own (-5012,
     /// -5030). When ids could not be stored (domain "PushClientStoreErrorDomain"), nothing is lost while
-    /// the process lives, and registering again does not help.
+    /// the process lives, and registering again does not help; it does for a failed registration of that
+    /// domain, once the store can be written.
     [[nodiscard]] const std::optional<NSError>& failureError() const;
 
     // ---- Who hears of outcomes.

@@ -1,9 +1,12 @@
 #include "XelPushClient/Foundation/Date.h"
 
 #include <array>
+#include <chrono>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
-#include <ctime>
+
+#include "XelPushClient/Foundation/Value.h"
 
 namespace xel {
 namespace {
@@ -28,6 +31,10 @@ double millisecondsSince1970(Date date) {
     return secondsSince1970(date) * 1000.0;
 }
 
+std::int64_t wholeMillisecondsSince1970(Date date) {
+    return Value(millisecondsSince1970(date)).integer().value_or(0);
+}
+
 Date dateFromSecondsSinceReferenceDate(double seconds) {
     return dateFromSecondsSince1970(seconds + kReferenceDate);
 }
@@ -47,14 +54,17 @@ std::string describeDate(Date date) {
         std::snprintf(text.data(), text.size(), "%f", secondsSince1970(date));
         return text.data();
     }
-    const auto whole = static_cast<std::time_t>(seconds);
-    std::tm calendar{};
-    if (gmtime_r(&whole, &calendar) == nullptr) {
-        return {};
-    }
-    // Not strftime: its year has no leading zeros.
-    std::snprintf(text.data(), text.size(), "%04d-%02d-%02d %02d:%02d:%02d +0000", calendar.tm_year + 1900,
-                  calendar.tm_mon + 1, calendar.tm_mday, calendar.tm_hour, calendar.tm_min, calendar.tm_sec);
+    // Not the C library's calendar: it ends in 2038 where `time_t` has 32 bits, and on Windows begins in
+    // 1970.
+    const std::chrono::sys_time<std::chrono::seconds> whole{
+        std::chrono::seconds(static_cast<std::int64_t>(seconds))};
+    const auto midnight = std::chrono::floor<std::chrono::days>(whole);
+    const std::chrono::year_month_day day(midnight);
+    const std::chrono::hh_mm_ss time(whole - midnight);
+    std::snprintf(text.data(), text.size(), "%04d-%02u-%02u %02d:%02d:%02d +0000",
+                  static_cast<int>(day.year()), static_cast<unsigned>(day.month()),
+                  static_cast<unsigned>(day.day()), static_cast<int>(time.hours().count()),
+                  static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()));
     return text.data();
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 
 namespace xel {
@@ -16,6 +17,10 @@ using Date = std::chrono::time_point<std::chrono::system_clock, std::chrono::dur
 
 [[nodiscard]] double secondsSince1970(Date date);
 [[nodiscard]] double millisecondsSince1970(Date date);
+
+/// The same for a place that takes no fraction, which is cut towards 1970. A date outside the range of the
+/// integers is the nearest end of it, one that is no number is 0.
+[[nodiscard]] std::int64_t wholeMillisecondsSince1970(Date date);
 
 /// Seconds since 1 January 2001 UTC, the reference date of some stored settings.
 [[nodiscard]] Date dateFromSecondsSinceReferenceDate(double seconds);

@@ -8,16 +8,16 @@
 namespace xel {
 namespace {
 
-std::atomic<std::uint32_t> number{0};
+std::atomic<std::uint32_t> forksSoFar{0};
 
 }  // namespace
 
 std::uint32_t processNumber() noexcept {
-    return number.load(std::memory_order_relaxed);
+    return forksSoFar.load(std::memory_order_relaxed);
 }
 
 void raiseProcessNumber() noexcept {
-    number.fetch_add(1, std::memory_order_relaxed);
+    forksSoFar.fetch_add(1, std::memory_order_relaxed);
 }
 
 void leaveInherited(std::shared_ptr<const void> inherited) {

@@ -67,6 +67,12 @@ void appendHexadecimal(std::string& text, unsigned char octet);
 /// Well-formed UTF-8 (RFC 3629): shortest forms only, no surrogates, nothing above U+10FFFF.
 [[nodiscard]] bool isValidUTF8(std::string_view octets);
 
+/// One of the 66 that Unicode sets aside for good: a block, and the last two of each plane. They are valid in
+/// UTF-8, and many who take texts refuse them.
+[[nodiscard]] constexpr bool isNonCharacter(char32_t character) {
+    return (character >= 0xFDD0 && character <= 0xFDEF) || (character & 0xFFFEU) == 0xFFFE;
+}
+
 /// Removes the first character from the text and returns it. An octet that begins no well-formed character
 /// comes back as U+FFFD, and only that octet is removed. The text must not be empty.
 [[nodiscard]] char32_t takeFirstCharacter(std::string_view& text);

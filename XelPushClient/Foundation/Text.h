@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <initializer_list>
 #include <optional>
@@ -44,7 +45,10 @@ public:
     OptionalText(std::string text) : text_(std::move(text)) {}
     OptionalText(std::string_view text) : text_(std::in_place, text) {}
     OptionalText(const char* text);
-    OptionalText(std::optional<std::string> text) : text_(std::move(text)) {}
+    /// A template, which braces do not reach: another overload's options between braces ({.live = true}) must
+    /// never be tried as what an optional is made of, an error with clang's library and not a mismatch.
+    template <std::same_as<std::optional<std::string>> T>
+    OptionalText(T text) : text_(std::move(text)) {}
 
     [[nodiscard]] const std::optional<std::string>& asOptional() const { return text_; }
 

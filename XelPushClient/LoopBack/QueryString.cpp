@@ -1,5 +1,6 @@
 #include "XelPushClient/LoopBack/QueryString.h"
 
+#include "XelPushClient/Foundation/Date.h"
 #include "XelPushClient/Foundation/JSONPrinter.h"
 #include "XelPushClient/Foundation/StringUtilities.h"
 
@@ -33,9 +34,7 @@ struct PairWriter {
     void operator()(double value) const { text(printJSON(value, JSONLayout::OneLine)); }
     void operator()(const std::string& value) const { text(value); }
     void operator()(const Data& value) const { text(hexadecimal(value)); }
-    void operator()(Date value) const {
-        text(std::to_string(Value(millisecondsSince1970(value)).integer().value_or(0)));
-    }
+    void operator()(Date value) const { text(std::to_string(wholeMillisecondsSince1970(value))); }
     void operator()(const Array& value) const {
         for (const Value& element : value) {
             appendValue(query, name + "[]", element);

@@ -10,12 +10,40 @@ namespace xel {
 
 GrantedTopics::GrantedTopics(SessionMemory& memory, std::string clientId)
     : memory_(memory), clientId_(std::move(clientId)) {
-    for (const auto& [entry, qos] : memory_.loadGrantedTopics(clientId_)) {
-        load(entry, qos);
+    read();
+}
+
+void GrantedTopics::load() {
+    if (!isLoaded_) {
+        read();
+        setRestorationAwaited(isLoaded_ || isRestorationAwaited_);
     }
 }
 
-void GrantedTopics::load(std::string_view entry, int qos) {
+void GrantedTopics::read() {
+    const auto table = memory_.loadGrantedTopics(clientId_);
+    if (!table) {
+        return;
+    }
+    isLoaded_ = true;
+    for (const auto& [entry, qos] : table.value()) {
+        const std::string_view topic =
+            entry.starts_with(kMark) ? std::string_view(entry).substr(kMark.size()) : std::string_view(entry);
+        if (!changedUnread_.contains(topic)) {
+            take(entry, qos);
+        }
+    }
+    changedUnread_.clear();
+}
+
+void GrantedTopics::noteChange(std::string_view topic) {
+    isStored_ = false;
+    if (!isLoaded_) {
+        changedUnread_.emplace(topic);
+    }
+}
+
+void GrantedTopics::take(std::string_view entry, int qos) {
     if (entry == kMark) {
         isRestorationAwaited_ = true;
     } else if (entry.starts_with(kMark)) {
@@ -55,14 +83,14 @@ void GrantedTopics::grant(std::string_view topic, int qos) {
                                     [&](const TopicTable::Entry& entry) { return entry.first == topic; });
     if (known == topics_.end() || known->second != qos) {
         topics_.set(topic, qos);
-        isStored_ = false;
+        noteChange(topic);
     }
 }
 
 void GrantedTopics::forget(std::string_view topic) {
-    if (topics_.contains(topic)) {
+    if (topics_.contains(topic) || !isLoaded_) {
         topics_.remove(topic);
-        isStored_ = false;
+        noteChange(topic);
     }
 }
 
@@ -75,14 +103,16 @@ void GrantedTopics::setRestorationAwaited(bool isAwaited) {
 void GrantedTopics::beginRemoval(std::string_view topic) {
     forget(topic);
     if (removals_.emplace(topic).second) {
-        isStored_ = false;
+        noteChange(topic);
     }
 }
 
 void GrantedTopics::endRemoval(std::string_view topic) {
-    if (const auto found = removals_.find(topic); found != removals_.end()) {
-        removals_.erase(found);
-        isStored_ = false;
+    if (const auto found = removals_.find(topic); found != removals_.end() || !isLoaded_) {
+        if (found != removals_.end()) {
+            removals_.erase(found);
+        }
+        noteChange(topic);
     }
 }
 
@@ -94,7 +124,8 @@ void GrantedTopics::endAllRemovals() {
 }
 
 void GrantedTopics::store() {
-    if (isStored_) {
+    load();
+    if (isStored_ || !isLoaded_) {
         return;
     }
     TopicTable table = topics_;

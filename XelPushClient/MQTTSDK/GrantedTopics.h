@@ -18,8 +18,9 @@ namespace xel {
 /// The memory holds one table. While the answer to a restoration is awaited a mark stands in it: a connection
 /// or a process that ends in between leaves a broker with a session that lacks the topics, and the mark is
 /// what tells the next connection. A topic to be unsubscribed stands behind the same mark. When the memory
-/// cannot be written, the change is kept and tried again with the next one. Owner: the session's outgoing
-/// traffic. Thread: the session's run loop.
+/// cannot be written, the change is kept and tried again with the next one. When it cannot be read, nothing
+/// is written either until it could: what stands in it would be lost. Owner: the session's outgoing traffic.
+/// Thread: the session's run loop.
 class GrantedTopics {
 public:
     /// The mark: an entry that cannot be mistaken for a topic, as nothing that begins so is a topic filter.
@@ -27,6 +28,10 @@ public:
 
     /// Loads the topics. What is no topic filter is left out. The memory outlives this.
     GrantedTopics(SessionMemory& memory, std::string clientId);
+
+    /// Reads the memory if that could not be done so far. What has changed since stands above what is read,
+    /// and the topics among it count as to be given again: no connection so far knew them.
+    void load();
 
     [[nodiscard]] const TopicTable& topics() const { return topics_; }
 
@@ -60,14 +65,18 @@ public:
 
 private:
     void grant(std::string_view topic, int qos);
-    void load(std::string_view entry, int qos);
+    void read();
+    void take(std::string_view entry, int qos);
+    void noteChange(std::string_view topic);
 
     SessionMemory& memory_;
     std::string clientId_;
     TopicTable topics_;
     std::vector<std::string> unsendable_;
     std::set<std::string, std::less<>> removals_;
+    std::set<std::string, std::less<>> changedUnread_;  // topics, while the memory was not read
     bool isRestorationAwaited_ = false;
+    bool isLoaded_ = false;
     bool isStored_ = true;
 };
 

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace xel {
 
@@ -28,13 +29,14 @@ public:
     /// The octets not taken yet; packets are taken off its front, or put back.
     [[nodiscard]] std::string_view& unread() { return unread_; }
 
-    /// Call before the octets of the last `offer` go away.
+    /// Call before the octets of the last `offer` go away. When there is no memory to keep what is left of
+    /// them, it is lost.
     void keep() {
-        if (isBorrowed_ && !unread_.empty()) {
-            kept_.assign(unread_);
+        if (std::exchange(isBorrowed_, false) && !unread_.empty()) {
+            const std::string_view borrowed = std::exchange(unread_, {});
+            kept_.assign(borrowed);
             unread_ = kept_;
         }
-        isBorrowed_ = false;
         if (unread_.empty()) {
             unread_ = {};
             kept_.clear();

@@ -14,7 +14,7 @@ void LostAcknowledgements::connectionDidOpen(bool sessionPresent) {
     }
 }
 
-void LostAcknowledgements::didAcknowledge(std::uint16_t packetId, const PublicationHash& hash,
+void LostAcknowledgements::didAcknowledge(std::uint16_t packetId, const KeyedHash& hash,
                                           std::uint64_t place) {
     const Entry entry{hash, nextNumber_++};
     if (const auto known = byPacketId_.find(packetId); known != byPacketId_.end()) {
@@ -27,8 +27,12 @@ void LostAcknowledgements::didAcknowledge(std::uint16_t packetId, const Publicat
         byPacketId_.emplace(packetId, entry);
     }
     inOrder_.push_back({packetId, entry.number, place});
-    while (inOrder_.size() > kMostRemembered) {
+    while (byPacketId_.size() > kMostRemembered) {
         forgetOldest();
+    }
+    // What comes again and again, because connections end too soon, leaves a place each time.
+    if (inOrder_.size() > 2 * kMostRemembered) {
+        std::erase_if(inOrder_, [this](const Place& each) { return !isCurrent(each); });
     }
 }
 
@@ -44,16 +48,15 @@ void LostAcknowledgements::didReceiveAnswerTo(std::uint64_t place) {
     }
     auto behind = first;
     for (; behind != inOrder_.end() && behind->place < place; ++behind) {
-        const auto known = byPacketId_.find(behind->packetId);
-        if (known != byPacketId_.end() && known->second.number == behind->number) {
-            byPacketId_.erase(known);
+        if (isCurrent(*behind)) {
+            byPacketId_.erase(behind->packetId);
         }
     }
     inOrder_.erase(first, behind);
 }
 
 bool LostAcknowledgements::takeArrival(std::uint16_t packetId, bool isMarkedAsDuplicate,
-                                       const PublicationHash& hash) {
+                                       const KeyedHash& hash) {
     if (byPacketId_.empty()) {
         return false;
     }
@@ -72,10 +75,14 @@ bool LostAcknowledgements::takeArrival(std::uint16_t packetId, bool isMarkedAsDu
 void LostAcknowledgements::forgetOldest() {
     const Place oldest = inOrder_.front();
     inOrder_.pop_front();
-    const auto known = byPacketId_.find(oldest.packetId);
-    if (known != byPacketId_.end() && known->second.number == oldest.number) {
-        spare_ = byPacketId_.extract(known);
+    if (isCurrent(oldest)) {
+        spare_ = byPacketId_.extract(oldest.packetId);
     }
+}
+
+bool LostAcknowledgements::isCurrent(const Place& place) const {
+    const auto known = byPacketId_.find(place.packetId);
+    return known != byPacketId_.end() && known->second.number == place.number;
 }
 
 void LostAcknowledgements::forgetEarlierConnections() {

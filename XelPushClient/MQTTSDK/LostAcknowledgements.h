@@ -6,7 +6,7 @@
 #include <limits>
 #include <unordered_map>
 
-#include "XelPushClient/MQTTSDK/KeyedHash.h"
+#include "XelPushClient/Foundation/KeyedHash.h"
 
 namespace xel {
 
@@ -29,7 +29,7 @@ public:
     void connectionDidOpen(bool sessionPresent);
 
     /// An acknowledgement was written, at that place of what the connection writes.
-    void didAcknowledge(std::uint16_t packetId, const PublicationHash& hash, std::uint64_t place);
+    void didAcknowledge(std::uint16_t packetId, const KeyedHash& hash, std::uint64_t place);
 
     /// The broker has answered what was written at that place.
     void didReceiveAnswerTo(std::uint64_t place);
@@ -37,14 +37,13 @@ public:
     /// Whether the owner has had the publication, going by what is remembered, and forgets what a publication
     /// without the duplicate flag (MQTT 3.1.1 section 3.3.1.1) makes obsolete. Ask once for each that
     /// arrives.
-    [[nodiscard]] bool takeArrival(std::uint16_t packetId, bool isMarkedAsDuplicate,
-                                   const PublicationHash& hash);
+    [[nodiscard]] bool takeArrival(std::uint16_t packetId, bool isMarkedAsDuplicate, const KeyedHash& hash);
 
     [[nodiscard]] std::size_t count() const { return byPacketId_.size(); }
 
 private:
     struct Entry {
-        PublicationHash hash;
+        KeyedHash hash;
         std::uint64_t number = 0;
     };
     struct Place {
@@ -54,6 +53,8 @@ private:
     };
 
     void forgetOldest();
+    /// Whether the acknowledgement at that place is the newest one of its identifier, and remembered.
+    [[nodiscard]] bool isCurrent(const Place& place) const;
     void forgetEarlierConnections();
 
     std::unordered_map<std::uint16_t, Entry> byPacketId_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "XelPushClient/Foundation/OnLeaving.h"
@@ -17,6 +18,15 @@ bool isEndByBroker(MQTTSessionEvent event, const NSError& error) {
     return event == MQTTSessionEvent::ConnectionClosedByBroker ||
            (error.domain == kByteStreamErrorDomain &&
             error.code == static_cast<std::int64_t>(ByteStreamErrorCode::ConnectionReset));
+}
+
+// That a connection has ended must be told, if need be without saying why.
+std::optional<NSError> copyIfPossible(const NSError& error) {
+    try {
+        return error;
+    } catch (const std::bad_alloc&) {
+        return std::nullopt;
+    }
 }
 
 }  // namespace
@@ -65,14 +75,16 @@ void MQTTClientSession::connectToHost(std::string_view host, std::uint16_t port,
     if (connection_ || isBeingDestroyed_) {
         return;
     }
-    status_ = MQTTSessionStatus::Connecting;
-    connection_ = std::make_shared<MQTTConnection>(MQTTConnectionContext{
+    const auto connection = std::make_shared<MQTTConnection>(MQTTConnectionContext{
         anchor_, parameters_, options_, packetIds_, acknowledgements_, clock_, runLoop_});
     if (isSendableConnect(*parameters_)) {
-        connection_->open(*streams_, host, port, usingSSL);
+        connection->open(*streams_, host, port, usingSSL);
     } else {
-        connection_->refuseLater(makeIdentityError(*parameters_));
+        connection->refuseLater(makeIdentityError(*parameters_));
     }
+    // Not before it is under way: what threw on the way here would stand for an attempt.
+    status_ = MQTTSessionStatus::Connecting;
+    connection_ = connection;
 }
 
 void MQTTClientSession::close(CloseEnded ended) {
@@ -84,10 +96,15 @@ void MQTTClientSession::close(CloseEnded ended) {
     }
     status_ = MQTTSessionStatus::Disconnecting;
     // The owner may connect anew inside the report, so nothing of the old connection is left by then.
-    std::exchange(connection_, nullptr)->closeInOrder(std::move(ended));
-    traffic_.connectionDidEnd(false, clock_->steadyNow());
-    status_ = MQTTSessionStatus::Closed;
-    report(MQTTSessionEvent::ConnectionClosed);
+    const auto closing = std::exchange(connection_, nullptr);
+    doThenAlways([&] { closing->closeInOrder(std::move(ended)); },
+                 [&] {
+                     doThenAlways([&] { traffic_.connectionDidEnd(false, clock_->steadyNow()); },
+                                  [&] {
+                                      status_ = MQTTSessionStatus::Closed;
+                                      report(MQTTSessionEvent::ConnectionClosed);
+                                  });
+                 });
 }
 
 MQTTSubscribeOutcome MQTTClientSession::subscribeToTopic(std::string_view topic, int qos) {
@@ -124,6 +141,10 @@ Result<void> MQTTClientSession::publishDataAtLeastOnce(std::string_view data, st
     return traffic_.publishAtLeastOnce(data, topic, retain);
 }
 
+void MQTTClientSession::connectionWillIntroduceItself() {
+    traffic_.connectionWillIntroduceItself();
+}
+
 void MQTTClientSession::connectionDidOpen(bool sessionPresent) {
     status_ = MQTTSessionStatus::Connected;
     // Before the report, so that what was lost or left over leaves ahead of what the owner sends on it.
@@ -137,10 +158,16 @@ void MQTTClientSession::connectionDidEnd(MQTTSessionEvent event, const NSError& 
     // A broker that ends the connection before CONNACK has not seen anything that it could be refusing.
     const bool wasConnected = status_ == MQTTSessionStatus::Connected;
     connection_.reset();
-    traffic_.connectionDidEnd(wasConnected && isEndByBroker(event, error), clock_->steadyNow());
-    tellUntoldLater();
     status_ = MQTTSessionStatus::Error;
-    report(event, error);
+    doThenAlways(
+        [&] {
+            if (event == MQTTSessionEvent::ConnectionRefused) {
+                traffic_.connectionWasRefused();
+            }
+            traffic_.connectionDidEnd(wasConnected && isEndByBroker(event, error), clock_->steadyNow());
+            tellUntoldLater();
+        },
+        [&] { report(event, copyIfPossible(error)); });
 }
 
 void MQTTClientSession::connectionWillDeliver() {
@@ -158,8 +185,9 @@ void MQTTClientSession::connectionDidReceiveAnswer(MQTTEngineEvent answer, const
     } else if (answer == MQTTEngineEvent::Subscribed) {
         takeSubscribeAnswer(packet.packetId);
     } else {
+        const bool isAwaited = connection_->engine().answeredUnsubscribe().isAwaitedByOwner;
         traffic_.unsubscribeWasAnswered();
-        if (delegate_ != nullptr) {
+        if (isAwaited && delegate_ != nullptr) {
             delegate_->unsubAckReceived(*this, packet.packetId);
         }
     }
@@ -180,7 +208,8 @@ void MQTTClientSession::takeSubscribeAnswer(std::uint16_t packetId) {
 }
 
 void MQTTClientSession::connectionDidFinishStep() {
-    traffic_.commitSettled();
+    traffic_.stepDidFinish();
+    tellUntoldLater();
     armRetryTimer();
 }
 
@@ -206,13 +235,21 @@ void MQTTClientSession::closeTurn(const std::weak_ptr<MQTTConnection>& connectio
     }
     doThenAlways(
         [&] {
-            // The owner may answer much later, after a file sync on another thread; the connection may
-            // be gone then, or have another turn open, which the number tells.
-            delegate_->sessionDidDeliver(*this, [connection, turn] {
-                if (const auto waiting = connection.lock()) {
-                    waiting->acknowledgeTurn(turn);
+            try {
+                // The owner may answer much later, after a file sync on another thread; the connection may
+                // be gone then, or have another turn open, which the number tells.
+                delegate_->sessionDidDeliver(*this, [connection, turn] {
+                    if (const auto waiting = connection.lock()) {
+                        waiting->acknowledgeTurn(turn);
+                    }
+                });
+            } catch (const std::bad_alloc&) {
+                // Nobody would answer for this turn.
+                if (lasting) {
+                    lasting->breakForWantOfMemory();
                 }
-            });
+                throw;
+            }
         },
         [&lasting](bool hasReturned) {
             if (lasting) {

@@ -59,6 +59,7 @@ public:
     Result<void> publishDataAtLeastOnce(std::string_view data, std::string_view topic, bool retain) override;
 
 private:
+    void connectionWillIntroduceItself() override;
     void connectionDidOpen(bool sessionPresent) override;
     void connectionDidEnd(MQTTSessionEvent event, const NSError& error) override;
     void connectionWillDeliver() override;

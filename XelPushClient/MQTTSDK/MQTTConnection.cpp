@@ -1,5 +1,6 @@
 #include "XelPushClient/MQTTSDK/MQTTConnection.h"
 
+#include <new>
 #include <string>
 #include <utility>
 
@@ -60,28 +61,43 @@ void MQTTConnection::closeInOrder(ByteStream::Ended ended) {
     detach();
 }
 
+template <class Work>
+void MQTTConnection::orBreak(Work work) {
+    try {
+        work();
+    } catch (const std::bad_alloc&) {
+        breakForWantOfMemory();
+        throw;
+    }
+}
+
 void MQTTConnection::streamDidOpen() {
     const auto self = shared_from_this();
     if (phase_ == Phase::Over) {
         return;
     }
     phase_ = Phase::Open;
-    engine_.start(*parameters_);
-    flush();
-    stream_->receive();
+    orBreak([this] {
+        anchor_->session->connectionWillIntroduceItself();
+        engine_.start(*parameters_);
+        flush();
+        stream_->receive();
+    });
 }
 
 void MQTTConnection::streamDidReceive(std::string_view octets) {
     const auto self = shared_from_this();
-    input_.offer(octets);
+    orBreak([&] { input_.offer(octets); });
     takeInput();
-    input_.keep();
+    keepInput();
 }
 
 void MQTTConnection::streamDidEndByPeer() {
     const auto self = shared_from_this();
-    end(MQTTSessionEvent::ConnectionClosedByBroker,
-        makeMQTTError(MQTTErrorCode::ClosedByBroker, "the broker closed the connection"));
+    orBreak([this] {
+        end(MQTTSessionEvent::ConnectionClosedByBroker,
+            makeMQTTError(MQTTErrorCode::ClosedByBroker, "the broker closed the connection"));
+    });
 }
 
 void MQTTConnection::streamDidFail(const NSError& error) {
@@ -97,11 +113,26 @@ void MQTTConnection::takeInput() {
         return;
     }
     const auto inStep = flagWhile(isInStep_);
-    doThenAlways(
-        [this] {
-            while (phase_ != Phase::Over && delivery_.hasRoom() && takePacket()) {}
-        },
-        [this](bool isWhole) { finishStep(isWhole); });
+    doThenAlways([this] { takePackets(); }, [this](bool isWhole) { finishStep(isWhole); });
+}
+
+void MQTTConnection::takePackets() {
+    try {
+        while (phase_ != Phase::Over && delivery_.hasRoom() && takePacket()) {}
+    } catch (const MQTTPublicationNotTaken&) {
+        isWithOwner_ = false;
+        breakForWantOfMemory();
+        throw;
+    } catch (const std::bad_alloc&) {
+        // What the owner threw over a publication is its own affair, and the publication delivered.
+        if (!std::exchange(isWithOwner_, false)) {
+            breakForWantOfMemory();
+        }
+        throw;
+    } catch (...) {
+        isWithOwner_ = false;
+        throw;
+    }
 }
 
 bool MQTTConnection::takePacket() {
@@ -144,20 +175,39 @@ bool MQTTConnection::deliver(std::string_view inputBefore) {
         return false;
     }
     input_.unread() = inputBehind;
+    isWithOwner_ = true;
     delivery_.deliver(packet_);
+    isWithOwner_ = false;
     return true;
 }
 
-void MQTTConnection::finishStep(bool completesNormally) {
-    input_.keep();
-    if (phase_ != Phase::Over) {
-        // Once for the whole read: the last answer tells of
-        // everything before it, and the memory is written once.
-        acknowledgements_->didReceiveAnswerTo(engine_.answeredPlace());
-        anchor_->session->connectionDidFinishStep();
-        noteSilence(true);
-        flush();
+void MQTTConnection::keepInput() {
+    try {
+        input_.keep();
+    } catch (const std::bad_alloc&) {
+        breakForWantOfMemory();  // octets are lost
     }
+}
+
+void MQTTConnection::finishStep(bool completesNormally) {
+    keepInput();
+    doThenAlways(
+        [this] {
+            if (phase_ != Phase::Over) {
+                // Once for the whole read: the last answer tells of
+                // everything before it, and the memory is written once.
+                orBreak([this] {
+                    acknowledgements_->didReceiveAnswerTo(engine_.answeredPlace());
+                    anchor_->session->connectionDidFinishStep();
+                    noteSilence(true);
+                    flush();
+                });
+            }
+        },
+        [this, completesNormally](bool isFinished) { endStep(completesNormally && isFinished); });
+}
+
+void MQTTConnection::endStep(bool completesNormally) {
     if (delivery_.isDelivering()) {
         endTurn();
     } else if (phase_ == Phase::Over) {
@@ -177,7 +227,7 @@ void MQTTConnection::finishStep(bool completesNormally) {
 void MQTTConnection::endTurn() {
     delivery_.beginClosing();
     if (anchor_->session != nullptr) {
-        anchor_->session->connectionDidEndTurn(weak_from_this(), delivery_.number());
+        orBreak([this] { anchor_->session->connectionDidEndTurn(weak_from_this(), delivery_.number()); });
     }
 }
 
@@ -206,10 +256,12 @@ void MQTTConnection::acknowledgeTurn(std::uint64_t turn) {
     if (!delivery_.end(turn) || phase_ == Phase::Over) {
         return;
     }
-    // The place before they are appended: an answer to what stands behind it tells that they arrived.
-    delivery_.rememberAcknowledgements(engine_.place());
-    engine_.acknowledge(delivery_.packetIds());
-    flush();
+    orBreak([this] {
+        // The place before they are appended: an answer to what stands behind it tells that they arrived.
+        delivery_.rememberAcknowledgements(engine_.place());
+        engine_.acknowledge(delivery_.packetIds());
+        flush();
+    });
     // Inside the closing it is `didCloseTurn` that goes on, once the owner has returned.
     if (!delivery_.isBeingClosed()) {
         resumeLater();
@@ -217,14 +269,17 @@ void MQTTConnection::acknowledgeTurn(std::uint64_t turn) {
 }
 
 void MQTTConnection::resumeLater() {
-    if (std::exchange(isResumePosted_, true)) {
+    if (isResumePosted_) {
         return;
     }
-    runLoop_.post([weak = weak_from_this()] {
-        if (const auto self = weak.lock()) {
-            self->resume();
-        }
+    orBreak([this] {
+        runLoop_.post([weak = weak_from_this()] {
+            if (const auto self = weak.lock()) {
+                self->resume();
+            }
+        });
     });
+    isResumePosted_ = true;
 }
 
 void MQTTConnection::resume() {
@@ -251,7 +306,7 @@ void MQTTConnection::flushSoon() {
 
 void MQTTConnection::flushAtEndOfPass() {
     // A step flushes at its end.
-    if (isInStep_ || engine_.output().empty() || std::exchange(isFlushPosted_, true)) {
+    if (isInStep_ || engine_.output().empty() || isFlushPosted_) {
         return;
     }
     runLoop_.post([weak = weak_from_this()] {
@@ -260,13 +315,16 @@ void MQTTConnection::flushAtEndOfPass() {
             self->flush();
         }
     });
+    isFlushPosted_ = true;
 }
 
 void MQTTConnection::flush() {
     if (phase_ == Phase::Open && !engine_.output().empty()) {
-        stream_->write(engine_.output());
-        engine_.didWriteOutput(clock_->steadyNow());
-        noteSilence(false);
+        orBreak([this] {
+            stream_->write(engine_.output());
+            engine_.didWriteOutput(clock_->steadyNow());
+            noteSilence(false);
+        });
     }
 }
 
@@ -295,20 +353,49 @@ void MQTTConnection::end(MQTTSessionEvent event, const NSError& error) {
 }
 
 void MQTTConnection::detach() {
-    if (phase_ != Phase::Over && !delivery_.isIdle()) {
-        // The owner has had these too; the broker sends them again behind those whose acknowledgement was
-        // lost.
-        delivery_.rememberAcknowledgements(LostAcknowledgements::kNeverWritten);
-    }
-    phase_ = Phase::Over;
+    stop();
     if (timer_) {
         timer_->invalidate();
         timer_.reset();
+    }
+}
+
+void MQTTConnection::stop() {
+    if (std::exchange(phase_, Phase::Over) != Phase::Over && !delivery_.isIdle()) {
+        try {
+            // The owner has had these too; the broker sends them again behind those whose acknowledgement
+            // was lost.
+            delivery_.rememberAcknowledgements(LostAcknowledgements::kNeverWritten);
+        } catch (const std::bad_alloc&) {
+            delivery_.forgetAcknowledgements();  // then their own ids alone tell that they come again
+        }
     }
     // In a step the owner may still be looking at octets of the stream's; then it goes with this object,
     // which the session is dropping.
     if (!isInStep_) {
         stream_.reset();
+    }
+}
+
+void MQTTConnection::breakForWantOfMemory() {
+    if (phase_ == Phase::Over) {
+        return;
+    }
+    // The timer stays: should there be no memory to tell the session either, it tries again.
+    stop();
+    isBreakUntold_ = true;
+    tellBreak();
+}
+
+void MQTTConnection::tellBreak() {
+    try {
+        const NSError error = makeMQTTError(MQTTErrorCode::NoMemory,
+                                            "there was no memory to go on with the connection to the broker");
+        isBreakUntold_ = false;
+        detach();
+        anchor_->session->connectionDidEnd(MQTTSessionEvent::ConnectionError, error);
+    } catch (const std::bad_alloc&) {
+        return;
     }
 }
 
@@ -334,6 +421,14 @@ void MQTTConnection::armTimer() {
 
 void MQTTConnection::timerDidFire() {
     timer_.reset();
+    if (isBreakUntold_) {
+        tellBreak();
+    } else {
+        orBreak([this] { checkDeadlines(); });
+    }
+}
+
+void MQTTConnection::checkDeadlines() {
     const bool readingIsHeldUp = !delivery_.isIdle() || !anchor_->isListening;
     switch (engine_.checkDeadlines(clock_->steadyNow(), readingIsHeldUp)) {
         case ConnectionDeadlines::Due::ConnectTimedOut:

@@ -67,6 +67,9 @@ public:
     void didCloseTurn(bool completesNormally);
     /// There was no delegate to run the closing: `resumeLater` asks for it again.
     void didSkipClosing(std::uint64_t turn);
+    /// What has run out of memory half way cannot be gone on with: the connection ends, and what was neither
+    /// acknowledged nor answered comes again on the next one. Throws nothing. Harmless for one that is over.
+    void breakForWantOfMemory();
     /// The owner has stored what it keeps of the turn. Harmless for a turn that does not wait for it.
     void acknowledgeTurn(std::uint64_t turn);
 
@@ -79,18 +82,27 @@ private:
     /// Over: the session has dropped this connection.
     enum class Phase { Opening, Open, Over };
 
+    /// Does the work, and breaks the connection when there is no memory for it.
+    template <class Work>
+    void orBreak(Work work);
     void takeInput();
+    void takePackets();
     bool takePacket();
     bool deliver(std::string_view inputBefore);
     void finishStep(bool completesNormally);
+    void endStep(bool completesNormally);
     void endTurn();
     void resume();
     void flush();
     void noteSilence(bool wasHeard);
     void end(MQTTSessionEvent event, const NSError& error);
     void detach();
+    void stop();
+    void tellBreak();
+    void keepInput();
     void armTimer();
     void timerDidFire();
+    void checkDeadlines();
 
     std::shared_ptr<SessionAnchor> anchor_;
     std::shared_ptr<const MQTTSessionParameters> parameters_;
@@ -110,6 +122,8 @@ private:
     bool isInStep_ = false;
     bool isFlushPosted_ = false;
     bool isResumePosted_ = false;
+    bool isWithOwner_ = false;
+    bool isBreakUntold_ = false;
 
     std::unique_ptr<ByteStream> stream_;  // last, so that its observer outlives it
 };

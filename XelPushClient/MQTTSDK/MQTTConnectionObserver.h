@@ -16,6 +16,8 @@ class MQTTConnectionObserver {
 public:
     virtual ~MQTTConnectionObserver() = default;
 
+    /// CONNECT is about to be written. The broker may begin a session on it whose CONNACK never arrives.
+    virtual void connectionWillIntroduceItself() = 0;
     virtual void connectionDidOpen(bool sessionPresent) = 0;
 
     /// The connection is over; nothing but the closing of its last turn follows.

@@ -36,8 +36,15 @@ void appendText(std::string& out, std::string_view text) {
     out.append(text);
 }
 
+/// Makes room for the whole packet too: one of which only a part could be appended, for want of memory, would
+/// take those behind it for the rest of its own.
 void appendFixedHeader(std::string& out, MQTTPacketType type, unsigned flags, std::size_t remainingLength) {
-    char octets[5] = {static_cast<char>((static_cast<unsigned>(type) << 4U) | flags)};
+    constexpr std::size_t kLargestHeader = 5;
+    const std::size_t needed = out.size() + kLargestHeader + remainingLength;
+    if (needed > out.capacity()) {
+        out.reserve(std::max(needed, 2 * out.capacity()));
+    }
+    char octets[kLargestHeader] = {static_cast<char>((static_cast<unsigned>(type) << 4U) | flags)};
     std::size_t size = 1;
     do {
         const std::size_t septet = remainingLength & 0x7FU;

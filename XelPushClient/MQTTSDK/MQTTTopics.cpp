@@ -101,16 +101,11 @@ namespace {
 constexpr std::size_t kLongestShownName = 120;
 
 // What stands for an octet that belongs to no character.
-constexpr char32_t kReplacementCharacter = 0xFFFD;
-constexpr std::string_view kReplacementCharacterText = "\xEF\xBF\xBD";
+constexpr char32_t kOctetMark = 0xFFFD;
+constexpr std::string_view kOctetMarkText = "\xEF\xBF\xBD";
 
 bool isControl(char32_t character) {
     return character < 0x20 || (character >= 0x7F && character <= 0x9F);
-}
-
-// Unicode sets 66 of them aside for good: a block, and the last two of each plane.
-bool isNonCharacter(char32_t character) {
-    return (character >= 0xFDD0 && character <= 0xFDEF) || (character & 0xFFFEU) == 0xFFFE;
 }
 
 bool isPrintableAscii(char octet) {
@@ -205,8 +200,8 @@ std::string shownName(std::string_view name) {
         const char32_t character = takeFirstCharacter(name);
         if (isControl(character) || isNonCharacter(character)) {
             shown += "<" + codePoint(character) + ">";
-        } else if (character == kReplacementCharacter) {
-            shown += kReplacementCharacterText;
+        } else if (character == kOctetMark) {
+            shown += kOctetMarkText;
         } else {
             shown += before.substr(0, before.size() - name.size());
         }

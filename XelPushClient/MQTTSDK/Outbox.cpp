@@ -4,6 +4,7 @@
 #include <iterator>
 #include <utility>
 
+#include "XelPushClient/Foundation/OnLeaving.h"
 #include "XelPushClient/MQTTSDK/MQTTDecoder.h"
 #include "XelPushClient/MQTTSDK/MQTTEncoder.h"
 #include "XelPushClient/MQTTSDK/MQTTEngine.h"
@@ -41,7 +42,33 @@ Outbox::Outbox(SessionMemory& memory, std::string clientId, std::shared_ptr<Pack
 }
 
 void Outbox::load() {
-    for (OutboxEntry& entry : memory_.loadOutbox(clientId_)) {
+    if (isLoaded_) {
+        return;
+    }
+    auto entries = memory_.loadOutbox(clientId_);
+    if (!entries) {
+        whyNotLoaded_ = describeError(entries.error());
+        return;
+    }
+    for (const OutboxEntry& entry : entries.value()) {
+        // Given to a SUBSCRIBE or UNSUBSCRIBE meanwhile, which the broker will have answered at some time.
+        if (packetIds_->isInUse(entry.packetId)) {
+            whyNotLoaded_ = "packet identifier " + std::to_string(entry.packetId) +
+                            " is in use until the broker answers a request";
+            return;
+        }
+    }
+    doThenAlways([&] { restoreAll(std::move(entries).value()); },
+                 [this](bool isWhole) {
+                     isLoaded_ = isWhole;
+                     if (!isWhole) {
+                         unload();
+                     }
+                 });
+}
+
+void Outbox::restoreAll(std::vector<OutboxEntry> entries) {
+    for (OutboxEntry& entry : entries) {
         restore(std::move(entry));
     }
     for (Unusable& unusable : unusable_) {
@@ -61,7 +88,7 @@ void Outbox::restore(OutboxEntry entry) {
     } else if (size > kMQTTMaxRemainingLength) {
         NSError error = makeTooLargeError(entry.topic, size, kMQTTMaxRemainingLength);
         unusable_.push_back({std::move(entry), std::move(error)});
-    } else if (!packetIds_->reserve(entry.packetId)) {
+    } else if (entry.packetId == 0 || packetIds_->isInUse(entry.packetId)) {
         NSError error = makeMQTTError(MQTTErrorCode::PublicationNotStored,
                                       "the store is damaged: it holds the publication on topic '" +
                                           shownName(entry.topic) + "' under packet identifier " +
@@ -70,7 +97,23 @@ void Outbox::restore(OutboxEntry entry) {
     } else {
         // Whether it was written before the process ended is not known, so it counts as written.
         append(entry.packetId, encode(entry), true);
+        // Not before there is something to which it belongs, or nobody would give it back.
+        packetIds_->reserve(entry.packetId);
     }
+}
+
+void Outbox::unload() {
+    for (const Publication& publication : publications_) {
+        packetIds_->release(publication.packetId);
+    }
+    for (const Unusable& unusable : unusable_) {
+        packetIds_->release(unusable.entry.packetId);
+    }
+    next_ = publications_.end();
+    byPacketId_.clear();
+    publications_.clear();
+    unusable_.clear();
+    octets_ = 0;
 }
 
 std::optional<Outbox::Unusable> Outbox::takeUnusable() {
@@ -90,28 +133,41 @@ Result<Outbox::Publication*> Outbox::add(std::string_view topic, std::string_vie
     if (size > maxPacketSize_) {
         return makeTooLargeError(topic, size, maxPacketSize_);
     }
-    scratch_.packetId = hasRoomFor(size) ? packetIds_->take() : std::uint16_t{0};
-    if (scratch_.packetId == 0) {
+    if (!isLoaded_) {
+        return makeMQTTError(MQTTErrorCode::PublicationNotStored,
+                             "the publication could not be stored, because those stored before could not be "
+                             "read: " +
+                                 whyNotLoaded_);
+    }
+    const std::uint16_t packetId = hasRoomFor(size) ? packetIds_->take() : std::uint16_t{0};
+    if (packetId == 0) {
         return makeMQTTError(MQTTErrorCode::OutboxFull,
                              "the outbox is full: " + std::to_string(publications_.size()) +
                                  " publications (" + std::to_string(octets_) +
                                  " octets) wait for the broker's acknowledgement");
     }
     // One entry is used again and again: its texts keep their memory from one publication to the next.
-    scratch_.topic.assign(topic);
-    scratch_.payload.assign(data);
-    scratch_.retain = retain;
-    // Before it is written anywhere, and before the caller hears that it was taken.
-    const Result<void> stored = memory_.appendToOutbox(clientId_, scratch_);
     Publication* publication = nullptr;
-    if (stored) {
-        publication = &append(scratch_.packetId, encode(scratch_), false);
-    } else {
-        packetIds_->release(scratch_.packetId);
-    }
-    if (scratch_.payload.capacity() > kKeptScratchSize) {
-        scratch_.payload = std::string();
-    }
+    Result<void> stored;
+    doThenAlways(
+        [&] {
+            scratch_.packetId = packetId;
+            scratch_.topic.assign(topic);
+            scratch_.payload.assign(data);
+            scratch_.retain = retain;
+            // Here first, where memory may run out: what is stored counts as promised.
+            publication = &append(packetId, encode(scratch_), false);
+            // Before it is written anywhere, and before the caller hears that it was taken.
+            stored = memory_.appendToOutbox(clientId_, scratch_);
+        },
+        [&](bool isWhole) {
+            if (!isWhole || !stored) {
+                takeBack(packetId);
+            }
+            if (scratch_.payload.capacity() > kKeptScratchSize) {
+                scratch_.payload = std::string();
+            }
+        });
     if (!stored) {
         return makeMQTTError(MQTTErrorCode::PublicationNotStored,
                              "the publication could not be stored: " + describeError(stored.error()));
@@ -124,13 +180,8 @@ std::optional<Outbox::Publication> Outbox::settle(std::uint16_t packetId) {
     if (found == byPacketId_.end()) {
         return std::nullopt;
     }
-    std::optional<Publication> publication = std::move(*found->second);
-    unanswered_ -= publication->place ? 1 : 0;
-    octets_ -= publication->packet.size();
-    publications_.erase(found->second);
-    byPacketId_.erase(found);
-    settled_.push_back(packetId);
-    return publication;
+    settled_.push_back(packetId);  // first, because it may throw
+    return takeOut(found);
 }
 
 void Outbox::drop(std::uint16_t packetId) {
@@ -157,6 +208,7 @@ void Outbox::write(Publication& publication, MQTTEngine& engine) {
 }
 
 void Outbox::connectionDidEnd() {
+    next_ = publications_.begin();
     // Spares a walk through the whole outbox, which may hold tens of thousands.
     if (unanswered_ == 0) {
         return;
@@ -176,10 +228,38 @@ std::pair<std::string_view, std::string_view> Outbox::contentOf(const Publicatio
 }
 
 Outbox::Publication& Outbox::append(std::uint16_t packetId, std::string packet, bool wasWritten) {
-    octets_ += packet.size();
     publications_.push_back({packetId, std::move(packet), wasWritten, std::nullopt});
-    byPacketId_[packetId] = std::prev(publications_.end());
+    try {
+        byPacketId_.emplace(packetId, std::prev(publications_.end()));
+    } catch (...) {
+        publications_.pop_back();
+        throw;
+    }
+    octets_ += publications_.back().packet.size();
+    if (next_ == publications_.end()) {
+        next_ = std::prev(publications_.end());
+    }
     return publications_.back();
+}
+
+Outbox::Publication Outbox::takeOut(ByPacketId::iterator found) {
+    Publication publication = std::move(*found->second);
+    unanswered_ -= publication.place ? 1 : 0;
+    octets_ -= publication.packet.size();
+    if (next_ == found->second) {
+        ++next_;
+    }
+    publications_.erase(found->second);
+    byPacketId_.erase(found);
+    return publication;
+}
+
+// The caller hears that it failed.
+void Outbox::takeBack(std::uint16_t packetId) {
+    if (const auto found = byPacketId_.find(packetId); found != byPacketId_.end()) {
+        static_cast<void>(takeOut(found));
+    }
+    packetIds_->release(packetId);
 }
 
 bool Outbox::hasRoomFor(std::size_t packetSize) const {

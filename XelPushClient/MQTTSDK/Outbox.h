@@ -43,12 +43,19 @@ public:
         NSError error;
     };
 
-    /// Loads what an earlier life left in the memory. The memory outlives the outbox.
+    /// Loads what an earlier life left in the memory, if that can be read. The memory outlives the outbox.
     Outbox(SessionMemory& memory, std::string clientId, std::shared_ptr<PacketIds> packetIds,
            const MQTTSessionOptions& options);
 
+    /// Whether it is known what an earlier life left. Until then nothing is added: it could get an identifier
+    /// under which a publication is stored, and take its place.
+    [[nodiscard]] bool isLoaded() const { return isLoaded_; }
+    /// Tries again to load it, when that is still to be done.
+    void load();
+
     /// Makes a publication and stores it. The topic is sendable. An error when it is over a limit or could
-    /// not be stored; otherwise it is durable, and the pointer is good until it is settled.
+    /// not be stored; otherwise it is durable, and the pointer is good until it is settled. Nothing is left
+    /// of one that throws for want of memory.
     Result<Publication*> add(std::string_view topic, std::string_view data, bool retain);
 
     /// The broker acknowledged: the publication is not written again, and answered here; none for an
@@ -69,9 +76,17 @@ public:
     [[nodiscard]] std::size_t countUnanswered() const { return unanswered_; }
 
     /// In the order of making.
-    [[nodiscard]] std::list<Publication>& publications() { return publications_; }
     [[nodiscard]] const std::list<Publication>& publications() const { return publications_; }
-    [[nodiscard]] std::size_t countUnwritten() const { return publications_.size() - unanswered_; }
+
+    /// The first that has not been written on this connection and is not passed over; null for none. What is
+    /// passed over once is not looked at again before the next connection: it is written by another way.
+    template <class IsPassedOver>
+    [[nodiscard]] Publication* firstUnwritten(const IsPassedOver& isPassedOver) {
+        while (next_ != publications_.end() && (next_->place || isPassedOver(std::as_const(*next_)))) {
+            ++next_;
+        }
+        return next_ != publications_.end() ? &*next_ : nullptr;
+    }
     [[nodiscard]] bool contains(std::uint16_t packetId) const { return byPacketId_.contains(packetId); }
     /// The publication is there.
     [[nodiscard]] Publication& at(std::uint16_t packetId) { return *byPacketId_.at(packetId); }
@@ -84,9 +99,14 @@ public:
     [[nodiscard]] bool hasUnusable() const { return !unusable_.empty(); }
 
 private:
-    void load();
+    using ByPacketId = std::unordered_map<std::uint16_t, std::list<Publication>::iterator>;
+
+    void restoreAll(std::vector<OutboxEntry> entries);
     void restore(OutboxEntry entry);
+    void unload();
     Publication& append(std::uint16_t packetId, std::string packet, bool wasWritten);
+    Publication takeOut(ByPacketId::iterator found);
+    void takeBack(std::uint16_t packetId);
     [[nodiscard]] bool hasRoomFor(std::size_t packetSize) const;
 
     SessionMemory& memory_;
@@ -97,8 +117,13 @@ private:
     std::size_t maxOctets_;
 
     std::list<Publication> publications_;
-    std::unordered_map<std::uint16_t, std::list<Publication>::iterator> byPacketId_;
+    ByPacketId byPacketId_;
+    /// Where `firstUnwritten` goes on. A walk from the beginning would cost every acknowledgement the whole
+    /// outbox.
+    std::list<Publication>::iterator next_ = publications_.end();
     std::size_t octets_ = 0;
+    bool isLoaded_ = false;
+    std::string whyNotLoaded_;
     std::size_t unanswered_ = 0;
     std::vector<std::uint16_t> settled_;
     std::deque<Unusable> unusable_;

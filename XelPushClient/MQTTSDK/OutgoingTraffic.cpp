@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "XelPushClient/Foundation/OnLeaving.h"
 #include "XelPushClient/MQTTSDK/MQTTEncoder.h"
 #include "XelPushClient/MQTTSDK/MQTTErrors.h"
 #include "XelPushClient/MQTTSDK/MQTTPacket.h"
@@ -18,13 +19,13 @@ OutgoingTraffic::OutgoingTraffic(SessionMemory& memory, const MQTTSessionParamet
       removals_(granted_, packetIds),
       suspects_(options),
       keepsSession_(!parameters.cleanSession),
-      maxPacketSize_(std::min(options.maxPacketSize, kMQTTMaxRemainingLength)) {
-    for (const std::string& topic : granted_.unsendable()) {
-        untold_.push_back({UntoldOutcome::Kind::SubscriptionFailed, topic, {}, makeNotSendableError(topic)});
-    }
-}
+      maxPacketSize_(std::min(options.maxPacketSize, kMQTTMaxRemainingLength)) {}
 
 std::optional<UntoldOutcome> OutgoingTraffic::takeUntold() {
+    if (unsendableTold_ < granted_.unsendable().size()) {
+        const std::string& topic = granted_.unsendable()[unsendableTold_++];
+        return UntoldOutcome{UntoldOutcome::Kind::SubscriptionFailed, topic, {}, makeNotSendableError(topic)};
+    }
     if (!untold_.empty()) {
         UntoldOutcome outcome = std::move(untold_.front());
         untold_.pop_front();
@@ -39,32 +40,58 @@ std::optional<UntoldOutcome> OutgoingTraffic::takeUntold() {
 
 // ---- The connection.
 
-void OutgoingTraffic::connectionDidOpen(const std::shared_ptr<MQTTConnection>& connection,
-                                        bool sessionPresent) {
-    connection_ = connection;
-    isOneAtATime_ = suspects_.callForOneAtATime();
-    // An UNSUBSCRIBE that was lost leaves first: for a topic that is wanted again it must not come second.
-    sendRemovalsAgain(sessionPresent);
-    restoreTopics(sessionPresent);
-    if (isHolding()) {
-        goOn();
-    } else {
-        writeAllHeld();
+// A broker that has lost the session begins another one on CONNECT. If its CONNACK is lost, the next one
+// tells of a kept session, which has no topics.
+void OutgoingTraffic::connectionWillIntroduceItself() {
+    granted_.load();
+    wasRestorationAwaited_ = granted_.isRestorationAwaited();
+    if (keepsSession_ && !granted_.topics().empty()) {
+        granted_.setRestorationAwaited(true);
+        granted_.store();
     }
 }
 
-void OutgoingTraffic::connectionDidEnd(bool wasEndedByBroker, TimePoint now) {
-    // Of a step that the connection did not live to finish: what was acknowledged is not sent again.
-    outbox_.commitSettled();
-    if (!connection_) {
-        return;
+void OutgoingTraffic::connectionWasRefused() {
+    granted_.setRestorationAwaited(wasRestorationAwaited_);
+    granted_.store();
+}
+
+void OutgoingTraffic::connectionDidOpen(const std::shared_ptr<MQTTConnection>& connection,
+                                        bool sessionPresent) {
+    queue_.emplace(connection, outbox_, suspects_);
+    // Before anything gets an identifier that what could not be read so far may have.
+    outbox_.load();
+    if (sessionPresent && !wasRestorationAwaited_) {
+        granted_.setRestorationAwaited(false);
+        granted_.store();
     }
-    const auto alone = onlyUnanswered();  // while the requests that it looks at are still there
-    removals_.connectionDidEnd(requests().takeUnsubscribes());
-    outbox_.connectionDidEnd();
-    connection_.reset();
-    waiting_.clear();
-    trying_.reset();
+    // An UNSUBSCRIBE that was lost leaves first: for a topic that is wanted again it must not come second.
+    if (sessionPresent) {
+        removals_.sendDue(*queue_);
+    } else {
+        // The broker has forgotten the topics with the session. Whoever waits for an answer is told so.
+        removals_.endAll(untold_);
+    }
+    restoreTopics(sessionPresent);
+    queue_->goOn();
+}
+
+void OutgoingTraffic::connectionDidEnd(bool wasEndedByBroker, TimePoint now) {
+    std::optional<SentThing> alone;
+    doThenAlways(
+        [&] {
+            // Of a step that the connection did not live to finish: what was acknowledged is not sent again.
+            outbox_.commitSettled();
+            if (queue_) {
+                alone = queue_->onlyUnanswered();  // while the requests that it looks at are still there
+                removals_.keepUnanswered(requests().takeUnsubscribes());
+            }
+        },
+        [this] {
+            outbox_.connectionDidEnd();
+            removals_.connectionDidEnd();
+            queue_.reset();
+        });
     if (!wasEndedByBroker) {
         return;
     }
@@ -73,48 +100,6 @@ void OutgoingTraffic::connectionDidEnd(bool wasEndedByBroker, TimePoint now) {
     const auto changed = suspects_.connectionWasEnded(alone, now);
     if (changed && !suspects_.isSetAside(*changed)) {
         giveUp(*changed);
-    }
-}
-
-std::size_t OutgoingTraffic::countUnanswered() const {
-    return connection_ ? outbox_.countUnanswered() + engine().countUnansweredRequests() : 0;
-}
-
-std::optional<SentThing> OutgoingTraffic::onlyUnanswered() const {
-    if (countUnanswered() != 1) {
-        return std::nullopt;
-    }
-    const auto& publications = outbox_.publications();
-    const auto written = std::find_if(publications.begin(), publications.end(),
-                                      [](const auto& publication) { return publication.place.has_value(); });
-    if (written != publications.end()) {
-        return SentThing::publication(written->packetId);
-    }
-    const auto packetId = requests().firstWritten();
-    return packetId ? thingOf(requests(), *packetId) : std::nullopt;
-}
-
-void OutgoingTraffic::sendRemovalsAgain(bool sessionPresent) {
-    if (!sessionPresent) {
-        // The broker has forgotten the topics with the session. Whoever waits for an answer is told so.
-        for (const std::uint16_t packetId : removals_.endAll()) {
-            untold_.push_back({UntoldOutcome::Kind::UnsubscriptionSettled, {}, {}, {}, packetId});
-        }
-        return;
-    }
-    TopicRemovals::Due due = removals_.takeDue();
-    // Under the identifiers that they had: their owner knows the answer by these.
-    for (auto& [packetId, request] : due.lost) {
-        engine().addUnsubscribe(packetId, std::move(request));
-        writeOrHold(packetId);
-    }
-    if (!isOneAtATime_ && !due.others.empty()) {
-        add(UnsubscribeRequest{{due.others.begin(), due.others.end()}});
-        return;
-    }
-    for (const std::string& topic : due.others) {
-        // One topic each, so that the one on which the broker ends the connection stands alone.
-        add(UnsubscribeRequest{{topic}});
     }
 }
 
@@ -136,7 +121,7 @@ void OutgoingTraffic::restoreTopics(bool sessionPresent) {
 
 MQTTSubscribeOutcome OutgoingTraffic::subscribe(const TopicTable& topics, SubscribePurpose purpose) {
     MQTTSubscribeOutcome outcome;
-    if (!connection_) {
+    if (!queue_) {
         return outcome;
     }
     SubscribeRequest together{purpose, {}};
@@ -148,47 +133,28 @@ MQTTSubscribeOutcome OutgoingTraffic::subscribe(const TopicTable& topics, Subscr
         // Stored below, before the SUBSCRIBE leaves: the next
         // life must not unsubscribe what is wanted again.
         removals_.wasSubscribedAgain(filter);
+        queue_->dropParked(SentThing::Kind::Unsubscription, filter);
         const SubscribeRequest::Topic topic{filter, std::clamp(wantedQoS, 0, kMQTTHighestQoS)};
-        // Alone in its packet, so that an end of the connection on it accuses no other topic.
-        if (isHolding() || suspects_.isSetAside(SentThing::subscription(filter))) {
-            add({purpose, {topic}}, outcome);
+        if (queue_->leavesAlone(SentThing::subscription(filter))) {
+            queue_->send({purpose, {topic}}, outcome);
         } else {
             together.topics.push_back(topic);
         }
     }
     granted_.store();
     if (!together.topics.empty()) {
-        add(std::move(together), outcome);
+        queue_->send(std::move(together), outcome);
     }
     return outcome;
-}
-
-void OutgoingTraffic::add(SubscribeRequest request, MQTTSubscribeOutcome& outcome) {
-    if (isHolding() && request.purpose == SubscribePurpose::Batch) {
-        // What held requests ask for in one pass is sent once too.
-        const auto superseded = waiting_.supersedeHeld(requests(), request);
-        outcome.superseded.insert(outcome.superseded.end(), superseded.begin(), superseded.end());
-    }
-    MQTTSubscribeBatch batch;
-    for (const SubscribeRequest::Topic& topic : request.topics) {
-        batch.filters.push_back(topic.filter);
-    }
-    batch.packetId = engine().addSubscribe(std::move(request));
-    if (batch.packetId == 0) {
-        return;
-    }
-    const std::uint16_t packetId = batch.packetId;
-    outcome.batches.push_back(std::move(batch));
-    writeOrHold(packetId, outcome);
 }
 
 MQTTUnsubscribeOutcome OutgoingTraffic::unsubscribe(std::span<const std::string_view> topics) {
     MQTTUnsubscribeOutcome outcome;
     UnsubscribeRequest request;
     for (const std::string_view topic : topics) {
-        if (connection_) {
+        if (queue_) {
             requests().noteUnsubscribed(topic);
-            waiting_.dropParked(requests(), topic);
+            queue_->dropParked(SentThing::Kind::Subscription, topic);
         }
         // A broker that granted a topic lives with its name.
         const bool canBeSent =
@@ -207,17 +173,9 @@ MQTTUnsubscribeOutcome OutgoingTraffic::unsubscribe(std::span<const std::string_
         return outcome;
     }
     const std::vector<std::string> filters = request.filters;
-    outcome.packetId = connection_ ? add(std::move(request)) : std::uint16_t{0};
+    outcome.packetId = queue_ ? removals_.send(std::move(request), *queue_) : std::uint16_t{0};
     removals_.wereAskedFor(filters, outcome.packetId != 0);
     return outcome;
-}
-
-std::uint16_t OutgoingTraffic::add(UnsubscribeRequest request) {
-    const std::uint16_t packetId = engine().addUnsubscribe(std::move(request));
-    if (packetId != 0) {
-        writeOrHold(packetId);
-    }
-    return packetId;
 }
 
 Result<void> OutgoingTraffic::publishAtMostOnce(std::string_view data, std::string_view topic, bool retain) {
@@ -228,8 +186,7 @@ Result<void> OutgoingTraffic::publishAtMostOnce(std::string_view data, std::stri
         return makeTooLargeError(topic, size, maxPacketSize_);
     }
     if (sendsAtMostOnce()) {
-        engine().publishAtMostOnce(topic, data, retain);
-        connection_->flushSoon();
+        queue_->sendAtMostOnce(topic, data, retain);
     }
     return {};
 }
@@ -238,111 +195,31 @@ Result<void> OutgoingTraffic::publishAtLeastOnce(std::string_view data, std::str
     if (!isSendableTopicName(topic)) {
         return makeNotSendableError(topic);
     }
+    loadOutbox();
     const auto added = outbox_.add(topic, data, retain);
     if (!added) {
         return added.error();
     }
-    if (!connection_) {
-        return {};
-    }
-    if (isHolding()) {
-        goOn();
-    } else {
-        write(*added.value());
+    if (queue_) {
+        queue_->send(*added.value());
     }
     return {};
 }
 
-// ---- Writing.
-
-void OutgoingTraffic::writeOrHold(std::uint16_t packetId, MQTTSubscribeOutcome& outcome) {
-    if (isSetAside(packetId)) {
-        waiting_.park(packetId);
-    } else if (isHolding()) {
-        waiting_.hold(packetId);
-        goOn();
-    } else {
-        write(packetId, outcome);
-    }
-}
-
-void OutgoingTraffic::writeOrHold(std::uint16_t packetId) {
-    MQTTSubscribeOutcome nobodyAsks;
-    writeOrHold(packetId, nobodyAsks);
-}
-
-void OutgoingTraffic::write(std::uint16_t packetId) {
-    MQTTSubscribeOutcome nobodyAsks;
-    write(packetId, nobodyAsks);
-}
-
-void OutgoingTraffic::write(std::uint16_t packetId, MQTTSubscribeOutcome& outcome) {
-    if (requests().findSubscribe(packetId) == nullptr) {
-        static_cast<void>(engine().writeUnsubscribe(packetId));
-        connection_->flushSoon();
+// What could not be read so far leaves ahead of what is published now.
+void OutgoingTraffic::loadOutbox() {
+    if (outbox_.isLoaded()) {
         return;
     }
-    if (engine().writeSubscribe(packetId, outcome.superseded)) {
-        // Not before the pass is over: a later table may contain this one.
-        connection_->flushAtEndOfPass();
-        return;
-    }
-    const auto tooLarge = std::find_if(outcome.batches.begin(), outcome.batches.end(),
-                                       [&](const auto& batch) { return batch.packetId == packetId; });
-    if (tooLarge != outcome.batches.end()) {
-        for (const std::string& filter : tooLarge->filters) {
-            outcome.refused.push_back({filter, makeTooManyTopicsError(filter)});
-        }
-        outcome.batches.erase(tooLarge);
+    outbox_.load();
+    if (queue_) {
+        queue_->goOn();
     }
 }
 
-void OutgoingTraffic::write(Outbox::Publication& publication) {
-    outbox_.write(publication, engine());
-    connection_->flushSoon();
-}
-
-void OutgoingTraffic::writeAllHeld() {
-    while (writeHeldRequest()) {}
-    for (Outbox::Publication& publication : outbox_.publications()) {
-        if (isInTurn(publication)) {
-            write(publication);
-        }
-    }
-}
-
-// The next thing in its turn: requests before publications.
-bool OutgoingTraffic::writeNextHeld() {
-    if (writeHeldRequest()) {
-        return true;
-    }
-    auto& publications = outbox_.publications();
-    const auto next = std::find_if(publications.begin(), publications.end(),
-                                   [this](const auto& publication) { return isInTurn(publication); });
-    if (next == publications.end()) {
-        return false;
-    }
-    write(*next);
-    return true;
-}
-
-bool OutgoingTraffic::writeHeldRequest() {
-    const auto packetId = waiting_.takeHeld();
-    if (packetId) {
-        write(*packetId);
-    }
-    return packetId.has_value();
-}
-
-bool OutgoingTraffic::isInTurn(const Outbox::Publication& publication) const {
-    return !publication.place && !suspects_.isSetAside(SentThing::publication(publication.packetId));
-}
-
-void OutgoingTraffic::goOn() {
-    if (trying_ || countUnanswered() != 0) {
-        return;
-    }
-    static_cast<void>(writeNextHeld());
+void OutgoingTraffic::stepDidFinish() {
+    outbox_.commitSettled();
+    loadOutbox();
 }
 
 // ---- Answers.
@@ -395,80 +272,19 @@ void OutgoingTraffic::unsubscribeWasAnswered() {
 }
 
 void OutgoingTraffic::answersWereTaken(std::span<const SentThing> things) {
-    if (!suspects_.isEmpty()) {
-        for (const SentThing& thing : things) {
-            suspects_.didAnswer(thing);
-        }
-        waiting_.holdWhatIsAcquitted(requests(), suspects_);
-    }
-    if (countUnanswered() == 0) {
-        everythingWasAnswered();
-    }
-    // The last answer may have ended the sending one by one: what waited goes out together.
-    if (!isHolding() && (waiting_.isAnyHeld() || outbox_.countUnwritten() != 0)) {
-        writeAllHeld();
-    }
-}
-
-void OutgoingTraffic::everythingWasAnswered() {
-    if (trying_) {
-        if (suspects_.isSetAside(*trying_)) {
-            writeTried();  // it waited for this
-            return;
-        }
-        trying_.reset();
-    }
-    if (isOneAtATime_ && writeNextHeld()) {
-        return;
-    }
-    // Everything that may be sent has been answered: the row of ended connections is over.
-    suspects_.didAnswerEverything();
-    isOneAtATime_ = false;
+    removals_.settleWhatWasSplit(requests(), untold_);
+    queue_->answersWereTaken(things);
 }
 
 // ---- What was set aside.
 
-bool OutgoingTraffic::isSetAside(std::uint16_t packetId) const {
-    const auto thing = suspects_.isEmpty() ? std::nullopt : thingOf(requests(), packetId);
-    return thing && suspects_.isSetAside(*thing);
-}
-
-bool OutgoingTraffic::canTry(const SentThing& thing) const {
-    return thing.kind == SentThing::Kind::Publication ? outbox_.contains(thing.packetId)
-                                                      : waiting_.isParked(requests(), thing);
-}
-
-std::optional<Suspects::Try> OutgoingTraffic::nextThingToTry() const {
-    const bool othersHaveTheirTurn = isOneAtATime_ && countUnanswered() != 0;
-    if (!connection_ || trying_ || othersHaveTheirTurn || suspects_.isEmpty()) {
-        return std::nullopt;
-    }
-    return suspects_.nextTry([this](const SentThing& thing) { return canTry(thing); });
-}
-
 std::optional<OutgoingTraffic::TimePoint> OutgoingTraffic::nextTry() const {
-    const auto next = nextThingToTry();
-    return next ? std::optional(next->dueAt) : std::nullopt;
+    return queue_ ? queue_->nextTry() : std::nullopt;
 }
 
 void OutgoingTraffic::tryAgain(TimePoint now) {
-    const auto next = nextThingToTry();
-    if (!next || next->dueAt > now) {
-        return;
-    }
-    // From now on everything else waits, so that it is alone.
-    trying_ = next->thing;
-    // Otherwise it is written when the last answer that is owed has come.
-    if (countUnanswered() == 0) {
-        writeTried();
-    }
-}
-
-void OutgoingTraffic::writeTried() {
-    if (trying_->kind == SentThing::Kind::Publication) {
-        write(outbox_.at(trying_->packetId));
-    } else {
-        write(waiting_.takeParked(requests(), *trying_));
+    if (queue_) {
+        queue_->tryAgain(now);
     }
 }
 

@@ -36,6 +36,10 @@ std::uint16_t PacketIds::take() {
     return static_cast<std::uint16_t>(id);
 }
 
+bool PacketIds::isInUse(std::uint16_t id) const {
+    return id != 0 && (used_[id / kBits] & bit(id)) != 0;
+}
+
 bool PacketIds::reserve(std::uint16_t id) {
     if ((used_[id / kBits] & bit(id)) != 0) {
         return false;

@@ -16,6 +16,8 @@ public:
     /// The next identifier that is not in use, or 0 when all are.
     [[nodiscard]] std::uint16_t take();
 
+    [[nodiscard]] bool isInUse(std::uint16_t id) const;
+
     /// Marks an identifier as in use. False when it was already, or is 0.
     bool reserve(std::uint16_t id);
 

@@ -37,6 +37,9 @@ struct SubscribeRequest {
 /// An UNSUBSCRIBE that waits for its UNSUBACK, or to be written.
 struct UnsubscribeRequest {
     std::vector<std::string> filters;
+    /// Whether the session's owner waits for the answer under this identifier: not to the parts of one that
+    /// leaves topic by topic, nor to what an earlier process left.
+    bool isAwaitedByOwner = true;
     std::optional<std::uint64_t> place = std::nullopt;
 };
 

@@ -1,5 +1,7 @@
 #include "XelPushClient/MQTTSDK/TurnDelivery.h"
 
+#include "XelPushClient/Platform/MQTTSession.h"
+
 namespace xel {
 
 void TurnDelivery::begin() {
@@ -19,12 +21,17 @@ void TurnDelivery::deliver(const MQTTInboundPacket& publication) {
     ++publicationCount_;
     bool isRepeat = false;
     if (publication.qos != 0) {
-        const PublicationHash hash = hashPublication(publication.topic, publication.payload);
+        const KeyedHash hash = keyedHashOf(publication.topic, publication.payload);
         isRepeat = acknowledgements_->takeArrival(publication.packetId, publication.duplicate, hash);
         packetIds_[packetIdCount_] = publication.packetId;
         hashes_[packetIdCount_++] = hash;
     }
-    anchor_->session->connectionDidReceive(publication, isRepeat);
+    try {
+        anchor_->session->connectionDidReceive(publication, isRepeat);
+    } catch (const MQTTPublicationNotTaken&) {
+        packetIdCount_ -= publication.qos != 0 ? 1 : 0;
+        throw;
+    }
 }
 
 void TurnDelivery::skipClosing(std::uint64_t turn) {

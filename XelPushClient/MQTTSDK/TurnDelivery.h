@@ -7,7 +7,7 @@
 #include <span>
 #include <utility>
 
-#include "XelPushClient/MQTTSDK/KeyedHash.h"
+#include "XelPushClient/Foundation/KeyedHash.h"
 #include "XelPushClient/MQTTSDK/LostAcknowledgements.h"
 #include "XelPushClient/MQTTSDK/MQTTConnectionObserver.h"
 #include "XelPushClient/MQTTSDK/MQTTPacket.h"
@@ -45,7 +45,8 @@ public:
     /// Begins a turn unless one is under way, and tells the session, which may throw, or close the
     /// connection.
     void begin();
-    /// Gives the session a publication of the turn under way. One whose handling throws counts as delivered.
+    /// Gives the session a publication of the turn under way. One whose handling throws counts as delivered,
+    /// unless it was not taken.
     void deliver(const MQTTInboundPacket& publication);
 
     void beginClosing() { state_ = State::Closing; }
@@ -64,6 +65,9 @@ public:
     /// What the broker sends again if the acknowledgements that were written at that place are lost.
     void rememberAcknowledgements(std::uint64_t place);
 
+    /// Nothing of the turn is to be acknowledged any more.
+    void forgetAcknowledgements() { packetIdCount_ = 0; }
+
     /// What is to be acknowledged, in the order of delivery.
     [[nodiscard]] std::span<const std::uint16_t> packetIds() const {
         return {packetIds_.data(), packetIdCount_};
@@ -78,7 +82,7 @@ private:
     std::size_t publicationCount_ = 0;
     std::size_t packetIdCount_ = 0;
     std::array<std::uint16_t, kMostPublications> packetIds_{};
-    std::array<PublicationHash, kMostPublications> hashes_{};
+    std::array<KeyedHash, kMostPublications> hashes_{};
 };
 
 }  // namespace xel

@@ -16,11 +16,6 @@ std::optional<SentThing> thingOf(PendingRequests& requests, std::uint16_t packet
                : std::nullopt;
 }
 
-void WaitingRequests::clear() {
-    held_.clear();
-    parked_.clear();
-}
-
 std::optional<std::uint16_t> WaitingRequests::takeHeld() {
     if (held_.empty()) {
         return std::nullopt;
@@ -63,14 +58,15 @@ std::uint16_t WaitingRequests::takeParked(PendingRequests& requests, const SentT
     return packetId;
 }
 
-void WaitingRequests::dropParked(PendingRequests& requests, std::string_view topic) {
+void WaitingRequests::dropParked(PendingRequests& requests, SentThing::Kind kind, std::string_view topic) {
     std::erase_if(parked_, [&](std::uint16_t packetId) {
-        const auto* request = requests.findSubscribe(packetId);
-        const bool isIt = request != nullptr && request->topics.front().filter == topic;
-        if (isIt) {
-            static_cast<void>(requests.takeSubscribe(packetId));
+        const auto thing = thingOf(requests, packetId);
+        if (!thing || thing->kind != kind || thing->filter != topic) {
+            return false;
         }
-        return isIt;
+        static_cast<void>(requests.takeSubscribe(packetId));
+        static_cast<void>(requests.takeUnsubscribe(packetId));
+        return true;
     });
 }
 

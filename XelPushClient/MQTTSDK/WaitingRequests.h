@@ -19,13 +19,10 @@ namespace xel {
 /// held until their turn comes, or parked until the thing that they ask for, which is set aside, is to be
 /// tried.
 ///
-/// Knows them by identifier; the requests themselves are the engine's. Owner: the session's outgoing traffic.
+/// Knows them by identifier; the requests themselves are the engine's. Owner: the connection's send queue.
 class WaitingRequests {
 public:
-    void clear();
-
     void hold(std::uint16_t packetId) { held_.push_back(packetId); }
-    [[nodiscard]] bool isAnyHeld() const { return !held_.empty(); }
     [[nodiscard]] std::optional<std::uint16_t> takeHeld();
     /// What held batches ask for, one topic each, is asked for once: takes those out that ask for the same.
     [[nodiscard]] std::vector<std::uint16_t> supersedeHeld(PendingRequests& requests,
@@ -35,8 +32,9 @@ public:
     [[nodiscard]] bool isParked(PendingRequests& requests, const SentThing& thing) const;
     /// The first one parked for the thing; there is one.
     [[nodiscard]] std::uint16_t takeParked(PendingRequests& requests, const SentThing& thing);
-    /// What is to be unsubscribed is not tried any more: it would come behind the UNSUBSCRIBE.
-    void dropParked(PendingRequests& requests, std::string_view topic);
+    /// For a topic of which the contrary is asked for now: it is not tried any more, because it would come
+    /// behind that.
+    void dropParked(PendingRequests& requests, SentThing::Kind kind, std::string_view topic);
     /// What is not set aside any more takes its turn.
     void holdWhatIsAcquitted(PendingRequests& requests, const Suspects& suspects);
 

@@ -89,8 +89,7 @@ struct Fields {
             add("id", *record.id);
         }
         if (record.expireTime) {
-            fields.set("expireTimeMs",
-                       Value(millisecondsSince1970(*record.expireTime)).integer().value_or(0));
+            fields.set("expireTimeMs", wholeMillisecondsSince1970(*record.expireTime));
         }
         add(record.error);
     }

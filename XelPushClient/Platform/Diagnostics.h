@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -123,11 +124,16 @@ public:
     virtual void record(const DiagnosticRecord& record) = 0;
 };
 
-/// Makes the record when somebody is there to hear it, and only then.
+/// Makes the record when somebody is there to hear it, and only then. One for which there is no memory is not
+/// made, and nothing else fails with it.
 template <class Make>
 void recordDiagnostics(const std::shared_ptr<Diagnostics>& diagnostics, const Make& make) {
-    if (diagnostics != nullptr) {
-        diagnostics->record(make());
+    try {
+        if (diagnostics != nullptr) {
+            diagnostics->record(make());
+        }
+    } catch (const std::bad_alloc&) {
+        return;
     }
 }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <new>
 #include <optional>
 #include <span>
 #include <string>
@@ -54,6 +55,7 @@ enum class MQTTErrorCode : std::int64_t {
     OutboxFull = 107,            ///< or out of packet identifiers
     PublicationNotStored = 108,  ///< the session's memory could not be written
     GivenUp = 109,               ///< the broker ended the connection on it, again and again
+    NoMemory = 110,              ///< the connection was given up, for it could not go on
 };
 
 /// Who connects, and how (MQTT 3.1.1 section 3.1).
@@ -107,6 +109,9 @@ struct MQTTUnsubscribeOutcome {
 
 class MQTTSession;
 
+/// Thrown by `newMessage` when there was no memory to hand the publication to anybody.
+struct MQTTPublicationNotTaken : std::bad_alloc {};
+
 /// What a session tells its owner, on the session's run loop. Nothing is told from inside one of the
 /// owner's calls, except ConnectionClosed, which `close` reports before it returns. Every operation may
 /// call back into the session, and even drop it.
@@ -115,13 +120,15 @@ public:
     virtual ~MQTTSessionDelegate() = default;
 
     /// The error is there for ConnectionRefused, ConnectionError, ProtocolError and
-    /// ConnectionClosedByBroker.
+    /// ConnectionClosedByBroker, unless there was no memory for it.
     virtual void handleEvent(MQTTSession& session, MQTTSessionEvent event,
                              const std::optional<NSError>& error) = 0;
 
     /// A turn begins: at most 24 publications follow, then one `sessionDidDeliver`.
     virtual void sessionWillDeliver(MQTTSession& session) = 0;
 
+    /// One that throws counts as delivered. `MQTTPublicationNotTaken` alone says that it was not: the session
+    /// then ends the connection, and the broker sends the publication again on the next one.
     virtual void newMessage(MQTTSession& session, const MQTTPublication& publication) = 0;
 
     /// The turn's publications have been handled and everything posted meanwhile has run. The owner stores

@@ -29,8 +29,8 @@ class SessionMemory {
 public:
     virtual ~SessionMemory() = default;
 
-    /// The outbox in the order of appending.
-    [[nodiscard]] virtual std::vector<OutboxEntry> loadOutbox(std::string_view clientId) = 0;
+    /// The outbox in the order of appending; an error when it cannot be read now.
+    [[nodiscard]] virtual Result<std::vector<OutboxEntry>> loadOutbox(std::string_view clientId) = 0;
 
     /// Appends one publication. When this returns without an error, a process killed at once finds the
     /// entry at its next start.
@@ -40,10 +40,14 @@ public:
     /// sent again as a duplicate, which at-least-once delivery allows.
     virtual void removeFromOutbox(std::string_view clientId, std::span<const std::uint16_t> packetIds) = 0;
 
-    [[nodiscard]] virtual TopicTable loadGrantedTopics(std::string_view clientId) = 0;
+    /// An error when they cannot be read now. What is damaged reads as none.
+    [[nodiscard]] virtual Result<TopicTable> loadGrantedTopics(std::string_view clientId) = 0;
 
     /// Replaces the granted topics, durably as above.
     virtual Result<void> storeGrantedTopics(std::string_view clientId, const TopicTable& topics) = 0;
+
+    /// Every client id of which something is remembered, in no particular order.
+    [[nodiscard]] virtual std::vector<std::string> clientIds() = 0;
 
     /// Forgets everything of the client id.
     virtual void erase(std::string_view clientId) = 0;

@@ -46,6 +46,18 @@ void FakeApplication::willTerminate() {
     postLifecycleNotification(UIApplicationWillTerminateNotification);
 }
 
+void FakeApplication::clearRecords() {
+    begunTaskNames_.clear();
+    tokenRequests_.clear();
+    presented_.clear();
+}
+
+void FakeApplication::processHasEnded() {
+    tasks_.clear();
+    heldAnswers_.clear();
+    tokenRequesters_.clear();
+}
+
 UIBackgroundTaskIdentifier FakeApplication::beginBackgroundTaskWithName(
     std::string_view name, std::function<void()> expirationHandler) {
     if (isRefusingBackgroundTasks_ || isBackgroundTimeUsedUp_) {

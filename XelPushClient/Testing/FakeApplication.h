@@ -18,33 +18,37 @@
 
 namespace xel {
 
-/// A host application whose lifecycle the test drives. It starts active, and its background time is used up
-/// when the test says so. Thread: the run loop.
+/// A host application whose lifecycle the test drives. It starts active, and its background time is used
+/// up when the test says so. Thread: the run loop.
 class FakeApplication final : public UIApplication {
 public:
     explicit FakeApplication(std::shared_ptr<NSRunLoop> runLoop) : runLoop_(std::move(runLoop)) {}
 
-    // Its lifecycle. Each changes the state and posts its notification before it returns. A step that comes
-    // before another is taken too, and none is taken twice.
+    // Its lifecycle. Each changes the state and posts its notification before it returns. A step that
+    // comes before another is taken too, and none is taken twice.
 
     void willResignActive();     ///< now Inactive
     void didEnterBackground();   ///< now Background; from the front it resigns active first
     void willEnterForeground();  ///< now Inactive
     void didBecomeActive();      ///< now Active; from the background it enters the foreground first
     void willTerminate();
+    /// The process is gone, with its background tasks and what it waited for.
+    void processHasEnded();
     /// Sets the state without a notification, as for a process that was launched in the background.
     void setApplicationState(UIApplicationState state) { state_ = state; }
 
     // Background time.
 
     void setRefusingBackgroundTasks(bool isRefusing) { isRefusingBackgroundTasks_ = isRefusing; }
-    /// What is told in the background from now on, also when the time is used up, for a system that takes a
-    /// reserve off. Unless it is set: 180 s, and then nothing.
+    /// What is told in the background from now on, also when the time is used up, for a system that
+    /// takes a reserve off. Unless it is set: 180 s, and then nothing.
     void setBackgroundTimeRemaining(double seconds) { backgroundTimeRemaining_ = seconds; }
-    /// The background time is used up: every running task expires, and no other begins before the foreground.
-    /// Throws `std::logic_error` when the application is not in the background.
+    /// The background time is used up: every running task expires, and no other begins before the
+    /// foreground. Throws `std::logic_error` when the application is not in the background.
     void expireBackgroundTasks();
     [[nodiscard]] std::vector<std::string> runningBackgroundTaskNames() const;
+    /// Forgets what was begun, asked for and presented so far.
+    void clearRecords();
     /// The name of every task that has begun.
     [[nodiscard]] const std::vector<std::string>& begunBackgroundTaskNames() const { return begunTaskNames_; }
 
@@ -54,8 +58,8 @@ public:
     void answerWithToken(Data token) { tokenAnswer_ = std::move(token); }
     /// ...or with this failure...
     void answerWithFailure(NSError error) { tokenAnswer_ = std::move(error); }
-    /// ...or not at all, until `releaseAnswers`. Until told otherwise: a failure, as on a system without push
-    /// tokens.
+    /// ...or not at all, until `releaseAnswers`. Until told otherwise: a failure, as on a system without
+    /// push tokens.
     void setHoldingAnswers(bool isHolding) { isHoldingAnswers_ = isHolding; }
     void releaseAnswers();
     /// The token changes: everybody who has asked for one is told.
@@ -72,8 +76,8 @@ public:
     };
     [[nodiscard]] const std::vector<TokenRequest>& tokenRequests() const { return tokenRequests_; }
 
-    /// A remote notification arrives: a block posted to the run loop tells the attached delegates. It is kept
-    /// while there are none.
+    /// A remote notification arrives: a block posted to the run loop tells the attached delegates. It is
+    /// kept while there are none.
     void receiveRemoteNotification(Dictionary payload);
 
     // What the user sees.

@@ -35,7 +35,7 @@ FakeHTTPTransport::FakeHTTPTransport(std::shared_ptr<NSRunLoop> runLoop) : runLo
 
 FakeHTTPTransport::~FakeHTTPTransport() = default;
 
-void FakeHTTPTransport::complete(Completion completion, Result<HTTPResponse> outcome) {
+void FakeHTTPTransport::post(Completion completion, Result<HTTPResponse> outcome) {
     runLoop_->post(
         [completion = std::move(completion), outcome = std::move(outcome)] { completion(outcome); });
 }
@@ -44,22 +44,60 @@ void FakeHTTPTransport::send(HTTPRequest request, Completion completion) {
     const std::lock_guard lock(mutex_);
     requests_.push_back(request);
     if (!request.url.starts_with("https://") && !request.url.starts_with("http://")) {
-        complete(std::move(completion),
-                 makeError(NSURLErrorDomain, static_cast<std::int64_t>(NSURLErrorCode::UnsupportedURL),
-                           "only http and https are supported"));
+        post(std::move(completion),
+             makeError(NSURLErrorDomain, static_cast<std::int64_t>(NSURLErrorCode::UnsupportedURL),
+                       "only http and https are supported"));
         return;
     }
     const auto matches = [&](const Rule& rule) { return isFor(rule, request); };
     if (const auto once = std::find_if(once_.begin(), once_.end(), matches); once != once_.end()) {
-        complete(std::move(completion), std::move(once->outcome));
+        post(std::move(completion), std::move(once->outcome));
         once_.erase(once);
         return;
     }
     if (const auto always = std::find_if(always_.begin(), always_.end(), matches); always != always_.end()) {
-        complete(std::move(completion), always->outcome);
+        post(std::move(completion), always->outcome);
         return;
     }
-    waiting_.push_back({std::move(request), std::move(completion)});
+    const std::uint64_t number = ++lastNumber_;
+    if (server_) {
+        runLoop_->post(
+            life_.guarded([number, request](FakeHTTPTransport& self) { self.serve(number, request); }));
+    }
+    waiting_.push_back({number, std::move(request), std::move(completion)});
+}
+
+void FakeHTTPTransport::setServer(Server server) {
+    const std::lock_guard lock(mutex_);
+    server_ = std::move(server);
+}
+
+void FakeHTTPTransport::serve(std::uint64_t number, const HTTPRequest& request) {
+    Server server;
+    {
+        const std::lock_guard lock(mutex_);
+        if (findWaiting(number) != waiting_.end()) {
+            server = server_;
+        }
+    }
+    // Without the lock: the server may complete the request at once.
+    if (server) {
+        server(number, request);
+    }
+}
+
+std::deque<FakeHTTPTransport::Waiting>::iterator FakeHTTPTransport::findWaiting(std::uint64_t number) {
+    return std::find_if(waiting_.begin(), waiting_.end(),
+                        [number](const Waiting& one) { return one.number == number; });
+}
+
+void FakeHTTPTransport::complete(std::uint64_t number, Result<HTTPResponse> outcome) {
+    const std::lock_guard lock(mutex_);
+    const auto waiting = findWaiting(number);
+    if (waiting != waiting_.end()) {
+        post(std::move(waiting->completion), std::move(outcome));
+        waiting_.erase(waiting);
+    }
 }
 
 void FakeHTTPTransport::arrange(Rule rule) {
@@ -70,7 +108,7 @@ void FakeHTTPTransport::arrange(Rule rule) {
         once_.push_back(std::move(rule));
         return;
     }
-    complete(std::move(waiting->completion), std::move(rule.outcome));
+    post(std::move(waiting->completion), std::move(rule.outcome));
     waiting_.erase(waiting);
 }
 
@@ -96,7 +134,7 @@ void FakeHTTPTransport::answerAlways(std::string_view method, std::string_view p
         if (!isFor(rule, waiting.request)) {
             return false;
         }
-        complete(std::move(waiting.completion), rule.outcome);
+        post(std::move(waiting.completion), rule.outcome);
         return true;
     });
     always_.push_back(std::move(rule));

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -9,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "XelPushClient/Foundation/Lifeline.h"
 #include "XelPushClient/Platform/HTTPTransport.h"
 
 namespace xel {
@@ -17,10 +20,10 @@ class NSRunLoop;
 
 /// Responds to HTTP requests as the test arranges.
 ///
-/// A request matches an arrangement by method and path. The path is the end of the URL's path, without the
-/// query: "installations" matches "https://host/api/installations?access_token=…"; a trailing "*" stands for
-/// anything. A request that nothing is arranged for waits. Thread: `send` from any thread, everything else on
-/// the run loop; completions are posted to the run loop.
+/// A request matches an arrangement by method and path. The path is the end of the URL's path, without
+/// the query: "installations" matches "https://host/api/installations?access_token=…"; a trailing "*"
+/// stands for anything. A request that nothing is arranged for waits. Thread: `send` from any thread,
+/// everything else on the run loop; completions are posted to the run loop.
 class FakeHTTPTransport final : public HTTPTransport {
 public:
     explicit FakeHTTPTransport(std::shared_ptr<NSRunLoop> runLoop);
@@ -39,6 +42,14 @@ public:
     void answerAlways(std::string_view method, std::string_view path, int status, std::string body);
     /// Drops every arrangement: requests wait again.
     void forgetAnswers();
+
+    /// Answers what nothing is arranged for, as a server does: called, posted, with each such request,
+    /// which waits until it is completed under its number.
+    using Server = std::function<void(std::uint64_t number, const HTTPRequest& request)>;
+    void setServer(Server server);
+    /// Nothing for a request that waits no more.
+    void complete(std::uint64_t number, Result<HTTPResponse> outcome);
+
     /// Drops waiting requests without a response, as the end of a process does.
     void discardWaiting();
 
@@ -56,12 +67,15 @@ private:
         Result<HTTPResponse> outcome;
     };
     struct Waiting {
+        std::uint64_t number = 0;
         HTTPRequest request;
         Completion completion;
     };
 
     void arrange(Rule rule);
-    void complete(Completion completion, Result<HTTPResponse> outcome);
+    void post(Completion completion, Result<HTTPResponse> outcome);
+    void serve(std::uint64_t number, const HTTPRequest& request);
+    [[nodiscard]] std::deque<Waiting>::iterator findWaiting(std::uint64_t number);
 
     std::shared_ptr<NSRunLoop> runLoop_;
     mutable std::mutex mutex_;
@@ -69,6 +83,9 @@ private:
     std::deque<Waiting> waiting_;
     std::deque<Rule> once_;
     std::vector<Rule> always_;
+    Server server_;
+    std::uint64_t lastNumber_ = 0;
+    Lifeline<FakeHTTPTransport> life_{*this};
 };
 
 /// Whether the URL's path ends with the given one, as `FakeHTTPTransport` tells requests apart.

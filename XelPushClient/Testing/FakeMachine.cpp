@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "XelPushClient/Foundation/OnLeaving.h"
 #include "XelPushClient/MQTTSDK/MQTTClientSessionFactory.h"
 #include "XelPushClient/Testing/InMemorySessionMemory.h"
 #include "XelPushClient/Testing/InMemoryUserDefaults.h"
@@ -104,10 +105,30 @@ void FakeMachine::advanceBy(FakeRunLoop::Duration duration) {
 }
 
 void FakeMachine::discardPostedWork() {
+    broker->dropConnections();  // what would tell it that they have ended is thrown away
     runLoop->discardEverything();
     mainRunLoop->discardEverything();
     http->discardWaiting();  // a waiting completion holds its transport
     urlSession->discardWaiting();
+}
+
+void FakeMachine::clearRecords() {
+    network->clearRecords();
+    broker->clearRecords();
+    http->clearRequests();
+    urlSession->clearURLs();
+    logSink->clear();
+    application->clearRecords();
+}
+
+void FakeMachine::kill(const std::function<void()>& drop) {
+    disk->killProcess();
+    discardPostedWork();
+    doThenAlways(drop, [this] {
+        discardPostedWork();  // what was posted by what was dropped
+        application->processHasEnded();
+        disk->processHasEnded();
+    });
 }
 
 }  // namespace xel

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -34,9 +35,9 @@ enum class FakeMachineLoops {
 
 /// A whole machine of fakes, wired together. Sessions are the library's own, over the fake network.
 ///
-/// Hold it for as long as its managers live. To play a kill, drop the manager and its home, call
-/// `discardPostedWork`, and make another manager with `makeHome` of the same name: the disk and the broker
-/// remember. Thread: the one that made it.
+/// Hold it for as long as its managers live. To play a kill, have `kill` drop the manager and its home,
+/// and make another manager with `makeHome` of the same name: the disk and the broker remember. Thread:
+/// the one that made it.
 class FakeMachine {
 public:
     explicit FakeMachine(FakeMachineLoops loops = FakeMachineLoops::One);
@@ -47,16 +48,27 @@ public:
     /// The ports, for a manager.
     [[nodiscard]] Machine machine() const;
 
-    /// A home on the disk, with a notification centre of its own. Throws `std::runtime_error` while another
-    /// home of that name is held.
+    /// A home on the disk, with a notification centre of its own. Throws `std::runtime_error` while
+    /// another home of that name is held.
     [[nodiscard]] Home makeHome(const std::string& name = "home") const;
 
     /// Drives all loops, as `FakeRunLoop` says.
     void runUntilIdle();
     void advanceBy(FakeRunLoop::Duration duration);
 
-    /// Throws away what is posted, scheduled and waiting for an answer, as the end of a process does.
+    /// Throws away what is posted, scheduled and waiting for an answer, and every connection, as the end
+    /// of a process does.
     void discardPostedWork();
+
+    /// Kills the process: from here on nothing that it does reaches anybody. `drop` drops everything
+    /// that was in it, its managers and homes. The next manager is another process's. So does a process
+    /// end that has died at a write (`FakeDisk::killAt`): `kill` is called by whoever catches
+    /// `ProcessKilled`.
+    void kill(const std::function<void()>& drop);
+
+    /// Forgets what clients have sent, asked for, logged and shown so far. A long run, which looks by
+    /// observers, does so now and then: records grow without end.
+    void clearRecords();
 
     const std::shared_ptr<FakeRunLoop> runLoop;
     const std::shared_ptr<FakeRunLoop> mainRunLoop;

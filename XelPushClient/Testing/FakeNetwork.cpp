@@ -38,6 +38,9 @@ void FakeConnection::fail(ByteStreamErrorCode code, std::string_view description
     }
     state_ = FakeConnectionState::Failed;
     toClient_.clear();
+    if (isSevered_) {
+        return;
+    }
     const std::string where = host_ + ":" + std::to_string(port_);
     const auto error = makeError(kByteStreamErrorDomain, static_cast<std::int64_t>(code),
                                  where + ": " + std::string(description));
@@ -49,7 +52,7 @@ void FakeConnection::fail(ByteStreamErrorCode code, std::string_view description
 }
 
 void FakeConnection::feed(std::string_view octets) {
-    if (state_ != FakeConnectionState::Open || endWanted_) {
+    if (state_ != FakeConnectionState::Open || endWanted_ || isSevered_) {
         return;
     }
     toClient_ += octets;
@@ -73,7 +76,7 @@ void FakeConnection::scheduleDelivery() {
 
 void FakeConnection::deliverOnce() {
     deliveryIsPosted_ = false;
-    if (observer_ == nullptr || state_ != FakeConnectionState::Open) {
+    if (observer_ == nullptr || state_ != FakeConnectionState::Open || isSevered_ || isStalled()) {
         return;
     }
     receiveWanted_ = false;
@@ -83,10 +86,43 @@ void FakeConnection::deliverOnce() {
         std::exchange(observer_, nullptr)->streamDidEndByPeer();
         return;
     }
-    const auto count = std::min(mostOctetsPerRead_, toClient_.size());
+    const auto count =
+        conditions_->passing(FakeDirection::ToClient, std::min(mostOctetsPerRead_, toClient_.size()));
     const std::string octets = toClient_.substr(0, count);
     toClient_.erase(0, count);
+    if (conditions_->pass(FakeDirection::ToClient, count)) {
+        postToSelf([](FakeConnection& self) { self.breakByNetwork(); });
+    }
     observer_->streamDidReceive(octets);
+}
+
+void FakeConnection::breakByNetwork() {
+    fail(ByteStreamErrorCode::ConnectionLost, "the network broke the connection");
+    hearClosed();
+}
+
+void FakeConnection::hearClosed() {
+    if (closedHandler_) {
+        closedHandler_();
+    }
+}
+
+void FakeConnection::clearRecords() {
+    written_.clear();
+    segments_.clear();
+}
+
+void FakeConnection::goOn() {
+    scheduleDelivery();
+    deliverSegment();
+    if (std::exchange(closedWanted_, false)) {
+        hearClosed();
+    }
+}
+
+bool FakeConnection::isOver() const {
+    return state_ != FakeConnectionState::Opening && state_ != FakeConnectionState::Open &&
+           fromClient_.empty() && !closeIsPosted_ && !closedWanted_;
 }
 
 void FakeConnection::receiveFromClientSide() {
@@ -110,14 +146,22 @@ void FakeConnection::writeFromClientSide(std::string_view octets) {
 
 void FakeConnection::deliverSegment() {
     segmentIsPosted_ = false;
-    if (fromClient_.empty()) {
+    if (fromClient_.empty() || isStalled()) {
         return;
     }
-    segments_.push_back(std::exchange(fromClient_, {}));
-    written_ += segments_.back();
+    std::string octets = std::exchange(fromClient_, {});
+    if (isSevered_) {
+        return;
+    }
+    octets.resize(conditions_->passing(FakeDirection::FromClient, octets.size()));
+    segments_.push_back(octets);
+    written_ += octets;
+    const bool isBroken = conditions_->pass(FakeDirection::FromClient, octets.size());
     if (octetsHandler_) {
-        const std::string octets = segments_.back();
         octetsHandler_(octets);
+    }
+    if (isBroken) {
+        breakByNetwork();
     }
 }
 
@@ -132,10 +176,14 @@ void FakeConnection::closeFromClientSide(bool keepsWritten) {
         return;
     }
     state_ = FakeConnectionState::ClosedByClient;
+    closeIsPosted_ = true;
     postToSelf([](FakeConnection& self) {
+        self.closeIsPosted_ = false;
         self.deliverSegment();
-        if (self.closedHandler_) {
-            self.closedHandler_();
+        if (self.isStalled()) {
+            self.closedWanted_ = true;
+        } else if (!self.isSevered_) {
+            self.hearClosed();
         }
     });
 }
@@ -149,13 +197,78 @@ std::unique_ptr<ByteStream> FakeNetwork::makeStream(NSRunLoop& runLoop, ByteStre
 }
 
 void FakeNetwork::add(NSRunLoop& runLoop, const std::shared_ptr<FakeConnection>& connection) {
+    connection->conditions_ = conditions_;
     connections_.push_back(connection);
+    underWay_.push_back(connection);
     // A stream's observer hears nothing inside `open`.
-    runLoop.post(life_.guarded([connection](FakeNetwork& self) {
-        if (self.handler_ && connection->state() == FakeConnectionState::Opening) {
-            self.handler_(connection);
+    runLoop.post(life_.guarded([connection](FakeNetwork& self) { self.attempt(connection); }));
+}
+
+void FakeNetwork::attempt(const std::shared_ptr<FakeConnection>& connection) {
+    if (!handler_ || connection->state() != FakeConnectionState::Opening) {
+        return;
+    }
+    if (conditions_->has(FakeNetworkTrouble::Unreachable) ||
+        conditions_->has(FakeNetworkTrouble::Interrupted)) {
+        connection->fail(ByteStreamErrorCode::ConnectFailed, "network is unreachable");
+    } else if (conditions_->has(FakeNetworkTrouble::NoNames)) {
+        connection->fail(ByteStreamErrorCode::NameNotFound, "the name is not known");
+    } else if (conditions_->has(FakeNetworkTrouble::Refusing)) {
+        connection->fail(ByteStreamErrorCode::ConnectFailed, "connection refused");
+    } else if (conditions_->has(FakeNetworkTrouble::Stalled) || conditions_->has(FakeNetworkTrouble::Dead)) {
+        waiting_.push_back(connection);
+    } else {
+        handler_(connection);
+    }
+}
+
+void FakeNetwork::setTrouble(FakeNetworkTrouble trouble, bool isThere) {
+    if (!isThere) {
+        conditions_->troubles.erase(trouble);
+        goOn();
+        return;
+    }
+    conditions_->troubles.insert(trouble);
+    for (const auto& connection : connectionsUnderWay()) {
+        if (!connection->isOpen()) {
+            continue;
         }
-    }));
+        if (trouble == FakeNetworkTrouble::Dead) {
+            connection->sever();
+        } else if (trouble == FakeNetworkTrouble::Unreachable || trouble == FakeNetworkTrouble::Interrupted) {
+            connection->breakByNetwork();
+        }
+    }
+}
+
+void FakeNetwork::clearRecords() {
+    std::erase_if(connections_, [](const auto& connection) {
+        return connection->state() != FakeConnectionState::Opening && !connection->isOpen();
+    });
+    for (const auto& connection : connections_) {
+        connection->clearRecords();
+    }
+}
+
+void FakeNetwork::goOn() {
+    for (const auto& connection : std::exchange(waiting_, {})) {
+        attempt(connection);
+    }
+    for (const auto& connection : connectionsUnderWay()) {
+        connection->goOn();
+    }
+}
+
+std::vector<std::shared_ptr<FakeConnection>> FakeNetwork::connectionsUnderWay() {
+    std::erase_if(underWay_, [](const auto& connection) { return connection->isOver(); });
+    return underWay_;
+}
+
+void FakeNetwork::breakAfter(FakeDirection direction, std::size_t octets) {
+    if (octets == 0) {
+        throw std::invalid_argument("a connection breaks after one octet at least");
+    }
+    conditions_->octetsUntilBreak[direction] = octets;
 }
 
 }  // namespace xel

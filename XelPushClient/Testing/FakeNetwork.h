@@ -10,6 +10,7 @@
 
 #include "XelPushClient/Foundation/Lifeline.h"
 #include "XelPushClient/Platform/ByteStream.h"
+#include "XelPushClient/Testing/FakeNetworkConditions.h"
 
 namespace xel {
 
@@ -59,9 +60,16 @@ public:
     /// octet.
     void setMostOctetsPerRead(std::size_t most) { mostOctetsPerRead_ = most; }
 
+    /// Nothing passes any more, either way, and neither side is told: as after a power failure between
+    /// them.
+    void sever() { isSevered_ = true; }
+    [[nodiscard]] bool isSevered() const { return isSevered_; }
+
     /// Everything that the client wrote and that arrived, and the same in segments, one a pass of its loop.
     [[nodiscard]] const std::string& written() const { return written_; }
     [[nodiscard]] const std::vector<std::string>& segments() const { return segments_; }
+
+    void clearRecords();
 
     /// Octets that were fed and that the client has not received yet.
     [[nodiscard]] std::size_t unreceivedCount() const { return toClient_.size(); }
@@ -76,7 +84,14 @@ public:
 
 private:
     friend class FakeByteStream;
+    friend class FakeNetwork;
 
+    void goOn();
+    /// Whether it has ended and nothing of it is still on its way.
+    [[nodiscard]] bool isOver() const;
+    void breakByNetwork();
+    void hearClosed();
+    [[nodiscard]] bool isStalled() const { return conditions_->has(FakeNetworkTrouble::Stalled); }
     void attach(ByteStreamObserver& observer) { observer_ = &observer; }
     void receiveFromClientSide();
     void writeFromClientSide(std::string_view octets);
@@ -90,6 +105,7 @@ private:
     std::string host_;
     std::uint16_t port_;
     bool usingTLS_;
+    std::shared_ptr<FakeNetworkConditions> conditions_ = std::make_shared<FakeNetworkConditions>();
     FakeConnectionState state_ = FakeConnectionState::Opening;
     ByteStreamObserver* observer_ = nullptr;
     std::string toClient_;
@@ -102,6 +118,9 @@ private:
     bool deliveryIsPosted_ = false;
     bool segmentIsPosted_ = false;
     bool endWanted_ = false;
+    bool closeIsPosted_ = false;
+    bool closedWanted_ = false;
+    bool isSevered_ = false;
     OctetsHandler octetsHandler_;
     std::function<void()> closedHandler_;
 };
@@ -119,6 +138,15 @@ public:
     /// Called, posted, for each attempt that begins from now on.
     void setConnectionHandler(ConnectionHandler handler) { handler_ = std::move(handler); }
 
+    /// Something goes wrong, or does so no longer.
+    void setTrouble(FakeNetworkTrouble trouble, bool isThere);
+    /// The connection on which the last of so many octets in that direction passes is lost behind it,
+    /// for both sides: counted over all connections from now on, once.
+    void breakAfter(FakeDirection direction, std::size_t octets);
+    void forgetBreak(FakeDirection direction) { conditions_->octetsUntilBreak.erase(direction); }
+    [[nodiscard]] bool isBreakComing(FakeDirection direction) const {
+        return conditions_->octetsUntilBreak.contains(direction);
+    }
     /// Every attempt, in order.
     [[nodiscard]] const std::vector<std::shared_ptr<FakeConnection>>& connections() const {
         return connections_;
@@ -128,14 +156,23 @@ public:
     [[nodiscard]] std::shared_ptr<FakeConnection> latest() const {
         return connections_.empty() ? nullptr : connections_.back();
     }
+    /// Forgets the attempts that have ended, and what was written so far on the others.
+    void clearRecords();
 
 private:
     friend class FakeByteStream;
 
     void add(NSRunLoop& runLoop, const std::shared_ptr<FakeConnection>& connection);
+    void attempt(const std::shared_ptr<FakeConnection>& connection);
+    void goOn();
+    /// A copy: what is done with one may lead to another attempt.
+    [[nodiscard]] std::vector<std::shared_ptr<FakeConnection>> connectionsUnderWay();
 
     std::vector<std::shared_ptr<FakeConnection>> connections_;
+    std::vector<std::shared_ptr<FakeConnection>> underWay_;  // a network that flaps meets no others
+    std::vector<std::shared_ptr<FakeConnection>> waiting_;   // neither accepted nor refused
     ConnectionHandler handler_;
+    std::shared_ptr<FakeNetworkConditions> conditions_ = std::make_shared<FakeNetworkConditions>();
     Lifeline<FakeNetwork> life_{*this};
 };
 

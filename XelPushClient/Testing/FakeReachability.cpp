@@ -52,6 +52,7 @@ FakeReachabilityFactory::FakeReachabilityFactory(std::shared_ptr<NSRunLoop> runL
 }
 
 std::shared_ptr<PushClientServerReachability> FakeReachabilityFactory::reachabilityForInternetConnection() {
+    std::erase_if(monitors_, [](const auto& known) { return known.expired(); });
     auto monitor = std::make_shared<Monitor>(links_);
     monitors_.push_back(monitor);
     return monitor;

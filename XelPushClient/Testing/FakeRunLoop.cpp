@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <stdexcept>
+#include <vector>
 
 #include "XelPushClient/Foundation/OnLeaving.h"
 
@@ -9,7 +10,7 @@ namespace xel {
 
 class FakeRunLoop::Timer final : public NSTimer {
 public:
-    explicit Timer(std::function<void()> block) : block_(std::move(block)) {}
+    Timer(std::function<void()> block, Owner owner) : owner_(owner), block_(std::move(block)) {}
 
     void invalidate() override {
         isValid_ = false;
@@ -18,12 +19,15 @@ public:
 
     [[nodiscard]] bool isValid() const override { return isValid_; }
 
+    [[nodiscard]] bool isOutside() const { return owner_ == Owner::Outside; }
+
     [[nodiscard]] std::function<void()> spend() {
         isValid_ = false;
         return std::exchange(block_, nullptr);
     }
 
 private:
+    const Owner owner_;
     std::atomic<bool> isValid_ = true;
     std::function<void()> block_;
 };
@@ -34,7 +38,7 @@ FakeRunLoop::~FakeRunLoop() {
     if (isInStep_) {
         abortAsDestroyedWhileRunning();
     }
-    discardEverything();
+    discard([](const Timer&) { return true; });
 }
 
 void FakeRunLoop::post(std::function<void()> block) {
@@ -45,7 +49,17 @@ void FakeRunLoop::post(std::function<void()> block) {
 
 std::shared_ptr<NSTimer> FakeRunLoop::scheduleTimer(std::chrono::milliseconds delay,
                                                     std::function<void()> block) {
-    auto timer = std::make_shared<Timer>(std::move(block));
+    return schedule(delay, std::move(block), Owner::Process);
+}
+
+std::shared_ptr<NSTimer> FakeRunLoop::scheduleOutside(std::chrono::milliseconds delay,
+                                                      std::function<void()> block) {
+    return schedule(delay, std::move(block), Owner::Outside);
+}
+
+std::shared_ptr<NSTimer> FakeRunLoop::schedule(std::chrono::milliseconds delay, std::function<void()> block,
+                                               Owner owner) {
+    auto timer = std::make_shared<Timer>(std::move(block), owner);
     const std::lock_guard lock(mutex_);
     const Duration wait = delay.count() > 0 ? Duration(delay) : Duration::zero();
     timers_.emplace(TimerKey(elapsed_ + wait, nextTimerNumber_++), timer);
@@ -116,13 +130,16 @@ void FakeRunLoop::run() {
         if (runNextStep()) {
             continue;
         }
-        const auto deadline = nextTimerDeadline();
+        const auto isAwake = [this] { return stopWanted_ || !posted_.empty(); };
         std::unique_lock lock(mutex_);
-        if (deadline) {
+        // Looked at and changed under one lock: what another thread has posted runs before time goes on.
+        if (isAwake()) {
+            continue;
+        }
+        if (const auto deadline = firstDeadline()) {
             elapsed_ = *deadline;
             continue;
         }
-        const auto isAwake = [this] { return stopWanted_ || !posted_.empty(); };
         // Real time, for what other threads post; only a test that hangs waits it out.
         if (!somethingHappened_.wait_for(lock, std::chrono::seconds(10), isAwake)) {
             throw std::runtime_error(
@@ -153,8 +170,11 @@ void FakeRunLoop::advanceBy(Duration duration) {
 void FakeRunLoop::advanceTo(Duration moment) {
     for (std::size_t stops = 0;; ++stops) {
         runUntilIdle();
-        const auto deadline = nextTimerDeadline();
         const std::lock_guard lock(mutex_);
+        if (!posted_.empty()) {
+            continue;  // another thread was quicker
+        }
+        const auto deadline = firstDeadline();
         if (!deadline || *deadline > moment) {
             elapsed_ = std::max(elapsed_, moment);
             return;
@@ -173,6 +193,10 @@ FakeRunLoop::Duration FakeRunLoop::elapsed() const {
 
 std::optional<FakeRunLoop::Duration> FakeRunLoop::nextTimerDeadline() const {
     const std::lock_guard lock(mutex_);
+    return firstDeadline();
+}
+
+std::optional<FakeRunLoop::Duration> FakeRunLoop::firstDeadline() const {
     for (const auto& [key, timer] : timers_) {
         if (timer->isValid()) {
             return key.first;
@@ -191,26 +215,36 @@ std::size_t FakeRunLoop::scheduledTimerCount() const {
     const std::lock_guard lock(mutex_);
     std::size_t count = 0;
     for (const auto& [key, timer] : timers_) {
-        count += timer->isValid() ? 1U : 0U;
+        count += timer->isValid() && !timer->isOutside() ? 1U : 0U;
     }
     return count;
 }
 
 void FakeRunLoop::discardEverything() {
+    discard([](const Timer& timer) { return !timer.isOutside(); });
+}
+
+void FakeRunLoop::discard(const std::function<bool(const Timer&)>& isMeant) {
     // What a block holds may post while it is destroyed, so it is destroyed without the lock, until nothing
     // is left.
     for (;;) {
         std::deque<std::function<void()>> posted;
-        std::map<TimerKey, std::shared_ptr<Timer>> timers;
+        std::vector<std::shared_ptr<Timer>> timers;
         {
             const std::lock_guard lock(mutex_);
             posted.swap(posted_);
-            timers.swap(timers_);
+            std::erase_if(timers_, [&](const auto& scheduled) {
+                if (!isMeant(*scheduled.second)) {
+                    return false;
+                }
+                timers.push_back(scheduled.second);
+                return true;
+            });
         }
         if (posted.empty() && timers.empty()) {
             return;
         }
-        for (const auto& [key, timer] : timers) {
+        for (const auto& timer : timers) {
             timer->invalidate();
         }
     }

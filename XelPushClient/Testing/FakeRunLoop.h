@@ -41,6 +41,10 @@ public:
                                            std::function<void()> block) override;
     [[nodiscard]] bool isCurrent() const override;
 
+    /// Like `scheduleTimer`, for what goes on when the process ends, such as a service that a test simulates:
+    /// `discardEverything` leaves it, and it is not counted.
+    std::shared_ptr<NSTimer> scheduleOutside(std::chrono::milliseconds delay, std::function<void()> block);
+
     /// As the port says. With nothing posted and no timer left it waits for another thread to post or stop;
     /// to keep a test from hanging it throws `std::runtime_error` after ten seconds of real time.
     void run() override;
@@ -66,7 +70,7 @@ public:
     /// Whether there is something to run without letting time pass.
     [[nodiscard]] bool hasWorkDue() const;
 
-    /// How many timers are scheduled and neither spent nor invalidated.
+    /// How many timers of the process are scheduled and neither spent nor invalidated.
     [[nodiscard]] std::size_t scheduledTimerCount() const;
 
     /// Throws away everything posted and scheduled, as the end of a process does.
@@ -74,11 +78,16 @@ public:
 
 private:
     class Timer;
+    enum class Owner { Process, Outside };
     using TimerKey = std::pair<Duration, std::uint64_t>;
 
     [[nodiscard]] std::function<void()> takeNextBlock();
     [[nodiscard]] std::function<void()> takeNextDueTimer();
     [[nodiscard]] bool runNextStep();
+    std::shared_ptr<NSTimer> schedule(std::chrono::milliseconds delay, std::function<void()> block,
+                                      Owner owner);
+    [[nodiscard]] std::optional<Duration> firstDeadline() const;
+    void discard(const std::function<bool(const Timer&)>& isMeant);
     void becomeDriver();
 
     mutable std::mutex mutex_;

@@ -84,6 +84,11 @@ void FakeURLSession::discardWaiting() {
     waiting.swap(waiting_);
 }
 
+void FakeURLSession::clearURLs() {
+    const std::lock_guard lock(mutex_);
+    urls_.clear();
+}
+
 std::vector<std::string> FakeURLSession::urls() const {
     const std::lock_guard lock(mutex_);
     return urls_;

@@ -35,6 +35,7 @@ public:
 
     /// The URLs asked for so far, in order.
     [[nodiscard]] std::vector<std::string> urls() const;
+    void clearURLs();
 
 private:
     struct Rule {

@@ -14,17 +14,26 @@ void dropEntries(std::vector<OutboxEntry>& outbox, const std::set<std::uint16_t>
 InMemorySessionMemory::InMemorySessionMemory(std::shared_ptr<FakeDisk> disk, std::string store)
     : disk_(std::move(disk)), store_(std::move(store)) {}
 
-Result<void> InMemorySessionMemory::change(std::string_view clientId,
+Result<void> InMemorySessionMemory::change(std::string_view clientId, std::string_view what,
                                            const std::function<void(FakeDisk::ClientMemory&)>& work) {
     const auto late = lateRemovals_.find(clientId);
-    const bool isStored = disk_->commit(store_, [&](FakeDisk::Store& store) {
-        auto& client = store.clients[std::string(clientId)];
-        // First: what is appended now may have the identifier of an entry that is still to be removed.
-        if (late != lateRemovals_.end()) {
-            dropEntries(client.outbox, late->second);
+    std::string changed = std::string(clientId) + ":" + std::string(what);
+    if (late != lateRemovals_.end()) {
+        for (const auto packetId : late->second) {
+            changed += " outbox -" + std::to_string(packetId);
         }
-        work(client);
-    });
+    }
+    const bool isStored = disk_->commit(
+        store_,
+        [&](FakeDisk::Store& store) {
+            auto& client = store.clients[std::string(clientId)];
+            // First: what is appended now may have the identifier of an entry that is still to be removed.
+            if (late != lateRemovals_.end()) {
+                dropEntries(client.outbox, late->second);
+            }
+            work(client);
+        },
+        changed);
     if (!isStored) {
         return makeError("InMemorySessionMemory", 1, "the disk stores nothing at the moment");
     }
@@ -34,11 +43,11 @@ Result<void> InMemorySessionMemory::change(std::string_view clientId,
     return {};
 }
 
-std::vector<OutboxEntry> InMemorySessionMemory::loadOutbox(std::string_view clientId) {
+Result<std::vector<OutboxEntry>> InMemorySessionMemory::loadOutbox(std::string_view clientId) {
     const auto store = disk_->contents(store_);
     const auto client = store.clients.find(clientId);
     if (client == store.clients.end()) {
-        return {};
+        return std::vector<OutboxEntry>();
     }
     auto outbox = client->second.outbox;
     if (const auto late = lateRemovals_.find(clientId); late != lateRemovals_.end()) {
@@ -48,7 +57,8 @@ std::vector<OutboxEntry> InMemorySessionMemory::loadOutbox(std::string_view clie
 }
 
 Result<void> InMemorySessionMemory::appendToOutbox(std::string_view clientId, const OutboxEntry& entry) {
-    return change(clientId, [&](FakeDisk::ClientMemory& client) { client.outbox.push_back(entry); });
+    return change(clientId, " outbox +" + std::to_string(entry.packetId),
+                  [&](FakeDisk::ClientMemory& client) { client.outbox.push_back(entry); });
 }
 
 void InMemorySessionMemory::removeFromOutbox(std::string_view clientId,
@@ -60,24 +70,34 @@ void InMemorySessionMemory::removeFromOutbox(std::string_view clientId,
     late->second.insert(packetIds.begin(), packetIds.end());
     if (!storesRemovalsLate_) {
         // A removal that cannot be stored now is a late one.
-        static_cast<void>(change(clientId, [](FakeDisk::ClientMemory&) {}));
+        static_cast<void>(change(clientId, {}, [](FakeDisk::ClientMemory&) {}));
     }
 }
 
-TopicTable InMemorySessionMemory::loadGrantedTopics(std::string_view clientId) {
+Result<TopicTable> InMemorySessionMemory::loadGrantedTopics(std::string_view clientId) {
     const auto store = disk_->contents(store_);
     const auto client = store.clients.find(clientId);
     return client == store.clients.end() ? TopicTable{} : client->second.grantedTopics;
 }
 
 Result<void> InMemorySessionMemory::storeGrantedTopics(std::string_view clientId, const TopicTable& topics) {
-    return change(clientId, [&](FakeDisk::ClientMemory& client) { client.grantedTopics = topics; });
+    return change(clientId, " granted topics",
+                  [&](FakeDisk::ClientMemory& client) { client.grantedTopics = topics; });
+}
+
+std::vector<std::string> InMemorySessionMemory::clientIds() {
+    std::vector<std::string> ids;
+    for (const auto& [id, client] : disk_->contents(store_).clients) {
+        ids.push_back(id);
+    }
+    return ids;
 }
 
 void InMemorySessionMemory::erase(std::string_view clientId) {
     lateRemovals_.erase(std::string(clientId));
-    static_cast<void>(
-        disk_->commit(store_, [&](FakeDisk::Store& store) { store.clients.erase(std::string(clientId)); }));
+    static_cast<void>(disk_->commit(
+        store_, [&](FakeDisk::Store& store) { store.clients.erase(std::string(clientId)); },
+        std::string(clientId) + ": erased"));
 }
 
 }  // namespace xel

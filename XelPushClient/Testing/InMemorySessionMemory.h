@@ -20,15 +20,16 @@ public:
     /// port allows: if the object is dropped before that, the entries come back.
     void setStoresRemovalsLate(bool isLate) { storesRemovalsLate_ = isLate; }
 
-    [[nodiscard]] std::vector<OutboxEntry> loadOutbox(std::string_view clientId) override;
+    [[nodiscard]] Result<std::vector<OutboxEntry>> loadOutbox(std::string_view clientId) override;
     Result<void> appendToOutbox(std::string_view clientId, const OutboxEntry& entry) override;
     void removeFromOutbox(std::string_view clientId, std::span<const std::uint16_t> packetIds) override;
-    [[nodiscard]] TopicTable loadGrantedTopics(std::string_view clientId) override;
+    [[nodiscard]] Result<TopicTable> loadGrantedTopics(std::string_view clientId) override;
     Result<void> storeGrantedTopics(std::string_view clientId, const TopicTable& topics) override;
+    [[nodiscard]] std::vector<std::string> clientIds() override;
     void erase(std::string_view clientId) override;
 
 private:
-    [[nodiscard]] Result<void> change(std::string_view clientId,
+    [[nodiscard]] Result<void> change(std::string_view clientId, std::string_view what,
                                       const std::function<void(FakeDisk::ClientMemory&)>& work);
 
     std::shared_ptr<FakeDisk> disk_;

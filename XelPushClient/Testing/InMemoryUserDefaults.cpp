@@ -38,15 +38,22 @@ void InMemoryUserDefaults::removeObject(std::string_view key) {
 }
 
 bool InMemoryUserDefaults::commit(const Changes& changes) {
-    return disk_->commit(store_, [&](FakeDisk::Store& store) {
-        for (const auto& [key, value] : changes) {
-            if (value) {
-                store.settings.set(key, *value);
-            } else {
-                store.settings.remove(key);
+    std::string what = "settings";
+    for (const auto& [key, value] : changes) {
+        what += (value ? " " : " -") + key;
+    }
+    return disk_->commit(
+        store_,
+        [&](FakeDisk::Store& store) {
+            for (const auto& [key, value] : changes) {
+                if (value) {
+                    store.settings.set(key, *value);
+                } else {
+                    store.settings.remove(key);
+                }
             }
-        }
-    });
+        },
+        what);
 }
 
 bool InMemoryUserDefaults::synchronize() {

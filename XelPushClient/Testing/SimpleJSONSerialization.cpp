@@ -2,10 +2,9 @@
 
 #include <charconv>
 #include <cmath>
-#include <locale>
 #include <optional>
-#include <sstream>
 
+#include "XelPushClient/Foundation/DecimalText.h"
 #include "XelPushClient/Foundation/JSONPrinter.h"
 #include "XelPushClient/Foundation/StringUtilities.h"
 
@@ -264,17 +263,8 @@ private:
         if (isWhole && std::from_chars(text.data(), end, whole).ec == std::errc()) {
             return Value(whole);
         }
-        double number = 0;
-        const auto read = std::from_chars(text.data(), end, number);
-        if (read.ec == std::errc::result_out_of_range) {
-            // Too small is zero, too large cannot be said. Only the stream tells them apart, whatever the
-            // locale.
-            std::istringstream stream{std::string(text)};
-            stream.imbue(std::locale::classic());
-            if (!(stream >> number)) {
-                return std::nullopt;
-            }
-        }
+        // Too small is zero, too large cannot be said.
+        const double number = readLeadingDecimal(text).number;
         return std::isfinite(number) ? std::optional<Value>(number) : std::nullopt;
     }
 

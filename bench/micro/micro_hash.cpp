@@ -4,7 +4,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include "XelPushClient/MQTTSDK/KeyedHash.h"
+#include "XelPushClient/Foundation/KeyedHash.h"
 #include "XelPushClient/MQTTSDK/LostAcknowledgements.h"
 
 namespace xel::bench {
@@ -16,7 +16,7 @@ constexpr std::string_view kTopic = "app/shop-demo/user/public/news";
 void hashOnePublication(benchmark::State& state) {
     const std::string payload(static_cast<std::size_t>(state.range(0)), 'x');
     for (auto _ : state) {
-        benchmark::DoNotOptimize(hashPublication(kTopic, payload));
+        benchmark::DoNotOptimize(keyedHashOf(kTopic, payload));
     }
 }
 BENCHMARK(hashOnePublication)->Arg(30)->Arg(300)->Arg(300'000);
@@ -25,7 +25,7 @@ BENCHMARK(hashOnePublication)->Arg(30)->Arg(300)->Arg(300'000);
 void rememberOneAcknowledgement(benchmark::State& state) {
     LostAcknowledgements acknowledgements;
     acknowledgements.connectionDidOpen(true);
-    const PublicationHash hash = hashPublication(kTopic, "payload");
+    const KeyedHash hash = keyedHashOf(kTopic, "payload");
     std::uint16_t packetId = 0;
     for (auto _ : state) {
         packetId = static_cast<std::uint16_t>(packetId + 1);

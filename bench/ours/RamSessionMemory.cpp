@@ -12,7 +12,7 @@ constexpr std::size_t kPacketIds = 65536;
 
 RamSessionMemory::RamSessionMemory() : slots_(kPacketIds) {}
 
-std::vector<OutboxEntry> RamSessionMemory::loadOutbox(std::string_view) {
+Result<std::vector<OutboxEntry>> RamSessionMemory::loadOutbox(std::string_view) {
     std::vector<const Slot*> taken;
     for (const Slot& slot : slots_) {
         if (slot.entry) {
@@ -42,7 +42,7 @@ void RamSessionMemory::removeFromOutbox(std::string_view, std::span<const std::u
     }
 }
 
-TopicTable RamSessionMemory::loadGrantedTopics(std::string_view) {
+Result<TopicTable> RamSessionMemory::loadGrantedTopics(std::string_view) {
     return granted_;
 }
 

@@ -14,11 +14,12 @@ class RamSessionMemory final : public SessionMemory {
 public:
     RamSessionMemory();
 
-    std::vector<OutboxEntry> loadOutbox(std::string_view clientId) override;
+    Result<std::vector<OutboxEntry>> loadOutbox(std::string_view clientId) override;
     Result<void> appendToOutbox(std::string_view clientId, const OutboxEntry& entry) override;
     void removeFromOutbox(std::string_view clientId, std::span<const std::uint16_t> packetIds) override;
-    TopicTable loadGrantedTopics(std::string_view clientId) override;
+    Result<TopicTable> loadGrantedTopics(std::string_view clientId) override;
     Result<void> storeGrantedTopics(std::string_view clientId, const TopicTable& topics) override;
+    [[nodiscard]] std::vector<std::string> clientIds() override { return {}; }
     void erase(std::string_view clientId) override;
 
 private:

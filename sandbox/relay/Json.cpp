@@ -38,7 +38,8 @@ bool nestsTooDeeply(std::string_view text) {
 }  // namespace
 
 std::optional<Json> parseJsonObject(std::string_view text) {
-    if (nestsTooDeeply(text)) {
+    // The parser takes a zero byte for the end, and whatever stands behind it would go unseen.
+    if (text.find('\0') != std::string_view::npos || nestsTooDeeply(text)) {
         return std::nullopt;
     }
     Json value = Json::parse(text.begin(), text.end(), nullptr, /*allow_exceptions=*/false);

@@ -31,6 +31,16 @@ bool isMalformed(const boost::system::error_code& error) {
 
 }  // namespace
 
+RestRequest takeRestRequest(http::request<http::string_body>& message) {
+    RestRequest request;
+    const auto method = message.method_string();
+    const auto target = message.target();
+    request.method.assign(method.data(), method.size());
+    parseTarget(std::string_view(target.data(), target.size()), request);
+    request.body = std::move(message.body());
+    return request;
+}
+
 RestSession::RestSession(asio::ip::tcp::socket socket, asio::ssl::context& tls, RestHandler handler)
     : stream_(std::move(socket), tls), handler_(std::move(handler)) {}
 
@@ -67,18 +77,12 @@ void RestSession::handleRead(ErrorCode error) {
 }
 
 void RestSession::handleRequest(http::request<http::string_body> message) {
-    RestRequest request;
-    const auto method = message.method_string();
-    const auto target = message.target();
-    request.method.assign(method.data(), method.size());
-    parseTarget(std::string_view(target.data(), target.size()), request);
-    request.body = std::move(message.body());
     // No route knows HEAD, and the body of the refusal would be read as the next answer.
     const bool keepAlive = message.keep_alive() && message.method() != http::verb::head;
     const Next next = keepAlive ? Next::ReadRequest : Next::Close;
     // How long an answer takes is the handler's business, not that of a slow client.
     beast::get_lowest_layer(stream_).expires_never();
-    handler_(std::move(request), [self = shared_from_this(), next](RestResponse response) {
+    handler_(takeRestRequest(message), [self = shared_from_this(), next](RestResponse response) {
         // The answer may come on the thread of the service's broker client.
         asio::post(self->stream_.get_executor(),
                    [self, next, response = std::move(response)] { self->writeResponse(response, next); });

@@ -14,6 +14,10 @@
 
 namespace xel::sandbox {
 
+/// The request that an HTTP message is, taken out of it.
+[[nodiscard]] RestRequest takeRestRequest(
+    boost::beast::http::request<boost::beast::http::string_body>& message);
+
 /// One connection to the REST server: the handshake, then request and answer in turn until either side
 /// closes, asks for something unreadable, or is silent for 30 seconds. Owns itself by its pending operations.
 class RestSession : public std::enable_shared_from_this<RestSession> {

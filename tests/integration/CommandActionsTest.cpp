@@ -1,7 +1,9 @@
 // Every command that does one thing, with the real command and the real service.
 
+#include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -262,6 +264,17 @@ TEST_F(CommandActionsTest, ShowsTheServiceAndTheClientsThatWereHere) {
     EXPECT_EQ(gone.exitCode, 5);
     EXPECT_THAT(gone.errors, HasSubstr("xelpush sandbox"));
     EXPECT_THAT(gone.output, HasSubstr("command-alice01"));
+}
+
+TEST_F(CommandActionsTest, ShowsADamagedStoreAndLeavesItToItsClient) {
+    done({"seen", "m1", "--user", "alice01"});
+    const std::filesystem::path file = folder_.path() / ".local/state/xelpush/command-alice01/home.db";
+    const std::string damage(8192, 'x');
+    std::filesystem::remove(file.string() + "-wal");
+    std::ofstream(file, std::ios::trunc) << damage;
+    EXPECT_THAT(done({"status"}), HasSubstr("is damaged"));
+    std::ifstream left(file);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(left), {}), damage);
 }
 
 TEST_F(CommandActionsTest, ForgetsAClient) {

@@ -229,5 +229,14 @@ TEST_F(DoctorTest, NamesADamagedStoreAndLeavesIt) {
     EXPECT_EQ(contentOf(store_ / "home.db"), damage);
 }
 
+TEST_F(DoctorTest, LeavesTheLogOfAnEmptiedStore) {
+    makeStore();
+    fs::resize_file(store_ / "home.db", 0);
+    std::ofstream(store_ / "home.db-wal") << "what is left";
+    EXPECT_EQ(examine(), 1);
+    EXPECT_EQ(state("store"), "failed");
+    EXPECT_EQ(contentOf(store_ / "home.db-wal"), "what is left");
+}
+
 }  // namespace
 }  // namespace xel::test

@@ -3,30 +3,23 @@
 #include <chrono>
 
 namespace xel::killtest {
-namespace {
 
-using namespace std::chrono_literals;
-
-constexpr auto kPause = 1ms;
-/// A life publishes a few thousand at most: far less than the session keeps without an acknowledgement.
-constexpr int kEventsAPause = 8;
-
-}  // namespace
-
-EventPublisher::EventPublisher(xel::PushClientManager& push, xel::NSRunLoop& runLoop, ReceivedLog& log)
+EventPublisher::EventPublisher(xel::PushClientManager& push, xel::NSRunLoop& runLoop, ReceivedLog& log,
+                               PublishingPace pace)
     : push_(push),
       runLoop_(runLoop),
       log_(log),
+      pace_(pace),
       life_(std::to_string(std::chrono::system_clock::now().time_since_epoch().count())) {}
 
 void EventPublisher::start() {
-    runLoop_.scheduleTimer(kPause, [this] { publishSome(); });
+    runLoop_.scheduleTimer(pace_.pause, [this] { publishSome(); });
 }
 
 void EventPublisher::publishSome() {
     // Without a session an event waits in memory, which promises nothing over a kill.
     if (push_.brokerClientId()) {
-        for (int i = 0; i < kEventsAPause; ++i) {
+        for (int i = 0; i < pace_.eventsAPause; ++i) {
             publishOne();
         }
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <string>
 
@@ -9,14 +10,21 @@
 
 namespace xel::killtest {
 
-/// Publishes several events a millisecond for as long as the client has a session, connected or not, and
-/// notes each id that the client has answered YES for. The note comes after the YES: an id in the notes is a
+/// How fast events are published.
+struct PublishingPace {
+    std::chrono::milliseconds pause;
+    int eventsAPause;
+};
+
+/// Publishes events at a pace for as long as the client has a session, connected or not, and notes each id
+/// that the client has answered YES for. The note comes after the YES: an id in the notes is a
 /// promise that the client made, while one that was promised and not yet noted when the process died is
 /// missing there.
 class EventPublisher {
 public:
-    /// All three outlive the run loop's last turn.
-    EventPublisher(xel::PushClientManager& push, xel::NSRunLoop& runLoop, ReceivedLog& log);
+    /// Client, loop and log outlive the run loop's last turn.
+    EventPublisher(xel::PushClientManager& push, xel::NSRunLoop& runLoop, ReceivedLog& log,
+                   PublishingPace pace);
 
     void start();
 
@@ -27,6 +35,7 @@ private:
     xel::PushClientManager& push_;
     xel::NSRunLoop& runLoop_;
     ReceivedLog& log_;
+    PublishingPace pace_;
     std::string life_;
     std::size_t published_ = 0;
 };

@@ -24,6 +24,7 @@ public:
     ~HostProcess();
 
     [[nodiscard]] bool isRunning();
+    [[nodiscard]] int pid() const { return pid_; }
     /// Returns when the process is gone.
     void kill();
 

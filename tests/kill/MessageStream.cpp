@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <stdexcept>
+#include <utility>
 
 #include <mosquitto.h>
 
@@ -17,8 +18,9 @@ constexpr auto kPatience = 30s;
 
 }  // namespace
 
-MessageStream::MessageStream(const xel::sandbox::SandboxInfo& info, const std::string& recipient)
-    : topic_("app/" + info.appId + "/publish/" + recipient + "/default") {
+MessageStream::MessageStream(const xel::sandbox::SandboxInfo& info, const std::string& channel,
+                             std::string word)
+    : topic_("app/" + info.appId + "/publish/" + channel), word_(std::move(word)) {
     const std::string clientId = info.appId + "/sender01/kill-test";
     client_ = mosquitto_new(clientId.c_str(), true, this);
     if (client_ == nullptr) {
@@ -58,7 +60,7 @@ void MessageStream::start() {
 
 void MessageStream::sendUntilStopped() {
     while (!isStopping_) {
-        sent_.push_back("message " + std::to_string(sent_.size() + 1));
+        sent_.push_back(word_ + " " + std::to_string(sent_.size() + 1));
         sendOne(sent_.back());
         std::this_thread::sleep_for(kPause);
     }

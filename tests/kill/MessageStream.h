@@ -11,12 +11,15 @@ struct mosquitto;
 
 namespace xel::killtest {
 
-/// A client of the push service that sends numbered messages to a user's default channel, at least once each.
+/// A client of the push service that sends numbered messages to a channel, at least once each: "<word> 1",
+/// "<word> 2" and so on.
 ///
 /// What it says was sent, the broker has acknowledged.
 class MessageStream {
 public:
-    MessageStream(const xel::sandbox::SandboxInfo& info, const std::string& recipient);
+    /// The channel with its user, or "public": "alice01/default", "public/news".
+    MessageStream(const xel::sandbox::SandboxInfo& info, const std::string& channel,
+                  std::string word = "message");
     MessageStream(const MessageStream&) = delete;
     MessageStream& operator=(const MessageStream&) = delete;
     ~MessageStream();
@@ -32,6 +35,7 @@ private:
     void sendUntilStopped();
 
     std::string topic_;
+    std::string word_;
     mosquitto* client_ = nullptr;
     std::atomic<bool> isStopping_ = false;
     std::atomic<std::size_t> acknowledged_ = 0;

@@ -8,8 +8,8 @@
 
 namespace xel::killtest {
 
-bool testPublishing(const std::string& hostProgram, std::chrono::steady_clock::duration duration,
-                    const std::filesystem::path& folder, const xel::sandbox::SandboxInfo& info) {
+WayOutcome testPublishing(const std::string& hostProgram, std::chrono::steady_clock::duration duration,
+                          const std::filesystem::path& folder, const xel::sandbox::SandboxInfo& info) {
     const auto notes = folder / "publish.notes";
     const auto home = folder / "publish-home";
     const HostProcess::Command publishing{hostProgram, "publish", home, notes, info};
@@ -20,11 +20,11 @@ bool testPublishing(const std::string& hostProgram, std::chrono::steady_clock::d
         HostProcess host(publishing);
         if (!waitFor([&] { return !arrivals.rows().empty(); }, kPatienceForTheRest)) {
             std::cerr << "kill test: by publish: the host did not come up\n";
-            return false;
+            return {};
         }
     }
     if (!killRepeatedly(publishing, duration)) {
-        return false;
+        return {};
     }
     const auto judge = [&] { return judgePublishing(linesOf(notes), arrivals.rows()); };
     {
@@ -37,7 +37,7 @@ bool testPublishing(const std::string& hostProgram, std::chrono::steady_clock::d
               << verdict.lives << " lives\n"
               << std::flush;
     // A run that promised or killed next to nothing proves nothing.
-    return verdict.isGood() && verdict.promised >= 100 && verdict.lives >= 3;
+    return {verdict.isGood() && verdict.promised >= 100 && verdict.lives >= 3, 0, verdict.promised};
 }
 
 }  // namespace xel::killtest

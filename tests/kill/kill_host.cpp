@@ -1,11 +1,13 @@
 // The host of the kill test: notes in a file every message that it is handed, or every event that it was
 // promised the publishing of, and is killed while it does.
 //
-//   kill_host <delegate|block|notification|publish|drain> <state folder> <notes> <CA file>
+//   kill_host <delegate|block|notification|publish|drain|both> <state folder> <notes> <CA file>
 //
-// "drain" publishes nothing: what earlier lives left is sent.
+// "drain" publishes nothing: what earlier lives left is sent. "both" hears by delegate and publishes, for as
+// long as it is let live.
 // Application, ports and credentials come by environment, as for every host of the local push service.
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
@@ -13,15 +15,23 @@
 #include <stdexcept>
 #include <string>
 
-#include "XelPushClient/Linux/LinuxPlatform.h"
 #include "XelPushClient/XelPushClient.h"
 #include "tests/kill/EventPublisher.h"
 #include "tests/kill/ReceivedLog.h"
+#include "tests/kill/RigClient.h"
 
 namespace {
 
+using namespace std::chrono_literals;
 using xel::killtest::EventPublisher;
+using xel::killtest::PublishingPace;
 using xel::killtest::ReceivedLog;
+using xel::rig::RigClient;
+
+/// A life of half a second publishes a few thousand at most: far less than the session keeps without an
+/// acknowledgement. One that lasts may have to keep what it publishes in some seconds.
+constexpr PublishingPace kShortLife{1ms, 8};
+constexpr PublishingPace kLongLife{5ms, 1};
 
 class NotingDelegate : public xel::PushClientManagerDelegate {
 public:
@@ -38,7 +48,7 @@ private:
 void listen(xel::PushClientManager& push, const std::string& way, ReceivedLog& log) {
     // The host shows its own notifications, so that nothing but the way under test is measured.
     push.setMessageUILocalNotificationHandler([](const xel::PushClientMessage&) {});
-    if (way == "delegate") {
+    if (way == "delegate" || way == "both") {
         push.addDelegate(std::make_shared<NotingDelegate>(log));
     } else if (way == "block") {
         push.setMessageHandler([&log](const xel::PushClientMessage& message) {
@@ -52,50 +62,24 @@ void listen(xel::PushClientManager& push, const std::string& way, ReceivedLog& l
                 log.note(message == nullptr ? "no message" : message->messageBody.value_or("no body"));
             });
     } else if (way != "publish" && way != "drain") {
-        throw std::invalid_argument("the way is delegate, block, notification, publish or drain, not " + way);
+        throw std::invalid_argument("the way is delegate, block, notification, publish, drain or both, not " +
+                                    way);
     }
-}
-
-std::string fromEnvironment(const char* name) {
-    const char* value = std::getenv(name);
-    if (value == nullptr) {
-        throw std::invalid_argument(std::string(name) + " is not set");
-    }
-    return value;
 }
 
 int run(const std::string& way, const std::string& stateFolder, const std::string& notes,
         const std::string& caFile) {
-    xel::PushClientManager::setDevelopment(true);
-    xel::LinuxOptions options;
-    options.stateFolder = stateFolder;
-    options.documentsFolder = stateFolder + "/documents";
-    options.caFile = caFile;
-    xel::Machine machine = xel::makeLinuxMachine(options);
-    auto home = xel::openLinuxHome(options, machine);
-    if (!home) {
-        throw std::runtime_error(home.error().localizedDescription());
-    }
     ReceivedLog log(notes);
+    RigClient client(stateFolder, caFile);
     log.note(xel::killtest::kStartLine);
-    const auto runLoop = machine.runLoop;
-    xel::PushClientManager push(std::move(machine), std::move(home).value());
-    listen(push, way, log);
-    EventPublisher publisher(push, *runLoop, log);
-    if (way == "publish") {
+    listen(client.push(), way, log);
+    EventPublisher publisher(client.push(), client.runLoop(), log, way == "both" ? kLongLife : kShortLife);
+    if (way == "publish" || way == "both") {
         publisher.start();
     }
-    push.registerApplication(fromEnvironment("XELPUSH_APP_ID"), fromEnvironment("XELPUSH_API_KEY"),
-                             fromEnvironment("XELPUSH_BROKER_USER"),
-                             fromEnvironment("XELPUSH_BROKER_PASSWORD"));
-    if (push.deviceId()) {
-        // A host that was registered in an earlier life may connect at once, so that more of a life is spent
-        // receiving.
-        push.connectToServer();
-    } else {
-        push.registerUser("killed01");
-    }
-    runLoop->run();
+    client.registerApplication();
+    client.connect("killed01");
+    client.runLoop().run();
     return EXIT_SUCCESS;
 }
 
@@ -103,8 +87,8 @@ int run(const std::string& way, const std::string& stateFolder, const std::strin
 
 int main(int argc, char** argv) {
     if (argc != 5) {
-        std::cerr << "usage: kill_host <delegate|block|notification|publish|drain> <state folder> <notes> "
-                     "<CA file>\n";
+        std::cerr << "usage: kill_host <delegate|block|notification|publish|drain|both> <state folder> "
+                     "<notes> <CA file>\n";
         return 2;
     }
     try {

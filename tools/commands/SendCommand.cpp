@@ -51,7 +51,7 @@ Dictionary fieldsOf(const SendChoice& choice) {
         fields.set("notification", std::move(*notification));
     }
     if (const auto expiry = expiryOf(content)) {
-        fields.set("expireTime", Value(millisecondsSince1970(*expiry)).integer().value_or(0));
+        fields.set("expireTime", wholeMillisecondsSince1970(*expiry));
     }
     setWhenTrue(fields, "silent", content.silent);
     setWhenTrue(fields, "live", content.live);

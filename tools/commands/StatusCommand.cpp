@@ -8,6 +8,7 @@
 #include "XelPushClient/Classes/Core/PersistedKeys.h"
 #include "XelPushClient/Linux/LinuxPlatform.h"
 #include "XelPushClient/Linux/Loop/AsioRunLoop.h"
+#include "XelPushClient/Linux/Store/SqliteStore.h"
 #include "XelPushClient/Linux/System/LinuxFolders.h"
 #include "tools/commands/Commands.h"
 #include "tools/options/ClientChoice.h"
@@ -65,11 +66,19 @@ std::size_t topicsOf(const NSUserDefaults& defaults) {
     return topics == nullptr ? 0 : topics->size();
 }
 
-void showClient(const StatusChoice& choice, const Machine& machine, const std::string& name) {
+/// Only one that is sound: opening a damaged one would set it aside, which is a client's to do, and to tell.
+Result<Home> openSoundHome(const Machine& machine, const std::string& name) {
+    if (const auto examined = SqliteStore::examine(defaultStateFolder(name).value_or("")); !examined) {
+        return examined.error();
+    }
     LinuxOptions options;
     options.name = name;
+    return openLinuxHome(options, machine);
+}
+
+void showClient(const StatusChoice& choice, const Machine& machine, const std::string& name) {
     Dictionary record{{"type", "client"}, {"name", name}};
-    const auto home = openLinuxHome(options, machine);
+    const auto home = openSoundHome(machine, name);
     if (!home) {
         record.set("reason", home.error().localizedDescription());
         printLine(choice.json, record, name + "  " + home.error().localizedDescription());

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <cstring>
+#include <ctime>
 #include <system_error>
 
 #include <fcntl.h>
@@ -13,6 +15,7 @@
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
 #include <poll.h>
+#include <pthread.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 
@@ -103,6 +106,28 @@ std::string ProbeSocket::connect(const HostAddress& address, std::chrono::millis
     return {};
 }
 
+/// While it lives, a connection that broke is an error of the write alone. OpenSSL writes by write(2), which
+/// also raises SIGPIPE, and that ends the process.
+class WithoutBrokenPipe {
+public:
+    WithoutBrokenPipe() {
+        sigemptyset(&brokenPipe_);
+        sigaddset(&brokenPipe_, SIGPIPE);
+        pthread_sigmask(SIG_BLOCK, &brokenPipe_, &before_);
+    }
+    WithoutBrokenPipe(const WithoutBrokenPipe&) = delete;
+    WithoutBrokenPipe& operator=(const WithoutBrokenPipe&) = delete;
+    ~WithoutBrokenPipe() {
+        const timespec now{};
+        sigtimedwait(&brokenPipe_, nullptr, &now);  // or it would come with the former mask
+        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+    }
+
+private:
+    sigset_t brokenPipe_{};
+    sigset_t before_{};
+};
+
 void ProbeTLS::Free::operator()(ssl_st* connection) const {
     SSL_free(connection);
 }
@@ -112,6 +137,7 @@ ProbeTLS::ProbeTLS(const std::string& caFile) : context_(optionsFor(caFile)) {}
 ProbeTLS::~ProbeTLS() = default;
 
 std::string ProbeTLS::shakeHands(int socket, const std::string& host) {
+    const WithoutBrokenPipe withoutBrokenPipe;
     const auto context = context_.native();
     if (!context) {
         return context.error().localizedDescription();
@@ -146,6 +172,7 @@ std::string ProbeTLS::version() const {
 }
 
 bool ProbeTLS::write(std::string_view octets) {
+    const WithoutBrokenPipe withoutBrokenPipe;
     return SSL_write(connection_.get(), octets.data(), static_cast<int>(octets.size())) ==
            static_cast<int>(octets.size());
 }
@@ -155,6 +182,7 @@ bool ProbeTLS::hasOctets() const {
 }
 
 std::optional<std::string> ProbeTLS::read() {
+    const WithoutBrokenPipe withoutBrokenPipe;  // a read may answer, such as to a new key
     std::array<char, 4096> octets{};
     ERR_clear_error();
     const int length = SSL_read(connection_.get(), octets.data(), static_cast<int>(octets.size()));

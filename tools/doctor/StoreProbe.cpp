@@ -1,6 +1,7 @@
 #include "tools/doctor/StoreProbe.h"
 
 #include <array>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 
@@ -8,11 +9,9 @@
 #include <unistd.h>
 
 #include "XelPushClient/Classes/Core/PersistedKeys.h"
-#include "XelPushClient/Linux/Store/SqliteConnection.h"
 #include "XelPushClient/Linux/Store/SqliteStore.h"
 #include "XelPushClient/Linux/Store/SqliteUserDefaults.h"
 #include "XelPushClient/Linux/Store/StoreError.h"
-#include "XelPushClient/Linux/Store/StoreFolder.h"
 
 namespace xel::tools {
 
@@ -23,7 +22,6 @@ namespace fs = std::filesystem;
 constexpr const char* kFolder = "state folder";
 constexpr const char* kStore = "store";
 constexpr const char* kStoreFile = "home.db";
-constexpr const char* kLockFile = "home.lock";
 constexpr mode_t kOthers = 077;
 
 std::string modeText(mode_t mode) {
@@ -63,22 +61,18 @@ Finding judgeMissing(const fs::path& folder) {
     return foundWell(kFolder, "'" + folder.string() + "' is not there yet; the first command makes it");
 }
 
-/// Opened by hand: a client would set a damaged file aside.
-Finding openStore(const fs::path& folder) {
-    const auto ownership = takeOwnership((folder / kLockFile).string());
-    if (!ownership) {
-        return foundFailed(kStore, ownership.error().localizedDescription(),
-                           "end that process, or give another --state-folder", ExitCode::Failure);
+/// Only looked at: a client would set a damaged file aside.
+Finding examineStore(const fs::path& folder) {
+    const auto examined = SqliteStore::examine(folder.string());
+    if (examined) {
+        return foundWell(kStore, (folder / kStoreFile).string() + " opens");
     }
-    const std::string file = (folder / kStoreFile).string();
-    SqliteConnection connection;
-    if (const auto opened = connection.open(file); !opened) {
-        return foundFailed(kStore, opened.error().localizedDescription(),
-                           "a damaged store is set aside by the next command, which registers anew; "
-                           "any other must be moved away",
-                           ExitCode::Failure);
-    }
-    return foundWell(kStore, file + " opens");
+    const bool isInUse = examined.error().code == static_cast<std::int64_t>(StoreErrorCode::InUse);
+    return foundFailed(kStore, examined.error().localizedDescription(),
+                       isInUse ? "end that process, or give another --state-folder"
+                               : "a damaged store is set aside by the next command, which registers anew; "
+                                 "any other must be moved away",
+                       ExitCode::Failure);
 }
 
 }  // namespace
@@ -95,7 +89,7 @@ Findings probeStore(const std::string& folder) {
         return findings;
     }
     Finding mode = judgeMode(kStore, file, facts);
-    findings.push_back(mode.state == FindingState::Ok ? openStore(folder) : std::move(mode));
+    findings.push_back(mode.state == FindingState::Ok ? examineStore(folder) : std::move(mode));
     return findings;
 }
 

@@ -12,10 +12,6 @@ namespace {
 
 constexpr std::size_t kTypeWidth = 12;
 
-std::int64_t milliseconds(Date date) {
-    return Value(millisecondsSince1970(date)).integer().value_or(0);
-}
-
 std::string describeMessage(const PushClientMessage& message) {
     std::string text = '[' + message.channel.value_or("") + "] " + message.messageBody.value_or("");
     text += " (id " + message.id.value_or("none") + ')';
@@ -70,7 +66,7 @@ void ListenReport::delivery(const DeliveryMessage& delivery) {
           {{"messageId", delivery.messageId},
            {"user", delivery.deliveredUserId},
            {"deviceId", delivery.deliveredDeviceId},
-           {"deliveredAt", milliseconds(delivery.deliveredAt)}});
+           {"deliveredAt", wholeMillisecondsSince1970(delivery.deliveredAt)}});
 }
 
 void ListenReport::failure(std::string_view what, const NSError& error) {

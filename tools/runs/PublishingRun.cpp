@@ -7,10 +7,12 @@
 
 namespace xel::tools {
 
-std::vector<OutboxEntry> OutboxWatch::loadOutbox(std::string_view clientId) {
-    std::vector<OutboxEntry> entries = ForwardingSessionMemory::loadOutbox(clientId);
-    for (const OutboxEntry& entry : entries) {
-        waiting_.insert(entry.packetId);
+Result<std::vector<OutboxEntry>> OutboxWatch::loadOutbox(std::string_view clientId) {
+    auto entries = ForwardingSessionMemory::loadOutbox(clientId);
+    if (entries) {
+        for (const OutboxEntry& entry : entries.value()) {
+            waiting_.insert(entry.packetId);
+        }
     }
     return entries;
 }

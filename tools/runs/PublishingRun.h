@@ -25,7 +25,7 @@ public:
     [[nodiscard]] const std::vector<OutboxEntry>& published() const { return published_; }
     [[nodiscard]] bool isSettled() const { return waiting_.empty(); }
 
-    std::vector<OutboxEntry> loadOutbox(std::string_view clientId) override;
+    Result<std::vector<OutboxEntry>> loadOutbox(std::string_view clientId) override;
     Result<void> appendToOutbox(std::string_view clientId, const OutboxEntry& entry) override;
     void removeFromOutbox(std::string_view clientId, std::span<const std::uint16_t> packetIds) override;
     void erase(std::string_view clientId) override;

@@ -1,9 +1,11 @@
 #include "XelPushClient/Classes/Broker/BrokerConnection.h"
 
+#include <new>
 #include <utility>
 
 #include "XelPushClient/Classes/Broker/ConnectionDiagnostics.h"
 #include "XelPushClient/Classes/Core/ServiceAddresses.h"
+#include "XelPushClient/Foundation/OnLeaving.h"
 
 namespace xel {
 namespace {
@@ -16,8 +18,12 @@ constexpr std::string_view kDisconnectFromServer = "-[PushClientManager disconne
 constexpr std::int64_t kNotAuthorized = 5;
 
 bool isRefusedIdentity(const std::optional<NSError>& error) {
-    return error && error->code == kNotAuthorized &&
-           error->localizedDescription().find("not authorized") != std::string::npos;
+    try {
+        return error && error->code == kNotAuthorized &&
+               error->localizedDescription().find("not authorized") != std::string::npos;
+    } catch (const std::bad_alloc&) {
+        return false;  // then it is refused once more
+    }
 }
 
 }  // namespace
@@ -48,8 +54,21 @@ void BrokerConnection::connectToServer() {
         TVRLog(surroundings_.log, "[%@]: ClientId cannot be initialized", kConnectToServer);
         return;
     }
-    state.assignThen(PushClientServerConnectingState,
-                     [this, generation = session.generation()] { beginAttempt(generation); });
+    try {
+        state.assignThen(PushClientServerConnectingState,
+                         [this, generation = session.generation()] { beginAttempt(generation); });
+    } catch (const std::bad_alloc&) {
+        attemptFailedWithoutMemory();
+        throw;
+    }
+}
+
+// No attempt is under way then, and the next one must not be ignored as if there were.
+void BrokerConnection::attemptFailedWithoutMemory() {
+    if (surroundings_.state.value() == PushClientServerConnectingState && !surroundings_.session.isBusy()) {
+        surroundings_.state.assignThen(PushClientServerDisconnectedErrorState,
+                                       [this] { reconnects_.connectionFailed(); });
+    }
 }
 
 void BrokerConnection::beginAttempt(std::uint64_t generation) {
@@ -116,12 +135,19 @@ void BrokerConnection::handleConnected() {
 }
 
 void BrokerConnection::handleError(MQTTSessionEvent event, const std::optional<NSError>& error) {
+    doThenAlways([&] { tellFailure(event, error); }, [&] { becomeDisconnected(error); });
+}
+
+void BrokerConnection::tellFailure(MQTTSessionEvent event, const std::optional<NSError>& error) {
     surroundings_.diagnostics.didFail(event, error);
     TVRLog(surroundings_.log, "[%@]: ConnectionError %@", kHandleEvent, error);
     if (error) {
         // Before the state, so that a host which hears of that finds the failure.
         surroundings_.lastFailure.remember(*error);
     }
+}
+
+void BrokerConnection::becomeDisconnected(const std::optional<NSError>& error) {
     // A refused identity is never tried again: it would be refused every three seconds.
     const bool isRefused = isRefusedIdentity(error);
     auto& session = surroundings_.session;
@@ -134,9 +160,12 @@ void BrokerConnection::handleError(MQTTSessionEvent event, const std::optional<N
 }
 
 void BrokerConnection::handleClosed() {
-    TVRLog(surroundings_.log, "[%@]: ConnectionClosed", kHandleEvent);
-    surroundings_.state.assignThen(PushClientServerDisconnectedState,
-                                   [this] { surroundings_.observer.brokerConnectionDidClose(); });
+    doThenAlways([this] { TVRLog(surroundings_.log, "[%@]: ConnectionClosed", kHandleEvent); },
+                 [this] {
+                     surroundings_.state.assignThen(PushClientServerDisconnectedState, [this] {
+                         surroundings_.observer.brokerConnectionDidClose();
+                     });
+                 });
 }
 
 }  // namespace xel

@@ -49,7 +49,10 @@ public:
 private:
     void beginAttempt(std::uint64_t generation);
     void handleConnected();
+    void attemptFailedWithoutMemory();
     void handleError(MQTTSessionEvent event, const std::optional<NSError>& error);
+    void tellFailure(MQTTSessionEvent event, const std::optional<NSError>& error);
+    void becomeDisconnected(const std::optional<NSError>& error);
     void handleClosed();
     [[nodiscard]] bool isAttemptUnderWay() const;
 

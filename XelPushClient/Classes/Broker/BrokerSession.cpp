@@ -1,6 +1,7 @@
 #include "XelPushClient/Classes/Broker/BrokerSession.h"
 
 #include <chrono>
+#include <string>
 #include <utility>
 
 #include "XelPushClient/Classes/Broker/ConnectionDiagnostics.h"
@@ -11,7 +12,8 @@
 
 namespace xel {
 
-BrokerSession::BrokerSession(Surroundings surroundings) : surroundings_(surroundings) {}
+BrokerSession::BrokerSession(Surroundings surroundings)
+    : surroundings_(surroundings), memory_(surroundings.sessionMemory) {}
 
 BrokerSession::~BrokerSession() {
     end();
@@ -58,8 +60,7 @@ std::shared_ptr<MQTTSession> BrokerSession::createSession() {
     parameters.keepAlive = std::chrono::seconds(180);
     // The broker keeps the session, and in it what is sent to a client that is away.
     parameters.cleanSession = false;
-    session_ = surroundings_.sessions.makeSession(std::move(parameters), surroundings_.runLoop,
-                                                  surroundings_.sessionMemory);
+    session_ = surroundings_.sessions.makeSession(std::move(parameters), surroundings_.runLoop, memory_);
     if (session_) {
         session_->setDelegate(&surroundings_.delegate);
     }
@@ -113,7 +114,12 @@ void BrokerSession::drop() {
 void BrokerSession::eraseMemory() {
     // Without a session of this life there may still be the memory of one of an earlier life.
     if (const auto clientId = brokerClientId_ ? brokerClientId_ : setClientId()) {
-        surroundings_.sessionMemory.erase(*clientId);
+        memory_.erase(*clientId);
+    }
+    auto& settings = surroundings_.settings;
+    const std::string user = formatted("%@/%@/", settings.appId(), settings.userId());
+    for (const std::string& clientId : rememberedClientIds(memory_, user)) {
+        memory_.erase(clientId);
     }
 }
 

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "XelPushClient/Classes/Broker/OutboxInheritance.h"
 #include "XelPushClient/Classes/Core/ClientSettings.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
 #include "XelPushClient/Platform/MQTTSession.h"
@@ -25,7 +26,7 @@ public:
         ClientSettings& settings;
         MQTTSessionFactory& sessions;
         NSRunLoop& runLoop;
-        SessionMemory& sessionMemory;
+        const std::shared_ptr<SessionMemory>& sessionMemory;
         const LogOutput& log;
         /// Hears of every session.
         MQTTSessionDelegate& delegate;
@@ -56,7 +57,8 @@ public:
 
     /// Closes the session and lets it go: the next one is made with the identity of then.
     void drop();
-    /// Deletes what sessions remembered for the identity, which must still be known.
+    /// Deletes what sessions remembered for the identity, which must still be known, under every installation
+    /// id that it has had.
     void eraseMemory();
 
     /// The client has ended: closes the session without telling anybody, and makes no other.
@@ -67,6 +69,7 @@ private:
     [[nodiscard]] bool hasIdentity() const;
 
     Surroundings surroundings_;
+    InheritingSessionMemory memory_;
     std::shared_ptr<MQTTSession> session_;
     std::optional<std::string> brokerClientId_;
     std::uint64_t generation_ = 0;

@@ -120,29 +120,34 @@ bool EventFanout::callbackNewMessageReceived(const std::shared_ptr<const PushCli
     bool hostShowsNotifications = false;
     delegates.forEach([&](PushClientManagerDelegate& delegate, const DelegateOperations& operations) {
         if (operations.contains(DelegateOperation::DidReceivedMessage)) {
+            wasArrivalReported_ = true;
             delegate.pushClientManagerDidReceivedMessage(*message);
         }
         if (!delegates.hasEnded() &&
             operations.contains(DelegateOperation::UILocalNotificationDidReceivedMessage)) {
             hostShowsNotifications = true;
+            wasArrivalReported_ = true;
             delegate.pushClientManagerUILocalNotificationDidReceivedMessage(*message);
         }
     });
     postOnMainRunLoop(PushClientDidReceivedMessageNotification, [message] {
         return NotificationInfo{{PushClientMessageKey, *message}};
     });
+    wasArrivalReported_ = true;
     blocks.messageHandler.callIfSet(*message);
     blocks.messageUILocalNotificationHandler.callIfSet(*message);
     return hostShowsNotifications || static_cast<bool>(blocks.messageUILocalNotificationHandler);
 }
 
 void EventFanout::callbackNewDeliveryReceived(const DeliveryMessage& delivery) {
+    wasArrivalReported_ = true;
     delegates.forEachResponding(DelegateOperation::DidReceivedDelivery, [&](auto& delegate) {
         delegate.pushClientManagerDidReceivedDelivery(delivery);
     });
 }
 
 void EventFanout::callBackNewEventMessageReceived(const EventMessage& event) {
+    wasArrivalReported_ = true;
     delegates.forEachResponding(DelegateOperation::DidReceivedEventMessage, [&](auto& delegate) {
         delegate.pushClientManagerDidReceivedEventMessage(event);
     });

@@ -47,6 +47,10 @@ public:
     void callbackRequestVerificationFailure(const NSError& error);
     void callbackVerifyUserCode(bool verified);
     void callbackVerifyUserCodeFailure(const NSError& error);
+    /// A publication arrives: from now on until the next one `wasArrivalReported` tells whether anybody of
+    /// the host's has been told of it, or was about to be.
+    void beginArrival() { wasArrivalReported_ = false; }
+    [[nodiscard]] bool wasArrivalReported() const { return wasArrivalReported_; }
     /// True when the host shows its own notifications: a delegate or the block for it is there.
     bool callbackNewMessageReceived(const std::shared_ptr<const PushClientMessage>& message);
     void callbackNewDeliveryReceived(const DeliveryMessage& delivery);
@@ -69,6 +73,7 @@ private:
     void postOnMainRunLoop(std::string_view name, MakeInfo makeInfo);
 
     Surroundings surroundings_;
+    bool wasArrivalReported_ = false;
     /// The manager's, which posted notifications name as their object: they are dropped once it is gone. Not
     /// a way into the client: they run on the main loop's thread, which must not be the last to hold rooms.
     Lifeline<NSObject> life_;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <new>
 #include <optional>
 #include <string_view>
 
@@ -28,11 +29,16 @@ private:
 };
 
 /// The library's one log function. Writes one framed line when logging is on; otherwise the arguments are not
-/// even formatted. From any thread.
+/// even formatted. A line for which there is no memory is not written, and nothing else fails with it. From
+/// any thread.
 template <class... Arguments>
 void TVRLog(const LogOutput& log, std::string_view format, const Arguments&... arguments) {
-    if (log.isOn()) {
-        log.write(formatted(format, arguments...));
+    try {
+        if (log.isOn()) {
+            log.write(formatted(format, arguments...));
+        }
+    } catch (const std::bad_alloc&) {
+        return;
     }
 }
 

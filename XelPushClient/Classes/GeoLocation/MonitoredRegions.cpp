@@ -41,8 +41,9 @@ std::vector<CLCircularRegion> MonitoredRegions::all() const {
 }
 
 const MonitoredRegion* MonitoredRegions::find(std::string_view identifier) const {
-    const auto at = std::ranges::find_if(
-        regions_, [&](const auto& monitored) { return monitored.region.identifier == identifier; });
+    const auto at = std::find_if(regions_.begin(), regions_.end(), [&](const auto& monitored) {
+        return monitored.region.identifier == identifier;
+    });
     return at != regions_.end() ? &*at : nullptr;
 }
 

@@ -1,5 +1,6 @@
 #include "XelPushClient/Classes/Messaging/InboundTraffic.h"
 
+#include <new>
 #include <utility>
 
 #include "XelPushClient/Classes/Messaging/PublicationErrors.h"
@@ -49,8 +50,24 @@ void InboundTraffic::sessionWillDeliver(MQTTSession& /*session*/) {
     surroundings_.messageIds.beginTurn();
 }
 
+// Without memory a publication may come to nothing on its way to the host. It is not taken then, and leaves
+// no id behind by which it would be a duplicate when it comes again.
 void InboundTraffic::newMessage(MQTTSession& /*session*/, const MQTTPublication& publication) {
     const auto held = wayIn_.hold();
+    surroundings_.messageIds.beginArrival();
+    surroundings_.fanout.beginArrival();
+    try {
+        handle(publication);
+    } catch (const std::bad_alloc&) {
+        if (surroundings_.fanout.wasArrivalReported()) {
+            throw;  // the host has it, or threw itself
+        }
+        surroundings_.messageIds.forgetArrival();
+        throw MQTTPublicationNotTaken();
+    }
+}
+
+void InboundTraffic::handle(const MQTTPublication& publication) {
     if (isDeliveryTopic(publication.topic, surroundings_.settings.appId())) {
         handleDelivery(publication);
     } else if (isEventTopic(publication.topic, surroundings_.settings.appId())) {

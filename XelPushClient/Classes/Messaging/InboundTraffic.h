@@ -75,6 +75,7 @@ public:
     void unsubscriptionDidFail(MQTTSession& session, std::string_view topic, const NSError& error) override;
 
 private:
+    void handle(const MQTTPublication& publication);
     void handleDelivery(const MQTTPublication& publication);
     void handleEventMessage(const MQTTPublication& publication);
     void handlePushMessage(const MQTTPublication& publication);

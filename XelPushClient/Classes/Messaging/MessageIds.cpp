@@ -1,9 +1,12 @@
 #include "XelPushClient/Classes/Messaging/MessageIds.h"
 
 #include <algorithm>
+#include <new>
+#include <utility>
 
 #include "XelPushClient/Classes/Core/PersistedKeys.h"
 #include "XelPushClient/Classes/Core/PushClientConstants.h"
+#include "XelPushClient/Foundation/OnLeaving.h"
 
 namespace xel {
 namespace {
@@ -36,6 +39,7 @@ bool MessageIds::storeMessageId(std::string_view id, Arrival arrival) {
     const bool wasSeen =
         arrival == Arrival::Repeat || std::find(remembered.begin(), remembered.end(), id) != remembered.end();
     remembered.emplace_back(id);
+    isNewestOfArrival_ = true;
     isUnsaved_ = true;
     if (!isInTurn_) {
         putIntoDefaults();
@@ -46,6 +50,12 @@ bool MessageIds::storeMessageId(std::string_view id, Arrival arrival) {
         }
     }
     return wasSeen;
+}
+
+void MessageIds::forgetArrival() {
+    if (std::exchange(isNewestOfArrival_, false) && ids_ && !ids_->empty()) {
+        ids_->pop_back();
+    }
 }
 
 void MessageIds::beginTurn() {
@@ -61,15 +71,23 @@ void MessageIds::closeTurn(std::function<void()> done) {
     putIntoDefaults();
     // Not in the answer, which may come a file sync later: newer ids would count as stored too.
     isUnsaved_ = false;
-    defaults_.synchronizeTurn([wayIn = wayIn_, done = std::move(done)](bool isStored) {
-        const auto self = wayIn.hold();
-        if (self && !isStored) {
-            // Forgotten meanwhile, there is nothing left to store.
-            self->isUnsaved_ = self->ids_.has_value();
-            self->reportFailure();
-        }
-        done();
-    });
+    try {
+        defaults_.synchronizeTurn([wayIn = wayIn_, done = std::move(done)](bool isStored) {
+            const auto self = wayIn.hold();
+            doThenAlways(
+                [&] {
+                    if (self && !isStored) {
+                        // Forgotten meanwhile, there is nothing left to store.
+                        self->isUnsaved_ = self->ids_.has_value();
+                        self->reportFailure();
+                    }
+                },
+                done);
+        });
+    } catch (const std::bad_alloc&) {
+        isUnsaved_ = ids_.has_value();
+        throw;
+    }
 }
 
 void MessageIds::forgetIdentity() {

@@ -34,6 +34,11 @@ public:
     /// are held the oldest is forgotten first, so that a repetition of just that one, when the session does
     /// not know it as a repeat, counts as new.
     bool storeMessageId(std::string_view id, Arrival arrival = Arrival::First);
+    /// A publication arrives, with an id or without one.
+    void beginArrival() { isNewestOfArrival_ = false; }
+
+    /// The newest publication came to nothing: its id, if it had one, counts as not seen.
+    void forgetArrival();
 
     void beginTurn();
     /// Stores the turn's ids, then calls `done`, also when storing failed: the host has had the messages.
@@ -56,6 +61,8 @@ private:
     std::optional<std::deque<std::string>> ids_;
     bool isInTurn_ = false;
     bool isUnsaved_ = false;
+    /// Whether the newest id came with the newest publication.
+    bool isNewestOfArrival_ = false;
     ClientLife::WayInto<MessageIds> wayIn_;
 };
 

@@ -1,8 +1,8 @@
 #include "XelPushClient/Classes/Models/DeliveryMessage.h"
 
-#include <charconv>
 #include <cmath>
 
+#include "XelPushClient/Foundation/DecimalText.h"
 #include "XelPushClient/Foundation/StringUtilities.h"
 
 namespace xel {
@@ -13,8 +13,7 @@ constexpr std::size_t kFieldCount = 3;
 
 /// The number at the front of the text, 0 when there is none: how the service's own clients read it.
 double leadingNumber(std::string_view text) {
-    double number = 0;
-    std::from_chars(text.data(), text.data() + text.size(), number);
+    const double number = readLeadingDecimal(text).number;
     return std::isfinite(number) ? number : 0;
 }
 

@@ -1,11 +1,11 @@
 #include "XelPushClient/Classes/Models/PushClientMessage.h"
 
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <string_view>
 #include <utility>
 
+#include "XelPushClient/Foundation/DecimalText.h"
 #include "XelPushClient/Platform/NSJSONSerialization.h"
 
 namespace xel {
@@ -54,9 +54,8 @@ std::optional<Date> instantFrom(const Value& value) {
         return dateFromMillisecondsSince1970(*value.number());
     }
     if (const auto* text = value.asString()) {
-        double milliseconds = 0;
-        const auto [end, error] = std::from_chars(text->data(), text->data() + text->size(), milliseconds);
-        if (error == std::errc{} && end == text->data() + text->size() && std::isfinite(milliseconds)) {
+        const auto [milliseconds, length] = readLeadingDecimal(*text);
+        if (length > 0 && length == text->size() && std::isfinite(milliseconds)) {
             return dateFromMillisecondsSince1970(milliseconds);
         }
     }
@@ -105,10 +104,10 @@ void setIfPresent(Dictionary& dictionary, std::string_view key, const std::optio
     if (!instant) {
         return;
     }
-    const Value milliseconds(millisecondsSince1970(*instant));
-    const auto whole = *milliseconds.integer();
-    const bool isWhole = static_cast<double>(whole) == *milliseconds.number();
-    dictionary.set(key, isWhole ? Value(whole) : milliseconds);
+    const double milliseconds = millisecondsSince1970(*instant);
+    const std::int64_t whole = wholeMillisecondsSince1970(*instant);
+    const bool isWhole = static_cast<double>(whole) == milliseconds;
+    dictionary.set(key, isWhole ? Value(whole) : Value(milliseconds));
 }
 
 void setIfSet(Dictionary& dictionary, std::string_view key, bool flag) {

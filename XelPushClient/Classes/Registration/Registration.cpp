@@ -155,17 +155,21 @@ void Registration::unregisterUser(Removed success, Failure failure) {
         surroundings_.record.remove(
             *deviceId,
             [wayIn = wayIn_, success = std::move(success)](const Value& response) {
-                if (const auto self = wayIn.hold()) {
-                    TVRLog(self->surroundings_.log, "Installation removed %@", response);
+                const auto self = wayIn.hold();
+                if (!self) {
+                    return;  // nothing is reported of a client that is no more
                 }
+                TVRLog(self->surroundings_.log, "Installation removed %@", response);
                 if (success) {
                     success(response);
                 }
             },
             [wayIn = wayIn_, failure = std::move(failure)](const NSError& error) {
-                if (const auto self = wayIn.hold()) {
-                    TVRLog(self->surroundings_.log, "Error %@", error);
+                const auto self = wayIn.hold();
+                if (!self) {
+                    return;
                 }
+                TVRLog(self->surroundings_.log, "Error %@", error);
                 if (failure) {
                     failure(error);
                 }
@@ -252,9 +256,14 @@ void Registration::installationWasSaved(const std::optional<LBInstallation>& ins
 void Registration::installationSaveFailed(const NSError& error) {
     if (surroundings_.settings.deviceId() && saysInstallationIsUnknown(error, surroundings_.json)) {
         TVRLog(surroundings_.log, "[%@]: registerDeviceToServer recover new deviceId ", kQueuedWork);
-        // Without an id the next save makes a new installation; with it, this answer would come again.
         surroundings_.observer.installationIsUnknown();
-        registerDeviceToServer();
+        // Without an id the next save makes a new installation; with it, this answer would come again, and
+        // again at once.
+        if (!surroundings_.settings.deviceId()) {
+            registerDeviceToServer();
+            return;
+        }
+        surroundings_.state.handleRegistrationFailWithError(makeUnknownInstallationKeptError());
         return;
     }
     surroundings_.state.handleRegistrationFailWithError(error);

@@ -30,7 +30,8 @@ public:
     /// The service gave another installation id than the one held; the held one is replaced after this
     /// returns.
     virtual void installationIdWillChange() = 0;
-    /// The service no longer knows this installation: forget id, session and granted topics.
+    /// The service no longer knows this installation: forget id, session and granted topics. While the store
+    /// keeps the id, the rest is kept too.
     virtual void installationIsUnknown() = 0;
     /// Another user takes over while the client is connected.
     virtual void connectionBelongsToFormerUser() = 0;

@@ -46,6 +46,14 @@ MappedRegistrationError mapRegistrationError(const NSError& error) {
     return {error, false};
 }
 
+NSError makeUnknownInstallationKeptError() {
+    NSError error = makeError(kPushClientStoreErrorDomain, kPushClientStoreFailedErrorCode,
+                              "the service does not know this installation any more, and the store could not "
+                              "be written to forget its id");
+    error.userInfo.set(NSLocalizedRecoverySuggestionErrorKey, "register again when the store can be written");
+    return error;
+}
+
 bool saysInstallationIsUnknown(const NSError& error, NSJSONSerialization& json) {
     const auto body = error.localizedRecoverySuggestion();
     if (!body) {

@@ -25,6 +25,9 @@ struct MappedRegistrationError {
 };
 [[nodiscard]] MappedRegistrationError mapRegistrationError(const NSError& error);
 
+/// The service does not know the installation, whose id the store keeps because it cannot be written.
+[[nodiscard]] NSError makeUnknownInstallationKeptError();
+
 /// Whether the backend's answer in the error says that it does not know the installation: a JSON body
 /// `{"error": {"status": 404}}`. The body is under the error's recovery suggestion.
 [[nodiscard]] bool saysInstallationIsUnknown(const NSError& error, NSJSONSerialization& json);

@@ -64,6 +64,11 @@ bool SubscribeBatches::isStoredSince(const Ticket& ticket, const std::string& to
     return fate != nullptr && countsFor(ticket, fate->stored, fate->unsubscribedAt);
 }
 
+bool SubscribeBatches::isUnsubscribedSince(const Ticket& ticket, const std::string& topic) const {
+    const Fate* fate = fateOf(topic);
+    return fate != nullptr && fate->unsubscribedAt > ticket.number;
+}
+
 std::shared_ptr<const TopicTable> SubscribeBatches::stillWanted(
     const std::shared_ptr<const TopicTable>& topics, const Ticket& ticket) const {
     std::shared_ptr<TopicTable> rest;

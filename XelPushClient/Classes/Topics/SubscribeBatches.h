@@ -54,6 +54,8 @@ public:
     /// Whether an overlapping batch has had the topic reported, or stored, since the ticket was taken.
     [[nodiscard]] bool isReportedSince(const Ticket& ticket, const std::string& topic) const;
     [[nodiscard]] bool isStoredSince(const Ticket& ticket, const std::string& topic) const;
+    /// Whether the topic was unsubscribed since the ticket was taken: the answer finds it wanted no more.
+    [[nodiscard]] bool isUnsubscribedSince(const Ticket& ticket, const std::string& topic) const;
     /// The table, or, when topics of it were given up since the ticket was taken, a copy without those.
     [[nodiscard]] std::shared_ptr<const TopicTable> stillWanted(
         const std::shared_ptr<const TopicTable>& topics, const Ticket& ticket) const;

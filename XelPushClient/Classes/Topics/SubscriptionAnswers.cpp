@@ -34,7 +34,10 @@ void SubscriptionAnswers::subAckReceived(std::uint16_t packetId, std::span<const
     auto granted = surroundings_.subscribedTopics.load();
     std::vector<std::string> unreported;
     for (std::size_t i = 0; i < filters.size(); ++i) {
-        const bool isGranted = grantedQoss[i] == kAtLeastOnce;
+        // One that was unsubscribed before its answer came is on its way out of the broker: counted as
+        // granted it would never be asked for again.
+        const bool isGranted =
+            grantedQoss[i] == kAtLeastOnce && !batches.isUnsubscribedSince(askedAt, filters[i]);
         if (isGranted && !batches.isStoredSince(askedAt, filters[i])) {
             granted.push_back(filters[i]);
         }

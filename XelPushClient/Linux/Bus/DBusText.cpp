@@ -76,7 +76,7 @@ std::string textForDBus(std::string_view text, std::size_t mostCharacters) {
         std::string_view rest = text;
         const char32_t character = takeFirstCharacter(rest);
         const std::string_view octets = text.substr(0, text.size() - rest.size());
-        if (!isValidUTF8(octets)) {
+        if (!isValidUTF8(octets) || isNonCharacter(character)) {
             clean += kReplacementCharacter;
         } else if (!isUnwantedControl(character)) {
             clean += octets;

@@ -18,8 +18,8 @@ inline std::string dbusOwnerChangesOf(std::string_view name) {
 }
 
 /// The text as a D-Bus string may hold it: UTF-8, without NUL and without control characters but line end and
-/// tab. What is not UTF-8 reads as U+FFFD. Of a text with more characters than that, which no desktop shows,
-/// the rest is an ellipsis.
+/// tab. What is not UTF-8, or a character that Unicode sets aside for good, reads as U+FFFD. Of a text with
+/// more characters than that, which no desktop shows, the rest is an ellipsis.
 [[nodiscard]] std::string textForDBus(std::string_view text,
                                       std::size_t mostCharacters = std::string_view::npos);
 

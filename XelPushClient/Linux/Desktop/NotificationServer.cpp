@@ -119,14 +119,20 @@ private:
         std::erase_if(places_, [](const auto& entry) { return !entry.second.current && !entry.second.next; });
     }
 
+    /// Every order comes to nothing. What is on screen stays, and is known as before.
     void failEverything(const NSError& error) {
         waitingCount_ = 0;
-        for (auto& [identifier, place] : std::exchange(places_, {})) {
+        std::vector<Shown> failed;
+        for (auto& [identifier, place] : places_) {
             for (auto* order : {&place.current, &place.next}) {
-                if (*order) {
-                    (*order)->shown(error);
+                if (auto ended = std::exchange(*order, std::nullopt)) {
+                    failed.push_back(std::move(ended->shown));
                 }
             }
+        }
+        std::erase_if(places_, [](const auto& entry) { return entry.second.id == 0; });
+        for (const auto& shown : failed) {
+            shown(error);
         }
     }
 
@@ -206,11 +212,17 @@ private:
         }
         Place& place = found->second;
         const auto order = std::exchange(place.current, std::nullopt);
+        // Whatever the answer is, it is the end of what was withdrawn: a later order is another one.
+        const bool isWithdrawn = std::exchange(place.isWithdrawn, false);
         if (error != nullptr) {
             order->shown(makeDBusError(DBusErrorCode::Failed, error->getName(), error->getMessage()));
         } else {
             // The server may have given another id than the one that was to be replaced.
-            identifiers_.erase(place.id);
+            if (place.id != 0) {
+                identifiers_.erase(place.id);
+            }
+            // Or one that it gave before: whatever had it has gone.
+            wasClosed(id);
             place.id = id;
             place.number = order->notification.number;
             identifiers_[id] = identifier;
@@ -218,12 +230,17 @@ private:
                 events_.hasTaken();
             }
             order->shown(std::nullopt);
-            if (std::exchange(place.isWithdrawn, false)) {
+            if (isWithdrawn) {
                 close(id);
             }
         }
         forgetTheOldest();
         goOn(identifier);
+        // A refused one leaves a place of which nothing is on screen.
+        if (const auto left = places_.find(identifier);
+            left != places_.end() && left->second.id == 0 && !left->second.current && !left->second.next) {
+            places_.erase(left);
+        }
     }
 
     void forgetTheOldest() {

@@ -1,6 +1,7 @@
 #include "XelPushClient/Linux/HTTP/CurlHeaders.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace xel {
 
@@ -46,6 +47,22 @@ std::optional<std::pair<std::string, std::string>> parseHeaderLine(std::string_v
         return std::nullopt;
     }
     return std::pair{std::string(line.substr(0, colon)), std::string(trim(line.substr(colon + 1)))};
+}
+
+bool CurlHeaderBlock::take(std::string_view line) {
+    octets_ += line.size();
+    if (octets_ > kLargest) {
+        return false;
+    }
+    if (line.starts_with("HTTP/")) {
+        fields_.clear();
+        isWhole_ = false;
+    } else if (line == "\r\n" || line == "\n") {
+        isWhole_ = true;
+    } else if (auto field = parseHeaderLine(line)) {
+        fields_.push_back(std::move(*field));
+    }
+    return true;
 }
 
 }  // namespace xel

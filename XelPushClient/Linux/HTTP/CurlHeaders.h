@@ -1,9 +1,12 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
+
+#include "XelPushClient/Platform/HTTPTransport.h"
 
 namespace xel {
 
@@ -17,5 +20,27 @@ namespace xel {
 /// Name and value of a received field line, without the white space around the value; none for any other
 /// line.
 [[nodiscard]] std::optional<std::pair<std::string, std::string>> parseHeaderLine(std::string_view line);
+
+/// The header of an answer, line by line as it comes. An interim answer may come first (RFC 9110 section
+/// 15.2): its fields are not the answer's.
+class CurlHeaderBlock {
+public:
+    /// So many octets are read at most, those of interim answers included.
+    static constexpr std::size_t kLargest = 256UL * 1024;
+
+    /// Takes a line with its end; false when that makes too many octets.
+    [[nodiscard]] bool take(std::string_view line);
+
+    /// Whether the empty line that ends it has come.
+    [[nodiscard]] bool isWhole() const { return isWhole_; }
+
+    /// The fields in order; none are left.
+    [[nodiscard]] HTTPHeaders takeFields() { return std::move(fields_); }
+
+private:
+    HTTPHeaders fields_;
+    std::size_t octets_ = 0;
+    bool isWhole_ = false;
+};
 
 }  // namespace xel

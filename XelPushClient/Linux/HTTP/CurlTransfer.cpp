@@ -16,8 +16,6 @@ namespace xel {
 
 namespace {
 
-constexpr std::size_t kLargestHeaderBlock = 256UL * 1024;
-
 bool sendsBody(const HTTPRequest& request) {
     return !request.body.empty() || request.method == "POST" || request.method == "PUT" ||
            request.method == "PATCH";
@@ -194,6 +192,10 @@ std::optional<Result<HTTPResponse>> CurlTransfer::conclude(CURLcode code) {
     if (code != CURLE_OK) {
         return errorOf(code);
     }
+    // libcurl takes a connection that ends between two lines of the head for the end of the answer.
+    if (!header_.isWhole()) {
+        return errorOf(CURLE_GOT_NOTHING);
+    }
     if (isRedirect(status())) {
         const Result<bool> followed = followRedirect();
         if (!followed) {
@@ -204,6 +206,7 @@ std::optional<Result<HTTPResponse>> CurlTransfer::conclude(CURLcode code) {
         }
     }
     response_.status = static_cast<int>(status());
+    response_.headers = header_.takeFields();
     if (sink_ != nullptr && isSuccess(status()) && !sink_->finish()) {
         return errorOf(CURLE_WRITE_ERROR);
     }
@@ -237,7 +240,7 @@ Result<bool> CurlTransfer::followRedirect() {
 
 void CurlTransfer::forgetAnswer() {
     response_ = HTTPResponse();
-    headerOctets_ = 0;
+    header_ = CurlHeaderBlock();
     bodyOctets_ = 0;
     errorText_.fill('\0');
 }
@@ -264,17 +267,10 @@ NSError CurlTransfer::errorOf(CURLcode code) const {
 }
 
 std::size_t CurlTransfer::takeHeaderLine(std::string_view line) {
-    headerOctets_ += line.size();
     // Any other count than that of what came ends the transfer (CURLOPT_HEADERFUNCTION(3)).
-    if (headerOctets_ > kLargestHeaderBlock) {
+    if (!header_.take(line)) {
         answerTooLarge_ = true;
         return 0;
-    }
-    if (line.starts_with("HTTP/")) {
-        // An interim answer came first (RFC 9110 section 15.2): its fields are not the answer's.
-        response_.headers.clear();
-    } else if (auto field = parseHeaderLine(line)) {
-        response_.headers.push_back(std::move(*field));
     }
     return line.size();
 }

@@ -11,6 +11,7 @@
 
 #include "XelPushClient/Foundation/NSError.h"
 #include "XelPushClient/Linux/HTTP/CurlHTTPTransport.h"
+#include "XelPushClient/Linux/HTTP/CurlHeaders.h"
 #include "XelPushClient/Linux/HTTP/CurlReach.h"
 #include "XelPushClient/Linux/HTTP/CurlRedirects.h"
 #include "XelPushClient/Linux/HTTP/CurlURL.h"
@@ -87,7 +88,7 @@ private:
     std::chrono::steady_clock::time_point deadline_;
     URLOrigin origin_;
     HTTPResponse response_;
-    std::size_t headerOctets_ = 0;
+    CurlHeaderBlock header_;
     std::size_t bodyOctets_ = 0;
     bool answerTooLarge_ = false;
 };

@@ -38,6 +38,11 @@ bool mayStandInURL(char character) {
     return octet > 0x20 && octet < 0x7F;
 }
 
+/// A '%' that is left after decoding would be decoded again by the next reader, who would ask another host.
+bool mayStandInDecodedHost(char character) {
+    return mayStandInURL(character) && character != '%';
+}
+
 std::optional<std::string> part(CURLU* url, CURLUPart which) {
     char* text = nullptr;
     if (curl_url_get(url, which, &text, CURLU_DEFAULT_PORT) != CURLUE_OK) {
@@ -76,6 +81,9 @@ std::optional<URLOrigin> originOfURL(std::string_view url) {
         return std::nullopt;
     }
     host = host.value_or("");
+    if (!std::all_of(host->begin(), host->end(), mayStandInDecodedHost)) {
+        return std::nullopt;
+    }
     std::transform(host->begin(), host->end(), host->begin(),
                    [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
     return URLOrigin{std::move(*scheme), std::move(*host), part(parsed.get(), CURLUPART_PORT).value_or("")};

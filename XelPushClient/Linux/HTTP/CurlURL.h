@@ -24,7 +24,8 @@ struct URLOrigin {
 };
 
 /// The origin; none for a text that is no absolute URL, or that holds a blank, a control character or an
-/// octet outside ASCII (RFC 3986 section 2), none of which may reach a request line.
+/// octet outside ASCII (RFC 3986 section 2), none of which may reach a request line. None either for a host
+/// that hides one of these, or a '%', behind a percent code.
 [[nodiscard]] std::optional<URLOrigin> originOfURL(std::string_view url);
 
 /// Whether a user name or a password stands in the URL.

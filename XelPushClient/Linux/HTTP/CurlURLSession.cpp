@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <exception>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -19,6 +21,7 @@
 #include "XelPushClient/Linux/Network/NameLookup.h"
 #include "XelPushClient/Linux/Network/NetworkKind.h"
 #include "XelPushClient/Platform/NSFileManager.h"
+#include "XelPushClient/Platform/NSRunLoop.h"
 
 namespace xel {
 
@@ -141,12 +144,30 @@ CurlWorker& CurlURLSession::worker() {
     return *worker_;
 }
 
+void CurlURLSession::failLater(DownloadCompletion completion, std::string_view why) const {
+    if (const auto runLoop = runLoop_.lock()) {
+        runLoop->post([completion = std::move(completion),
+                       error = makeURLError(NSURLErrorCode::Unknown,
+                                            "The download cannot be started: " + std::string(why))] {
+            completion(error);
+        });
+    }
+}
+
 void CurlURLSession::downloadTaskWithURL(std::string url, DownloadCompletion completion) {
     HTTPRequest request;
     request.method = "GET";
     request.url = std::move(url);
     auto file = std::make_shared<DownloadedFile>(folder_);
-    worker().add(
+    CurlWorker* started = nullptr;
+    try {
+        started = &worker();
+    } catch (const std::exception& error) {
+        // For want of a thread or a descriptor; the next download asks for them again.
+        failLater(std::move(completion), error.what());
+        return;
+    }
+    started->add(
         std::move(request),
         [file, completion = std::move(completion)](const Result<HTTPResponse>& outcome) {
             // When the completion has returned, or thrown: the transfer on the other thread may hold the

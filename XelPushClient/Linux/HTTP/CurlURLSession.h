@@ -4,6 +4,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "XelPushClient/Linux/HTTP/CurlHTTPTransport.h"
 #include "XelPushClient/Linux/Network/NetworkKind.h"
@@ -34,6 +35,7 @@ public:
 
 private:
     CurlWorker& worker();
+    void failLater(DownloadCompletion completion, std::string_view why) const;
 
     std::weak_ptr<NSRunLoop> runLoop_;
     std::shared_ptr<const MediaFolder> folder_;

@@ -44,6 +44,12 @@ public:
         if (multi_ == nullptr) {
             throw std::runtime_error("libcurl cannot be started");
         }
+        // Without descriptors libcurl does without being woken, and would sleep through requests and the end.
+        if (curl_multi_wakeup(multi_.get()) != CURLM_OK) {
+            throw std::runtime_error(
+                "libcurl cannot be started: it has no descriptor to be woken by (perhaps too many "
+                "files are open)");
+        }
         curl_multi_setopt(multi_.get(), CURLMOPT_MAX_HOST_CONNECTIONS, kMostConnectionsToOneHost);
     }
 
@@ -98,8 +104,24 @@ private:
             return;
         }
         CURL* handle = transfer->handle();
-        running_.emplace(handle, std::move(transfer));
-        curl_multi_add_handle(multi_.get(), handle);
+        CurlTransfer& started = *running_.emplace(handle, std::move(transfer)).first->second;
+        if (!setGoing(started)) {
+            running_.erase(handle);
+        }
+    }
+
+    /// False when libcurl does not take the transfer, which has failed then.
+    bool setGoing(CurlTransfer& transfer) {
+        const CURLMcode code = curl_multi_add_handle(multi_.get(), transfer.handle());
+        if (code == CURLM_OK) {
+            return true;
+        }
+        orFail(transfer, [&] {
+            deliver(transfer,
+                    makeURLError(NSURLErrorCode::Unknown, std::string("The request could not be started: ") +
+                                                              curl_multi_strerror(code)));
+        });
+        return false;
     }
 
     /// What concerns one transfer, and fails with that alone, such as for want of memory: the thread serves
@@ -138,12 +160,11 @@ private:
                     isOver = false;
                 }
             });
-            if (isOver) {
-                running_.erase(transfer);
-            } else {
-                // A handle that is through starts again by being added anew.
-                curl_multi_add_handle(multi_.get(), handle);
+            // A handle that is through starts again by being added anew.
+            if (!isOver && setGoing(*transfer->second)) {
                 goesAgain = true;
+            } else {
+                running_.erase(transfer);
             }
         }
         return goesAgain;

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <tuple>
 
 #include "XelPushClient/Foundation/FormattedText.h"
 #include "XelPushClient/Platform/LocationSource.h"
@@ -29,7 +30,29 @@ bool isTimeout(const std::string& name) {
     return std::ranges::find(kNames, name) != kNames.end();
 }
 
+double numberUnder(const std::map<std::string, sdbus::Variant>& properties, const char* name,
+                   double otherwise) {
+    const auto at = properties.find(name);
+    return at != properties.end() && at->second.containsValueOfType<double>() ? at->second.get<double>()
+                                                                              : otherwise;
+}
+
 }  // namespace
+
+GeoClueFix fixOfProperties(const std::map<std::string, sdbus::Variant>& properties) {
+    using Timestamp = sdbus::Struct<std::uint64_t, std::uint64_t>;
+    constexpr double kNowhere = std::numeric_limits<double>::quiet_NaN();
+    GeoClueFix fix;
+    fix.latitude = numberUnder(properties, "Latitude", kNowhere);
+    fix.longitude = numberUnder(properties, "Longitude", kNowhere);
+    fix.accuracy = numberUnder(properties, "Accuracy", kUnknown);
+    fix.speed = numberUnder(properties, "Speed", kUnknown);
+    const auto time = properties.find("Timestamp");
+    if (time != properties.end() && time->second.containsValueOfType<Timestamp>()) {
+        std::tie(fix.seconds, fix.microseconds) = time->second.get<Timestamp>();
+    }
+    return fix;
+}
 
 CLLocation locationOf(const GeoClueFix& fix) {
     CLLocation location;

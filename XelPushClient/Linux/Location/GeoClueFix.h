@@ -2,7 +2,10 @@
 
 #include <chrono>
 #include <cstdint>
+#include <map>
 #include <string>
+
+#include <sdbus-c++/Types.h>
 
 #include "XelPushClient/Foundation/NSError.h"
 #include "XelPushClient/Platform/CLLocation.h"
@@ -22,6 +25,10 @@ struct GeoClueFix {
     std::uint64_t seconds = 0;
     std::uint64_t microseconds = 0;
 };
+
+/// The properties of a location object. One that is missing or of another type is not known; without a
+/// latitude and a longitude the fix is nowhere (not a number).
+[[nodiscard]] GeoClueFix fixOfProperties(const std::map<std::string, sdbus::Variant>& properties);
 
 /// The fix in the client's terms. What is not known, or no number, is -1. An accuracy is 5 m at best: no
 /// receiver of a consumer's keeps what GeoClue makes of a good dilution of precision.

@@ -1,7 +1,5 @@
 #include "XelPushClient/Linux/Location/GeoClueSessions.h"
 
-#include <limits>
-#include <tuple>
 #include <utility>
 
 #include <sdbus-c++/sdbus-c++.h>
@@ -21,27 +19,6 @@ constexpr const char* kGeoClueLocation = "org.freedesktop.GeoClue2.Location";
 constexpr std::uint32_t kExact = 8;  // GeoClue's level for the position itself
 
 using Properties = std::map<std::string, sdbus::Variant>;
-
-double numberUnder(const Properties& properties, const char* name, double otherwise) {
-    const auto at = properties.find(name);
-    return at != properties.end() && at->second.containsValueOfType<double>() ? at->second.get<double>()
-                                                                              : otherwise;
-}
-
-GeoClueFix fixOf(const Properties& properties) {
-    using Timestamp = sdbus::Struct<std::uint64_t, std::uint64_t>;
-    constexpr double kNowhere = std::numeric_limits<double>::quiet_NaN();
-    GeoClueFix fix;
-    fix.latitude = numberUnder(properties, "Latitude", kNowhere);
-    fix.longitude = numberUnder(properties, "Longitude", kNowhere);
-    fix.accuracy = numberUnder(properties, "Accuracy", -1.0);
-    fix.speed = numberUnder(properties, "Speed", -1.0);
-    const auto time = properties.find("Timestamp");
-    if (time != properties.end() && time->second.containsValueOfType<Timestamp>()) {
-        std::tie(fix.seconds, fix.microseconds) = time->second.get<Timestamp>();
-    }
-    return fix;
-}
 
 }  // namespace
 
@@ -109,7 +86,7 @@ private:
             .uponReplyInvoke([this](const sdbus::Error* error, const Properties& properties) {
                 // GeoClue may have dropped it for a newer one, which its next signal names.
                 if (error == nullptr && !hasFailed_) {
-                    request_.report(locationOf(fixOf(properties)));
+                    request_.report(locationOf(fixOfProperties(properties)));
                 }
             });
     }

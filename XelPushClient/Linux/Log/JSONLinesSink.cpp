@@ -3,6 +3,7 @@
 #include <new>
 #include <utility>
 
+#include "XelPushClient/Foundation/Date.h"
 #include "XelPushClient/Foundation/JSONPrinter.h"
 #include "XelPushClient/Linux/Log/LineWriter.h"
 
@@ -30,8 +31,7 @@ void JSONLinesSink::record(const DiagnosticRecord& record) {
 }
 
 void JSONLinesSink::writeObject(const Dictionary& fields) {
-    const Value now(millisecondsSince1970(clock_->now()));
-    Dictionary object{{"time", now.integer().value_or(0)}};
+    Dictionary object{{"time", wholeMillisecondsSince1970(clock_->now())}};
     for (const auto& [key, value] : fields) {
         object.set(key, value);
     }

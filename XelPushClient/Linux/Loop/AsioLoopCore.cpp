@@ -1,5 +1,6 @@
 #include "XelPushClient/Linux/Loop/AsioLoopCore.h"
 
+#include <new>
 #include <stdexcept>
 
 #include <boost/asio/post.hpp>
@@ -24,13 +25,25 @@ AsioLoopCore::Pass::~Pass() {
     const std::lock_guard lock(core_.mutex_);
     core_.isBusy_ = false;
     if (isSomethingLeft || !core_.incoming_.empty()) {
-        core_.postPass();
+        try {
+            core_.postPass();
+        } catch (const std::bad_alloc&) {
+            return;  // whatever happens next comes to it: a post, a timer, or something received
+        }
     }
 }
 
 AsioLoopCore::AsioLoopCore(boost::asio::io_context& context)
     : context_(context), owner_(std::this_thread::get_id()) {
     watchForks();
+}
+
+std::shared_ptr<AsioLoopCore> AsioLoopCore::make(boost::asio::io_context& context) {
+    auto core = std::make_shared<AsioLoopCore>(context);
+    // Now, and not with the first timer: this takes descriptors.
+    core->timers_ =
+        std::make_shared<AsioLoopTimers>(context, std::shared_ptr<AsioLoopTimersOwner>(core, core.get()));
+    return core;
 }
 
 AsioLoopCore::~AsioLoopCore() = default;
@@ -50,23 +63,21 @@ void AsioLoopCore::post(std::function<void()> block) {
     }
     incoming_.push_back(std::move(block));
     // A pass under way comes to the block, or has another pass follow.
-    if (!isBusy_) {
+    if (isBusy_) {
+        return;
+    }
+    try {
         postPass();
+    } catch (...) {
+        incoming_.pop_back();  // the caller hears that it was not posted
+        throw;
     }
-}
-
-AsioLoopTimers& AsioLoopCore::timers() {
-    if (!timers_) {
-        timers_ = std::make_shared<AsioLoopTimers>(
-            context_, std::shared_ptr<AsioLoopTimersOwner>(shared_from_this(), this));
-    }
-    return *timers_;
 }
 
 std::shared_ptr<NSTimer> AsioLoopCore::scheduleTimer(std::chrono::milliseconds delay,
                                                      std::function<void()> block) {
     checkProcess();
-    return timers().schedule(delay, std::move(block));
+    return timers_->schedule(delay, std::move(block));
 }
 
 void AsioLoopCore::alarmDidRing() {
@@ -75,7 +86,7 @@ void AsioLoopCore::alarmDidRing() {
 
 // With the mutex held, so that no thread reaches for the context once `shutDown` has returned.
 void AsioLoopCore::postPass() {
-    if (isShutDown_ || std::exchange(isPassPosted_, true)) {
+    if (isShutDown_ || isPassPosted_) {
         return;
     }
     // Weak: a host's context may outlive the loop.
@@ -90,6 +101,7 @@ void AsioLoopCore::postPass() {
         }
         core->runThenDrain([] {});
     });
+    isPassPosted_ = true;
     if (wakeUp_) {
         wakeUp_();
     }
@@ -157,7 +169,7 @@ void AsioLoopCore::shutDown() {
         const std::lock_guard lock(mutex_);
         isShutDown_ = true;
     }
-    timers().stop();
+    timers_->stop();
     // What a block holds may post or schedule while it is destroyed, so this goes on until nothing is left.
     for (;;) {
         const bool hadTimers = timers_->discard();

@@ -38,6 +38,10 @@ public:
     /// itself.
     static constexpr std::size_t kMostBlocksInPass = 512;
 
+    /// Throws `boost::system::system_error` when the context cannot have what it waits by, for want of
+    /// descriptors.
+    [[nodiscard]] static std::shared_ptr<AsioLoopCore> make(boost::asio::io_context& context);
+    /// For `make` alone.
     explicit AsioLoopCore(boost::asio::io_context& context);
     ~AsioLoopCore() override;
     AsioLoopCore(const AsioLoopCore&) = delete;
@@ -82,7 +86,7 @@ public:
 
     /// When the next timer is due; none when none is scheduled. On the loop's thread.
     [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> nextDeadline() {
-        return timers().nextDeadline();
+        return timers_->nextDeadline();
     }
 
     /// Has the block called, from any thread, whenever the context gets something to run that its own
@@ -112,7 +116,6 @@ private:
     void endPass();
     void postPass();
 
-    [[nodiscard]] AsioLoopTimers& timers();
     void alarmDidRing() override;
     void timerDidFire() override { drain(); }
     [[nodiscard]] bool mayFireAnother() const override {
@@ -138,7 +141,7 @@ private:
     std::vector<std::weak_ptr<PassEndObserver>> passEndObservers_;
     std::vector<std::weak_ptr<PassEndObserver>> observersBeingTold_;
 
-    std::shared_ptr<AsioLoopTimers> timers_;  // made when it is first asked for: it holds this weakly
+    std::shared_ptr<AsioLoopTimers> timers_;  // never null; it holds this weakly
 };
 
 }  // namespace xel

@@ -1,8 +1,12 @@
 #include "XelPushClient/Linux/Loop/AsioRunLoop.h"
 
+#include <chrono>
 #include <stdexcept>
 
+#include <boost/asio/error.hpp>
 #include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/system/system_error.hpp>
 
 #include "XelPushClient/Foundation/OnLeaving.h"
 #include "XelPushClient/Linux/Loop/AsioLoopCore.h"
@@ -15,16 +19,34 @@ namespace {
 /// Handlers of one step at most: a host's own work gets its turn.
 constexpr int kMostHandlersInStep = 256;
 
+/// A timer that is due takes microseconds, and this long when it never comes.
+constexpr std::chrono::seconds kLongestProbe{1};
+
+/// Asio does not look whether the descriptor of its timers could be watched, which takes memory and counts
+/// against the user's limit. A loop without timers would stand still, and nobody would hear why.
+void requireTimers(boost::asio::io_context& freshContext) {
+    bool hasFired = false;
+    boost::asio::steady_timer probe(freshContext, std::chrono::seconds(0));
+    probe.async_wait([&hasFired](const boost::system::error_code&) { hasFired = true; });
+    (void)freshContext.run_one_for(kLongestProbe);
+    freshContext.restart();
+    if (!hasFired) {
+        throw boost::system::system_error(boost::asio::error::no_memory,
+                                          "the timers of the run loop cannot be watched (epoll_ctl)");
+    }
+}
+
 }  // namespace
 
 // One thread runs the context, which spares it waking others up.
 AsioRunLoop::AsioRunLoop()
     : ownContext_(std::make_unique<boost::asio::io_context>(1)), context_(*ownContext_) {
-    core_ = std::make_shared<AsioLoopCore>(context_);
+    requireTimers(context_);
+    core_ = AsioLoopCore::make(context_);
 }
 
 AsioRunLoop::AsioRunLoop(boost::asio::io_context& hostContext)
-    : core_(std::make_shared<AsioLoopCore>(hostContext)), context_(hostContext) {}
+    : core_(AsioLoopCore::make(hostContext)), context_(hostContext) {}
 
 AsioRunLoop::~AsioRunLoop() {
     if (!core_->isOfThisProcess()) {

@@ -25,8 +25,10 @@ class LoopDescriptor;
 /// machine's last reference: keep `Machine::runLoop`. Thread: as the port says.
 class AsioRunLoop final : public NSRunLoop {
 public:
+    /// Throws `boost::system::system_error` when no descriptors are left for it, or no memory to watch its
+    /// timers.
     AsioRunLoop();
-    /// The context outlives the loop.
+    /// Likewise for want of descriptors. The context outlives the loop.
     explicit AsioRunLoop(boost::asio::io_context& hostContext);
     ~AsioRunLoop() override;
     AsioRunLoop(const AsioRunLoop&) = delete;

@@ -76,8 +76,19 @@ public:
                 tell(asker, {{}, std::to_string(kMostAtOnce) + " other names are being looked up already"});
                 return;
             }
-            askers_[host].push_back(std::move(asker));
+            std::vector<Asker> first{std::move(asker)};
+            askers_.emplace(host, std::move(first));
         }
+        try {
+            startWork(host);
+        } catch (const std::exception&) {
+            forget(host);  // or everybody who asks later would wait with this one
+            throw;
+        }
+    }
+
+private:
+    void startWork(const std::string& host) {
         try {
             startThread_([self = shared_from_this(), host] { self->work(host); });
         } catch (const std::system_error& error) {
@@ -85,15 +96,18 @@ public:
         }
     }
 
-private:
     void work(const std::string& host) {
         try {
             answer(host, resolve(host));
         } catch (const std::exception&) {
             // There was no memory for the answer. Whoever waits for it has a time limit, and asks again.
-            const std::lock_guard lock(mutex_);
-            askers_.erase(host);
+            forget(host);
         }
+    }
+
+    void forget(const std::string& host) {
+        const std::lock_guard lock(mutex_);
+        askers_.erase(host);
     }
 
     [[nodiscard]] NameLookupAnswer resolve(const std::string& host) const {

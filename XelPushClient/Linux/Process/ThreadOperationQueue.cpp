@@ -21,10 +21,19 @@ public:
     void add(std::function<void()> block) {
         const std::lock_guard lock(mutex_);
         waiting_.push_back(std::move(block));
-        if (threads_ < mostThreads_) {
+        if (threads_ == mostThreads_) {
+            return;
+        }
+        try {
             // Nobody can join it: an operation may be what destroys the queue.
             startBackgroundThread("xel-operations", [self = shared_from_this()] { self->work(); }).detach();
             ++threads_;
+        } catch (const std::exception&) {
+            // Those that run already take it too, only later.
+            if (threads_ == 0) {
+                waiting_.pop_back();
+                throw;
+            }
         }
     }
 

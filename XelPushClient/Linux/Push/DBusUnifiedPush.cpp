@@ -7,9 +7,9 @@
 #include <sdbus-c++/sdbus-c++.h>
 
 #include "XelPushClient/Linux/Bus/DBusText.h"
+#include "XelPushClient/Linux/Push/UnifiedPushCalls.h"
 #include "XelPushClient/Linux/Push/UnifiedPushInbox.h"
 #include "XelPushClient/Linux/Push/UnifiedPushRules.h"
-#include "XelPushClient/Linux/Push/WebPushDecryption.h"
 
 namespace xel {
 
@@ -21,21 +21,10 @@ constexpr const char* kConnectorPath = "/org/unifiedpush/Connector";
 constexpr const char* kConnector = "org.unifiedpush.Connector2";
 constexpr const char* kDistributorPath = "/org/unifiedpush/Distributor";
 constexpr const char* kDistributor = "org.unifiedpush.Distributor2";
-constexpr const char* kSucceeded = "REGISTRATION_SUCCEEDED";
 constexpr std::chrono::seconds kDistributorPatience{10};
 constexpr std::size_t kLongestDescription = 100;
 
-using Arguments = std::map<std::string, sdbus::Variant>;
-
-/// The value of exactly that type; missing when it is absent or of another one.
-template <class T>
-std::optional<T> argument(const Arguments& arguments, const std::string& name) {
-    const auto found = arguments.find(name);
-    if (found == arguments.end() || !found->second.containsValueOfType<T>()) {
-        return std::nullopt;
-    }
-    return found->second.get<T>();
-}
+using Arguments = UnifiedPushArguments;
 
 /// As much of the text as a distributor takes, in whole characters.
 std::string descriptionOf(const std::string& text) {
@@ -62,18 +51,6 @@ std::vector<std::string> distributorsAmong(const std::vector<std::string>& names
 
 NSError failed(const sdbus::Error& error) {
     return makeDBusError(DBusErrorCode::Failed, error.getName(), error.getMessage());
-}
-
-/// The reasons are the distributor's words; only those that UnifiedPush knows are repeated.
-NSError refusal(const std::string& reason) {
-    std::string text = "The distributor does not register the host";
-    for (const auto* known :
-         {"INTERNAL_ERROR", "NETWORK", "ACTION_REQUIRED", "VAPID_REQUIRED", "UNAUTHORIZED"}) {
-        if (reason == known) {
-            text += ": " + reason;
-        }
-    }
-    return makeUnifiedPushError(UnifiedPushErrorCode::Refused, text);
 }
 
 }  // namespace
@@ -128,12 +105,8 @@ public:
             .withTimeout(kDistributorPatience)
             .withArguments(arguments)
             .uponReplyInvoke([this, registered](const sdbus::Error* error, const Arguments& result) {
-                std::optional<NSError> problem;
-                if (error != nullptr) {
-                    problem = failed(*error);
-                } else if (argument<std::string>(result, "success") != kSucceeded) {
-                    problem = refusal(argument<std::string>(result, "reason").value_or(""));
-                }
+                const auto problem =
+                    error != nullptr ? std::optional(failed(*error)) : refusalOfAnswer(result);
                 inbox_->answer([registered, problem] { registered(problem); });
             });
     }
@@ -169,38 +142,36 @@ private:
     }
 
     std::optional<Arguments> takeMessage(const Arguments& arguments) {
-        const auto token = tokenOf(arguments);
-        auto message = argument<Data>(arguments, "message");
-        if (!token || !message || message->empty() || message->size() > kLargestWebPushMessage) {
+        auto message = messageOfCall(arguments);
+        if (!message) {
             return Arguments();
         }
-        const bool isTaken = inbox_->call([token, message = std::move(*message)](const Calls& calls) {
+        const std::string id = message->id;
+        const bool isTaken = inbox_->call([message = std::move(*message)](const Calls& calls) {
             if (calls.message) {
-                calls.message(*token, message);
+                calls.message(message.token, message.message);
             }
         });
         if (!isTaken) {
             return std::nullopt;
         }
-        const auto id = argument<std::string>(arguments, "id");
-        return id && !id->empty() ? Arguments{{"id", sdbus::Variant(*id)}} : Arguments();
+        return id.empty() ? Arguments() : Arguments{{"id", sdbus::Variant(id)}};
     }
 
     std::optional<Arguments> takeEndpoint(const Arguments& arguments) {
-        const auto token = tokenOf(arguments);
-        const auto endpoint = argument<std::string>(arguments, "endpoint");
-        if (!token || !endpoint || !isPushEndpoint(*endpoint)) {
+        const auto endpoint = endpointOfCall(arguments);
+        if (!endpoint) {
             return Arguments();
         }
-        return answerTo(inbox_->call([token, endpoint](const Calls& calls) {
+        return answerTo(inbox_->call([endpoint](const Calls& calls) {
             if (calls.newEndpoint) {
-                calls.newEndpoint(*token, *endpoint);
+                calls.newEndpoint(endpoint->token, endpoint->endpoint);
             }
         }));
     }
 
     std::optional<Arguments> takeEnd(const Arguments& arguments) {
-        const auto token = tokenOf(arguments);
+        const auto token = tokenOfCall(arguments);
         if (!token) {
             return Arguments();
         }
@@ -213,11 +184,6 @@ private:
 
     static std::optional<Arguments> answerTo(bool isTaken) {
         return isTaken ? std::optional(Arguments()) : std::nullopt;
-    }
-
-    static std::optional<std::string> tokenOf(const Arguments& arguments) {
-        auto token = argument<std::string>(arguments, "token");
-        return token && isConnectionToken(*token) ? token : std::nullopt;
     }
 
     void listNames(const std::string& method, const Found& found, Names names) {

@@ -45,6 +45,17 @@ private:
 
 }  // namespace
 
+std::optional<std::chrono::milliseconds> longestDelayOf(const sdbus::Variant& property) {
+    if (!property.containsValueOfType<std::uint64_t>()) {
+        return std::nullopt;
+    }
+    // Longer than any background task runs is as good as that.
+    constexpr auto kMost =
+        static_cast<std::uint64_t>(std::chrono::microseconds(2 * LinuxApplication::kBackgroundTime).count());
+    const std::chrono::microseconds delay(std::min(property.get<std::uint64_t>(), kMost));
+    return std::chrono::duration_cast<std::chrono::milliseconds>(delay);
+}
+
 /// logind's manager object. Thread: that of the bus, but for the constructor.
 class LogindSleepWatch::Manager : public std::enable_shared_from_this<Manager> {
 public:
@@ -105,21 +116,11 @@ private:
             .onInterface(kDBusProperties)
             .withArguments(std::string(kLogindManager), std::string("InhibitDelayMaxUSec"))
             .uponReplyInvoke([this](const sdbus::Error* error, const sdbus::Variant& value) {
-                if (error == nullptr && value.containsValueOfType<std::uint64_t>()) {
-                    setDelay(value.get<std::uint64_t>());
+                if (const auto delay = error == nullptr ? longestDelayOf(value) : std::nullopt) {
+                    cycle_.post([delay](SleepCycle& cycle) { cycle.setLongestDelay(*delay); });
                 }
             });
         takeInhibitor();
-    }
-
-    void setDelay(std::uint64_t microseconds) {
-        // Longer than any background task runs is as good as that.
-        constexpr auto kMost = static_cast<std::uint64_t>(
-            std::chrono::microseconds(2 * LinuxApplication::kBackgroundTime).count());
-        const std::chrono::microseconds delay(std::min(microseconds, kMost));
-        cycle_.post([delay](SleepCycle& cycle) {
-            cycle.setLongestDelay(std::chrono::duration_cast<std::chrono::milliseconds>(delay));
-        });
     }
 
     void serviceChangedHands(bool wasThere, bool isThere) {

@@ -1,11 +1,17 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "XelPushClient/Foundation/Lifeline.h"
 #include "XelPushClient/Platform/LogSink.h"
 #include "XelPushClient/Platform/NSRunLoop.h"
+
+namespace sdbus {
+class Variant;
+}
 
 namespace xel {
 
@@ -19,6 +25,10 @@ struct LogindOptions {
     std::string busAddress;
     std::string applicationName;
 };
+
+/// How long the machine waits for those who delay its sleep, as logind's property InhibitDelayMaxUSec says
+/// it; more than any background task runs is cut. None for a value of another type.
+[[nodiscard]] std::optional<std::chrono::milliseconds> longestDelayOf(const sdbus::Variant& property);
 
 /// Takes an application through the machine's sleep as logind announces it (org.freedesktop.login1, its
 /// signal PrepareForSleep and its delay inhibitors).

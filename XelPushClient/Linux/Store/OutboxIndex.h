@@ -21,12 +21,17 @@ public:
         return page ? (*page)[packetId & 0xffU] : 0;
     }
 
-    void setRow(std::uint16_t packetId, std::int64_t row) {
+    /// Makes room for the identifier, so that `setRow` throws nothing.
+    void reserve(std::uint16_t packetId) {
         auto& page = pages_[packetId >> 8U];
         if (!page) {
             page = std::make_unique<Page>();
         }
-        (*page)[packetId & 0xffU] = row;
+    }
+
+    void setRow(std::uint16_t packetId, std::int64_t row) {
+        reserve(packetId);
+        (*pages_[packetId >> 8U])[packetId & 0xffU] = row;
     }
 
 private:

@@ -37,13 +37,13 @@ void OutboxRemovals::plan() {
     if (rows_.empty() || isPlanned_) {
         return;
     }
-    isPlanned_ = true;
     runLoop->scheduleTimer(kLongestPutOff, [weak = weak_from_this()] {
         if (const auto self = weak.lock()) {
             self->isPlanned_ = false;
             self->write();
         }
     });
+    isPlanned_ = true;
 }
 
 void OutboxRemovals::write() {
@@ -53,9 +53,10 @@ void OutboxRemovals::write() {
     const auto written = store_->commit(false, [this] { return rideFirst(); });
     if (written) {
         arrive();
-    } else {
+    } else if (store_->runLoop()) {
         plan();
     }
+    // Without a run loop whoever puts the next one off tries again.
 }
 
 int OutboxRemovals::rideFirst() {

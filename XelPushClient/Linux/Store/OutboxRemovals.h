@@ -23,6 +23,12 @@ public:
     void finish() { removeRows_ = {}; }
 
     void add(std::int64_t row) { rows_.push_back(row); }
+    /// Makes room, so that the next `add` throws nothing.
+    void reserveOne() {
+        if (rows_.size() == rows_.capacity()) {
+            rows_.reserve(2 * rows_.size() + 1);
+        }
+    }
     /// Sees to it that what was added goes, sooner or later.
     void plan();
     /// Writes what is put off in a commit of its own.

@@ -1,5 +1,10 @@
 #include "XelPushClient/Linux/Store/SqliteConnection.h"
 
+#include <charconv>
+#include <string>
+#include <string_view>
+#include <system_error>
+
 #include <sqlite3.h>
 
 #include "XelPushClient/Linux/Store/SqliteWalVFS.h"
@@ -41,6 +46,24 @@ bool isDamage(int code) {
     return primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB;
 }
 
+/// What a check tells of a page that could not be read names SQLite's code in words, and is no damage: the
+/// next attempt may read it.
+bool isReadFailure(std::string_view finding) {
+    constexpr std::string_view kCode = "error code=";
+    const auto at = finding.find(kCode);
+    int code = 0;
+    if (at != std::string_view::npos) {
+        const std::string_view number = finding.substr(at + kCode.size());
+        std::from_chars(number.data(), number.data() + number.size(), code);
+    }
+    return (code & 0xff) == SQLITE_IOERR;
+}
+
+std::string describeSystemError(sqlite3* database) {
+    const int number = database != nullptr ? sqlite3_system_errno(database) : 0;
+    return number != 0 ? ": " + std::generic_category().message(number) : std::string();
+}
+
 }  // namespace
 
 void SqliteConnection::Close::operator()(sqlite3* database) const {
@@ -67,8 +90,9 @@ NSError SqliteConnection::errorFor(int code) const {
             return makeStoreError(StoreErrorCode::WriteFailed,
                                   "the store " + path_ + " cannot be written to" + detail);
         case SQLITE_CANTOPEN:
-            return makeStoreError(StoreErrorCode::CannotOpen,
-                                  "the store " + path_ + " cannot be opened" + detail);
+            return makeStoreError(StoreErrorCode::CannotOpen, "the store " + path_ + " cannot be opened (" +
+                                                                  cause +
+                                                                  describeSystemError(database_.get()) + ")");
         default: break;
     }
     return makeStoreError(StoreErrorCode::WriteFailed, "the store " + path_ + " failed" + detail);
@@ -184,6 +208,10 @@ Result<void> SqliteConnection::checkSoundness() {
     }
     if (code != SQLITE_ROW) {
         return errorFor(code);
+    }
+    if (isReadFailure(check.octets(0))) {
+        return makeStoreError(StoreErrorCode::CannotOpen, "the store " + path_ + " cannot be read (" +
+                                                              std::string(check.octets(0)) + ")");
     }
     if (check.octets(0) != "ok") {
         return makeStoreError(StoreErrorCode::Damaged,

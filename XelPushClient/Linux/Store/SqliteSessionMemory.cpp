@@ -4,41 +4,11 @@
 
 #include <sqlite3.h>
 
+#include "XelPushClient/Foundation/OnLeaving.h"
 #include "XelPushClient/Linux/Store/StoreError.h"
 #include "XelPushClient/Linux/Store/ValueCodec.h"
 
 namespace xel {
-namespace {
-
-std::string encodeTopics(const TopicTable& topics) {
-    Dictionary dictionary;
-    dictionary.reserve(topics.size());
-    for (const auto& [topic, qos] : topics) {
-        dictionary.set(topic, qos);
-    }
-    std::string encoded;
-    (void)appendEncodedValue(Value(std::move(dictionary)), encoded);  // two levels deep
-    return encoded;
-}
-
-std::optional<TopicTable> decodeTopics(std::string_view encoded) {
-    const auto value = decodeValue(encoded);
-    const Dictionary* const dictionary = value ? value.value().asDictionary() : nullptr;
-    if (dictionary == nullptr) {
-        return std::nullopt;
-    }
-    TopicTable topics;
-    for (const auto& [topic, qos] : *dictionary) {
-        const std::int64_t* const level = qos.asInteger();
-        if (level == nullptr || *level < 0 || *level > 2) {
-            return std::nullopt;
-        }
-        topics.set(topic, static_cast<int>(*level));
-    }
-    return topics;
-}
-
-}  // namespace
 
 SqliteSessionMemory::SqliteSessionMemory(std::shared_ptr<SqliteStore> store)
     : store_(std::move(store)), removals_(std::make_shared<OutboxRemovals>(store_)) {}
@@ -119,7 +89,13 @@ Result<void> SqliteSessionMemory::loadIndex() {
             removals_->add(entries.integer(0));
             continue;
         }
-        owner->second->outbox.setRow(static_cast<std::uint16_t>(entries.integer(2)), entries.integer(0));
+        OutboxIndex& outbox = owner->second->outbox;
+        const auto packetId = static_cast<std::uint16_t>(entries.integer(2));
+        // Its removal was put off when the process ended, and its identifier belongs to another one already.
+        if (const std::int64_t former = outbox.row(packetId); former != 0) {
+            removals_->add(former);
+        }
+        outbox.setRow(packetId, entries.integer(0));
     }
     return code == SQLITE_DONE ? Result<void>() : store_->errorFor(code);
 }
@@ -159,13 +135,15 @@ int SqliteSessionMemory::insertEntry(std::int64_t client, const OutboxEntry& ent
     return insertEntry_.run();
 }
 
-std::vector<OutboxEntry> SqliteSessionMemory::loadOutbox(std::string_view clientId) {
+Result<std::vector<OutboxEntry>> SqliteSessionMemory::loadOutbox(std::string_view clientId) {
     std::vector<OutboxEntry> entries;
     const Client* const client = find(clientId);
     if (client == nullptr || client->id == 0) {
         return entries;
     }
     const SqliteStore::Access access(*store_);
+    // A statement in the middle of its rows holds a read transaction, and the log could not be carried over.
+    const OnLeaving reset([this] { selectEntries_.reset(); });
     selectEntries_.bind(1, client->id);
     int code = selectEntries_.step();
     for (; code == SQLITE_ROW; code = selectEntries_.step()) {
@@ -181,11 +159,10 @@ std::vector<OutboxEntry> SqliteSessionMemory::loadOutbox(std::string_view client
                            .retain = selectEntries_.integer(2) != 0});
     }
     if (code != SQLITE_DONE) {
-        store_->report(store_->errorFor(code));
+        auto error = store_->errorFor(code);
+        store_->report(error);
+        return error;
     }
-    // A statement in the middle of its rows holds a read transaction, and the log could
-    // not be carried over.
-    selectEntries_.reset();
     return entries;
 }
 
@@ -193,6 +170,9 @@ Result<void> SqliteSessionMemory::appendToOutbox(std::string_view clientId, cons
     Client& client = findOrAdd(clientId);
     const bool isKnown = client.id != 0;
     std::int64_t id = client.id;
+    // Before the commit, behind which nothing may throw: the row would be there and not in the index.
+    client.outbox.reserve(entry.packetId);
+    removals_->reserveOne();
     auto stored = store_->commit(isKnown, [&] {
         const int code = isKnown ? SQLITE_OK : insertClient(clientId, id);
         return code == SQLITE_OK ? insertEntry(id, entry) : code;
@@ -218,34 +198,36 @@ void SqliteSessionMemory::removeFromOutbox(std::string_view clientId,
     }
     for (const std::uint16_t packetId : packetIds) {
         if (const std::int64_t row = client->outbox.row(packetId); row != 0) {
-            client->outbox.setRow(packetId, 0);
             removals_->add(row);
+            client->outbox.setRow(packetId, 0);
         }
     }
     removals_->plan();
 }
 
-TopicTable SqliteSessionMemory::loadGrantedTopics(std::string_view clientId) {
+Result<TopicTable> SqliteSessionMemory::loadGrantedTopics(std::string_view clientId) {
     const Client* const client = find(clientId);
     if (client == nullptr || client->id == 0) {
-        return {};
+        return TopicTable();
     }
     const SqliteStore::Access access(*store_);
+    const OnLeaving reset([this] { selectTopics_.reset(); });
     selectTopics_.bind(1, client->id);
     const int code = selectTopics_.step();
     if (code != SQLITE_ROW && code != SQLITE_DONE) {
-        store_->report(store_->errorFor(code));
+        auto error = store_->errorFor(code);
+        store_->report(error);
+        return error;
     }
     std::optional<TopicTable> topics = TopicTable();
     if (code == SQLITE_ROW && !selectTopics_.octets(0).empty()) {
         topics = decodeTopics(selectTopics_.octets(0));
     }
-    selectTopics_.reset();
     if (!topics) {
         store_->report(
             makeStoreError(StoreErrorCode::Damaged,
                            "the granted topics kept in " + store_->path() + " are damaged and read as none"));
-        return {};
+        return TopicTable();
     }
     return std::move(*topics);
 }
@@ -268,6 +250,16 @@ Result<void> SqliteSessionMemory::storeGrantedTopics(std::string_view clientId, 
         client.id = id;
     }
     return stored;
+}
+
+std::vector<std::string> SqliteSessionMemory::clientIds() {
+    std::vector<std::string> ids;
+    for (const auto& [id, client] : clients_) {
+        if (client.id != 0) {
+            ids.push_back(id);
+        }
+    }
+    return ids;
 }
 
 void SqliteSessionMemory::erase(std::string_view clientId) {

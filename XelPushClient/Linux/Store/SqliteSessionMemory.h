@@ -30,11 +30,12 @@ public:
     SqliteSessionMemory(const SqliteSessionMemory&) = delete;
     SqliteSessionMemory& operator=(const SqliteSessionMemory&) = delete;
 
-    [[nodiscard]] std::vector<OutboxEntry> loadOutbox(std::string_view clientId) override;
+    [[nodiscard]] Result<std::vector<OutboxEntry>> loadOutbox(std::string_view clientId) override;
     Result<void> appendToOutbox(std::string_view clientId, const OutboxEntry& entry) override;
     void removeFromOutbox(std::string_view clientId, std::span<const std::uint16_t> packetIds) override;
-    [[nodiscard]] TopicTable loadGrantedTopics(std::string_view clientId) override;
+    [[nodiscard]] Result<TopicTable> loadGrantedTopics(std::string_view clientId) override;
     Result<void> storeGrantedTopics(std::string_view clientId, const TopicTable& topics) override;
+    [[nodiscard]] std::vector<std::string> clientIds() override;
     void erase(std::string_view clientId) override;
 
 private:

@@ -1,10 +1,16 @@
 #include "XelPushClient/Linux/Store/SqliteStore.h"
 
 #include <atomic>
+#include <cerrno>
+#include <chrono>
 #include <condition_variable>
+#include <exception>
+#include <list>
 #include <mutex>
+#include <new>
+#include <system_error>
+#include <thread>
 #include <utility>
-#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -17,6 +23,12 @@
 #include "XelPushClient/Platform/NSRunLoop.h"
 
 namespace xel {
+
+/// Somebody who is answered once the background thread is done.
+struct SqliteStore::Waiter {
+    std::function<void(bool)> done;
+    bool outcome = false;
+};
 
 struct SqliteStore::Parts {
     SqliteStoreOptions options;
@@ -37,9 +49,14 @@ struct SqliteStore::Parts {
     // Set while the background thread wants the connection or has it; cleared with both mutexes held.
     std::atomic<bool> isBusy = false;
 
+    // In lists, because those who wait go from one to the next where memory may have run out. All are guarded
+    // by waitersMutex.
     std::mutex waitersMutex;
-    std::vector<std::function<void()>> whenFree;        // guarded by waitersMutex
-    std::vector<std::function<void(bool)>> whenSynced;  // guarded by waitersMutex
+    std::list<Waiter> whenFree;
+    std::list<Waiter> whenSynced;
+    std::list<Waiter> due;  // a block each is posted, or being posted
+
+    std::atomic<bool> isEnding = false;
 
     // Last: its thread uses what is above and is gone before that is.
     SerialWorker worker{"xel-store"};
@@ -47,19 +64,31 @@ struct SqliteStore::Parts {
 
 namespace {
 
-/// A file of no octets beside a log that holds some has lost its contents. SQLite would take it for a
-/// new one and delete the log.
+/// Until a block that found no memory is posted again.
+constexpr std::chrono::milliseconds kWaitForMemory{20};
+
+/// A file of no octets, or none at all, beside a log that holds some has lost its contents: SQLite would take
+/// it for a new one and delete the log. None at all is also what a kill leaves between the two renames of
+/// `setAside`.
 bool hasLostItsContents(const std::string& path) {
     struct stat database {};
     struct stat log {};
-    return stat(path.c_str(), &database) == 0 && database.st_size == 0 &&
-           stat((path + "-wal").c_str(), &log) == 0 && log.st_size > 0;
+    const bool isEmpty = stat(path.c_str(), &database) == 0 ? database.st_size == 0 : errno == ENOENT;
+    return isEmpty && stat((path + "-wal").c_str(), &log) == 0 && log.st_size > 0;
+}
+
+Result<void> refuseLostContents(const std::string& path) {
+    if (hasLostItsContents(path)) {
+        return makeStoreError(
+            StoreErrorCode::Damaged,
+            "the store " + path + " is damaged (the file is empty or gone, its log is not)");
+    }
+    return {};
 }
 
 Result<void> openSound(SqliteConnection& connection, const std::string& path) {
-    if (hasLostItsContents(path)) {
-        return makeStoreError(StoreErrorCode::Damaged,
-                              "the store " + path + " is damaged (the file is empty)");
+    if (auto lost = refuseLostContents(path); !lost) {
+        return lost;
     }
     if (auto file = makePrivateFile(path); !file) {
         return file;
@@ -108,8 +137,9 @@ Result<std::shared_ptr<SqliteStore>> SqliteStore::open(SqliteStoreOptions option
     // Opened once: SQLite keeps the file for as long as the connection is open.
     parts->log = FileDescriptor(::open((parts->path + "-wal").c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
     if (!parts->log.isOpen()) {
-        return makeStoreError(StoreErrorCode::CannotOpen,
-                              "the log of the store " + parts->path + " cannot be opened");
+        return makeStoreError(StoreErrorCode::CannotOpen, "the log of the store " + parts->path +
+                                                              " cannot be opened (" +
+                                                              std::generic_category().message(errno) + ")");
     }
     syncFolder(folder);
     const auto store = ownedByThisProcess(std::unique_ptr<SqliteStore>(new SqliteStore(std::move(parts))));
@@ -119,9 +149,24 @@ Result<std::shared_ptr<SqliteStore>> SqliteStore::open(SqliteStoreOptions option
     return store;
 }
 
+Result<void> SqliteStore::examine(const std::string& folder, const std::string& name) {
+    const auto ownership = takeOwnership(folder + "/" + name + ".lock");
+    if (!ownership) {
+        return ownership.error();
+    }
+    const std::string path = folder + "/" + name + ".db";
+    if (auto lost = refuseLostContents(path); !lost) {
+        return lost;
+    }
+    SqliteConnection connection;
+    return connection.open(path);
+}
+
 SqliteStore::SqliteStore(std::unique_ptr<Parts> parts) : parts_(std::move(parts)) {}
 
-SqliteStore::~SqliteStore() = default;
+SqliteStore::~SqliteStore() {
+    parts_->isEnding = true;
+}
 
 const std::optional<NSError>& SqliteStore::damageReport() const {
     return parts_->damageReport;
@@ -197,8 +242,8 @@ Result<void> SqliteStore::endCommit(int code) {
         parts.rider->arrive();
     }
     const int frames = parts.connection.framesInLog();
-    if (frames >= kFramesBeforeCheckpoint && !parts.isCheckpointPlanned.exchange(true)) {
-        parts.worker.add([this] { carryLogOver(); });
+    if (frames >= kFramesBeforeCheckpoint) {
+        planCheckpoint();
     }
     if (frames >= kMostFrames) {
         waitWhile(parts.isCheckpointPlanned);
@@ -206,31 +251,64 @@ Result<void> SqliteStore::endCommit(int code) {
     return {};
 }
 
+void SqliteStore::reportLog(std::string_view what, std::string_view reason) const {
+    try {
+        report(makeStoreError(StoreErrorCode::WriteFailed,
+                              "the log of " + parts_->path + " " + std::string(what) + std::string(reason)));
+    } catch (const std::exception&) {
+        return;  // not even memory to say so
+    }
+}
+
+void SqliteStore::abandonCommit() {
+    parts_->connection.giveUp();
+}
+
+// The commit before it stands: what fails here is told and tried again by the next one.
+void SqliteStore::planCheckpoint() {
+    Parts& parts = *parts_;
+    if (parts.isCheckpointPlanned.exchange(true)) {
+        return;
+    }
+    try {
+        parts.worker.add([this] { carryLogOver(); });
+    } catch (const std::exception& error) {
+        parts.isCheckpointPlanned = false;
+        reportLog("cannot be carried over: ", error.what());
+    }
+}
+
 void SqliteStore::carryLogOver() {
     Parts& parts = *parts_;
     // Most of the waiting for the disk happens here, where it holds nobody up.
     (void)fdatasync(parts.log.number());
     parts.isBusy = true;
-    std::vector<std::function<void()>> waiters;
+    std::list<Waiter> waiters;
     {
         const std::lock_guard connectionLock(parts.connectionMutex);
-        auto carried = parts.connection.checkpoint();
-        // The log is now marked empty. Before new frames follow, the disk must know.
-        if (carried && fdatasync(parts.log.number()) != 0) {
-            carried =
-                makeStoreError(StoreErrorCode::WriteFailed, "the log of " + parts.path + " cannot be synced");
-        }
-        if (!carried) {
-            report(carried.error());
-        }
+        checkpoint();
         const std::lock_guard waitersLock(parts.waitersMutex);
         parts.isBusy = false;
         parts.isCheckpointPlanned = false;
         waiters.swap(parts.whenFree);
     }
     parts.becameFree.notify_all();
-    for (auto& waiter : waiters) {
-        parts.options.runLoop->post(std::move(waiter));
+    answer(std::move(waiters), true);
+}
+
+// Whatever fails, to report it included, those who wait for its end go on.
+void SqliteStore::checkpoint() {
+    try {
+        if (const auto carried = parts_->connection.checkpoint(); !carried) {
+            report(carried.error());
+            return;
+        }
+    } catch (const std::exception&) {
+        return;  // the next commit plans another one
+    }
+    // The log is now marked empty. Before new frames follow, the disk must know.
+    if (fdatasync(parts_->log.number()) != 0) {
+        reportLog("cannot be synced");
     }
 }
 
@@ -249,7 +327,7 @@ bool SqliteStore::postponeWhileBusy(std::function<void()> block) {
     if (!parts.isBusy) {
         return false;
     }
-    parts.whenFree.push_back(std::move(block));
+    parts.whenFree.push_back({[block = std::move(block)](bool /*isFree*/) { block(); }});
     return true;
 }
 
@@ -260,15 +338,24 @@ void SqliteStore::syncLog(std::function<void(bool)> done) {
         return;
     }
     const std::lock_guard lock(parts.waitersMutex);
-    parts.whenSynced.push_back(std::move(done));
-    if (parts.whenSynced.size() == 1) {
+    parts.whenSynced.push_back({std::move(done)});
+    if (parts.whenSynced.size() > 1) {
+        return;
+    }
+    try {
         parts.worker.add([this] { syncForWaiters(); });
+    } catch (const std::exception& error) {
+        // Left there, it would be waited for by everybody who comes later.
+        done = std::move(parts.whenSynced.back().done);
+        parts.whenSynced.pop_back();
+        reportLog("cannot be synced: ", error.what());
+        parts.options.runLoop->post([done = std::move(done)] { done(false); });
     }
 }
 
 void SqliteStore::syncForWaiters() {
     Parts& parts = *parts_;
-    std::vector<std::function<void(bool)>> waiters;
+    std::list<Waiter> waiters;
     {
         const std::lock_guard lock(parts.waitersMutex);
         // Before the sync: who comes during it may have committed too late for it and needs another.
@@ -276,13 +363,45 @@ void SqliteStore::syncForWaiters() {
     }
     const bool isSynced = fdatasync(parts.log.number()) == 0;
     if (!isSynced) {
-        report(makeStoreError(StoreErrorCode::WriteFailed, "the log of " + parts.path + " cannot be synced"));
+        reportLog("cannot be synced");
     }
-    parts.options.runLoop->post([waiters = std::move(waiters), isSynced] {
-        for (const auto& waiter : waiters) {
-            waiter(isSynced);
+    answer(std::move(waiters), isSynced);
+}
+
+// On the background thread. What they wait with stays in the store until its block runs: they are answered,
+// and destroyed, on the run loop only.
+void SqliteStore::answer(std::list<Waiter> waiters, bool outcome) {
+    Parts& parts = *parts_;
+    const std::size_t count = waiters.size();
+    for (Waiter& waiter : waiters) {
+        waiter.outcome = outcome;
+    }
+    {
+        const std::lock_guard lock(parts.waitersMutex);
+        parts.due.splice(parts.due.end(), waiters);
+    }
+    for (std::size_t posted = 0; posted < count && !parts.isEnding;) {
+        try {
+            parts.options.runLoop->post([weak = weak_from_this()] {
+                if (const auto self = weak.lock()) {
+                    self->answerNext();
+                }
+            });
+            ++posted;
+        } catch (const std::bad_alloc&) {
+            // Nobody else would ever tell them.
+            std::this_thread::sleep_for(kWaitForMemory);
         }
-    });
+    }
+}
+
+void SqliteStore::answerNext() {
+    std::list<Waiter> next;
+    {
+        const std::lock_guard lock(parts_->waitersMutex);
+        next.splice(next.end(), parts_->due, parts_->due.begin());
+    }
+    next.front().done(next.front().outcome);
 }
 
 }  // namespace xel

@@ -2,9 +2,11 @@
 
 #include <atomic>
 #include <functional>
+#include <list>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "XelPushClient/Foundation/Result.h"
 #include "XelPushClient/Platform/Durability.h"
@@ -59,6 +61,10 @@ public:
     /// file: for the start.
     [[nodiscard]] static Result<std::shared_ptr<SqliteStore>> open(SqliteStoreOptions options);
 
+    /// Whether `open` would find a sound store there that nobody else has open, for programs that only
+    /// look: a damaged one is left as it is. The file exists.
+    [[nodiscard]] static Result<void> examine(const std::string& folder, const std::string& name = "home");
+
     ~SqliteStore();
     SqliteStore(const SqliteStore&) = delete;
     SqliteStore& operator=(const SqliteStore&) = delete;
@@ -74,11 +80,16 @@ public:
     template <class Work>
     [[nodiscard]] Result<void> commit(bool isSingleStatement, Work&& work) {
         const Access access(*this);
-        int code = beginCommit(isSingleStatement);
-        if (code == kSuccess) {
-            code = work();
+        try {
+            int code = beginCommit(isSingleStatement);
+            if (code == kSuccess) {
+                code = work();
+            }
+            return endCommit(code);
+        } catch (...) {
+            abandonCommit();  // or the next one would begin inside this one
+            throw;
         }
-        return endCommit(code);
     }
 
     /// For reading, and for preparing statements. Waits as `commit` does.
@@ -112,6 +123,7 @@ public:
     void report(const NSError& problem) const;
 
 private:
+    struct Waiter;
     struct Parts;
 
     static constexpr int kSuccess = 0;
@@ -119,9 +131,15 @@ private:
     explicit SqliteStore(std::unique_ptr<Parts> parts);
     [[nodiscard]] int beginCommit(bool isSingleStatement);
     [[nodiscard]] Result<void> endCommit(int code);
+    void abandonCommit();
+    void planCheckpoint();
+    void checkpoint();
+    void reportLog(std::string_view what, std::string_view reason = {}) const;
     void waitWhile(const std::atomic<bool>& flag);
     void carryLogOver();
     void syncForWaiters();
+    void answer(std::list<Waiter> waiters, bool outcome);
+    void answerNext();
 
     std::unique_ptr<Parts> parts_;
 };

@@ -83,8 +83,9 @@ SqliteUserDefaults::Entry& SqliteUserDefaults::entryForWriting(std::string_view 
 }
 
 void SqliteUserDefaults::markDirty(Entry& entry) {
-    if (!std::exchange(entry.second.isDirty, true)) {
+    if (!entry.second.isDirty) {
         dirty_.push_back(&entry);
+        entry.second.isDirty = true;
     }
 }
 
@@ -146,6 +147,9 @@ bool SqliteUserDefaults::synchronize() {
     }
     newRows_.clear();
     unstorable_.clear();
+    // Before the commit: what threw behind a single statement would leave a row that nobody knows of.
+    newRows_.reserve(dirty_.size());
+    unstorable_.reserve(dirty_.size());
     const auto stored = store_->commit(dirty_.size() == 1, [this] {
         for (Entry* const entry : dirty_) {
             if (const int code = store(*entry); code != SQLITE_OK) {

@@ -1,6 +1,7 @@
 #include "XelPushClient/Linux/Store/SqliteWalVFS.h"
 
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <new>
 #include <string>
@@ -186,14 +187,33 @@ sqlite3_io_methods makeLogMethods() {
     return methods;
 }
 
+/// A file that cannot be opened for writing at the moment, because there are no descriptors left, say, is
+/// opened for reading by the machine's file system. What is committed then comes to nothing.
+int openForWriting(sqlite3_vfs* machine, const char* name, sqlite3_file* file, int flags, int* flagsGiven) {
+    int given = 0;
+    const int opened = machine->xOpen(machine, name, file, flags, &given);
+    if (flagsGiven != nullptr) {
+        *flagsGiven = given;
+    }
+    const bool isWanting = (flags & SQLITE_OPEN_READWRITE) != 0 && (given & SQLITE_OPEN_READONLY) != 0;
+    if (opened != SQLITE_OK || !isWanting) {
+        return opened;
+    }
+    const int reason = errno;
+    file->pMethods->xClose(file);
+    file->pMethods = nullptr;
+    errno = reason;  // SQLite asks for it
+    return SQLITE_CANTOPEN;
+}
+
 int openFile(sqlite3_vfs* vfs, const char* name, sqlite3_file* file, int flags, int* flagsGiven) {
     static const sqlite3_io_methods kLogMethods = makeLogMethods();
     sqlite3_vfs* const machine = machineOf(vfs);
     if ((flags & SQLITE_OPEN_WAL) == 0) {
-        return machine->xOpen(machine, name, file, flags, flagsGiven);
+        return openForWriting(machine, name, file, flags, flagsGiven);
     }
     auto* const inner = reinterpret_cast<sqlite3_file*>(reinterpret_cast<std::byte*>(file) + kHandleSize);
-    const int opened = machine->xOpen(machine, name, inner, flags, flagsGiven);
+    const int opened = openForWriting(machine, name, inner, flags, flagsGiven);
     if (opened != SQLITE_OK) {
         // A file that could not be opened, but has methods, must be closed
         // (https://sqlite.org/c3ref/io_methods.html).

@@ -5,7 +5,8 @@ namespace xel {
 /// The name of an SQLite file system for stores in write-ahead mode, registered by the first call. From any
 /// thread.
 ///
-/// It is the machine's own file system, with two differences for the write-ahead log:
+/// It is the machine's own file system, but that it opens no file for reading only where writing was asked
+/// for, and with two differences for the write-ahead log:
 /// - SQLite writes a frame's header and its page by one system call each. Here what a transaction appends is
 ///   gathered and leaves in one, together with the frame that commits it, so that a killed process loses no
 ///   commit.

@@ -134,7 +134,8 @@ Result<std::string> setAside(const std::string& databasePath) {
     for (int number = 2; exists(target) || exists(target + "-wal"); ++number) {
         target = wanted + "-" + std::to_string(number);
     }
-    if (rename(databasePath.c_str(), target.c_str()) != 0) {
+    // It may be gone already: then what is left of the store is its log.
+    if (rename(databasePath.c_str(), target.c_str()) != 0 && errno != ENOENT) {
         return systemError("cannot set aside the damaged store", databasePath);
     }
     const std::string log = databasePath + "-wal";

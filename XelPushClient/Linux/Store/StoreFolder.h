@@ -24,7 +24,7 @@ namespace xel {
 /// error names the owner.
 [[nodiscard]] Result<FileDescriptor> takeOwnership(const std::string& lockPath);
 
-/// Renames the database and its log to "….damaged-<time>", and returns the new path.
+/// Renames what there is of the database and its log to "….damaged-<time>", and returns the new path.
 [[nodiscard]] Result<std::string> setAside(const std::string& databasePath);
 
 /// Makes the names in the folder durable: what a new file needs beside its own sync.

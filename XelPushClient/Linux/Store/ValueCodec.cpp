@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstdint>
 #include <optional>
+#include <utility>
 
 #include "XelPushClient/Linux/Store/StoreError.h"
 
@@ -267,6 +268,34 @@ Result<Value> decodeValue(std::string_view octets) {
         return makeStoreError(StoreErrorCode::Damaged, "a stored value is damaged");
     }
     return std::move(*value);
+}
+
+std::string encodeTopics(const TopicTable& topics) {
+    Dictionary dictionary;
+    dictionary.reserve(topics.size());
+    for (const auto& [topic, qos] : topics) {
+        dictionary.set(topic, qos);
+    }
+    std::string encoded;
+    (void)appendEncodedValue(Value(std::move(dictionary)), encoded);  // two levels deep
+    return encoded;
+}
+
+std::optional<TopicTable> decodeTopics(std::string_view octets) {
+    const auto value = decodeValue(octets);
+    const Dictionary* const dictionary = value ? value.value().asDictionary() : nullptr;
+    if (dictionary == nullptr) {
+        return std::nullopt;
+    }
+    TopicTable topics;
+    for (const auto& [topic, qos] : *dictionary) {
+        const std::int64_t* const level = qos.asInteger();
+        if (level == nullptr || *level < 0 || *level > 2) {
+            return std::nullopt;
+        }
+        topics.set(topic, static_cast<int>(*level));
+    }
+    return topics;
 }
 
 }  // namespace xel

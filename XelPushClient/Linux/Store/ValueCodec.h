@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "XelPushClient/Foundation/Result.h"
+#include "XelPushClient/Platform/TopicTable.h"
 
 namespace xel {
 
@@ -23,5 +25,10 @@ inline constexpr std::size_t kDeepestStoredValue = 100;
 /// what is there, a key given twice, octets left over are all errors (`StoreErrorCode::Damaged`), and nothing
 /// is allocated on the word of a count.
 [[nodiscard]] Result<Value> decodeValue(std::string_view octets);
+
+/// The stored form of a table of topics: a dictionary of topics and qualities of service, in its order. Back
+/// it is missing for anything else.
+[[nodiscard]] std::string encodeTopics(const TopicTable& topics);
+[[nodiscard]] std::optional<TopicTable> decodeTopics(std::string_view octets);
 
 }  // namespace xel

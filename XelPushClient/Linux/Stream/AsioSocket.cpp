@@ -1,5 +1,6 @@
 #include "XelPushClient/Linux/Stream/AsioSocket.h"
 
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -21,7 +22,13 @@ void AsioSocket::openFor(const boost::asio::ip::tcp::endpoint& endpoint) {
     (void)openInThisProcess([&] {
         boost::system::error_code error;
         open(endpoint.protocol(), error);
-        return error ? -1 : native_handle();
+        if (error) {
+            return -1;
+        }
+        // posix_spawn(3) asks nobody before it forks: a program that the host starts so would hold the
+        // connection.
+        (void)::fcntl(native_handle(), F_SETFD, FD_CLOEXEC);
+        return native_handle();
     });
 }
 

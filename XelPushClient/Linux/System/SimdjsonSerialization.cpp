@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <new>
 #include <string>
 
 #include <simdjson.h>
@@ -129,8 +130,15 @@ std::string withHugeIntegersAsDoubles(std::string_view document) {
 class SimdjsonSerialization::Parser {
 public:
     [[nodiscard]] simdjson::error_code parse(std::string_view document, element& root) {
-        const auto error = parseOnce(document, root);
-        return error == simdjson::NUMBER_ERROR ? parseOnce(withHugeIntegersAsDoubles(document), root) : error;
+        auto error = parseOnce(document, root);
+        if (error == simdjson::NUMBER_ERROR) {
+            error = parseOnce(withHugeIntegersAsDoubles(document), root);
+        }
+        // Nothing is known of the document then: it must not pass for one that cannot be read.
+        if (error == simdjson::MEMALLOC) {
+            throw std::bad_alloc();
+        }
+        return error;
     }
 
     void giveBackWhatIsLarge() {

@@ -15,10 +15,25 @@ struct FakeBroker::Client {
     bool isReady = false;                        ///< CONNACK was sent: publications may follow
     std::chrono::seconds keepAlive{0};
     FakeRunLoop::Duration lastHeard{0};
+    // What has come, and what would have left, while the broker was silent.
+    std::string unread;
+    std::vector<FakeBrokerPacket> unsent;
+    bool hasClosed = false;
 };
 
-FakeBroker::FakeBroker(FakeNetwork& network, FakeRunLoop& runLoop) : network_(network), runLoop_(runLoop) {
+template <class Operation, class... Arguments>
+void FakeBroker::tell(Operation operation, const Arguments&... arguments) const {
+    for (auto* observer : observers_) {
+        (observer->*operation)(arguments...);
+    }
+}
+
+FakeBroker::FakeBroker(FakeNetwork& network, FakeRunLoop& runLoop)
+    : network_(network), runLoop_(runLoop), answers_(runLoop) {
     network_.setConnectionHandler([this](const auto& connection) { take(connection); });
+    sessions_.setQueuedHandler([this](std::string_view clientId, const FakeBrokerPublication& publication) {
+        tell(&FakeBrokerObserver::brokerDidQueue, clientId, publication);
+    });
 }
 
 FakeBroker::~FakeBroker() {
@@ -63,14 +78,48 @@ void FakeBroker::accept(const std::shared_ptr<FakeConnection>& connection) {
         }
     });
     connection->setClosedHandler([this, weak] {
-        if (const auto speaker = weak.lock()) {
+        const auto speaker = weak.lock();
+        if (speaker && isSilent_) {
+            speaker->hasClosed = true;
+        } else if (speaker) {
             forgetClient(speaker);
         }
     });
     connection->accept();
 }
 
+void FakeBroker::setMostOctetsPerRead(std::size_t most) {
+    mostOctetsPerRead_ = most;
+    for (const auto& client : clients_) {
+        client->connection->setMostOctetsPerRead(most);
+    }
+}
+
+void FakeBroker::setSilent(bool isSilent) {
+    isSilent_ = isSilent;
+    const auto clients = clients_;
+    for (const auto& client : clients) {
+        if (!isSilent_) {
+            wake(client);
+        }
+    }
+}
+
+void FakeBroker::wake(const ClientPointer& client) {
+    for (const auto& packet : std::exchange(client->unsent, {})) {
+        send(client, packet);
+    }
+    takeOctets(client, std::exchange(client->unread, {}));
+    if (client->hasClosed) {
+        forgetClient(client);
+    }
+}
+
 void FakeBroker::takeOctets(const ClientPointer& client, std::string_view octets) {
+    if (isSilent_) {
+        client->unread += octets;
+        return;
+    }
     client->lastHeard = runLoop_.elapsed();
     const bool isSound = client->reader.feed(octets);
     // What was whole before the fault still counts.
@@ -82,39 +131,35 @@ void FakeBroker::takeOctets(const ClientPointer& client, std::string_view octets
     }
 }
 
-void FakeBroker::setWithholding(FakeBrokerPacketType answer, bool isWithholding) {
-    if (isWithholding) {
-        withholding_.insert(answer);
-    } else {
-        withholding_.erase(answer);
-    }
-}
-
-void FakeBroker::answer(const ClientPointer& client, FakeBrokerPacketType type, std::string octets) {
-    if (withholding_.contains(type)) {
-        withheld_.push_back({type, {client, std::move(octets)}});
-        return;
-    }
-    client->connection->feed(octets);
-    if (type == FakeBrokerPacketType::ConnAck && client->session) {
-        // CONNACK comes first ([MQTT-3.2.0-1]), so publications wait for one that is withheld.
-        becomeReady(client);
-    }
-}
-
-void FakeBroker::releaseWithheld(FakeBrokerPacketType type, Order order) {
-    withholding_.erase(type);
-    auto withheld = std::exchange(withheld_, {});
-    if (order == Order::Reversed) {
-        std::reverse(withheld.begin(), withheld.end());
-    }
-    for (auto& [kind, packet] : withheld) {
-        const auto client = packet.first.lock();
-        if (kind != type) {
-            withheld_.emplace_back(kind, packet);
-        } else if (client) {
-            answer(client, type, std::move(packet.second));
+void FakeBroker::answer(const ClientPointer& client, FakeBrokerPacket packet) {
+    const auto type = packet.type;
+    answers_.add(type, [this, weak = std::weak_ptr(client), packet = std::move(packet)] {
+        const auto asker = weak.lock();
+        if (!asker) {
+            return;
         }
+        send(asker, packet);
+        if (packet.type == FakeBrokerPacketType::ConnAck && asker->session) {
+            // CONNACK comes first ([MQTT-3.2.0-1]), so publications wait for one that is withheld.
+            becomeReady(asker);
+        }
+    });
+}
+
+void FakeBroker::answer(const ClientPointer& client, FakeBrokerPacketType type, std::uint16_t packetId) {
+    FakeBrokerPacket packet;
+    packet.type = type;
+    packet.packetId = packetId;
+    answer(client, std::move(packet));
+}
+
+void FakeBroker::send(const ClientPointer& client, const FakeBrokerPacket& packet) {
+    if (isSilent_) {
+        client->unsent.push_back(packet);
+    } else if (client->connection->isOpen()) {
+        tell(&FakeBrokerObserver::brokerDidSend,
+             FakeBrokerRecord{client->clientId, packet, runLoop_.elapsed()});
+        client->connection->feed(encodeBrokerPacket(packet));
     }
 }
 
@@ -123,15 +168,11 @@ void FakeBroker::publish(const FakeBrokerPublication& publication) {
 }
 
 bool FakeBroker::publishTo(std::string_view clientId, const FakeBrokerPublication& publication) {
-    FakeBrokerSession* const session = sessions_.find(clientId);
-    if (session == nullptr) {
-        return false;
-    }
-    session->deliver(publication);
-    return true;
+    return sessions_.deliver(clientId, publication);
 }
 
 void FakeBroker::sendOctets(std::string_view octets) {
+    tell(&FakeBrokerObserver::brokerDidSendOctets, octets);
     for (const auto& client : clients_) {
         client->connection->feed(octets);
     }
@@ -141,7 +182,9 @@ void FakeBroker::takePacket(const ClientPointer& client, const FakeBrokerPacket&
     if (packet.type == FakeBrokerPacketType::Connect) {
         client->clientId = packet.connect.clientId;
     }
-    records_.push_back({client->clientId, packet, runLoop_.elapsed()});
+    const FakeBrokerRecord record{client->clientId, packet, runLoop_.elapsed()};
+    tell(&FakeBrokerObserver::brokerDidReceive, record);
+    records_.push_back(record);
     const bool isConnect = packet.type == FakeBrokerPacketType::Connect;
     if (isConnect == client->hasConnected) {
         breach(client, isConnect ? "a second CONNECT" : "a packet before CONNECT");
@@ -161,9 +204,7 @@ void FakeBroker::takePacket(const ClientPointer& client, const FakeBrokerPacket&
         case FakeBrokerPacketType::PubAck: takePubAck(client, packet.packetId); break;
         case FakeBrokerPacketType::Subscribe: takeSubscribe(client, packet); break;
         case FakeBrokerPacketType::Unsubscribe: takeUnsubscribe(client, packet); break;
-        case FakeBrokerPacketType::PingReq:
-            answer(client, FakeBrokerPacketType::PingResp, encodePingResp());
-            break;
+        case FakeBrokerPacketType::PingReq: answer(client, FakeBrokerPacketType::PingResp, 0); break;
         case FakeBrokerPacketType::Disconnect: forgetClient(client); break;
         default: break;
     }
@@ -171,9 +212,11 @@ void FakeBroker::takePacket(const ClientPointer& client, const FakeBrokerPacket&
 
 void FakeBroker::takeConnect(const ClientPointer& client, const FakeBrokerConnect& connect) {
     client->hasConnected = true;
-    const std::uint8_t returnCode = rules_.codeFor(connect);
-    if (returnCode != 0) {
-        answer(client, FakeBrokerPacketType::ConnAck, encodeConnAck(false, returnCode));
+    FakeBrokerPacket connAck;
+    connAck.type = FakeBrokerPacketType::ConnAck;
+    connAck.returnCode = rules_.codeFor(connect);
+    if (connAck.returnCode != 0) {
+        answer(client, connAck);
         client->connection->endByPeer();
         return;
     }
@@ -185,52 +228,69 @@ void FakeBroker::takeConnect(const ClientPointer& client, const FakeBrokerConnec
             forgetClient(other);
         }
     }
-    const auto [session, sessionPresent] = sessions_.open(connect.clientId, connect.cleanSession);
+    const bool hadSession = sessions_.find(connect.clientId) != nullptr;
+    const auto [session, sessionPresent] =
+        sessions_.open(connect.clientId, connect.cleanSession || !isKeepingSessions_);
+    if (hadSession && !sessionPresent) {
+        tell(&FakeBrokerObserver::brokerDidForgetSession, connect.clientId);
+    }
     client->session = session;
     client->keepAlive = std::chrono::seconds(connect.keepAliveSeconds);
     watchKeepAlive(client);
-    answer(client, FakeBrokerPacketType::ConnAck, encodeConnAck(sessionPresent, 0));
+    connAck.sessionPresent = sessionPresent;
+    answer(client, connAck);
 }
 
 void FakeBroker::becomeReady(const ClientPointer& client) {
     client->isReady = true;
-    client->session->resume(
-        [connection = client->connection](std::string_view octets) { connection->feed(octets); });
+    client->session->resume([this, weak = std::weak_ptr(client)](const FakeBrokerPacket& publication) {
+        if (const auto reader = weak.lock()) {
+            send(reader, publication);
+        }
+    });
 }
 
 void FakeBroker::takePublish(const ClientPointer& client, const FakeBrokerPacket& packet) {
+    const FakeBrokerPublication publication{packet.topic, packet.payload, packet.qos, packet.retain};
+    tell(&FakeBrokerObserver::brokerDidTake, client->clientId, publication);
     if (packet.qos == 1) {
-        answer(client, FakeBrokerPacketType::PubAck, encodePubAck(packet.packetId));
+        answer(client, FakeBrokerPacketType::PubAck, packet.packetId);
     }
-    sessions_.publish({packet.topic, packet.payload, packet.qos, packet.retain});
+    sessions_.publish(publication);
 }
 
 void FakeBroker::takePubAck(const ClientPointer& client, std::uint16_t packetId) {
     if (isLosingAcknowledgements_) {
         return;
     }
-    if (!client->session->acknowledge(packetId)) {
+    const auto session = client->session;
+    const auto acknowledged = session->acknowledge(packetId, [&](const FakeBrokerPublication& publication) {
+        tell(&FakeBrokerObserver::brokerDidHearAcknowledgement, client->clientId, publication);
+    });
+    if (acknowledged == FakeBrokerSession::Acknowledged::NothingThatWasSent) {
         breach(client,
                "an acknowledgement of packet " + std::to_string(packetId) + ", which is not in flight");
     }
 }
 
 void FakeBroker::takeSubscribe(const ClientPointer& client, const FakeBrokerPacket& packet) {
-    std::vector<std::uint8_t> codes;
+    FakeBrokerPacket subAck;
+    subAck.type = FakeBrokerPacketType::SubAck;
+    subAck.packetId = packet.packetId;
     std::vector<FakeBrokerPublication> retained;
     for (const auto& [filter, qos] : packet.topics) {
         const std::uint8_t code = rules_.codeFor(filter, qos);
-        codes.push_back(code);
-        if (code <= 1) {
+        subAck.codes.push_back(code);
+        if (code <= 2) {
             client->session->subscriptions.set(filter, code);
             for (auto& publication : sessions_.retainedFor(filter, code)) {
                 retained.push_back(std::move(publication));
             }
         }
     }
-    answer(client, FakeBrokerPacketType::SubAck, encodeSubAck(packet.packetId, codes));
+    answer(client, std::move(subAck));
     for (auto& publication : retained) {
-        client->session->deliver(std::move(publication));
+        sessions_.deliver(client->clientId, std::move(publication));
     }
 }
 
@@ -238,7 +298,7 @@ void FakeBroker::takeUnsubscribe(const ClientPointer& client, const FakeBrokerPa
     for (const auto& filter : packet.topicNames) {
         client->session->subscriptions.remove(filter);
     }
-    answer(client, FakeBrokerPacketType::UnsubAck, encodeUnsubAck(packet.packetId));
+    answer(client, FakeBrokerPacketType::UnsubAck, packet.packetId);
 }
 
 void FakeBroker::breach(const ClientPointer& client, std::string_view fault) {
@@ -251,11 +311,14 @@ void FakeBroker::forgetClient(const ClientPointer& client) {
     client->isReady = false;
     if (const auto session = std::exchange(client->session, nullptr)) {
         session->clientHasGone();
-        if (!session->isKept) {
+        if (!session->isKept || !isKeepingSessions_) {
             sessions_.remove(client->clientId, session);
+            tell(&FakeBrokerObserver::brokerDidForgetSession, client->clientId);
         }
     }
-    std::erase(clients_, client);
+    if (std::erase(clients_, client) > 0) {
+        tell(&FakeBrokerObserver::brokerDidLoseClient, client->clientId);
+    }
 }
 
 void FakeBroker::dropConnections() {
@@ -276,6 +339,12 @@ void FakeBroker::loseConnections(ByteStreamErrorCode code) {
     }
 }
 
+void FakeBroker::clearGrantedCode(std::string_view topic) {
+    if (const auto code = rules_.grantedCodes.find(topic); code != rules_.grantedCodes.end()) {
+        rules_.grantedCodes.erase(code);
+    }
+}
+
 void FakeBroker::setEndingOn(std::string topic, bool isEnding) {
     if (isEnding) {
         rules_.endingOn.insert(std::move(topic));
@@ -293,15 +362,9 @@ void FakeBroker::endConnections() {
 }
 
 void FakeBroker::forgetSessions() {
-    sessions_.clear();
-    for (const auto& client : clients_) {
-        if (client->session) {
-            // The connections go on, with a session that knows nothing.
-            client->session = sessions_.open(client->clientId, false).session;
-            if (client->isReady) {
-                becomeReady(client);
-            }
-        }
+    // The connections go on, with sessions that know nothing.
+    for (const auto& clientId : sessions_.forget()) {
+        tell(&FakeBrokerObserver::brokerDidForgetSession, clientId);
     }
 }
 
@@ -309,15 +372,22 @@ void FakeBroker::watchKeepAlive(const ClientPointer& client) {
     if (client->keepAlive.count() == 0) {
         return;
     }
+    if (isSilent_) {
+        client->lastHeard = runLoop_.elapsed();  // it does not watch while it hangs
+    }
     // MQTT 3.1.1 section 3.1.2.10: silence of one and a half times the keep-alive ends the connection.
     const FakeRunLoop::Duration limit = client->keepAlive + client->keepAlive / 2;
     const auto left = client->lastHeard + limit - runLoop_.elapsed();
+    if (left <= FakeRunLoop::Duration::zero() && client->connection->isSevered()) {
+        forgetClient(client);  // the client may have written; the network is to blame
+        return;
+    }
     if (left <= FakeRunLoop::Duration::zero()) {
         breach(client, "silence beyond one and a half times the keep-alive");
         return;
     }
     const auto delay = std::chrono::ceil<std::chrono::milliseconds>(left);
-    runLoop_.scheduleTimer(delay, life_.guarded([weak = std::weak_ptr(client)](FakeBroker& self) {
+    runLoop_.scheduleOutside(delay, life_.guarded([weak = std::weak_ptr(client)](FakeBroker& self) {
         const auto watched = weak.lock();
         if (watched && watched->session) {
             self.watchKeepAlive(watched);

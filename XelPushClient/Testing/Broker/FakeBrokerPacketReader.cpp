@@ -5,7 +5,7 @@ namespace xel {
 namespace {
 
 /// A packet that breaks the standard. Never leaves this file.
-struct Fault {
+struct Malformed {
     std::string_view text;
 };
 
@@ -31,10 +31,10 @@ public:
     std::string takeText() {
         const auto text = takeOctets();
         if (!isValidUTF8(text)) {
-            throw Fault{"a text that is not UTF-8"};
+            throw Malformed{"a text that is not UTF-8"};
         }
         if (text.find('\0') != std::string_view::npos) {
-            throw Fault{"a text with a null character"};
+            throw Malformed{"a text with a null character"};
         }
         return std::string(text);
     }
@@ -42,7 +42,7 @@ public:
     std::uint16_t takePacketId() {
         const auto packetId = takeNumber();
         if (packetId == 0) {
-            throw Fault{"packet identifier 0"};
+            throw Malformed{"packet identifier 0"};
         }
         return packetId;
     }
@@ -51,14 +51,14 @@ public:
 
     void requireEnd() const {
         if (!rest_.empty()) {
-            throw Fault{"octets behind the end of a packet's fields"};
+            throw Malformed{"octets behind the end of a packet's fields"};
         }
     }
 
 private:
     std::string_view take(std::size_t count) {
         if (count > rest_.size()) {
-            throw Fault{"a packet that ends inside a field"};
+            throw Malformed{"a packet that ends inside a field"};
         }
         const auto taken = rest_.substr(0, count);
         rest_.remove_prefix(count);
@@ -70,17 +70,17 @@ private:
 
 void requireFlags(unsigned flags, unsigned wanted) {
     if (flags != wanted) {
-        throw Fault{"reserved flags of a fixed header"};
+        throw Malformed{"reserved flags of a fixed header"};
     }
 }
 
 FakeBrokerConnect readConnect(Body& body) {
     if (body.takeText() != "MQTT" || body.takeOctet() != 4) {
-        throw Fault{"a protocol name or level other than MQTT 3.1.1"};
+        throw Malformed{"a protocol name or level other than MQTT 3.1.1"};
     }
     const unsigned flags = body.takeOctet();
     if ((flags & 0x3DU) != 0) {
-        throw Fault{"connect flags that are reserved or speak of a will"};
+        throw Malformed{"connect flags that are reserved or speak of a will"};
     }
     FakeBrokerConnect connect;
     connect.cleanSession = (flags & 0x02U) != 0;
@@ -91,12 +91,12 @@ FakeBrokerConnect readConnect(Body& body) {
     }
     if ((flags & 0x40U) != 0) {
         if (!connect.userName) {
-            throw Fault{"a password without a user name"};
+            throw Malformed{"a password without a user name"};
         }
         connect.password = std::string(body.takeOctets());
     }
     if (connect.clientId.empty() && !connect.cleanSession) {
-        throw Fault{"an empty client identifier with a kept session"};
+        throw Malformed{"an empty client identifier with a kept session"};
     }
     return connect;
 }
@@ -106,14 +106,14 @@ void readPublish(FakeBrokerPacket& packet, unsigned flags, Body& body) {
     packet.qos = static_cast<int>((flags >> 1U) & 3U);
     packet.retain = (flags & 1U) != 0;
     if (packet.qos > 1) {
-        throw Fault{"a publication with a quality of service above 1"};
+        throw Malformed{"a publication with a quality of service above 1"};
     }
     if (packet.qos == 0 && packet.dup) {
-        throw Fault{"a duplicate flag at quality of service 0"};
+        throw Malformed{"a duplicate flag at quality of service 0"};
     }
     packet.topic = body.takeText();
     if (packet.topic.empty() || packet.topic.find_first_of("+#") != std::string::npos) {
-        throw Fault{"a publication to an empty topic or to a filter"};
+        throw Malformed{"a publication to an empty topic or to a filter"};
     }
     if (packet.qos > 0) {
         packet.packetId = body.takePacketId();
@@ -124,7 +124,7 @@ void readPublish(FakeBrokerPacket& packet, unsigned flags, Body& body) {
 std::string takeFilter(Body& body) {
     auto filter = body.takeText();
     if (filter.empty()) {
-        throw Fault{"an empty topic filter"};
+        throw Malformed{"an empty topic filter"};
     }
     return filter;
 }
@@ -136,11 +136,11 @@ void readSubscribe(FakeBrokerPacket& packet, Body& body) {
         const auto filter = takeFilter(body);
         const unsigned qos = body.takeOctet();
         if (qos > 2) {
-            throw Fault{"a subscription with reserved bits or a quality of service above 2"};
+            throw Malformed{"a subscription with reserved bits or a quality of service above 2"};
         }
         // No breach of the standard, but this library's tables hold a topic once.
         if (packet.topics.contains(filter)) {
-            throw Fault{"a subscription that names a topic twice"};
+            throw Malformed{"a subscription that names a topic twice"};
         }
         packet.topics.set(filter, static_cast<int>(qos));
     } while (!body.isAtEnd());
@@ -179,7 +179,7 @@ FakeBrokerPacket readPacket(unsigned firstOctet, std::string_view octets) {
             break;
         case FakeBrokerPacketType::PingReq:
         case FakeBrokerPacketType::Disconnect: requireFlags(flags, 0); break;
-        default: throw Fault{"a packet that no client of this library sends"};
+        default: throw Malformed{"a packet that no client of this library sends"};
     }
     body.requireEnd();
     return packet;
@@ -224,7 +224,7 @@ bool FakeBrokerPacketReader::readOnePacket() {
     }
     try {
         packets_.push_back(readPacket(octetAt(buffer_, 0), std::string_view(buffer_).substr(begin, length)));
-    } catch (const Fault& fault) {
+    } catch (const Malformed& fault) {
         return fail(fault.text);
     }
     buffer_.erase(0, begin + length);

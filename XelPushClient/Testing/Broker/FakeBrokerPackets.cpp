@@ -1,5 +1,8 @@
 #include "XelPushClient/Testing/Broker/FakeBrokerPackets.h"
 
+#include <stdexcept>
+
+#include "XelPushClient/Foundation/FormattedText.h"
 #include "XelPushClient/Foundation/StringUtilities.h"
 
 namespace xel {
@@ -21,7 +24,49 @@ std::string encodePacket(unsigned firstOctet, std::string_view body) {
     return packet;
 }
 
+std::string describeConnect(const FakeBrokerConnect& connect) {
+    return formatted(" %@ keep-alive %d s%@", connect.clientId, connect.keepAliveSeconds,
+                     connect.cleanSession ? " clean" : "");
+}
+
+std::string describePublish(const FakeBrokerPacket& packet) {
+    return formatted(" %@ qos %d%@%@ %@", packet.topic, packet.qos, packet.retain ? " retained" : "",
+                     packet.dup ? " again" : "", packet.payload);
+}
+
+/// What is in it beside its identifier.
+std::string describeContents(const FakeBrokerPacket& packet) {
+    std::string text;
+    switch (packet.type) {
+        case FakeBrokerPacketType::Connect: return describeConnect(packet.connect);
+        case FakeBrokerPacketType::Publish: return describePublish(packet);
+        case FakeBrokerPacketType::ConnAck:
+            return formatted(" %d%@", packet.returnCode, packet.sessionPresent ? " session present" : "");
+        case FakeBrokerPacketType::Subscribe:
+            for (const auto& [filter, qos] : packet.topics) {
+                text += formatted(" %@=%d", filter, qos);
+            }
+            return text;
+        case FakeBrokerPacketType::SubAck:
+            for (const auto code : packet.codes) {
+                text += formatted(" %d", code);
+            }
+            return text;
+        case FakeBrokerPacketType::Unsubscribe:
+            for (const auto& filter : packet.topicNames) {
+                text += " " + filter;
+            }
+            return text;
+        default: return text;
+    }
+}
+
 }  // namespace
+
+std::string describePacket(const FakeBrokerPacket& packet) {
+    const auto id = packet.packetId == 0 ? std::string() : formatted(" id %d", packet.packetId);
+    return std::string(nameOfPacketType(packet.type)) + id + describeContents(packet);
+}
 
 std::string_view nameOfPacketType(FakeBrokerPacketType type) {
     switch (type) {
@@ -38,6 +83,20 @@ std::string_view nameOfPacketType(FakeBrokerPacketType type) {
         case FakeBrokerPacketType::Disconnect: return "DISCONNECT";
     }
     return "?";
+}
+
+std::string encodeBrokerPacket(const FakeBrokerPacket& packet) {
+    switch (packet.type) {
+        case FakeBrokerPacketType::ConnAck: return encodeConnAck(packet.sessionPresent, packet.returnCode);
+        case FakeBrokerPacketType::Publish:
+            return encodePublish(packet.topic, packet.payload, packet.qos, packet.retain, packet.dup,
+                                 packet.packetId);
+        case FakeBrokerPacketType::PubAck: return encodePubAck(packet.packetId);
+        case FakeBrokerPacketType::SubAck: return encodeSubAck(packet.packetId, packet.codes);
+        case FakeBrokerPacketType::UnsubAck: return encodeUnsubAck(packet.packetId);
+        case FakeBrokerPacketType::PingResp: return encodePingResp();
+        default: throw std::logic_error("a broker sends no " + std::string(nameOfPacketType(packet.type)));
+    }
 }
 
 std::string encodeConnAck(bool sessionPresent, std::uint8_t returnCode) {

@@ -40,7 +40,7 @@ struct FakeBrokerConnect {
     bool cleanSession = false;
 };
 
-/// One packet of a client. Fields that its type does not have stay at their defaults.
+/// One packet, of a client or of the broker. Fields that its type does not have stay at their defaults.
 struct FakeBrokerPacket {
     FakeBrokerPacketType type = FakeBrokerPacketType::PingReq;
     FakeBrokerConnect connect;
@@ -52,7 +52,13 @@ struct FakeBrokerPacket {
     bool dup = false;
     TopicTable topics;                    ///< of a SUBSCRIBE, in the packet's order
     std::vector<std::string> topicNames;  ///< of an UNSUBSCRIBE
+    bool sessionPresent = false;          ///< of a CONNACK
+    std::uint8_t returnCode = 0;          ///< of a CONNACK
+    std::vector<std::uint8_t> codes;      ///< of a SUBACK
 };
+
+/// The packet in one line: "PUBLISH id 7 app/shop/news qos 1 again {…}". No user name, no password.
+[[nodiscard]] std::string describePacket(const FakeBrokerPacket& packet);
 
 /// Reads the client's side of a connection, strictly. It shares nothing with the library's own engine, so
 /// that neither can hide the other's mistakes.
@@ -75,7 +81,10 @@ private:
     std::string fault_;
 };
 
-/// The broker's side, as octets.
+/// A packet of the broker's side, as octets. Throws `std::logic_error` for one that only clients send.
+[[nodiscard]] std::string encodeBrokerPacket(const FakeBrokerPacket& packet);
+
+/// The same, kind by kind.
 [[nodiscard]] std::string encodeConnAck(bool sessionPresent, std::uint8_t returnCode);
 [[nodiscard]] std::string encodePublish(std::string_view topic, std::string_view payload, int qos,
                                         bool retain, bool dup, std::uint16_t packetId);

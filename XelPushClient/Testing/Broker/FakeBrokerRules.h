@@ -40,9 +40,10 @@ struct FakeBrokerRules {
         if (packet.type == FakeBrokerPacketType::Publish) {
             return isEndingOnEveryPublication || endingOn.contains(packet.topic);
         }
-        return packet.type == FakeBrokerPacketType::Subscribe &&
-               std::any_of(packet.topics.begin(), packet.topics.end(),
-                           [this](const auto& topic) { return endingOn.contains(topic.first); });
+        return std::any_of(packet.topics.begin(), packet.topics.end(),
+                           [this](const auto& topic) { return endingOn.contains(topic.first); }) ||
+               std::any_of(packet.topicNames.begin(), packet.topicNames.end(),
+                           [this](const auto& filter) { return endingOn.contains(filter); });
     }
 };
 

@@ -10,52 +10,92 @@ namespace xel {
 
 void FakeBrokerSession::resume(const Send& send) {
     send_ = send;
-    for (const auto& [packetId, publication] : inFlight_) {
-        send(encodePublish(publication.topic, publication.payload, publication.qos, publication.retain, true,
-                           packetId));
+    for (const auto& flight : inFlight_) {
+        this->send(flight, true);
     }
     sendQueued();
+}
+
+void FakeBrokerSession::clientHasGone() {
+    send_ = nullptr;
+    strays_.clear();
+}
+
+void FakeBrokerSession::send(const InFlight& flight, bool isAgain) const {
+    FakeBrokerPacket packet;
+    packet.type = FakeBrokerPacketType::Publish;
+    packet.packetId = flight.packetId;
+    packet.topic = flight.publication.topic;
+    packet.payload = flight.publication.payload;
+    packet.qos = flight.publication.qos;
+    packet.retain = flight.publication.retain;
+    packet.dup = isAgain;
+    const Send send = send_;  // the client may go meanwhile
+    send(packet);
 }
 
 void FakeBrokerSession::deliver(FakeBrokerPublication publication) {
-    if (publication.qos == 0 && !send_) {
-        return;
+    if (takes(publication)) {
+        queued_.push_back(std::move(publication));
+        sendQueued();
     }
-    queued_.push_back(std::move(publication));
-    sendQueued();
 }
 
-bool FakeBrokerSession::acknowledge(std::uint16_t packetId) {
+FakeBrokerSession::Acknowledged FakeBrokerSession::acknowledge(
+    std::uint16_t packetId, const std::function<void(const FakeBrokerPublication&)>& hear) {
     const auto at = std::find_if(inFlight_.begin(), inFlight_.end(),
                                  [&](const auto& flight) { return flight.packetId == packetId; });
     if (at == inFlight_.end()) {
-        return false;
+        const auto stray = strays_.find(packetId);
+        if (stray == strays_.end()) {
+            return Acknowledged::NothingThatWasSent;
+        }
+        strays_.erase(stray);
+        return Acknowledged::NothingAnyMore;
     }
+    const auto publication = std::move(at->publication);
     inFlight_.erase(at);
+    if (hear) {
+        hear(publication);
+    }
     sendQueued();
-    return true;
+    return Acknowledged::Publication;
+}
+
+void FakeBrokerSession::forget() {
+    subscriptions.clear();
+    for (const auto& flight : inFlight_) {
+        strays_.insert(flight.packetId);
+    }
+    inFlight_.clear();
+    queued_.clear();
 }
 
 void FakeBrokerSession::sendQueued() {
     while (send_ && !queued_.empty()) {
-        auto& next = queued_.front();
-        if (next.qos > 0 && inFlight_.size() >= mostInFlight_) {
+        const bool isTracked = queued_.front().qos > 0;
+        const bool isFull = inFlight_.size() >= sending_.mostInFlight ||
+                            inFlight_.size() + strays_.size() >= 65535;  // identifiers
+        if (isTracked && isFull) {
             return;
         }
-        const std::uint16_t packetId = next.qos > 0 ? takePacketId() : std::uint16_t{0};
-        const Send send = send_;  // the client may go meanwhile
-        send(encodePublish(next.topic, next.payload, next.qos, next.retain, false, packetId));
-        if (next.qos > 0) {
-            inFlight_.push_back({packetId, std::move(next)});
-        }
+        const InFlight flight{isTracked ? takePacketId() : std::uint16_t{0}, std::move(queued_.front())};
         queued_.pop_front();
+        if (isTracked) {
+            inFlight_.push_back(flight);
+        }
+        send(flight, false);
+        if (isTracked && send_ && sending_.isRepeating) {
+            strays_.insert(flight.packetId);
+            send(flight, true);
+        }
     }
 }
 
 std::uint16_t FakeBrokerSession::takePacketId() {
     const auto isUsed = [this](std::uint16_t id) {
-        return std::any_of(inFlight_.begin(), inFlight_.end(),
-                           [&](const auto& flight) { return flight.packetId == id; });
+        return strays_.contains(id) || std::any_of(inFlight_.begin(), inFlight_.end(),
+                                                   [&](const auto& flight) { return flight.packetId == id; });
     };
     do {
         ++lastPacketId_;
@@ -70,7 +110,7 @@ FakeBrokerSessions::Opened FakeBrokerSessions::open(const std::string& clientId,
     auto& session = sessions_[clientId];
     const bool wasThere = session != nullptr;
     if (!wasThere) {
-        session = std::make_shared<FakeBrokerSession>(mostInFlight_);
+        session = std::make_shared<FakeBrokerSession>(sending);
     }
     session->isKept = !isClean;
     return {session, wasThere};
@@ -89,9 +129,31 @@ void FakeBrokerSessions::remove(std::string_view clientId,
     }
 }
 
-void FakeBrokerSessions::clear() {
-    sessions_.clear();
+std::vector<std::string> FakeBrokerSessions::forget() {
+    std::vector<std::string> lost;
     retained_.clear();
+    std::erase_if(sessions_, [&](const auto& entry) {
+        lost.push_back(entry.first);
+        if (entry.second->isClientThere()) {
+            entry.second->forget();
+            return false;
+        }
+        return true;
+    });
+    return lost;
+}
+
+bool FakeBrokerSessions::deliver(std::string_view clientId, FakeBrokerPublication publication) {
+    const auto at = sessions_.find(clientId);
+    if (at == sessions_.end()) {
+        return false;
+    }
+    const auto session = at->second;
+    if (queued_ && session->takes(publication)) {
+        queued_(clientId, publication);
+    }
+    session->deliver(std::move(publication));
+    return true;
 }
 
 void FakeBrokerSessions::publish(FakeBrokerPublication publication) {
@@ -114,7 +176,7 @@ void FakeBrokerSessions::publish(FakeBrokerPublication publication) {
         if (granted) {
             auto copy = publication;
             copy.qos = std::min(publication.qos, *granted);
-            session->deliver(std::move(copy));
+            deliver(clientId, std::move(copy));
         }
     }
 }

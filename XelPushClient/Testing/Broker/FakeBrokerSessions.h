@@ -6,11 +6,14 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "XelPushClient/Platform/TopicTable.h"
+#include "XelPushClient/Testing/Broker/FakeBrokerPackets.h"
 
 namespace xel {
 
@@ -22,30 +25,55 @@ struct FakeBrokerPublication {
     bool retain = false;
 };
 
-/// What a `FakeBroker` keeps for a client id: subscriptions, the publications in flight, and those that wait
-/// in order, also while the client is away.
+/// How a broker sends what its sessions hold. It may change meanwhile.
+struct FakeBrokerSending {
+    /// At most so many publications are sent to a client before it has acknowledged some. 65535, as many
+    /// as there are identifiers, is no limit.
+    std::size_t mostInFlight = 20;
+    /// Each publication at least once is sent a second time at once, as a duplicate.
+    bool isRepeating = false;
+};
+
+/// What a `FakeBroker` keeps for a client id: subscriptions, the publications in flight, and those that
+/// wait in order, also while the client is away.
 class FakeBrokerSession {
 public:
-    using Send = std::function<void(std::string_view octets)>;
+    using Send = std::function<void(const FakeBrokerPacket& publication)>;
 
-    /// At most so many publications are sent before the client has acknowledged some; it may change
-    /// meanwhile, and outlives the session.
-    explicit FakeBrokerSession(const std::size_t& mostInFlight) : mostInFlight_(mostInFlight) {}
+    /// `sending` outlives the session.
+    explicit FakeBrokerSession(const FakeBrokerSending& sending) : sending_(sending) {}
     FakeBrokerSession(const FakeBrokerSession&) = delete;
     FakeBrokerSession& operator=(const FakeBrokerSession&) = delete;
 
     bool isKept = false;
     TopicTable subscriptions;
 
-    /// The client has come, or come back: what is in flight is sent again with the duplicate flag, then what
-    /// waits.
+    /// The client has come, or come back: what is in flight is sent again with the duplicate flag, then
+    /// what waits.
     void resume(const Send& send);
-    void clientHasGone() { send_ = nullptr; }
+    void clientHasGone();
+    [[nodiscard]] bool isClientThere() const { return send_ != nullptr; }
 
-    /// Sends a publication in its turn. One of quality of service 0 is lost while the client is away.
+    /// False for a publication of quality of service 0 while the client is away: it would be lost.
+    [[nodiscard]] bool takes(const FakeBrokerPublication& publication) const {
+        return publication.qos > 0 || send_;
+    }
+    /// Sends a publication in its turn, where the session takes it.
     void deliver(FakeBrokerPublication publication);
-    /// False for a publication that is not in flight.
-    [[nodiscard]] bool acknowledge(std::uint16_t packetId);
+
+    enum class Acknowledged {
+        Publication,     ///< one that was in flight; it has left the session
+        NothingAnyMore,  ///< what was sent twice, or is forgotten: the client cannot know
+        NothingThatWasSent
+    };
+    /// `hear` gets the publication that leaves, before another one is sent in its place.
+    Acknowledged acknowledge(std::uint16_t packetId,
+                             const std::function<void(const FakeBrokerPublication&)>& hear = nullptr);
+
+    /// Loses everything under a connection that goes on. Acknowledgements of what was in flight may
+    /// still come, so that its identifiers are not used again soon.
+    void forget();
+
     [[nodiscard]] std::size_t unacknowledgedCount() const { return inFlight_.size() + queued_.size(); }
 
 private:
@@ -57,8 +85,11 @@ private:
     void sendQueued();
     [[nodiscard]] std::uint16_t takePacketId();
 
-    const std::size_t& mostInFlight_;
-    Send send_;  // none while the client is away
+    void send(const InFlight& flight, bool isAgain) const;
+
+    const FakeBrokerSending& sending_;
+    Send send_;                            // none while the client is away
+    std::multiset<std::uint16_t> strays_;  // acknowledgements that may come with nothing in flight for them
     std::deque<InFlight> inFlight_;
     std::deque<FakeBrokerPublication> queued_;
     std::uint16_t lastPacketId_ = 0;
@@ -71,7 +102,11 @@ public:
     FakeBrokerSessions(const FakeBrokerSessions&) = delete;
     FakeBrokerSessions& operator=(const FakeBrokerSessions&) = delete;
 
-    void setMostInFlight(std::size_t most) { mostInFlight_ = most; }
+    FakeBrokerSending sending;
+
+    /// Told of each publication that enters a session, before it is sent.
+    using Queued = std::function<void(std::string_view clientId, const FakeBrokerPublication&)>;
+    void setQueuedHandler(Queued queued) { queued_ = std::move(queued); }
 
     /// A session that was opened, and whether it was one that the broker had kept.
     struct Opened {
@@ -84,17 +119,21 @@ public:
     [[nodiscard]] FakeBrokerSession* find(std::string_view clientId) const;
     /// Unless another session has taken its place.
     void remove(std::string_view clientId, const std::shared_ptr<FakeBrokerSession>& session);
-    /// Forgets the retained messages too.
-    void clear();
+    /// Forgets every session that nobody is connected with, empties the others, and forgets the retained
+    /// messages. The client ids of those that were lost.
+    std::vector<std::string> forget();
 
-    /// Delivers a publication to every session that subscribed to its topic, and retains it where it says
-    /// so; a retained one without a payload is forgotten.
+    /// Delivers a publication to one client's session, whatever it subscribed to. False when there is
+    /// none.
+    bool deliver(std::string_view clientId, FakeBrokerPublication publication);
+    /// Delivers a publication to every session that subscribed to its topic, and retains it where it
+    /// says so; a retained one without a payload is forgotten.
     void publish(FakeBrokerPublication publication);
     /// The retained messages that a subscription brings.
     [[nodiscard]] std::vector<FakeBrokerPublication> retainedFor(std::string_view filter, int qos) const;
 
 private:
-    std::size_t mostInFlight_ = 20;
+    Queued queued_;
     std::map<std::string, std::shared_ptr<FakeBrokerSession>, std::less<>> sessions_;
     std::map<std::string, FakeBrokerPublication> retained_;
 };

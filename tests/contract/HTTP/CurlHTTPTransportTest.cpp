@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <map>
 #include <mutex>
+#include <stdexcept>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -9,6 +10,7 @@
 #include "tests/contract/HTTP/CurlTransportFixture.h"
 #include "tests/contract/HTTP/HTTPTransportContract.h"
 #include "tests/contract/HTTP/LocalHTTPServer.h"
+#include "tests/contract/Process/NoDescriptors.h"
 
 namespace xel::contract {
 namespace {
@@ -153,6 +155,8 @@ TEST_P(CurlBrokenAnswers, AreErrors) {
 INSTANTIATE_TEST_SUITE_P(
     Broken, CurlBrokenAnswers,
     testing::Values(BrokenAnswer{"Nothing", "", NSURLErrorCode::NetworkConnectionLost},
+                    BrokenAnswer{"HalfAHead", "HTTP/1.1 200 OK\r\nX-One: 1\r\n",
+                                 NSURLErrorCode::NetworkConnectionLost},
                     BrokenAnswer{"HalfABody", "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabc",
                                  NSURLErrorCode::NetworkConnectionLost},
                     BrokenAnswer{"BadLength", "HTTP/1.1 200 OK\r\nContent-Length: -1\r\n\r\nabc",
@@ -195,6 +199,16 @@ TEST_F(CurlHTTPTransportTest, CancelsWhatIsUnderWayWhenItIsDropped) {
     http_.reset();
     EXPECT_TRUE(driveUntil(*loop_, [&] { return codes.size() == 3; }));
     EXPECT_EQ(codes, std::vector<std::int64_t>(3, static_cast<std::int64_t>(NSURLErrorCode::Cancelled)));
+}
+
+// libcurl would do without the descriptors by which it is woken, and sleep through requests and end.
+TEST_F(CurlHTTPTransportTest, IsNotMadeWithoutTheDescriptorsThatItIsWokenBy) {
+    SKIP_WHERE_A_SANITIZER_NEEDS_DESCRIPTORS();
+    {
+        const NoDescriptors limit;
+        EXPECT_THROW(makeTransport(), std::runtime_error);
+    }
+    EXPECT_NO_THROW(makeTransport());
 }
 
 TEST_F(CurlHTTPTransportTest, MayBeDroppedInACompletion) {

@@ -15,6 +15,7 @@
 #include "tests/contract/HTTP/LoopbackDownloads.h"
 #include "tests/contract/HTTP/NSURLSessionContract.h"
 #include "tests/contract/Loop/DrivenLoop.h"
+#include "tests/contract/Process/NoDescriptors.h"
 #include "tests/contract/Store/FileContents.h"
 #include "tests/contract/Store/TemporaryFolder.h"
 
@@ -97,6 +98,27 @@ protected:
     TemporaryFolder folder_;
     std::shared_ptr<AsioRunLoop> loop_ = std::make_shared<AsioRunLoop>();
 };
+
+TEST_F(CurlURLSessionTest, ADownloadThatCannotBeStartedIsAFailureAndTheNextOneIsTriedAnew) {
+    SKIP_WHERE_A_SANITIZER_NEEDS_DESCRIPTORS();
+    CurlURLSession session(loop_, mediaFolder(), loopbackDownloads());
+    Outcome outcome;
+    const auto keep = [&](Result<std::string> file) { outcome = std::move(file); };
+    {
+        const NoDescriptors limit;
+        session.downloadTaskWithURL("http://127.0.0.1:1/", keep);
+        EXPECT_FALSE(outcome.has_value()) << "later, on the loop";
+        ASSERT_TRUE(driveUntil(*loop_, [&] { return outcome.has_value(); }));
+    }
+    expectError(outcome, NSURLErrorCode::Unknown);
+    EXPECT_NE(outcome->error().localizedDescription().find("no descriptor"), std::string::npos);
+    outcome.reset();
+    const LocalHTTPServer server(
+        [](const ReceivedRequest&, HTTPExchange& exchange) { return exchange.answer(200, "meow"); });
+    session.downloadTaskWithURL(server.url(), keep);
+    ASSERT_TRUE(driveUntil(*loop_, [&] { return outcome.has_value(); }));
+    EXPECT_TRUE(outcome->isOk());
+}
 
 TEST_F(CurlURLSessionTest, FileAndFolderAreForTheUserAlone) {
     const LocalHTTPServer server(

@@ -6,10 +6,12 @@
 #include <vector>
 
 #include <boost/asio/post.hpp>
+#include <boost/system/system_error.hpp>
 #include <gtest/gtest.h>
 
 #include "XelPushClient/Linux/Loop/AsioLoopCore.h"
 #include "XelPushClient/Linux/Loop/AsioRunLoop.h"
+#include "tests/contract/Process/NoDescriptors.h"
 
 namespace xel {
 namespace {
@@ -24,6 +26,21 @@ public:
 private:
     std::string& notes_;
 };
+
+TEST(AsioRunLoop, IsNotMadeWithoutDescriptorsAndNeedsNoneFromThenOn) {
+    SKIP_WHERE_A_SANITIZER_NEEDS_DESCRIPTORS();
+    auto loop = std::make_unique<AsioRunLoop>();
+    const contract::NoDescriptors limit;
+    EXPECT_THROW(AsioRunLoop(), boost::system::system_error);
+    bool hasFired = false;
+    loop->scheduleTimer(std::chrono::milliseconds(0), [&] {
+        hasFired = true;
+        loop->stop();
+    });
+    loop->run();
+    EXPECT_TRUE(hasFired);
+    EXPECT_NO_THROW(loop.reset());
+}
 
 TEST(AsioRunLoop, RunsWhatAHandlerPostsBeforeTheHandlerEnds) {
     AsioRunLoop loop;

@@ -8,13 +8,11 @@
 #include <memory>
 #include <string>
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
+#include "tests/contract/Network/FakeNameServer.h"
 #include "tests/contract/Network/NetworkNamespace.h"
 #include "tests/contract/Store/MountNamespace.h"
 #include "tests/contract/Store/TemporaryFolder.h"
@@ -28,24 +26,6 @@ namespace {
 struct Attempt {
     RecordingStreamObserver observer;
     std::unique_ptr<ByteStream> stream;
-};
-
-/// Takes every question of this network and answers none.
-class SilentNameServer {
-public:
-    SilentNameServer() {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(53);
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        EXPECT_EQ(::bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    }
-    SilentNameServer(const SilentNameServer&) = delete;
-    SilentNameServer& operator=(const SilentNameServer&) = delete;
-    ~SilentNameServer() { ::close(socket_); }
-
-private:
-    int socket_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
 };
 
 /// Opens six streams to names that are never answered and one to this machine, which is there before them.
@@ -84,7 +64,8 @@ TEST(NameLookupOnLinux, ReachesOneHostWhileTheNamesOfOthersStayWithoutAnAnswer) 
     std::ofstream(settings) << "nameserver 127.0.0.1\n";
     IN_A_NETWORK_OF_ITS_OWN([&] {
         ip("link set lo up");
-        const SilentNameServer server;
+        FakeNameServer server;
+        server.setReply(NameReply::Silence);
         withSettingsOfTheResolver(settings, &reachThisMachineBesideStalledNames);
     });
 }

@@ -15,7 +15,6 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "XelPushClient/Linux/HTTP/CurlHTTPTransport.h"
@@ -27,40 +26,13 @@
 #include "XelPushClient/Linux/Stream/AsioByteStream.h"
 #include "XelPushClient/XelPushClient.h"
 #include "tests/contract/Loop/DrivenLoop.h"
+#include "tests/contract/Process/ChildOfTest.h"
 #include "tests/contract/Process/LocalBroker.h"
 #include "tests/contract/Process/LoopbackClient.h"
 #include "tests/contract/Store/TemporaryFolder.h"
 
 namespace xel::contract {
 namespace {
-
-constexpr unsigned kPatience = 60;  // seconds, after which a child that hangs is killed by its alarm
-constexpr int kThrew = 99;
-
-/// Starts a child that ends with the block's answer. No test goes on in it.
-pid_t startChild(const std::function<int()>& block) {
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(kPatience);
-        try {
-            _exit(block());
-        } catch (...) {
-            _exit(kThrew);
-        }
-    }
-    return child;
-}
-
-/// How the child ended: its exit status, or less than 0 when a signal ended it.
-int statusOf(pid_t child) {
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
-int resultOfChild(const std::function<int()>& block) {
-    return statusOf(startChild(block));
-}
 
 bool throwsLogicError(const std::function<void()>& work) {
     try {
@@ -110,7 +82,7 @@ public:
     static bool peerGoes(boost::asio::ip::tcp::socket& socket) {
         std::array<char, 4096> octets{};
         pollfd watched{socket.native_handle(), POLLIN, 0};
-        while (poll(&watched, 1, static_cast<int>(kPatience) * 500) == 1) {
+        while (poll(&watched, 1, static_cast<int>(kPatienceWithChild) * 500) == 1) {
             if (recv(watched.fd, octets.data(), octets.size(), 0) <= 0) {
                 return true;
             }

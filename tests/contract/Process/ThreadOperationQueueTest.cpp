@@ -7,12 +7,14 @@
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <thread>
 
 #include <gtest/gtest.h>
 
 #include "XelPushClient/Linux/Process/ThreadOperationQueue.h"
 #include "XelPushClient/Testing/RecordingLogSink.h"
+#include "tests/contract/Process/NoThreads.h"
 
 namespace xel {
 namespace {
@@ -71,6 +73,38 @@ TEST(ThreadOperationQueue, LogsAnOperationThatThrowsAndGoesOn) {
     done.get_future().wait();
     ASSERT_EQ(log->lines().size(), 1U);
     EXPECT_EQ(log->lines().front(), "An operation of the queue \"queue\" has failed: std::bad_alloc");
+}
+
+TEST(ThreadOperationQueue, KeepsNoOperationThatItRefusedForWantOfAThread) {
+    ThreadOperationQueue queue("queue", 1);
+    const auto hasRun = std::make_shared<std::atomic<bool>>(false);
+    {
+        const contract::NoThreads noThreads;
+        EXPECT_THROW(queue.addOperationWithBlock([hasRun] { *hasRun = true; }), std::system_error);
+    }
+    EXPECT_EQ(hasRun.use_count(), 1);
+    std::promise<void> done;
+    queue.addOperationWithBlock([&done] { done.set_value(); });
+    done.get_future().wait();
+    EXPECT_FALSE(*hasRun);
+}
+
+TEST(ThreadOperationQueue, HasAThreadThatRunsTakeWhatNoOtherCanBeStartedFor) {
+    ThreadOperationQueue queue("queue", 2);
+    std::promise<void> hasBegun;
+    std::promise<void> mayEnd;
+    queue.addOperationWithBlock([&] {
+        hasBegun.set_value();
+        mayEnd.get_future().wait();
+    });
+    hasBegun.get_future().wait();
+    std::promise<void> done;
+    {
+        const contract::NoThreads noThreads;
+        EXPECT_NO_THROW(queue.addOperationWithBlock([&done] { done.set_value(); }));
+    }
+    mayEnd.set_value();
+    EXPECT_EQ(done.get_future().wait_for(std::chrono::seconds(20)), std::future_status::ready);
 }
 
 TEST(ThreadOperationQueue, RunsAsManyOperationsAtATimeAsItWasTold) {

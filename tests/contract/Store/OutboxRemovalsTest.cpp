@@ -119,6 +119,18 @@ TEST_F(OutboxRemovalsTest, AreTriedAgainWhenTheyCannotBeWritten) {
     EXPECT_EQ(rowsOnDisk(), 2);
 }
 
+TEST_F(OutboxRemovalsTest, GoWithoutARunLoopOnceThereIsRoomOnTheDiskAgain) {
+    open(nullptr);
+    store_->setRider(removals_.get());
+    fill(520);
+    home_.setFailingCommits(true);
+    remove(1, 512);
+    home_.setFailingCommits(false);
+    EXPECT_EQ(rowsOnDisk(), 520);
+    remove(513, 513);
+    EXPECT_EQ(rowsOnDisk(), 7);
+}
+
 TEST_F(OutboxRemovalsTest, GoFirstInACommitThatGivesTheirNumbersAway) {
     open(loop_);
     fill(2);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <memory>
 #include <string>
@@ -53,8 +54,8 @@ protected:
 TYPED_TEST_SUITE_P(SessionMemoryContract);
 
 TYPED_TEST_P(SessionMemoryContract, RemembersNothingAtFirst) {
-    EXPECT_TRUE(this->memory_->loadOutbox(this->kClient).empty());
-    EXPECT_TRUE(this->memory_->loadGrantedTopics(this->kClient).empty());
+    EXPECT_TRUE(this->memory_->loadOutbox(this->kClient).value().empty());
+    EXPECT_TRUE(this->memory_->loadGrantedTopics(this->kClient).value().empty());
 }
 
 TYPED_TEST_P(SessionMemoryContract, FindsTheOutboxInTheOrderOfAppendingAfterReopening) {
@@ -65,7 +66,8 @@ TYPED_TEST_P(SessionMemoryContract, FindsTheOutboxInTheOrderOfAppendingAfterReop
     this->append(this->kClient, first);
     this->append(this->kClient, last);
     this->reopen();
-    EXPECT_EQ(this->memory_->loadOutbox(this->kClient), (typename TestFixture::Outbox{third, first, last}));
+    EXPECT_EQ(this->memory_->loadOutbox(this->kClient).value(),
+              (typename TestFixture::Outbox{third, first, last}));
 }
 
 TYPED_TEST_P(SessionMemoryContract, ForgetsWhatWasAcknowledged) {
@@ -74,7 +76,7 @@ TYPED_TEST_P(SessionMemoryContract, ForgetsWhatWasAcknowledged) {
     }
     this->remove(this->kClient, {2, 4, 99});
     this->remove(this->kClient, {});
-    const auto left = this->memory_->loadOutbox(this->kClient);
+    const auto left = this->memory_->loadOutbox(this->kClient).value();
     EXPECT_EQ(left, (typename TestFixture::Outbox{this->entry(1, "t", "1"), this->entry(3, "t", "3"),
                                                   this->entry(5, "t", "5")}));
 }
@@ -85,7 +87,7 @@ TYPED_TEST_P(SessionMemoryContract, KeepsANewEntryUnderAnIdThatWasFreed) {
     this->remove(this->kClient, {1});
     this->append(this->kClient, this->entry(1, "t", "new"));
     this->reopen();
-    EXPECT_EQ(this->memory_->loadOutbox(this->kClient),
+    EXPECT_EQ(this->memory_->loadOutbox(this->kClient).value(),
               (typename TestFixture::Outbox{this->entry(2, "t", "between"), this->entry(1, "t", "new")}));
 }
 
@@ -93,7 +95,7 @@ TYPED_TEST_P(SessionMemoryContract, StoresALateRemovalWithTheNextAppendAtTheLate
     this->append(this->kClient, this->entry(1, "t", "acknowledged"));
     this->remove(this->kClient, {1});
     this->append(this->kClient, this->entry(2, "t", "pending"));
-    const auto outbox = this->memory_->loadOutbox(this->kClient);
+    const auto outbox = this->memory_->loadOutbox(this->kClient).value();
     EXPECT_EQ(outbox, (typename TestFixture::Outbox{this->entry(2, "t", "pending")}));
 }
 
@@ -101,14 +103,14 @@ TYPED_TEST_P(SessionMemoryContract, FindsTheGrantedTopicsInTheirOrderAfterReopen
     const TopicTable first{{"z/1", 1}, {"a/2", 0}, {"m/3", 1}};
     EXPECT_TRUE(this->memory_->storeGrantedTopics(this->kClient, first).isOk());
     this->reopen();
-    EXPECT_EQ(this->memory_->loadGrantedTopics(this->kClient), first);
+    EXPECT_EQ(this->memory_->loadGrantedTopics(this->kClient).value(), first);
     const TopicTable second{{"m/3", 0}};
     EXPECT_TRUE(this->memory_->storeGrantedTopics(this->kClient, second).isOk());
     this->reopen();
-    EXPECT_EQ(this->memory_->loadGrantedTopics(this->kClient), second);
+    EXPECT_EQ(this->memory_->loadGrantedTopics(this->kClient).value(), second);
     EXPECT_TRUE(this->memory_->storeGrantedTopics(this->kClient, TopicTable{}).isOk());
     this->reopen();
-    EXPECT_TRUE(this->memory_->loadGrantedTopics(this->kClient).empty());
+    EXPECT_TRUE(this->memory_->loadGrantedTopics(this->kClient).value().empty());
 }
 
 TYPED_TEST_P(SessionMemoryContract, KeepsClientIdsApart) {
@@ -116,13 +118,28 @@ TYPED_TEST_P(SessionMemoryContract, KeepsClientIdsApart) {
     this->append(this->kOther, this->entry(1, "t", "yours"));
     EXPECT_TRUE(this->memory_->storeGrantedTopics(this->kOther, {{"t", 1}}).isOk());
     this->remove(this->kClient, {1});
-    EXPECT_TRUE(this->memory_->loadOutbox(this->kClient).empty());
-    EXPECT_TRUE(this->memory_->loadGrantedTopics(this->kClient).empty());
+    EXPECT_TRUE(this->memory_->loadOutbox(this->kClient).value().empty());
+    EXPECT_TRUE(this->memory_->loadGrantedTopics(this->kClient).value().empty());
     this->memory_->erase(this->kClient);
     this->reopen();
-    EXPECT_EQ(this->memory_->loadOutbox(this->kOther),
+    EXPECT_EQ(this->memory_->loadOutbox(this->kOther).value(),
               (typename TestFixture::Outbox{this->entry(1, "t", "yours")}));
-    EXPECT_EQ(this->memory_->loadGrantedTopics(this->kOther), (TopicTable{{"t", 1}}));
+    EXPECT_EQ(this->memory_->loadGrantedTopics(this->kOther).value(), (TopicTable{{"t", 1}}));
+}
+
+TYPED_TEST_P(SessionMemoryContract, NamesEveryClientIdThatItRemembers) {
+    using Names = std::vector<std::string>;
+    EXPECT_EQ(this->memory_->clientIds(), Names{});
+    this->append(this->kClient, this->entry(1, "t", "x"));
+    EXPECT_TRUE(this->memory_->storeGrantedTopics(this->kOther, {{"t", 1}}).isOk());
+    this->reopen();
+    auto names = this->memory_->clientIds();
+    std::sort(names.begin(), names.end());
+    Names expected{std::string(this->kClient), std::string(this->kOther)};
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(names, expected);
+    this->memory_->erase(this->kClient);
+    EXPECT_EQ(this->memory_->clientIds(), Names{std::string(this->kOther)});
 }
 
 TYPED_TEST_P(SessionMemoryContract, ErasesEverythingOfAClientId) {
@@ -131,12 +148,12 @@ TYPED_TEST_P(SessionMemoryContract, ErasesEverythingOfAClientId) {
     this->append(this->kClient, this->entry(7, "t", "payload"));
     EXPECT_TRUE(this->memory_->storeGrantedTopics(this->kClient, {{"t", 1}}).isOk());
     this->memory_->erase(this->kClient);
-    EXPECT_TRUE(this->memory_->loadOutbox(this->kClient).empty());
+    EXPECT_TRUE(this->memory_->loadOutbox(this->kClient).value().empty());
     this->reopen();
-    EXPECT_TRUE(this->memory_->loadOutbox(this->kClient).empty());
-    EXPECT_TRUE(this->memory_->loadGrantedTopics(this->kClient).empty());
+    EXPECT_TRUE(this->memory_->loadOutbox(this->kClient).value().empty());
+    EXPECT_TRUE(this->memory_->loadGrantedTopics(this->kClient).value().empty());
     this->append(this->kClient, this->entry(1, "t", "a new life"));
-    EXPECT_EQ(this->memory_->loadOutbox(this->kClient).size(), 1U);
+    EXPECT_EQ(this->memory_->loadOutbox(this->kClient).value().size(), 1U);
 }
 
 TYPED_TEST_P(SessionMemoryContract, KeepsPublicationsOfEverySize) {
@@ -147,7 +164,7 @@ TYPED_TEST_P(SessionMemoryContract, KeepsPublicationsOfEverySize) {
         ASSERT_TRUE(this->memory_->appendToOutbox(this->kClient, expected.back()).isOk()) << kibibytes;
     }
     this->reopen();
-    EXPECT_TRUE(this->memory_->loadOutbox(this->kClient) == expected);
+    EXPECT_TRUE(this->memory_->loadOutbox(this->kClient).value() == expected);
 }
 
 TYPED_TEST_P(SessionMemoryContract, AnswersAnErrorForWhatCouldNotBeStored) {
@@ -157,9 +174,9 @@ TYPED_TEST_P(SessionMemoryContract, AnswersAnErrorForWhatCouldNotBeStored) {
     EXPECT_FALSE(this->memory_->storeGrantedTopics(this->kClient, {{"t", 1}}).isOk());
     this->subject_.setFailingCommits(false);
     this->reopen();
-    EXPECT_EQ(this->memory_->loadOutbox(this->kClient),
+    EXPECT_EQ(this->memory_->loadOutbox(this->kClient).value(),
               (typename TestFixture::Outbox{this->entry(1, "t", "kept")}));
-    EXPECT_TRUE(this->memory_->loadGrantedTopics(this->kClient).empty());
+    EXPECT_TRUE(this->memory_->loadGrantedTopics(this->kClient).value().empty());
 }
 
 REGISTER_TYPED_TEST_SUITE_P(SessionMemoryContract, RemembersNothingAtFirst,
@@ -167,7 +184,7 @@ REGISTER_TYPED_TEST_SUITE_P(SessionMemoryContract, RemembersNothingAtFirst,
                             KeepsANewEntryUnderAnIdThatWasFreed,
                             StoresALateRemovalWithTheNextAppendAtTheLatest,
                             FindsTheGrantedTopicsInTheirOrderAfterReopening, KeepsClientIdsApart,
-                            ErasesEverythingOfAClientId, KeepsPublicationsOfEverySize,
-                            AnswersAnErrorForWhatCouldNotBeStored);
+                            NamesEveryClientIdThatItRemembers, ErasesEverythingOfAClientId,
+                            KeepsPublicationsOfEverySize, AnswersAnErrorForWhatCouldNotBeStored);
 
 }  // namespace xel::contract

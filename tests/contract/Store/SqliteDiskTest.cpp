@@ -115,7 +115,7 @@ TEST_F(SqliteDiskTest, LosesNothingStoredWhenItEndsOnAFullDisk) {
             EXPECT_EQ(refused.error().code, kWriteFailed);
         }
         freeDisk();
-        const auto outbox = home_.openMemory()->loadOutbox("client");
+        const auto outbox = home_.openMemory()->loadOutbox("client").value();
         ASSERT_EQ(outbox.size(), 1U);
         EXPECT_EQ(outbox.front().packetId, 1);
     });

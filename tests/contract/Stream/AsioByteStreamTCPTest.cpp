@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -59,6 +60,13 @@ struct PlainConnection {
     RecordingStreamObserver observer;
     std::unique_ptr<ByteStream> stream = factory.makeStream(loopback.loop(), observer);
 };
+
+TEST(AsioByteStreamTCP, HandsItsConnectionToNoProgramThatTheHostStarts) {
+    PlainConnection connection({});
+    const int socket = socketConnectedTo(connection.loopback.peer().port());
+    ASSERT_GE(socket, 0);
+    EXPECT_NE(::fcntl(socket, F_GETFD) & FD_CLOEXEC, 0);
+}
 
 TEST(AsioByteStreamTCP, HasTheKernelWatchOverTheConnection) {
     PlainConnection usual({});

@@ -260,6 +260,23 @@ TEST_F(NotificationServerTest, EverythingIsWithdrawn) {
     EXPECT_TRUE(hears({"shown 1", "shown 2", "closed 1", "closed 2"}));
 }
 
+TEST_F(NotificationServerTest, ARefusedOneThatWasWithdrawnTakesNoLaterOneWithIt) {
+    makeMock({.isSilent = true});
+    order("one", 1, "first");
+    ASSERT_TRUE(eventually([&] { return mock_->notifies().size() == 1; }));
+    server_->withdrawEverything();
+    mock_->refuseAtLast();
+    const std::string refused = "shown 1 failed org.example.Refused";
+    ASSERT_TRUE(hears({refused}));
+    for (const std::uint64_t number : {2U, 3U}) {
+        order("one", number, "later");
+        ASSERT_TRUE(eventually([&] { return mock_->notifies().size() == number; }));
+        mock_->answerAtLast();
+    }
+    ASSERT_TRUE(hears({refused, "shown 2", "shown 3"}));
+    EXPECT_TRUE(mock_->closeRequests().empty());
+}
+
 TEST_F(NotificationServerTest, WhatCannotBeSentAsItIsIsSentCleaned) {
     makeMock();
     DesktopNotification notification;
@@ -273,6 +290,32 @@ TEST_F(NotificationServerTest, WhatCannotBeSentAsItIsIsSentCleaned) {
     });
     ASSERT_TRUE(hears({"shown"})) << heard().front();
     EXPECT_EQ(mock_->notifies().at(0).summary, "nul\uFFFD");
+}
+
+TEST_F(NotificationServerTest, AnIdThatIsGivenTwiceIsTheLaterOnes) {
+    makeMock({.isGivingOneId = true});
+    order("one", 1, "First");
+    ASSERT_TRUE(hears({"shown 1"}));
+    order("two", 2, "Second");
+    EXPECT_TRUE(hears({"shown 1", "closed 1", "shown 2"}));
+    mock_->invoke(1, "0");
+    mock_->dismiss(1);
+    EXPECT_TRUE(hears({"shown 1", "closed 1", "shown 2", "action 2 0", "closed 2"}));
+}
+
+TEST_F(NotificationServerTest, WhatIsOnScreenIsKnownWhenLaterOrdersFail) {
+    makeMock({.isSilent = true});
+    order("one", 1, "First");
+    ASSERT_TRUE(eventually([&] { return mock_->notifies().size() == 1; }));
+    mock_->changeHands();
+    mock_->refuseCapabilities();
+    mock_->answerAtLast();
+    ASSERT_TRUE(hears({"shown 1"}));
+    order("two", 2, "Second");
+    ASSERT_TRUE(hears({"shown 1", "shown 2 failed org.example.Refused"}));
+    mock_->invoke(1, "0");
+    mock_->dismiss(1);
+    EXPECT_TRUE(hears({"shown 1", "shown 2 failed org.example.Refused", "action 1 0", "closed 1"}));
 }
 
 }  // namespace

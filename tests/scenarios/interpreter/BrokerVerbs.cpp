@@ -66,98 +66,53 @@ void sendsOctets(ScenarioWorld& world, Words& words) {
     brokerOf(world).sendOctets(octets);
 }
 
-/// "refuses with <code>": connections are answered with that CONNACK return code; 0 accepts again.
-void refuses(ScenarioWorld& world, Words& words) {
-    words.take("with");
-    brokerOf(world).setConnectReturnCode(static_cast<std::uint8_t>(words.takeNumber("a return code")));
+// The faults are those of the simulated service; here are the ways in which one kind of them ends.
+
+void listens(ScenarioWorld& world, Words& /*words*/) {
+    world.service->heal(FaultKind::BrokerStopsListening);
 }
 
-void listens(ScenarioWorld& world, Words& words) {
-    static_cast<void>(words);
-    brokerOf(world).setListening(true);
-}
-
-/// "stops listening".
-void stops(ScenarioWorld& world, Words& words) {
-    words.take("listening");
-    brokerOf(world).setListening(false);
-}
-
-/// "holds connections" and "accepts connections".
-void holds(ScenarioWorld& world, Words& words) {
-    words.take("connections");
-    brokerOf(world).setHoldingConnections(true);
-}
-
+/// "accepts connections", after those that it held.
 void accepts(ScenarioWorld& world, Words& words) {
     words.take("connections");
-    brokerOf(world).acceptWaitingConnections();
+    world.service->heal(FaultKind::BrokerHoldsConnections);
 }
 
-void withholds(ScenarioWorld& world, Words& words) {
-    brokerOf(world).setWithholding(takePacketType(words), true);
+/// "refuses with 0": nobody any more.
+void refuses(ScenarioWorld& world, Words& words) {
+    words.take("with");
+    if (words.take("a return code") != "0") {
+        throw ScenarioFailure("a broker refuses with 1 to 5, or with 0 nobody");
+    }
+    world.service->heal(FaultKind::BrokerRefuses);
+}
+
+/// "shows its certificate".
+void shows(ScenarioWorld& world, Words& words) {
+    words.take("its");
+    words.take("certificate");
+    world.service->heal(FaultKind::BrokerShowsBadCertificate);
+}
+
+/// "hears acknowledgements".
+void hears(ScenarioWorld& world, Words& words) {
+    words.take("acknowledgements");
+    world.service->heal(FaultKind::BrokerLosesAcknowledgements);
+}
+
+/// "takes <topic>" and "takes everything": again.
+void takes(ScenarioWorld& world, Words& words) {
+    if (words.takeIf("everything")) {
+        world.service->heal(FaultKind::BrokerEndsOnEverything);
+    } else {
+        brokerOf(world).setEndingOn(words.take("a topic"), false);
+    }
 }
 
 void releases(ScenarioWorld& world, Words& words) {
     const auto type = takePacketType(words);
     brokerOf(world).releaseWithheld(
         type, words.takeIf("reversed") ? FakeBroker::Order::Reversed : FakeBroker::Order::AsAsked);
-}
-
-/// "grants <topic> <code>": 0, 1 or 128.
-void grants(ScenarioWorld& world, Words& words) {
-    auto topic = words.take("a topic");
-    brokerOf(world).setGrantedCode(std::move(topic), static_cast<std::uint8_t>(words.takeNumber("a code")));
-}
-
-/// "loses connections", as a network does; "loses acknowledgements", until it "hears acknowledgements".
-void loses(ScenarioWorld& world, Words& words) {
-    if (words.takeIf("acknowledgements")) {
-        brokerOf(world).setLosingAcknowledgements(true);
-        return;
-    }
-    words.take("connections");
-    brokerOf(world).dropConnections();
-}
-
-void hears(ScenarioWorld& world, Words& words) {
-    words.take("acknowledgements");
-    brokerOf(world).setLosingAcknowledgements(false);
-}
-
-/// "keeps <n> in flight".
-void keeps(ScenarioWorld& world, Words& words) {
-    brokerOf(world).setMostInFlight(static_cast<std::size_t>(words.takeNumber("how many")));
-    words.take("in");
-    words.take("flight");
-}
-
-/// "ends connections", in order; "ends on <topic>" and "ends on everything": whenever that is published, or
-/// the topic subscribed to.
-void ends(ScenarioWorld& world, Words& words) {
-    if (!words.takeIf("on")) {
-        words.take("connections");
-        brokerOf(world).endConnections();
-    } else if (words.takeIf("everything")) {
-        brokerOf(world).setEndingOnEveryPublication(true);
-    } else {
-        brokerOf(world).setEndingOn(words.take("a topic"), true);
-    }
-}
-
-/// "takes <topic>" and "takes everything": again.
-void takes(ScenarioWorld& world, Words& words) {
-    if (words.takeIf("everything")) {
-        brokerOf(world).setEndingOnEveryPublication(false);
-    } else {
-        brokerOf(world).setEndingOn(words.take("a topic"), false);
-    }
-}
-
-/// "resets connections", as one that is killed.
-void resets(ScenarioWorld& world, Words& words) {
-    words.take("connections");
-    brokerOf(world).resetConnections();
 }
 
 /// "cuts reads to <n>" octets, on connections from now on.
@@ -167,34 +122,21 @@ void cuts(ScenarioWorld& world, Words& words) {
     brokerOf(world).setMostOctetsPerRead(static_cast<std::size_t>(words.takeNumber("how many octets")));
 }
 
-/// "forgets sessions", as one restarted without persistence.
-void forgets(ScenarioWorld& world, Words& words) {
-    words.take("sessions");
+/// "restarts empty": killed, and started again without persistence.
+void restarts(ScenarioWorld& world, Words& words) {
+    words.take("empty");
+    brokerOf(world).resetConnections();
     brokerOf(world).forgetSessions();
-}
-
-/// "shows a certificate that fails": TLS fails with that reason; "shows its certificate" again.
-void shows(ScenarioWorld& world, Words& words) {
-    if (words.takeIf("its")) {
-        words.take("certificate");
-        brokerOf(world).setConnectFailure(std::nullopt);
-    } else {
-        brokerOf(world).setConnectFailure(
-            {{ByteStreamErrorCode::CertificateRefused, words.take("a reason")}});
-    }
 }
 
 }  // namespace
 
 void performBroker(ScenarioWorld& world, Words& words) {
     static const VerbTable verbs{
-        {"publishes", publishes}, {"sends", sends},     {"sends-octets", sendsOctets},
-        {"refuses", refuses},     {"listens", listens}, {"stops", stops},
-        {"holds", holds},         {"accepts", accepts}, {"withholds", withholds},
-        {"releases", releases},   {"grants", grants},   {"loses", loses},
-        {"ends", ends},           {"forgets", forgets}, {"shows", shows},
-        {"takes", takes},         {"resets", resets},   {"cuts", cuts},
-        {"hears", hears},         {"keeps", keeps},
+        {"publishes", publishes}, {"sends", sends},       {"sends-octets", sendsOctets},
+        {"listens", listens},     {"accepts", accepts},   {"refuses", refuses},
+        {"shows", shows},         {"hears", hears},       {"takes", takes},
+        {"releases", releases},   {"restarts", restarts}, {"cuts", cuts},
     };
     performFrom(verbs, world, words, "an act of the broker's");
 }

@@ -6,14 +6,14 @@ namespace xel::scenario {
 namespace {
 
 std::shared_ptr<RecordingDelegate> delegateNamed(ScenarioWorld& world, const std::string& name) {
-    auto& delegate = world.delegates[name];
+    auto& delegate = world.client().delegates[name];
     if (!delegate) {
         delegate = std::make_shared<RecordingDelegate>(
-            [&world, name](JournalEntry entry) {
+            [hear = world.delegateEar(), name](JournalEntry entry) {
                 entry.name = name + ":" + entry.name;
-                world.hearFromDelegate(std::move(entry));
+                hear(std::move(entry));
             },
-            [&world] { return std::string(world.manager().connectionStateString()); });
+            world.stateReader());
     }
     return delegate;
 }
@@ -54,8 +54,8 @@ void setDelegate(ScenarioWorld& world, Words& words) {
 }
 
 void setMessageBlock(ScenarioWorld& world, const std::string& name) {
-    auto block = [&world, name](const PushClientMessage& message) {
-        world.hearBlock({name, fieldsOf(message)});
+    auto block = [hear = world.blockEar(), name](const PushClientMessage& message) {
+        hear({name, fieldsOf(message)});
     };
     auto& manager = world.manager();
     if (name == "messageHandler") {
@@ -69,11 +69,11 @@ void setMessageBlock(ScenarioWorld& world, const std::string& name) {
 
 std::function<void(bool, const std::optional<NSError>&)> hearingFlag(ScenarioWorld& world,
                                                                      const std::string& name) {
-    return [&world, name](bool isTrue, const std::optional<NSError>& error) {
+    return [hear = world.blockEar(), name](bool isTrue, const std::optional<NSError>& error) {
         Fields fields = error ? fieldsOf(*error) : Fields();
         fields.emplace_back("error", yesOrNo(error.has_value()));
         fields.emplace_back("outcome", yesOrNo(isTrue));
-        world.hearBlock({name, std::move(fields)});
+        hear({name, std::move(fields)});
     };
 }
 
@@ -82,14 +82,14 @@ void sets(ScenarioWorld& world, Words& words) {
     const auto name = words.take("a block");
     auto& manager = world.manager();
     if (name == "serverConnectionStateHandler") {
-        manager.setServerConnectionStateHandler([&world] {
-            world.hearBlock({"serverConnectionStateHandler", {}});
+        manager.setServerConnectionStateHandler([hear = world.blockEar()] {
+            hear({"serverConnectionStateHandler", {}});
         });
     } else if (name == "serverReachabilityHandler") {
         manager.setServerReachabilityHandler(
-            [&world](bool reachable, PushClientServerReachabilityNetworkType type) {
-                world.hearBlock({"serverReachabilityHandler",
-                                 {{"reachable", yesOrNo(reachable)}, {"network", networkName(type)}}});
+            [hear = world.blockEar()](bool reachable, PushClientServerReachabilityNetworkType type) {
+                hear({"serverReachabilityHandler",
+                      {{"reachable", yesOrNo(reachable)}, {"network", networkName(type)}}});
             });
     } else if (name == "verificationHandler") {
         manager.setVerificationHandler(hearingFlag(world, name));

@@ -25,12 +25,12 @@ void registerUser(ScenarioWorld& world, Words& words) {
     }
     PushClientRegistrationHandlerBlock handler;
     if (!words.takeIf("no")) {
-        handler = [&world](bool registered, const std::optional<std::string>& user,
-                           const std::optional<NSError>& error) {
+        handler = [hear = world.blockEar()](bool registered, const std::optional<std::string>& user,
+                                            const std::optional<NSError>& error) {
             Fields fields = error ? fieldsOf(*error) : Fields();
             fields.emplace_back("registered", yesOrNo(registered));
             fields.emplace_back("user", user.value_or("(null)"));
-            world.hearBlock({"registrationHandler", std::move(fields)});
+            hear({"registrationHandler", std::move(fields)});
         };
     }
     words.take("handler");
@@ -54,11 +54,11 @@ void unregisterUser(ScenarioWorld& world, Words& words) {
     }
     words.take("blocks");
     world.manager().unregisterUser(
-        [&world](const Value&) {
-            world.hearBlock({"unregistered", {}});
+        [hear = world.blockEar()](const Value&) {
+            hear({"unregistered", {}});
         },
-        [&world](const NSError& error) {
-            world.hearBlock({"unregisterFailed", fieldsOf(error)});
+        [hear = world.blockEar()](const NSError& error) {
+            hear({"unregisterFailed", fieldsOf(error)});
         });
 }
 

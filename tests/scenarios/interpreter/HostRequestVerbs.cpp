@@ -20,13 +20,13 @@ void verifyUserCode(ScenarioWorld& world, Words& words) {
 }
 
 std::function<void(std::int64_t)> hearingCount(ScenarioWorld& world) {
-    return [&world](std::int64_t count) {
-        world.hearBlock({"tagCount", {{"count", std::to_string(count)}}});
+    return [hear = world.blockEar()](std::int64_t count) {
+        hear({"tagCount", {{"count", std::to_string(count)}}});
     };
 }
 
 std::function<void(const NSError&)> hearingFailure(ScenarioWorld& world, const std::string& name) {
-    return [&world, name](const NSError& error) { world.hearBlock({name, fieldsOf(error)}); };
+    return [hear = world.blockEar(), name](const NSError& error) { hear({name, fieldsOf(error)}); };
 }
 
 /// "addTag <name> [with blocks]", "removeTag <name> [with blocks]".
@@ -51,8 +51,8 @@ void requestMethod(ScenarioWorld& world, Words& words) {
     }
     world.manager().requestMethod(
         method, path, parameters,
-        [&world](const Value& response) {
-            world.hearBlock({"requestSucceeded", {{"answer", printJSON(response, JSONLayout::OneLine)}}});
+        [hear = world.blockEar()](const Value& response) {
+            hear({"requestSucceeded", {{"answer", printJSON(response, JSONLayout::OneLine)}}});
         },
         hearingFailure(world, "requestFailed"));
 }

@@ -15,6 +15,12 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// A step for which things do not stand as it needs them.
+class StepDoesNotApply : public ScenarioFailure {
+public:
+    using ScenarioFailure::ScenarioFailure;
+};
+
 /// One line of a scenario, cut into words.
 struct Step {
     std::string file;

@@ -4,6 +4,7 @@
 
 #include "XelPushClient/Foundation/FormattedText.h"
 #include "XelPushClient/Foundation/JSONPrinter.h"
+#include "XelPushClient/Foundation/OnLeaving.h"
 #include "tests/ClientNotifications.h"
 #include "tests/scenarios/interpreter/Records.h"
 
@@ -14,51 +15,104 @@ constexpr std::string_view kStateReport = "ServerConnectionState";
 
 }  // namespace
 
-ScenarioWorld::ScenarioWorld() : machine(std::make_unique<FakeMachine>()) {
+ScenarioWorld::ScenarioWorld()
+    : machine(std::make_unique<FakeMachine>()), service(std::make_unique<SimulatedService>(*machine)) {
     // Scenarios are the sandbox's; one about production says so.
     PushClientManager::setDevelopment(true);
+    serveNoRequests();
+    static_cast<void>(actAs(""));
 }
 
 ScenarioWorld::~ScenarioWorld() {
     isDying_ = true;
-    manager_.reset();
+    observer_ = nullptr;
+    for (const auto& [name, client] : clients_) {
+        client->isAlive = false;
+        client->manager.reset();
+    }
     PushClientManager::setDevelopment(false);
 }
 
 void ScenarioWorld::useMainLoopApart() {
-    if (manager_) {
-        throw ScenarioFailure("the loops are chosen before the client is made");
+    for (const auto& [name, client] : clients_) {
+        if (client->manager) {
+            throw ScenarioFailure("the loops are chosen before a client is made");
+        }
     }
+    service.reset();
     machine = std::make_unique<FakeMachine>(FakeMachineLoops::MainLoopApart);
+    service = std::make_unique<SimulatedService>(*machine);
+    serveNoRequests();
+}
+
+void ScenarioWorld::serveNoRequests() {
+    // A scenario says itself what the backend answers, and when.
+    service->backend().setServing(false);
+}
+
+std::string ScenarioWorld::actAs(const std::string& name) {
+    auto& client = clients_[name];
+    if (!client) {
+        client = std::make_unique<ScenarioClient>();
+        client->name = name;
+    }
+    const auto before = std::exchange(acting_, client.get());
+    return before == nullptr ? name : before->name;
 }
 
 PushClientManager& ScenarioWorld::manager() {
-    if (!manager_) {
-        makeClient();
+    if (!acting_->manager) {
+        makeClient(*acting_);
     }
-    return *manager_;
+    return *acting_->manager;
 }
 
-void ScenarioWorld::makeClient() {
-    home_ = machine->makeHome();
-    observeNotifications();
-    manager_ = std::make_unique<PushClientManager>(machine->machine(), home_);
-    const auto host = std::make_shared<RecordingDelegate>(
-        [this](JournalEntry entry) { hearFromDelegate(std::move(entry)); },
-        [this] { return std::string(manager_->connectionStateString()); });
+void ScenarioWorld::makeClient(ScenarioClient& client) {
+    ++client.life;
+    client.isAlive = true;
+    auto ports = machine->machine();
+    client.home = machine->makeHome(client.name.empty() ? "home" : client.name);
+    if (observer_ != nullptr) {
+        observer_->clientWillBegin(client, ports, client.home);
+    }
+    observeNotifications(client);
+    client.manager = std::make_unique<PushClientManager>(std::move(ports), client.home);
+    const auto host = std::make_shared<RecordingDelegate>(delegateEar(), stateReader());
     auto operations = operationsOverriddenBy<RecordingDelegate>();
     // Responding to it would say that the host shows notifications itself; scenarios about that add a
     // delegate.
     operations.insert(DelegateOperation::UILocalNotificationDidReceivedMessage, false);
     operations.insert(DelegateOperation::DidReceiveNotificationResponse, false);
-    delegates["host"] = host;
-    manager_->addDelegate(host, operations);
+    client.delegates["host"] = host;
+    client.manager->addDelegate(host, operations);
 }
 
-void ScenarioWorld::observeNotifications() {
+std::function<void(JournalEntry entry)> ScenarioWorld::blockEar() {
+    return ear(Channel::Block);
+}
+
+std::function<void(JournalEntry entry)> ScenarioWorld::delegateEar() {
+    return ear(Channel::Delegate);
+}
+
+std::function<void(JournalEntry entry)> ScenarioWorld::ear(Channel channel) {
+    static_cast<void>(manager());  // whose life it belongs to
+    return [this, client = acting_, life = acting_->life, channel](JournalEntry entry) {
+        hear(*client, life, channel, std::move(entry));
+    };
+}
+
+std::function<std::string()> ScenarioWorld::stateReader() {
+    return [client = acting_] {
+        return client->manager ? std::string(client->manager->connectionStateString()) : "Disconnected";
+    };
+}
+
+void ScenarioWorld::observeNotifications(ScenarioClient& client) {
     for (const auto name : kClientNotifications) {
-        home_.notificationCenter->addObserver(
-            std::string(name), nullptr, [this](const NSNotification& notification) {
+        client.home.notificationCenter->addObserver(
+            std::string(name), nullptr,
+            [this, &client, life = client.life](const NSNotification& notification) {
                 JournalEntry entry{notification.name, {}};
                 const auto& info = notification.userInfo;
                 if (const auto* reachable = info.get<bool>("reachable")) {
@@ -79,52 +133,91 @@ void ScenarioWorld::observeNotifications() {
                     entry.fields = fieldsOf(*message);
                 }
                 entry.fields.emplace_back("details", std::to_string(info.size()));
-                entry.fields.emplace_back("object",
-                                          notification.object == manager_.get() ? "manager" : "another");
-                hear(notifications, notificationStates, std::move(entry));
+                entry.fields.emplace_back(
+                    "object", notification.object == client.manager.get() ? "manager" : "another");
+                hear(client, life, Channel::Notification, std::move(entry));
             });
     }
 }
 
-void ScenarioWorld::hear(Journal& journal, Journal& stateJournal, JournalEntry entry) {
+void ScenarioWorld::hear(ScenarioClient& client, std::size_t life, Channel channel, JournalEntry entry) {
     if (isDying_) {
         return;
     }
+    if (observer_ != nullptr) {
+        observer_->hostHears(client, life, channel, entry);
+    }
+    static const std::map<Channel, std::pair<Journal ScenarioWorld::*, Journal ScenarioWorld::*>> journals{
+        {Channel::Delegate, {&ScenarioWorld::callbacks, &ScenarioWorld::states}},
+        {Channel::Block, {&ScenarioWorld::blocks, &ScenarioWorld::blockStates}},
+        {Channel::Notification, {&ScenarioWorld::notifications, &ScenarioWorld::notificationStates}},
+    };
+    const auto [journal, stateJournal] = journals.at(channel);
     const std::string name = entry.name;
     const bool isStateReport =
         name.find(kStateReport) != std::string::npos || name == "serverConnectionStateHandler";
     if (isStateReport) {
-        stateJournal.record({manager_ ? std::string(manager_->connectionStateString()) : "Disconnected", {}});
+        const std::string state =
+            client.manager ? std::string(client.manager->connectionStateString()) : "Disconnected";
+        (this->*stateJournal).record({client.qualified(state), {}});
     } else {
-        journal.record(std::move(entry));
+        entry.name = client.qualified(name);
+        (this->*journal).record(std::move(entry));
     }
-    runInside(name);
+    runInside(client, name);
 }
 
-void ScenarioWorld::arrangeInside(const std::string& callback, std::vector<std::string> hostStep,
+void ScenarioWorld::arrangeInside(const std::string& callback, std::vector<std::string> step,
                                   bool isCatching) {
-    insides_.emplace(callback, Inside{std::move(hostStep), isCatching});
+    acting_->insides.emplace(callback, ScenarioClient::Inside{std::move(step), isCatching});
 }
 
-void ScenarioWorld::runInside(const std::string& callback) {
-    const auto at = insides_.find(callback);
-    if (at == insides_.end()) {
+void ScenarioWorld::runInside(ScenarioClient& client, const std::string& callback) {
+    const auto at = client.insides.find(callback);
+    if (at == client.insides.end()) {
         return;
     }
     const auto inside = at->second;
-    insides_.erase(at);
-    Words words(inside.hostStep);
+    client.insides.erase(at);
+    const auto before = actAs(client.name);
+    const OnLeaving goBack([&] { static_cast<void>(actAs(before)); });
     if (!inside.isCatching) {
-        performHost(*this, words);
+        performInside(inside);
         return;
     }
     try {
-        performHost(*this, words);
+        performInside(inside);
     } catch (const ScenarioFailure&) {
         throw;
     } catch (const std::exception& refusal) {
         lastRefusal = refusal.what();
     }
+}
+
+void ScenarioWorld::performInside(const ScenarioClient::Inside& inside) {
+    if (inside.step == std::vector<std::string>{"quit"}) {
+        quit();
+    } else if (inside.step == std::vector<std::string>{"kill"}) {
+        // Of what is still done while the stack unwinds nothing reaches anybody.
+        isDying_ = true;
+        machine->disk->killProcess();
+        throw ProcessKilled();
+    } else {
+        actAsHost(inside.step);
+    }
+}
+
+void ScenarioWorld::actAsHost(const std::vector<std::string>& step) {
+    Words words(step);
+    if (observer_ == nullptr) {
+        performHost(*this, words);
+        return;
+    }
+    const ScenarioClient& client = *acting_;
+    observer_->hostWillAct(client, step);
+    // Also when it throws, after what it did.
+    const OnLeaving tell([&] { observer_->hostHasActed(client, step); });
+    performHost(*this, words);
 }
 
 void ScenarioWorld::letHappen(FakeRunLoop::Duration duration) {
@@ -140,19 +233,26 @@ std::optional<std::string> ScenarioWorld::takeException() {
 void ScenarioWorld::perform(const Step& step) {
     Words words(step.words);
     const auto name = words.take("a verb");
-    const auto verb = verbNamed(name);
+    const auto fault = parseFault(step.text);
+    const Verb verb = fault ? nullptr : verbNamed(name);
     const bool isExpectation = name == "expect" || name == "forget";
     if (exception_ && !isExpectation) {
         throw ScenarioFailure("an exception was not expected: " + *exception_);
     }
     try {
-        verb(*this, words);
-        words.requireEnd();
+        if (fault) {
+            service->inject(fault.value());
+        } else {
+            verb(*this, words);
+            words.requireEnd();
+        }
         if (!isExpectation) {
             letHappen();
         }
     } catch (const ScenarioFailure&) {
         throw;
+    } catch (const ProcessKilled&) {
+        kill();
     } catch (const std::exception& exception) {
         exception_ = exception.what();
     }
@@ -163,8 +263,10 @@ void ScenarioWorld::finish() {
     if (exception_) {
         throw ScenarioFailure("an exception was not expected: " + *exception_);
     }
-    for (const auto& [callback, inside] : insides_) {
-        throw ScenarioFailure("what was to happen inside " + callback + " never did");
+    for (const auto& [name, client] : clients_) {
+        for (const auto& [callback, inside] : client->insides) {
+            throw ScenarioFailure("what was to happen inside " + client->qualified(callback) + " never did");
+        }
     }
     if (!machine->broker->faults().empty()) {
         throw ScenarioFailure("the client broke the protocol: " + machine->broker->faults().front());
@@ -172,22 +274,30 @@ void ScenarioWorld::finish() {
 }
 
 void ScenarioWorld::kill() {
-    machine->broker->dropConnections();
-    machine->disk->setFailingCommits(true);
     isDying_ = true;
-    machine->discardPostedWork();
-    delegates.clear();
-    manager_.reset();
-    home_ = Home();
-    machine->discardPostedWork();
-    machine->disk->setFailingCommits(false);
+    machine->kill([this] {
+        for (const auto& [name, client] : clients_) {
+            end(*client);
+            client->insides.clear();
+        }
+    });
     isDying_ = false;
 }
 
 void ScenarioWorld::quit() {
-    manager_.reset();
-    delegates.clear();
-    home_ = Home();
+    end(*acting_);
+}
+
+void ScenarioWorld::end(ScenarioClient& client) {
+    const bool wasThere = std::exchange(client.isAlive, false);
+    // Out of the client first: while it goes, a host that asks for its state finds none.
+    const auto manager = std::move(client.manager);
+    const auto delegates = std::move(client.delegates);
+    client.delegates.clear();
+    client.home = Home();
+    if (wasThere && observer_ != nullptr) {
+        observer_->clientHasEnded(client);
+    }
 }
 
 std::string ScenarioWorld::filled(std::string text) const {
@@ -253,6 +363,9 @@ void ScenarioWorld::collect() {
 
 void ScenarioWorld::collectPackets() {
     for (const auto& record : machine->broker->records()) {
+        if (observer_ != nullptr) {
+            observer_->packetReachedBroker(record);
+        }
         switch (record.packet.type) {
             case FakeBrokerPacketType::PubAck: acknowledgements.record(entryOf(record)); break;
             case FakeBrokerPacketType::PingReq: break;  // its own business of the session

@@ -67,7 +67,12 @@ void performApplication(ScenarioWorld& world, Words& words) {
          [](ScenarioWorld& w, Words&) { w.machine->application->willEnterForeground(); }},
         {"terminates", [](ScenarioWorld& w, Words&) { w.machine->application->willTerminate(); }},
         {"runs-out-of-time",
-         [](ScenarioWorld& w, Words&) { w.machine->application->expireBackgroundTasks(); }},
+         [](ScenarioWorld& w, Words&) {
+             if (w.machine->application->applicationState() != UIApplicationState::Background) {
+                 throw StepDoesNotApply("only an application in the background runs out of time");
+             }
+             w.machine->application->expireBackgroundTasks();
+         }},
         {"gives-token",
          [](ScenarioWorld& w, Words& rest) {
              w.machine->application->answerWithToken(octetsOf(rest.take("a token")));
@@ -133,13 +138,17 @@ void performNetwork(ScenarioWorld& world, Words& words) {
     }
 }
 
-/// "disk fails", "disk works", "disk holds-turns", "disk answers-turns".
+/// "disk works", "disk answers-turns", "disk releases-turns": no fault of the disk's is left, one commit of
+/// each turn is made, none is held any more.
 void performDisk(ScenarioWorld& world, Words& words) {
     static const VerbTable verbs{
-        {"fails", [](ScenarioWorld& w, Words&) { w.machine->disk->setFailingCommits(true); }},
-        {"works", [](ScenarioWorld& w, Words&) { w.machine->disk->setFailingCommits(false); }},
-        {"holds-turns", [](ScenarioWorld& w, Words&) { w.machine->disk->setHoldingTurnCommits(true); }},
+        {"works",
+         [](ScenarioWorld& w, Words&) {
+             w.service->heal(FaultKind::DiskFails);
+             w.service->heal(FaultKind::DiskIsFull);
+         }},
         {"answers-turns", [](ScenarioWorld& w, Words&) { w.machine->disk->answerHeldTurnCommits(); }},
+        {"releases-turns", [](ScenarioWorld& w, Words&) { w.service->heal(FaultKind::DiskHoldsTurns); }},
     };
     performFrom(verbs, world, words, "a state of the disk's");
 }

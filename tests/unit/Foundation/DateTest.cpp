@@ -1,5 +1,7 @@
 #include <cmath>
+#include <cstdint>
 #include <limits>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -25,6 +27,29 @@ TEST(Date, KeepsMillisecondsOfOurTimeExactly) {
     for (const double milliseconds : {1772357400123.0, 1772357400124.0, 1772357400125.0}) {
         EXPECT_EQ(std::llround(millisecondsSince1970(dateFromMillisecondsSince1970(milliseconds))),
                   std::llround(milliseconds));
+    }
+}
+
+TEST(Date, CutsMillisecondsTowards1970WhereNoFractionIsTaken) {
+    struct Case {
+        double milliseconds;
+        std::int64_t whole;
+    };
+    const double infinity = std::numeric_limits<double>::infinity();
+    const Case cases[] = {
+        {0, 0},
+        {1772357400123.0, 1772357400123},
+        {1.75, 1},
+        {-1.75, -1},
+        {-62167219200000.0, -62167219200000},
+        {1e300, std::numeric_limits<std::int64_t>::max()},
+        {infinity, std::numeric_limits<std::int64_t>::max()},
+        {-infinity, std::numeric_limits<std::int64_t>::min()},
+        {std::nan(""), 0},
+    };
+    for (const auto& [milliseconds, whole] : cases) {
+        EXPECT_EQ(wholeMillisecondsSince1970(dateFromMillisecondsSince1970(milliseconds)), whole)
+            << milliseconds;
     }
 }
 

@@ -1,9 +1,13 @@
+#include <functional>
 #include <memory>
+#include <set>
+#include <string>
 
 #include <gtest/gtest.h>
 
 #include "XelPushClient/MQTTSDK/GrantedTopics.h"
 #include "XelPushClient/Testing/InMemorySessionMemory.h"
+#include "tests/unit/MQTTSDK/UnreadableMemory.h"
 
 namespace xel {
 namespace {
@@ -12,7 +16,7 @@ constexpr std::string_view kClient = "shop/alice/d1";
 
 class GrantedTopicsTest : public testing::Test {
 protected:
-    TopicTable stored() { return memory_.loadGrantedTopics(kClient); }
+    TopicTable stored() { return memory_.loadGrantedTopics(kClient).value(); }
     GrantedTopics load() { return {memory_, std::string(kClient)}; }
 
     std::shared_ptr<FakeDisk> disk_ = std::make_shared<FakeDisk>();
@@ -105,6 +109,79 @@ TEST_F(GrantedTopicsTest, AreTriedAgainWhenTheyCouldNotBeStored) {
     EXPECT_TRUE(stored().empty());
     granted.store();
     EXPECT_EQ(stored(), (TopicTable{{"a", 1}}));
+}
+
+TEST_F(GrantedTopicsTest, AreNotReplacedWhileTheyCannotBeReadAndTakeWhatChangedMeanwhile) {
+    const std::string mark(GrantedTopics::kMark);
+    ASSERT_TRUE(
+        memory_
+            .storeGrantedTopics(kClient, {{"kept", 1}, {"left", 1}, {mark + "gone", 0}, {mark + "wanted", 0}})
+            .isOk());
+    UnreadableMemory unreadable(memory_);
+    GrantedTopics granted(unreadable, std::string(kClient));
+    granted.takeAnswer("new", 1);
+    granted.beginRemoval("left");
+    granted.endRemoval("wanted");
+    granted.store();
+    EXPECT_EQ(stored().size(), 4U) << "nothing is written over what is there";
+    unreadable.isReadable = true;
+    granted.store();
+    EXPECT_EQ(granted.topics(), (TopicTable{{"new", 1}, {"kept", 1}}));
+    EXPECT_EQ(granted.unconfirmedRemovals(), (std::set<std::string, std::less<>>{"gone", "left"}));
+    EXPECT_TRUE(granted.isRestorationAwaited()) << "no broker was asked for what was unknown";
+    EXPECT_EQ(load().topics(), granted.topics());
+    EXPECT_EQ(load().unconfirmedRemovals(), granted.unconfirmedRemovals());
+}
+
+TEST_F(GrantedTopicsTest, AreAwaitedWhileTheyCannotBeReadIfTheyWereBefore) {
+    UnreadableMemory unreadable(memory_);
+    GrantedTopics granted(unreadable, std::string(kClient));
+    granted.load();
+    EXPECT_FALSE(granted.isRestorationAwaited());
+    granted.setRestorationAwaited(true);
+    granted.load();
+    EXPECT_TRUE(granted.isRestorationAwaited());
+}
+
+TEST_F(GrantedTopicsTest, HaveLeftAlsoWhenThatWasConfirmedBeforeTheyCouldBeRead) {
+    ASSERT_TRUE(memory_.storeGrantedTopics(kClient, {{"left", 1}}).isOk());
+    UnreadableMemory unreadable(memory_);
+    GrantedTopics granted(unreadable, std::string(kClient));
+    granted.beginRemoval("left");
+    granted.endRemoval("left");
+    unreadable.isReadable = true;
+    granted.store();
+    EXPECT_TRUE(granted.topics().empty());
+    EXPECT_TRUE(granted.unconfirmedRemovals().empty());
+}
+
+TEST_F(GrantedTopicsTest, AreKnownAsGrantedUntilForgotten) {
+    ASSERT_TRUE(memory_.storeGrantedTopics(kClient, {{"bell\x07", 1}}).isOk());
+    auto granted = load();
+    granted.takeAnswer("a", 1);
+    EXPECT_TRUE(granted.wasGranted("a"));
+    EXPECT_TRUE(granted.wasGranted("bell\x07")) << "also under a name that is not sent any more";
+    EXPECT_FALSE(granted.wasGranted("b"));
+    granted.forget("a");
+    EXPECT_FALSE(granted.wasGranted("a"));
+}
+
+TEST_F(GrantedTopicsTest, AreWrittenOnceForARemovalThatIsBegunTwice) {
+    auto granted = load();
+    granted.beginRemoval("a");
+    granted.store();
+    const auto commits = disk_->commitCount();
+    granted.beginRemoval("a");
+    granted.store();
+    EXPECT_EQ(disk_->commitCount(), commits);
+    EXPECT_EQ(load().unconfirmedRemovals().size(), 1U);
+}
+
+TEST_F(GrantedTopicsTest, LeaveOutDamagedRemovals) {
+    const std::string mark(GrantedTopics::kMark);
+    ASSERT_TRUE(memory_.storeGrantedTopics(kClient, {{mark + "a/#/b", 0}, {mark + "good", 0}}).isOk());
+    EXPECT_EQ(load().unconfirmedRemovals().size(), 1U);
+    EXPECT_TRUE(load().unconfirmedRemovals().contains("good"));
 }
 
 TEST_F(GrantedTopicsTest, LeaveOutWhatADamagedStoreHolds) {

@@ -1,22 +1,21 @@
 #include <cstdint>
-#include <string>
 
 #include <gtest/gtest.h>
 
-#include "XelPushClient/MQTTSDK/KeyedHash.h"
+#include "XelPushClient/Foundation/KeyedHash.h"
 #include "XelPushClient/MQTTSDK/LostAcknowledgements.h"
 
 namespace xel {
 namespace {
 
-const PublicationHash kHash = hashPublication("t", "one");
-const PublicationHash kOther = hashPublication("t", "two");
+const KeyedHash kHash = keyedHashOf("t", "one");
+const KeyedHash kOther = keyedHashOf("t", "two");
 
 class LostAcknowledgementsTest : public testing::Test {
 protected:
     LostAcknowledgementsTest() { lost_.connectionDidOpen(true); }
 
-    bool isRepeat(std::uint16_t packetId, const PublicationHash& hash = kHash) {
+    bool isRepeat(std::uint16_t packetId, const KeyedHash& hash = kHash) {
         return lost_.takeArrival(packetId, true, hash);
     }
 
@@ -62,6 +61,35 @@ TEST_F(LostAcknowledgementsTest, OfEarlierConnectionsAreForgottenAtTheFirstNewPu
     EXPECT_TRUE(isRepeat(3)) << "of this connection";
 }
 
+TEST_F(LostAcknowledgementsTest, OfAnIdentifierThatWasUsedAgainAreThoseOfItsLastUse) {
+    lost_.didAcknowledge(1, kHash, 10);
+    lost_.didAcknowledge(1, kOther, 20);
+    lost_.didReceiveAnswerTo(15);
+    EXPECT_TRUE(isRepeat(1, kOther)) << "the first is known to have arrived, not the second";
+    lost_.didReceiveAnswerTo(25);
+    EXPECT_FALSE(isRepeat(1, kOther));
+}
+
+TEST_F(LostAcknowledgementsTest, OfAnIdentifierThatCarriesSomethingNewAreForgottenOnce) {
+    lost_.didAcknowledge(1, kHash, 10);
+    lost_.didAcknowledge(2, kHash, 20);
+    EXPECT_FALSE(lost_.takeArrival(1, false, kOther));
+    lost_.didReceiveAnswerTo(15);
+    EXPECT_FALSE(isRepeat(1));
+    EXPECT_TRUE(isRepeat(2));
+    EXPECT_FALSE(lost_.takeArrival(2, false, kOther));
+    for (std::uint16_t packetId = 3; packetId <= 4'200; ++packetId) {
+        lost_.didAcknowledge(packetId, kHash, 20);
+    }
+    EXPECT_TRUE(isRepeat(4'200)) << "the oldest had gone already";
+}
+
+TEST_F(LostAcknowledgementsTest, TellNoRepeatOnASessionThatWasNotKept) {
+    lost_.connectionDidOpen(false);
+    lost_.didAcknowledge(1, kHash, 100);
+    EXPECT_FALSE(isRepeat(1));
+}
+
 TEST_F(LostAcknowledgementsTest, AreForgottenWithTheSession) {
     lost_.didAcknowledge(1, kHash, 100);
     lost_.connectionDidOpen(false);
@@ -87,37 +115,16 @@ TEST_F(LostAcknowledgementsTest, AreRememberedForTheNewest4096) {
     EXPECT_TRUE(isRepeat(5000));
 }
 
-TEST(KeyedHash, TellsTopicsAndPayloadsApart) {
-    EXPECT_EQ(hashPublication("topic", "payload"), hashPublication("topic", "payload"));
-    const auto hash = hashPublication("ab", "c");
-    EXPECT_NE(hash, hashPublication("a", "bc"));
-    EXPECT_NE(hash, hashPublication("ab", std::string("c\0", 2)));
-    EXPECT_NE(hash, hashPublication("c", "ab"));
-    EXPECT_NE(hashPublication("", ""), hashPublication("", std::string(1, '\0')));
-    for (std::size_t size = 1; size <= 100; ++size) {
-        const std::string text(size, 'x');
-        const auto ofText = hashPublication("t", text);
-        EXPECT_NE(ofText, hashPublication("t", text + "x"));
-        for (std::size_t i = 0; i < size; ++i) {
-            std::string changed = text;
-            changed[i] = 'y';
-            const auto ofChanged = hashPublication("t", changed);
-            EXPECT_NE(ofText.low, ofChanged.low) << size << " " << i;
-            EXPECT_NE(ofText.high, ofChanged.high) << size << " " << i;
+TEST_F(LostAcknowledgementsTest, OutlastOthersThatComeAgainOnEveryConnection) {
+    lost_.didAcknowledge(25, kOther, LostAcknowledgements::kNeverWritten);
+    for (std::size_t connection = 0; connection < LostAcknowledgements::kMostRemembered / 10; ++connection) {
+        lost_.connectionDidOpen(true);
+        for (std::uint16_t packetId = 1; packetId <= 24; ++packetId) {
+            EXPECT_EQ(isRepeat(packetId), connection != 0);
+            lost_.didAcknowledge(packetId, kHash, LostAcknowledgements::kNeverWritten);
         }
     }
-    EXPECT_NE(hashPublication("t", "0123456789abcdef"), hashPublication("t", "89abcdef01234567"));
-}
-
-TEST(KeyedHash, MultipliesAlikeOnEveryProcessor) {
-    const std::uint64_t factors[] = {
-        0, 1, 0xFFFFFFFF, 0x100000000, 0xFFFFFFFFFFFFFFFF, 0x123456789ABCDEF0, 0xDEADBEEFCAFEBABE};
-    for (const std::uint64_t a : factors) {
-        for (const std::uint64_t b : factors) {
-            EXPECT_EQ(foldedProduct(a, b), foldedProductByHalves(a, b)) << a << " * " << b;
-        }
-    }
-    EXPECT_EQ(foldedProductByHalves(0xFFFFFFFFFFFFFFFF, 0xFFFFFFFFFFFFFFFF), 0xFFFFFFFFFFFFFFFF);
+    EXPECT_TRUE(isRepeat(25, kOther));
 }
 
 }  // namespace

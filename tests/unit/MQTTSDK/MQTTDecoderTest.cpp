@@ -94,6 +94,7 @@ constexpr SoundCase kSound[] = {
     {"33 05 0001 61 ffff", "PUBLISH 1 retained 65535 a []"},
     {"3a 05 0001 61 0100", "PUBLISH 1 256 a []"},
     {"32 8700 0001 61 0001 7b7d", "PUBLISH 1 1 a [{}]"},
+    {"30 06 0004 efbbbf61", "PUBLISH 0 0 \xEF\xBB\xBF\x61 []"},  // a mark of byte order is a character
     {"40 02 0102", "PUBACK 258"},
     {"90 03 0001 00", "SUBACK 1 0"},
     {"90 06 0001 00 01 02 80", "SUBACK 1 0 1 2 128"},
@@ -227,6 +228,15 @@ TEST(MQTTDecoder, RefusesAnOversizedPacketBeforeItsBodyArrives) {
 TEST(MQTTDecoder, RefusesAWrongFirstOctetBeforeTheSecondArrives) {
     for (const std::string_view hex : {"00", "10", "21", "34", "36", "38", "62", "c0", "e0", "f0"}) {
         EXPECT_NE(readWhole(octetsFromHex(hex)).fault, "") << hex;
+    }
+}
+
+TEST(MQTTDecoder, TakesNoFirstOctetButThoseThatTheStandardGivesABroker) {
+    const std::string allowed = octetsFromHex("20 30 31 32 33 3a 3b 40 90 b0 d0");
+    for (int octet = 0; octet < 0x100; ++octet) {
+        const std::string first(1, static_cast<char>(octet));
+        const bool isAllowed = allowed.find(first) != std::string::npos;
+        EXPECT_EQ(readWhole(first).fault.empty(), isAllowed) << hexFromOctets(first);
     }
 }
 

@@ -57,6 +57,8 @@ const EncodingCase kEncodings[] = {
      [](std::string& out) { appendPublish(out, "a/b", "{", 0x1234, false); }},
     {"PUBLISH at QoS 1, retained", "33 08 0003 612f62 ffff 7b",
      [](std::string& out) { appendPublish(out, "a/b", "{", 0xFFFF, true); }},
+    {"PUBLISH on a topic with a mark of byte order", "30 06 0004 efbbbf61",
+     [](std::string& out) { appendPublish(out, "\xEF\xBB\xBF\x61", "", 0, false); }},
     {"PUBACK", "40 02 0102", [](std::string& out) { appendPuback(out, 0x0102); }},
     {"SUBSCRIBE", "82 0b 0007 0001 61 01 0002 622f 00",
      [](std::string& out) {

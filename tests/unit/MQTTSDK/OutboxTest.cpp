@@ -6,10 +6,12 @@
 #include <gtest/gtest.h>
 
 #include "XelPushClient/MQTTSDK/MQTTEngine.h"
+#include "XelPushClient/MQTTSDK/MQTTErrors.h"
 #include "XelPushClient/MQTTSDK/Outbox.h"
 #include "XelPushClient/Testing/InMemorySessionMemory.h"
 #include "tests/FirstAndLast.h"
 #include "tests/unit/MQTTSDK/Octets.h"
+#include "tests/unit/MQTTSDK/UnreadableMemory.h"
 
 namespace xel {
 namespace {
@@ -25,7 +27,8 @@ protected:
 
     std::vector<std::uint16_t> storedIds() {
         std::vector<std::uint16_t> ids;
-        for (const OutboxEntry& entry : memory_.loadOutbox(kOwner)) {
+        const auto entries = memory_.loadOutbox(kOwner).value();
+        for (const OutboxEntry& entry : entries) {
             ids.push_back(entry.packetId);
         }
         return ids;
@@ -59,7 +62,7 @@ TEST_F(OutboxTest, StoresAPublicationBeforeItIsThere) {
     const auto* publication = outbox->add("a/b", "data", true).value();
     ASSERT_NE(publication, nullptr);
     const std::vector<OutboxEntry> expected{{1, "a/b", "data", true}};
-    EXPECT_EQ(memory_.loadOutbox(kOwner), expected);
+    EXPECT_EQ(memory_.loadOutbox(kOwner).value(), expected);
 }
 
 TEST_F(OutboxTest, WritesThePacketPlainAndThenAsADuplicate) {
@@ -125,7 +128,7 @@ TEST_F(OutboxTest, LoadsWhatAnEarlierLifeLeftAndMarksItAsDuplicate) {
     }
     const auto outbox = makeOutbox();
     EXPECT_EQ(waitingIds(*outbox), (Ids{1, 2}));
-    EXPECT_EQ(written(*outbox, firstOf(outbox->publications())),
+    EXPECT_EQ(written(*outbox, outbox->at(1)),
               "3a060001610001"
               "78");
     ASSERT_TRUE(outbox->add("c", "z", false));
@@ -151,6 +154,50 @@ TEST_F(OutboxTest, LeavesOutWhatADamagedStoreHolds) {
     ASSERT_EQ(told.size(), 4U);
     EXPECT_THAT(told, testing::Each(testing::HasSubstr("the ")));
     EXPECT_EQ(storedIds(), (Ids{7, 7})) << "a sound publication is not removed with its double";
+}
+
+TEST_F(OutboxTest, TakesNothingBeforeItIsKnownWhatIsStored) {
+    ASSERT_TRUE(makeOutbox()->add("a", "x", false));
+    UnreadableMemory unreadable(memory_);
+    ids_ = std::make_shared<PacketIds>();
+    Outbox outbox(unreadable, std::string(kOwner), ids_, options_);
+    const auto refused = outbox.add("b", "y", false);
+    ASSERT_FALSE(refused);
+    EXPECT_TRUE(isMQTTError(refused.error(), MQTTErrorCode::PublicationNotStored));
+    EXPECT_THAT(refused.error().localizedDescription(), testing::HasSubstr("a bad sector"));
+    EXPECT_EQ(ids_->countInUse(), 0U);
+    unreadable.isReadable = true;
+    outbox.load();
+    EXPECT_TRUE(outbox.add("b", "y", false));
+    outbox.load();
+    EXPECT_EQ(waitingIds(outbox), (Ids{1, 2}));
+    EXPECT_EQ(storedIds(), (Ids{1, 2})) << "the new one has not taken the place of the stored one";
+}
+
+TEST_F(OutboxTest, IsNotLoadedWhileARequestHasAnIdentifierOfWhatIsStored) {
+    ASSERT_TRUE(makeOutbox()->add("a", "x", false));
+    UnreadableMemory unreadable(memory_);
+    ids_ = std::make_shared<PacketIds>();
+    Outbox outbox(unreadable, std::string(kOwner), ids_, options_);
+    const std::uint16_t request = ids_->take();
+    unreadable.isReadable = true;
+    outbox.load();
+    EXPECT_FALSE(outbox.isLoaded());
+    EXPECT_FALSE(outbox.add("b", "y", false));
+    ids_->release(request);
+    outbox.load();
+    EXPECT_EQ(waitingIds(outbox), (Ids{1}));
+    EXPECT_FALSE(outbox.hasUnusable());
+}
+
+TEST_F(OutboxTest, TakesASmallPublicationBehindAGreatOne) {
+    const auto outbox = makeOutbox();
+    const std::string great(100'000, 'g');
+    ASSERT_TRUE(outbox->add("a", great, false));
+    ASSERT_TRUE(outbox->add("b", "small", true));
+    const std::vector<OutboxEntry> expected{{1, "a", great, false}, {2, "b", "small", true}};
+    EXPECT_EQ(memory_.loadOutbox(kOwner).value(), expected);
+    EXPECT_EQ(Outbox::contentOf(lastOf(outbox->publications())).second, "small");
 }
 
 TEST_F(OutboxTest, RefusesBeyondTheNumberOfPublications) {
@@ -192,14 +239,58 @@ TEST_F(OutboxTest, RefusesWhatCannotBeStored) {
     EXPECT_EQ(storedIds().size(), 1U);
 }
 
+TEST_F(OutboxTest, ComesByWhatIsPassedOverOnceInAConnection) {
+    const auto outbox = makeOutbox();
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_TRUE(outbox->add("a", "x", false));
+    }
+    int steps = 0;
+    const auto passOver = [&steps](const Outbox::Publication&) { return ++steps > 0; };
+    for (std::uint16_t id = 1; id <= 50; ++id) {
+        EXPECT_EQ(outbox->firstUnwritten(passOver), nullptr);
+        EXPECT_TRUE(outbox->settle(id));
+    }
+    EXPECT_EQ(steps, 100) << "and not again with each acknowledgement";
+    outbox->connectionDidEnd();
+    EXPECT_EQ(outbox->firstUnwritten(passOver), nullptr);
+    EXPECT_EQ(steps, 150);
+}
+
+TEST_F(OutboxTest, FindsTheFirstThatIsNotWritten) {
+    const auto outbox = makeOutbox();
+    const auto none = [](const Outbox::Publication&) { return false; };
+    const auto firstId = [&] {
+        const auto* first = outbox->firstUnwritten(none);
+        return first != nullptr ? int{first->packetId} : 0;
+    };
+    MQTTEngine engine({}, options_, ids_, {});
+    EXPECT_EQ(firstId(), 0);
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_TRUE(outbox->add("a", "x", false));
+    }
+    EXPECT_EQ(firstId(), 1);
+    EXPECT_TRUE(outbox->settle(1));
+    EXPECT_EQ(firstId(), 2);
+    outbox->write(outbox->at(2), engine);
+    outbox->write(outbox->at(3), engine);
+    EXPECT_EQ(firstId(), 0);
+    ASSERT_TRUE(outbox->add("a", "x", false));
+    EXPECT_EQ(firstId(), 4) << "the end was reached, and is not the end any more";
+    outbox->connectionDidEnd();
+    EXPECT_EQ(firstId(), 2);
+}
+
 TEST_F(OutboxTest, HoldsFiftyThousandPublications) {
     class Nowhere final : public SessionMemory {
     public:
-        std::vector<OutboxEntry> loadOutbox(std::string_view) override { return {}; }
+        Result<std::vector<OutboxEntry>> loadOutbox(std::string_view) override {
+            return std::vector<OutboxEntry>();
+        }
         Result<void> appendToOutbox(std::string_view, const OutboxEntry&) override { return {}; }
         void removeFromOutbox(std::string_view, std::span<const std::uint16_t>) override {}
-        TopicTable loadGrantedTopics(std::string_view) override { return {}; }
+        Result<TopicTable> loadGrantedTopics(std::string_view) override { return TopicTable(); }
         Result<void> storeGrantedTopics(std::string_view, const TopicTable&) override { return {}; }
+        std::vector<std::string> clientIds() override { return {}; }
         void erase(std::string_view) override {}
     };
     Nowhere nowhere;

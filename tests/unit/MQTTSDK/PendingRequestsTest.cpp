@@ -52,5 +52,32 @@ TEST_F(PendingRequestsTest, GiveBackTheIdentifiersOfWhatIsUnanswered) {
     EXPECT_FALSE(packetIds_->reserve(takenOut)) << "what was taken out keeps its own";
 }
 
+TEST_F(PendingRequestsTest, TakeOutOnlyWhatIsThere) {
+    EXPECT_FALSE(requests_.takeSubscribe(1));
+    EXPECT_FALSE(requests_.takeUnsubscribe(1));
+    const auto subscribe = requests_.addSubscribe({SubscribePurpose::Single, {{"a", 1}}});
+    EXPECT_FALSE(requests_.takeUnsubscribe(subscribe)) << "it is none";
+    EXPECT_EQ(packetIds_->countInUse(), 1U);
+}
+
+TEST_F(PendingRequestsTest, KnowWhichTopicsAreNoLongerWanted) {
+    const auto packetId = requests_.addSubscribe({SubscribePurpose::Single, {{"a", 1}, {"b", 1}}});
+    requests_.noteUnsubscribed("a");
+    requests_.noteUnsubscribed("b");
+    requests_.noteUnsubscribed("unknown");
+    const auto request = requests_.takeSubscribe(packetId).value();
+    EXPECT_TRUE(request.topics[0].wasUnsubscribed) << "once and for all";
+    EXPECT_TRUE(request.topics[1].wasUnsubscribed);
+}
+
+TEST_F(PendingRequestsTest, HaveNoPlaceWithoutAFreeIdentifier) {
+    while (packetIds_->take() != 0) {}
+    EXPECT_EQ(requests_.addSubscribe({SubscribePurpose::Single, {{"a", 1}}}), 0);
+    EXPECT_EQ(requests_.addUnsubscribe({{"a"}}), 0);
+    EXPECT_TRUE(requests_.takeUnsubscribes().empty());
+    packetIds_->release(77);
+    EXPECT_EQ(requests_.addUnsubscribe({{"a"}}), 77);
+}
+
 }  // namespace
 }  // namespace xel

@@ -40,6 +40,7 @@ constexpr std::string_view kSendable[] = {
     "\xC2\xA0",          // U+00A0, behind the second range of controls
     "\xEF\xB7\x8F",      // U+FDCF and...
     "\xEF\xB7\xB0",      // ...U+FDF0, around the block
+    "\xEF\xBB\xBF",      // U+FEFF, a mark of byte order
     "\xEF\xBF\xBD",      // U+FFFD
     "\xF0\x9F\x98\x80",  // U+1F600
 };
@@ -76,6 +77,7 @@ TEST(SendableNames, KeepTheRulesOfNamesAndFilters) {
 TEST(SendableNames, AreShownInOneShortLine) {
     EXPECT_EQ(shownName("caf\xC3\xA9"), "caf\xC3\xA9");
     EXPECT_EQ(shownName("a\nb\0c\xFF"sv), "a<U+000A>b<U+0000>c\xEF\xBF\xBD");
+    EXPECT_EQ(shownName("a\xEF\xBF\xBE"), "a<U+FFFE>");
     EXPECT_EQ(shownName(std::string(500, 'x')), std::string(120, 'x') + "...");
     EXPECT_EQ(
         makeNotSendableError("a\x07").localizedDescription(),
@@ -109,9 +111,11 @@ TEST(SendableNames, OfAConnectAreRefusedAsABrokerWould) {
         "connection not attempted: not authorized: the client id 'shop/ali<U+0001>/d1' holds the control "
         "character U+0001");
     parameters.clientId = "";
-    EXPECT_FALSE(isSendableConnect(parameters)) << "a kept session needs a client id";
     parameters.userName = "user";
     parameters.password = "";
+    EXPECT_FALSE(isSendableConnect(parameters)) << "a kept session needs a client id";
+    EXPECT_EQ(makeIdentityError(parameters).localizedDescription(),
+              "connection not attempted: not authorized: the client id '' is empty");
     parameters.cleanSession = true;
     EXPECT_TRUE(isSendableConnect(parameters));
 }

@@ -1,5 +1,7 @@
 // How a session's connections begin and end.
 
+#include <chrono>
+#include <new>
 #include <stdexcept>
 
 #include "XelPushClient/MQTTSDK/MQTTErrors.h"
@@ -166,6 +168,20 @@ TEST_F(SessionConnection, StillWritesWhatCameBeforeTheClosing) {
     EXPECT_EQ(takeWritten(), (Lines{"UNSUBSCRIBE #1 a", "PUBLISH t x q0", "DISCONNECT", "|"}));
 }
 
+TEST_F(SessionConnection, WritesNothingBehindDisconnect) {
+    connectQuietly();
+    delegate.acknowledgesAtOnce = false;
+    feed(publications(1, 2));
+    session->close();
+    delegate.acknowledges.at(0)();
+    EXPECT_TRUE(session->publishDataAtLeastOnce("x", "t", false));
+    EXPECT_TRUE(session->publishDataAtMostOnce("x", "t", false));
+    EXPECT_EQ(idOf(session->subscribeToTopic("a", 1)), 0);
+    EXPECT_EQ(idOf(session->unsubscribeTopic("a")), 0);
+    loop->advanceBy(1000s);
+    EXPECT_EQ(takeWritten(), (Lines{"DISCONNECT", "|"}));
+}
+
 TEST_F(SessionConnection, TellsWhenAClosingHasEndedAlsoWhenItIsDropped) {
     std::vector<bool> ends;
     const auto ended = [&](bool everythingWasSent) { ends.push_back(everythingWasSent); };
@@ -240,6 +256,17 @@ TEST_F(SessionConnection, ThrowsFromTheLoopWhatIsThrownWhileItIsDropped) {
     session.reset();
     EXPECT_EQ(delegate.lines, Lines{"ConnectionClosed"});
     EXPECT_THROW(run(), std::runtime_error);
+}
+
+TEST_F(SessionConnection, HasNoAttemptUnderWayThatThereWasNoMemoryFor) {
+    streams->hasMemory = false;
+    EXPECT_THROW(session->connectToHost("broker.example", 1880, false), std::bad_alloc);
+    EXPECT_EQ(session->status(), MQTTSessionStatus::Created);
+    loop->advanceBy(std::chrono::minutes(5));
+    EXPECT_EQ(delegate.lines, Lines{});
+    streams->hasMemory = true;
+    connect();
+    EXPECT_EQ(delegate.lines, Lines{"Connected"});
 }
 
 TEST_F(SessionConnection, MayBeDroppedInAnyReport) {

@@ -1,5 +1,6 @@
+#include "tests/unit/MQTTSDK/SessionEndsTest.h"
+
 #include "tests/FirstAndLast.h"
-#include "tests/unit/MQTTSDK/SessionTest.h"
 
 // Connections that the broker ends on something that it was sent.
 
@@ -7,54 +8,6 @@ namespace xel {
 namespace {
 
 using namespace std::chrono_literals;
-
-class SessionEnds : public SessionTest {
-protected:
-    enum class End { InOrder, Reset, Lost };
-
-    void end(End how = End::InOrder) {
-        switch (how) {
-            case End::InOrder: connection().endByPeer(); break;
-            case End::Reset: connection().fail(ByteStreamErrorCode::ConnectionReset, "reset by peer"); break;
-            case End::Lost: connection().fail(ByteStreamErrorCode::ConnectionLost, "timed out"); break;
-        }
-        run();
-    }
-
-    void publish(std::string_view data) { EXPECT_TRUE(session->publishDataAtLeastOnce(data, "t", false)); }
-
-    /// What is written after CONNECT on a new connection.
-    Lines writtenAfterConnect(bool sessionPresent = true) {
-        openStream();
-        static_cast<void>(takeWritten());
-        feed(encodeConnAck(sessionPresent, 0));
-        return takeWritten();
-    }
-
-    /// What follows the broker's acknowledgement.
-    Lines writtenAfter(const std::string& answer) {
-        feed(answer);
-        return takeWritten();
-    }
-
-    /// The broker ends connections on the first of two publications until that is set aside, and takes the
-    /// other.
-    void setBadAside() {
-        publish("bad");
-        publish("good");
-        for (int i = 0; i < 5; ++i) {
-            static_cast<void>(writtenAfterConnect());
-            end();
-        }
-        static_cast<void>(writtenAfterConnect());
-        feed(encodePubAck(2));
-    }
-
-    /// The packet identifier in a line such as "PUBLISH #1 ...".
-    static std::uint16_t idIn(const std::string& line) {
-        return static_cast<std::uint16_t>(std::stoi(line.substr(line.find('#') + 1)));
-    }
-};
 
 TEST_F(SessionEnds, InARowMakeItSendOneThingAtATime) {
     grantTopics({{"a", 1}, {"b", 0}});
@@ -161,7 +114,7 @@ TEST_F(SessionEnds, GiveUpAPublicationWithItsReasonAfterFiveTriesWhileOthersWere
         delegate.lines.clear();
         loop->advanceBy(1s);
         EXPECT_THAT(takeWritten(), testing::Contains("PUBLISH #1 t bad q1 dup"));
-        EXPECT_EQ(memory.loadOutbox(kClient).size(), 1U);
+        EXPECT_EQ(memory.loadOutbox(kClient).value().size(), 1U);
         end();
         static_cast<void>(writtenAfterConnect());
         publish("other");
@@ -171,7 +124,7 @@ TEST_F(SessionEnds, GiveUpAPublicationWithItsReasonAfterFiveTriesWhileOthersWere
     }
     EXPECT_EQ(delegate.lines, (Lines{"ConnectionClosedByBroker", "publication failed t bad", "Connected"}));
     EXPECT_THAT(lastOf(delegate.errors).localizedDescription(), testing::HasSubstr("given up"));
-    EXPECT_TRUE(memory.loadOutbox(kClient).empty());
+    EXPECT_TRUE(memory.loadOutbox(kClient).value().empty());
     loop->advanceBy(10s);
     EXPECT_EQ(takeWritten(), Lines{});
 }
@@ -188,7 +141,7 @@ TEST_F(SessionEnds, NeverGiveUpWhileTheBrokerAcknowledgesNoPublication) {
         loop->advanceBy(1s);
         end();
     }
-    EXPECT_EQ(memory.loadOutbox(kClient).size(), 1U);
+    EXPECT_EQ(memory.loadOutbox(kClient).value().size(), 1U);
     EXPECT_THAT(delegate.lines, testing::Not(testing::Contains(testing::HasSubstr("failed"))));
 }
 
@@ -266,6 +219,120 @@ TEST_F(SessionEnds, TryNoTopicThatWasUnsubscribedMeanwhile) {
     feed(encodeUnsubAck(idIn(written[0])));
     loop->advanceBy(100s);
     EXPECT_EQ(takeWritten(), Lines{});
+}
+
+TEST_F(SessionEnds, TryNoTopicThatWasUnsubscribedWhileItsTryWaited) {
+    connectQuietly();
+    setBadTopicAside("bad");
+    session->subscribeToTopic("bad", 1);
+    publish("first");
+    run();
+    feed(encodePubAck(idIn(takeWritten().at(0))));
+    loop->advanceBy(1min - 1s);
+    publish("other");
+    run();
+    const Lines other = takeWritten();
+    loop->advanceBy(1s);
+    EXPECT_EQ(takeWritten(), Lines{}) << "the try waits for the answer to the other";
+    const auto packetId = idOf(session->unsubscribeTopic("bad"));
+    EXPECT_EQ(writtenAfter(encodePubAck(idIn(other.at(0)))),
+              (Lines{"UNSUBSCRIBE #" + std::to_string(packetId) + " bad", "|"}));
+    EXPECT_EQ(writtenAfter(encodeUnsubAck(packetId)), Lines{});
+    publish("more");
+    run();
+    EXPECT_EQ(takeWritten().size(), 2U) << "nothing is held any more";
+}
+
+TEST_F(SessionEnds, TryTheNextWhenTheFirstIsNoLongerWanted) {
+    connectQuietly();
+    setBadTopicAside("first");
+    loop->advanceBy(10s);
+    setBadTopicAside("second");
+    session->subscribeToTopic("first", 1);
+    session->subscribeToTopic("second", 1);
+    const auto packetId = idOf(session->unsubscribeTopic("first"));
+    feed(encodeUnsubAck(packetId));
+    static_cast<void>(takeWritten());
+    loop->advanceBy(50s);
+    EXPECT_EQ(takeWritten(), Lines{}) << "the time of the first";
+    loop->advanceBy(10s);
+    const Lines written = takeWritten();
+    ASSERT_FALSE(written.empty());
+    EXPECT_THAT(written[0], testing::HasSubstr(" second:1"));
+}
+
+TEST_F(SessionEnds, TryWhatCameDueWithoutAConnectionOnTheNextOne) {
+    setBadAside();
+    end(End::Lost);
+    static_cast<void>(takeWritten());
+    loop->advanceBy(1min);
+    EXPECT_EQ(network->connections().size(), 6U);
+    EXPECT_EQ(takeWritten(), Lines{});
+    EXPECT_EQ(writtenAfterConnect(), (Lines{"PUBLISH #1 t bad q1 dup", "|"}));
+}
+
+TEST_F(SessionEnds, HoldEverythingElseWhileSomethingIsTried) {
+    setBadAside();
+    static_cast<void>(takeWritten());
+    loop->advanceBy(1min);
+    EXPECT_EQ(takeWritten(), (Lines{"PUBLISH #1 t bad q1 dup", "|"}));
+    const auto subscribe = idOf(session->subscribeToTopic("a", 1));
+    const auto unsubscribe = idOf(session->unsubscribeTopic("b"));
+    publish("more");
+    run();
+    EXPECT_EQ(takeWritten(), Lines{});
+    const Lines written = writtenAfter(encodePubAck(1));
+    EXPECT_EQ(written, (Lines{"SUBSCRIBE #" + std::to_string(subscribe) + " a:1",
+                              "UNSUBSCRIBE #" + std::to_string(unsubscribe) + " b", written.at(2), "|"}));
+    EXPECT_THAT(written.at(2), testing::HasSubstr("t more q1"));
+}
+
+TEST_F(SessionEnds, SendNothingTwiceWhileSomethingIsSetAside) {
+    setBadAside();
+    publish("one");
+    publish("two");
+    run();
+    static_cast<void>(takeWritten());
+    EXPECT_EQ(writtenAfter(encodePubAck(3)), Lines{}) << "the other has left already";
+    EXPECT_EQ(writtenAfter(encodePubAck(4)), Lines{});
+}
+
+TEST_F(SessionEnds, OneAtATimeAsksForNothingWithoutAConnection) {
+    publish("one");
+    for (int i = 0; i < 2; ++i) {
+        static_cast<void>(writtenAfterConnect());
+        end();
+    }
+    static_cast<void>(writtenAfterConnect());
+    end(End::Lost);
+    EXPECT_TRUE(session->subscribeToTopic("a", 1).batches.empty());
+    loop->advanceBy(10min);
+    EXPECT_EQ(network->connections().size(), 3U);
+    EXPECT_EQ(loop->scheduledTimerCount(), 0U);
+}
+
+TEST_F(SessionEnds, LeaveWaitingWhatFindsNoFreeIdentifier) {
+    options.maxOutboxPublications = 70'000;
+    grantTopics({{"old", 1}});
+    session->unsubscribeTopic("old");
+    makeSession();
+    for (int i = 1; i < 0x10000; ++i) {
+        ASSERT_TRUE(session->publishDataAtLeastOnce("", "t", false));
+    }
+    EXPECT_FALSE(session->publishDataAtLeastOnce("one too many", "t", false));
+    connectQuietly();
+    EXPECT_TRUE(session->subscribeToTopics({{"a", 1}}).batches.empty());
+    EXPECT_EQ(idOf(session->unsubscribeTopic("b")), 0);
+    EXPECT_EQ(removals(), (std::vector<std::string>{"b", "old"})) << "they are not forgotten";
+    for (int i = 0; i < 2; ++i) {
+        end();
+        connectQuietlyKeeping();
+    }
+    EXPECT_EQ(takeWritten(), (Lines{"PUBLISH #1 t  q1 dup", "|"})) << "one at a time, but not the removal";
+    feed(encodePubAck(1));
+    end(End::Lost);
+    EXPECT_EQ(writtenAfterConnect(), (Lines{"UNSUBSCRIBE #1 old", "|"}))
+        << "b is its owner's to ask for again";
 }
 
 TEST_F(SessionEnds, OneAtATimeDropsWhatNoAnswerWouldTellApart) {

@@ -3,7 +3,9 @@
 #include <stdexcept>
 
 #include "XelPushClient/Foundation/OnLeaving.h"
+#include "XelPushClient/MQTTSDK/MQTTErrors.h"
 #include "tests/unit/MQTTSDK/SessionTest.h"
+#include "tests/unit/MQTTSDK/UnreadableMemory.h"
 
 namespace xel {
 namespace {
@@ -31,17 +33,20 @@ private:
     NSRunLoop& loop_;
 };
 
-class SessionOutbox : public SessionTest {
+class SessionWithMemory : public SessionTest {
 protected:
-    /// Puts a session on that loop in the place of the other, for as long as the result lives.
-    [[nodiscard]] auto sessionOn(NSRunLoop& other) {
-        session =
-            MQTTClientSessionFactory(streams, clock, nullptr, options).makeSession(parameters, other, memory);
+    /// Puts a session on that loop and memory in the place of the other, for as long as the result lives.
+    [[nodiscard]] auto sessionOn(NSRunLoop& otherLoop, SessionMemory& otherMemory) {
+        session = MQTTClientSessionFactory(streams, clock, nullptr, options)
+                      .makeSession(parameters, otherLoop, otherMemory);
         session->setDelegate(&delegate);
         return OnLeaving([this] { session.reset(); });
     }
+};
 
-    std::size_t storedCount() { return memory.loadOutbox(kClient).size(); }
+class SessionOutbox : public SessionWithMemory {
+protected:
+    std::size_t storedCount() { return memory.loadOutbox(kClient).value().size(); }
 
     void lose() {
         connection().fail(ByteStreamErrorCode::ConnectionLost, "reset");
@@ -75,7 +80,7 @@ TEST_F(SessionOutbox, GathersThePublicationsOfAPassIntoOneWrite) {
 
 TEST_F(SessionOutbox, LeavesTheGatheringToAStreamThatGathers) {
     PostCountingLoop counting(*loop);
-    const auto holding = sessionOn(counting);
+    const auto holding = sessionOn(counting, memory);
     streams->gathers = true;
     connectQuietly();
     const auto writes = streams->count;
@@ -105,6 +110,48 @@ TEST_F(SessionOutbox, HoldsNoGreatAmountBackUntilTheEndOfThePass) {
         EXPECT_TRUE(session->publishDataAtMostOnce(data, "t", false));
     }
     EXPECT_EQ(streams->count, writes + 2);
+}
+
+TEST_F(SessionOutbox, GoesOnWhileItCannotBeReadAndComesFirstOnceItCan) {
+    EXPECT_TRUE(session->publishDataAtLeastOnce("old", "t", false));
+    UnreadableMemory unreadable(memory);
+    const auto end = sessionOn(*loop, unreadable);
+    connectQuietly();
+    EXPECT_FALSE(session->publishDataAtLeastOnce("refused", "t", false));
+    feed(publication(7));
+    EXPECT_EQ(delegate.lines, turn(7, 7)) << "it receives";
+    static_cast<void>(takeWritten());
+    unreadable.isReadable = true;
+    EXPECT_TRUE(session->publishDataAtLeastOnce("new", "t", false));
+    run();
+    EXPECT_EQ(takeWritten(), (Lines{"PUBLISH #1 t old q1 dup", "PUBLISH #2 t new q1", "|"}));
+}
+
+TEST_F(SessionOutbox, TakesMoreWithoutAConnectionOnceItCanBeRead) {
+    EXPECT_TRUE(session->publishDataAtLeastOnce("old", "t", false));
+    UnreadableMemory unreadable(memory);
+    const auto end = sessionOn(*loop, unreadable);
+    EXPECT_FALSE(session->publishDataAtLeastOnce("refused", "t", false));
+    unreadable.isReadable = true;
+    EXPECT_TRUE(session->publishDataAtLeastOnce("new", "t", false));
+    connect();
+    EXPECT_EQ(takeWritten(), (Lines{"CONNECT shop/alice/d1 user password 180", "|", "PUBLISH #1 t old q1 dup",
+                                    "PUBLISH #2 t new q1", "|"}));
+}
+
+TEST_F(SessionOutbox, IsSentWithTheNextAnswerOnceItCanBeRead) {
+    EXPECT_TRUE(session->publishDataAtLeastOnce("old", "t", false));
+    UnreadableMemory unreadable(memory);
+    const auto end = sessionOn(*loop, unreadable);
+    connectQuietly();
+    EXPECT_EQ(idOf(session->subscribeToTopic("a", 1)), 1) << "which is the stored one's too";
+    run();
+    static_cast<void>(takeWritten());
+    unreadable.isReadable = true;
+    EXPECT_FALSE(session->publishDataAtLeastOnce("refused", "t", false));
+    feed(suback(1, {1}));
+    EXPECT_EQ(takeWritten(), (Lines{"PUBLISH #1 t old q1 dup", "|"}));
+    EXPECT_TRUE(session->publishDataAtLeastOnce("new", "t", false));
 }
 
 TEST_F(SessionOutbox, SendsAfterTheNextConnectWhatWasPublishedBefore) {
@@ -211,6 +258,17 @@ TEST_F(SessionOutbox, RefusesWhatCannotBePublished) {
     EXPECT_EQ(storedCount(), 0U);
 }
 
+TEST_F(SessionOutbox, TellsTheOwnerWhatAnEarlierLifeLeftThatCannotBeSent) {
+    ASSERT_TRUE(memory.appendToOutbox(kClient, {1, "bell\x07", "x", false}).isOk());
+    ASSERT_TRUE(memory.appendToOutbox(kClient, {2, "t", "y", false}).isOk());
+    makeSession();
+    connectQuietly();
+    run();
+    EXPECT_EQ(storedCount(), 1U);
+    ASSERT_EQ(delegate.errors.size(), 1U);
+    EXPECT_TRUE(isMQTTError(delegate.errors[0], MQTTErrorCode::NameNotSendable));
+}
+
 TEST_F(SessionOutbox, RefusesWhatCannotBeStoredAndDoesNotSendIt) {
     connectQuietly();
     disk->setFailingCommits(true);
@@ -219,7 +277,7 @@ TEST_F(SessionOutbox, RefusesWhatCannotBeStoredAndDoesNotSendIt) {
     EXPECT_EQ(takeWritten(), Lines{});
 }
 
-class SessionTopics : public SessionTest {};
+class SessionTopics : public SessionWithMemory {};
 
 TEST_F(SessionTopics, AreSubscribedInOnePacketAndStoredBeforeTheOwnerHears) {
     connectQuietly(false);
@@ -230,6 +288,13 @@ TEST_F(SessionTopics, AreSubscribedInOnePacketAndStoredBeforeTheOwnerHears) {
     feed(suback(1, {1, 0, 128}));
     EXPECT_EQ(delegate.lines, Lines{"suback #1 1 0 128"});
     EXPECT_EQ(granted(), (TopicTable{{"b", 1}, {"a", 0}}));
+}
+
+TEST_F(SessionTopics, AreAskedForAtAQoSThatTheSessionSpeaks) {
+    connectQuietly();
+    EXPECT_EQ(idOf(session->subscribeToTopics({{"a", -1}, {"b", 0}, {"c", 1}, {"d", 2}, {"e", 0x81}})), 1);
+    run();
+    EXPECT_EQ(takeWritten(), (Lines{"SUBSCRIBE #1 a:0 b:0 c:1 d:1 e:1", "|"}));
 }
 
 TEST_F(SessionTopics, AreNotSubscribedWithoutAConnection) {
@@ -299,6 +364,25 @@ TEST_F(SessionTopics, AreRestoredWithACleanSessionToo) {
     EXPECT_EQ(takeWritten(),
               (Lines{"CONNECT shop/alice/d1 user password 180 clean", "|", "SUBSCRIBE #1 a:1", "|"}));
     EXPECT_EQ(granted(), (TopicTable{{"a", 1}}));
+}
+
+TEST_F(SessionTopics, AreRestoredOnTheNextConnectionOnceTheyCanBeRead) {
+    ASSERT_TRUE(memory.storeGrantedTopics(kClient, {{"a", 1}, {"bell\x07", 1}}).isOk());
+    UnreadableMemory unreadable(memory);
+    const auto end = sessionOn(*loop, unreadable);
+    connectQuietly();
+    feed(publication(7));
+    EXPECT_EQ(delegate.lines, turn(7, 7)) << "it receives";
+    delegate.lines.clear();
+    static_cast<void>(takeWritten());
+    unreadable.isReadable = true;
+    session->close();
+    run();
+    delegate.lines.clear();
+    connect();
+    EXPECT_EQ(delegate.lines, (Lines{"Connected", "subscription failed bell\x07"}));
+    EXPECT_EQ(takeWritten(),
+              (Lines{"CONNECT shop/alice/d1 user password 180", "|", "SUBSCRIBE #1 a:1", "|"}));
 }
 
 TEST_F(SessionTopics, GoWhenTheirRestorationIsRefused) {

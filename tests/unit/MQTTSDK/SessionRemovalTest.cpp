@@ -91,6 +91,28 @@ TEST_F(SessionRemoval, EndsWhenTheTopicIsSubscribedToAgain) {
     EXPECT_EQ(writtenAfterConnect(true), (Lines{"UNSUBSCRIBE #2 b", "|"}));
 }
 
+TEST_F(SessionRemoval, AskedForOfflineEndsWhenTheTopicIsSubscribedToAgain) {
+    grantTopics({{"a", 1}});
+    EXPECT_EQ(idOf(session->unsubscribeTopic("a")), 0);
+    connectQuietly();
+    EXPECT_NE(idOf(session->subscribeToTopic("a", 1)), 0);
+    EXPECT_EQ(removals(), std::vector<std::string>{});
+    feed(suback(1, {1}));
+    EXPECT_NE(idOf(session->unsubscribeTopic("a")), 0);
+    loseConnection();
+    EXPECT_EQ(writtenAfterConnect(true), (Lines{"UNSUBSCRIBE #2 a", "|"})) << "as if it had never been";
+}
+
+TEST_F(SessionRemoval, OfWhatIsNoFilterIsRefused) {
+    connectQuietly();
+    const auto outcome = session->unsubscribeTopics(std::vector<std::string>{"a/#/b", "good"});
+    EXPECT_EQ(outcome.packetId, 1);
+    ASSERT_EQ(outcome.refused.size(), 1U);
+    EXPECT_EQ(outcome.refused[0].topic, "a/#/b");
+    run();
+    EXPECT_EQ(takeWritten(), (Lines{"UNSUBSCRIBE #1 good", "|"}));
+}
+
 TEST_F(SessionRemoval, OfAnUnsendableTopicIsRefusedUnlessTheBrokerGrantedIt) {
     grantTopics({{"bell\x07", 1}, {"good", 1}});
     run();

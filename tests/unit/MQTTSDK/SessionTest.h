@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <new>
 #include <span>
 #include <string>
 #include <string_view>
@@ -31,12 +32,17 @@ public:
 
     [[nodiscard]] std::unique_ptr<ByteStream> makeStream(NSRunLoop& runLoop,
                                                          ByteStreamObserver& observer) override {
+        if (!hasMemory) {
+            throw std::bad_alloc();
+        }
         return std::make_unique<Stream>(streams_->makeStream(runLoop, observer), *this);
     }
 
     std::size_t count = 0;
     /// What its streams say of themselves.
     bool gathers = false;
+    /// Whether there is memory for another one.
+    bool hasMemory = true;
 
 private:
     class Stream final : public ByteStream {
@@ -189,7 +195,8 @@ protected:
     /// The topics that the memory holds as granted, and those to be unsubscribed from.
     TopicTable granted() {
         TopicTable topics;
-        for (const auto& [topic, qos] : memory.loadGrantedTopics(kClient)) {
+        const auto stored = memory.loadGrantedTopics(kClient);
+        for (const auto& [topic, qos] : stored.value()) {
             if (!topic.starts_with(GrantedTopics::kMark)) {
                 topics.set(topic, qos);
             }
@@ -198,7 +205,8 @@ protected:
     }
     std::vector<std::string> removals() {
         std::vector<std::string> topics;
-        for (const auto& [topic, qos] : memory.loadGrantedTopics(kClient)) {
+        const auto stored = memory.loadGrantedTopics(kClient);
+        for (const auto& [topic, qos] : stored.value()) {
             if (topic.starts_with(GrantedTopics::kMark) && topic != GrantedTopics::kMark) {
                 topics.push_back(topic.substr(GrantedTopics::kMark.size()));
             }

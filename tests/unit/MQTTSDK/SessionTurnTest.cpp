@@ -1,8 +1,10 @@
 // How publications are delivered and acknowledged, turn by turn.
 
+#include <new>
 #include <stdexcept>
 #include <thread>
 
+#include "XelPushClient/MQTTSDK/MQTTErrors.h"
 #include "tests/unit/MQTTSDK/SessionTest.h"
 
 namespace xel {
@@ -136,6 +138,17 @@ TEST_F(SessionTurn, JoinsAPacketThatSeveralReadsBring) {
               joined(turn(1, 1), Lines{"will", "big " + data + " q1 #2", "t m3 q1 #3", "did"}));
 }
 
+TEST_F(SessionTurn, JoinsSmallPacketsBehindOneThatNeededAGreatBuffer) {
+    connectQuietly();
+    connection().setMostOctetsPerRead(100'000);
+    const std::string data(350'000, 'd');
+    feed(encodePublish("big", data, 1, false, false, 1));
+    EXPECT_EQ(delegate.takeLines(), (Lines{"will", "big " + data + " q1 #1", "did"}));
+    connection().setMostOctetsPerRead(5);
+    feed(publications(2, 3));
+    EXPECT_EQ(delegate.lines, joined(turn(2, 2), turn(3, 3)));
+}
+
 TEST_F(SessionTurn, EndsAtOnceWhenTheOwnerCloses) {
     connectQuietly();
     delegate.onMessage = [](MQTTSession& mine, std::string_view data) {
@@ -246,6 +259,38 @@ TEST_F(SessionTurn, ClosesAsAlwaysWhenTheOwnerThrows) {
     run();
     EXPECT_EQ(delegate.lines, joined(Lines{"did"}, turn(3, 4)));
     EXPECT_EQ(takeWritten(), joined(acknowledgements(1, 2), acknowledgements(3, 4)));
+}
+
+TEST_F(SessionTurn, AcknowledgesNothingThatWasNotTaken) {
+    connectQuietly();
+    delegate.onMessage = [](MQTTSession&, std::string_view data) {
+        if (data == "m2") {
+            throw MQTTPublicationNotTaken();
+        }
+    };
+    connection().feed(publications(1, 3));
+    EXPECT_THROW(run(), MQTTPublicationNotTaken);
+    run();
+    EXPECT_EQ(delegate.takeLines(), (Lines{"will", "t m1 q1 #1", "t m2 q1 #2", "ConnectionError", "did"}));
+    EXPECT_TRUE(isMQTTError(delegate.errors.back(), MQTTErrorCode::NoMemory));
+    EXPECT_EQ(takeWritten(), Lines{});
+
+    delegate.onMessage = nullptr;
+    connectQuietly();
+    feed(encodePublish("t", "m1", 1, false, true, 1) + encodePublish("t", "m2", 1, false, true, 2));
+    EXPECT_EQ(delegate.lines, (Lines{"will", "t m1 q1 #1 again", "t m2 q1 #2", "did"}))
+        << "the owner has had the first alone";
+    EXPECT_EQ(takeWritten(), acknowledgements(1, 2));
+}
+
+TEST_F(SessionTurn, EndsTheConnectionWhenThereIsNoMemoryToCloseIt) {
+    connectQuietly();
+    delegate.onDidDeliver = [](MQTTSession&) { throw std::bad_alloc(); };
+    delegate.acknowledgesAtOnce = false;
+    connection().feed(publications(1, 1));
+    EXPECT_THROW(run(), std::bad_alloc);
+    EXPECT_EQ(delegate.lines, joined(turn(1, 1), Lines{"ConnectionError"}));
+    EXPECT_EQ(takeWritten(), Lines{});
 }
 
 TEST_F(SessionTurn, DeliversLaterWhatItsBeginningThrewAwayFrom) {

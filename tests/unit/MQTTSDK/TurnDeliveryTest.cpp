@@ -16,6 +16,7 @@ namespace {
 
 class RecordingSession final : public MQTTConnectionObserver {
 public:
+    void connectionWillIntroduceItself() override {}
     void connectionDidOpen(bool /*sessionPresent*/) override {}
     void connectionDidEnd(MQTTSessionEvent /*event*/, const NSError& /*error*/) override {}
     void connectionWillDeliver() override { heard.emplace_back("begin"); }

@@ -48,7 +48,7 @@ TEST(FakeMachine, KeepsHomesOfDifferentNamesApart) {
     ASSERT_TRUE(first.defaults->synchronize());
     ASSERT_TRUE(first.sessionMemory->storeGrantedTopics("c", {{"t", 1}}).isOk());
     EXPECT_EQ(second.defaults->objectForKey("key"), std::nullopt);
-    EXPECT_TRUE(second.sessionMemory->loadGrantedTopics("c").empty());
+    EXPECT_TRUE(second.sessionMemory->loadGrantedTopics("c").value().empty());
     EXPECT_NE(first.notificationCenter, second.notificationCenter);
 }
 
@@ -68,6 +68,39 @@ TEST(FakeMachine, DrivesTwoLoopsInStep) {
     fakes.advanceBy(std::chrono::seconds(3));
     EXPECT_EQ(order, "1mr23");
     EXPECT_EQ(fakes.mainRunLoop->elapsed(), std::chrono::seconds(3));
+}
+
+TEST(FakeMachine, KillsAProcessWithEverythingThatItDoesOnItsWayOut) {
+    FakeMachine fakes;
+    auto home = fakes.makeHome();
+    bool hasRun = false;
+    fakes.runLoop->post([&] { hasRun = true; });
+    fakes.kill([&] {
+        home.defaults->setObject("late", 1);
+        EXPECT_TRUE(home.defaults->synchronize()) << "it is told so";
+        fakes.runLoop->post([&] { hasRun = true; });
+        home = Home();
+    });
+    fakes.runUntilIdle();
+    EXPECT_FALSE(hasRun);
+    EXPECT_EQ(fakes.disk->contents("home").settings.find("late"), nullptr);
+    home = fakes.makeHome();
+    home.defaults->setObject("next", 1);
+    ASSERT_TRUE(home.defaults->synchronize());
+    EXPECT_NE(fakes.disk->contents("home").settings.find("next"), nullptr);
+}
+
+TEST(FakeMachine, ForgetsItsRecords) {
+    FakeMachine fakes;
+    fakes.http->send({"POST", "https://host/api/installations", {}, "{}"}, [](const auto&) {});
+    fakes.application->presentLocalNotificationNow({});
+    static_cast<void>(fakes.application->beginBackgroundTaskWithName("task", nullptr));
+    fakes.clearRecords();
+    EXPECT_TRUE(fakes.http->requests().empty());
+    EXPECT_EQ(fakes.http->waitingCount(), 1U) << "what waits goes on waiting";
+    EXPECT_TRUE(fakes.application->presentedNotifications().empty());
+    EXPECT_TRUE(fakes.application->begunBackgroundTaskNames().empty());
+    EXPECT_EQ(fakes.application->runningBackgroundTaskNames().size(), 1U);
 }
 
 TEST(FakeDisk, HoldsTheCommitsOfTurnsUntilItAnswers) {

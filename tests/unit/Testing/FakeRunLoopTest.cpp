@@ -1,5 +1,8 @@
+#include <functional>
+#include <future>
 #include <memory>
 #include <stdexcept>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -82,6 +85,38 @@ TEST(FakeRunLoop, TellsWhatIsScheduledAndDiscardsIt) {
     EXPECT_EQ(loop.nextTimerDeadline(), std::nullopt);
     loop.advanceBy(seconds(10));
     EXPECT_FALSE(hasRun);
+}
+
+TEST(FakeRunLoop, RunsWhatAnotherThreadHasPostedBeforeItLetsTimeGoOn) {
+    constexpr int kTries = 20'000;
+    FakeRunLoop loop;
+    std::function<void()> tick = [&] { loop.scheduleTimer(milliseconds(1), tick); };
+    loop.post(tick);
+    int lateCount = 0;
+    std::thread other([&] {
+        for (int i = 0; i < kTries; ++i) {
+            std::promise<FakeRunLoop::Duration> hasRun;
+            loop.post([&] { hasRun.set_value(loop.elapsed()); });
+            const auto posted = loop.elapsed();
+            lateCount += hasRun.get_future().get() > posted ? 1 : 0;
+        }
+        loop.stop();
+    });
+    loop.run();
+    other.join();
+    EXPECT_EQ(lateCount, 0);
+}
+
+TEST(FakeRunLoop, KeepsWhatIsOutsideTheProcessWhenThatEnds) {
+    FakeRunLoop loop;
+    bool hasFired = false;
+    loop.scheduleOutside(seconds(3), [&] { hasFired = true; });
+    loop.scheduleTimer(seconds(1), [] { FAIL() << "the process has ended"; });
+    EXPECT_EQ(loop.scheduledTimerCount(), 1U);
+    loop.discardEverything();
+    EXPECT_EQ(loop.nextTimerDeadline(), seconds(3));
+    loop.advanceBy(seconds(3));
+    EXPECT_TRUE(hasFired);
 }
 
 TEST(FakeRunLoopDeathTest, EndsTheProcessWhenItIsDestroyedInsideItsOwnBlock) {

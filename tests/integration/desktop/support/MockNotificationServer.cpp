@@ -23,6 +23,11 @@ MockNotificationServer::MockNotificationServer(const std::string& busAddress, Ab
       connection_(sdbus::createSessionBusConnectionWithAddress(busAddress)),
       object_(sdbus::createObject(*connection_, kServerPath)) {
     object_->registerMethod(kServerName, "GetCapabilities", "", "as", [this](sdbus::MethodCall call) {
+        const std::lock_guard lock(mutex_);
+        if (isRefusingCapabilities_) {
+            call.createErrorReply(sdbus::Error("org.example.Refused", "not today")).send();
+            return;
+        }
         auto reply = call.createReply();
         reply << abilities_.capabilities;
         reply.send();
@@ -55,10 +60,14 @@ void MockNotificationServer::takeNotify(sdbus::MethodCall& call) {
     call >> notify.applicationName >> notify.replacesId >> icon >> notify.summary >> notify.body >>
         notify.actions >> notify.hints >> timeout;
     const std::lock_guard lock(mutex_);
-    notify.id = notify.replacesId != 0 ? notify.replacesId : nextId_++;
+    if (abilities_.isGivingOneId) {
+        notify.id = abilities_.firstId;
+    } else {
+        notify.id = notify.replacesId != 0 ? notify.replacesId : nextId_++;
+    }
     notifies_.push_back(notify);
     if (abilities_.isSilent) {
-        unanswered_.push_back(call);
+        unanswered_.emplace_back(call, notify.id);
     } else if (abilities_.isRefusing) {
         call.createErrorReply(sdbus::Error("org.example.Refused", "not today")).send();
     } else {
@@ -88,6 +97,32 @@ void MockNotificationServer::dismiss(std::uint32_t id) {
     auto signal = object_->createSignal(kServerName, "NotificationClosed");
     signal << id << kDismissedByUser;
     object_->emitSignal(signal);
+}
+
+void MockNotificationServer::changeHands() {
+    connection_->releaseName(kServerName);
+    connection_->requestName(kServerName);
+}
+
+void MockNotificationServer::refuseAtLast() {
+    const std::lock_guard lock(mutex_);
+    for (auto& [call, id] : std::exchange(unanswered_, {})) {
+        call.createErrorReply(sdbus::Error("org.example.Refused", "not today")).send();
+    }
+}
+
+void MockNotificationServer::answerAtLast() {
+    const std::lock_guard lock(mutex_);
+    for (auto& [call, id] : std::exchange(unanswered_, {})) {
+        auto reply = call.createReply();
+        reply << id;
+        reply.send();
+    }
+}
+
+void MockNotificationServer::refuseCapabilities() {
+    const std::lock_guard lock(mutex_);
+    isRefusingCapabilities_ = true;
 }
 
 }  // namespace xel::test

@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <sdbus-c++/sdbus-c++.h>
@@ -37,6 +38,8 @@ public:
         bool isRefusing = false;
         /// Calls are never answered.
         bool isSilent = false;
+        /// Every notification gets the same id.
+        bool isGivingOneId = false;
         /// Ids begin here, so that two servers are told apart.
         std::uint32_t firstId = 1;
     };
@@ -55,17 +58,27 @@ public:
     void invoke(std::uint32_t id, const std::string& key);
     void dismiss(std::uint32_t id);
 
+    /// Gives its name up and takes it again, as another server would that is to be taken for a new one.
+    void changeHands();
+    /// Answers the calls that a silent server has left without an answer.
+    void answerAtLast();
+    /// Or refuses them.
+    void refuseAtLast();
+    /// From now on it does not say what it can.
+    void refuseCapabilities();
+
 private:
     void takeNotify(sdbus::MethodCall& call);
 
     const Abilities abilities_;
     mutable std::mutex mutex_;
+    bool isRefusingCapabilities_ = false;
     std::vector<ReceivedNotify> notifies_;
     std::vector<std::uint32_t> closeRequests_;
     std::uint32_t nextId_;
     std::unique_ptr<sdbus::IConnection> connection_;
     /// Calls refer to the connection, so they go before it.
-    std::vector<sdbus::MethodCall> unanswered_;
+    std::vector<std::pair<sdbus::MethodCall, std::uint32_t>> unanswered_;
     std::unique_ptr<sdbus::IObject> object_;
     BusLoop loop_;
 };

@@ -2,6 +2,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sdbus-c++/Types.h>
 
 #include "XelPushClient/Linux/Bus/DBusText.h"
 
@@ -23,9 +24,11 @@ TEST(DBusText, IsCleanUTF8) {
         {"\xFFoctet\xC3", "\uFFFDoctet\uFFFD"},
         {"\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD"},
         {"\uFFFD", "\uFFFD"},
+        {"\uFFFFno\uFDD0 character\U0010FFFE", "\uFFFDno\uFFFD character\uFFFD"},
     };
     for (const auto& row : table) {
         EXPECT_EQ(textForDBus(row.plain, 100), row.expected);
+        EXPECT_NO_THROW(sdbus::Variant(textForDBus(row.plain))) << row.expected;
     }
 }
 

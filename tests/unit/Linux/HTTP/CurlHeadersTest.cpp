@@ -41,5 +41,22 @@ TEST(CurlHeaders, ParseFieldLines) {
     }
 }
 
+TEST(CurlHeaders, KeepTheFieldsOfTheLastAnswer) {
+    CurlHeaderBlock block;
+    for (const char* line : {"HTTP/1.1 103 Early Hints\r\n", "Link: </a>\r\n", "\r\n", "HTTP/1.1 200 OK\r\n",
+                             "A: 1\r\n", "no field\r\n", "a: 2\r\n", "\r\n"}) {
+        EXPECT_TRUE(block.take(line)) << line;
+    }
+    EXPECT_EQ(block.takeFields(), (HTTPHeaders{{"A", "1"}, {"a", "2"}}));
+}
+
+TEST(CurlHeaders, RefuseAHeaderWithoutEnd) {
+    CurlHeaderBlock block;
+    const std::string line(CurlHeaderBlock::kLargest / 2, 'x');
+    EXPECT_TRUE(block.take(line));
+    EXPECT_TRUE(block.take(line));
+    EXPECT_FALSE(block.take("\n"));
+}
+
 }  // namespace
 }  // namespace xel

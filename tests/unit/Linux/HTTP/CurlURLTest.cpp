@@ -36,6 +36,11 @@ const OriginCase kOrigins[] = {
     {"https://push.example/a\r\nHost: evil", ""},
     {"https://push.example/\x7F", ""},
     {"https://push.example/gr\xC3\xBC\xC3\x9F", ""},
+    {"https://p%75sh.example/", "https://push.example:443"},
+    {"https://push%2527.example/", ""},
+    {"https://gr%C3%BC%C3%9F.example/", ""},
+    {"https://push%7F.example/", ""},
+    {"https://[fe80::1%25eth0]/", "https://[fe80::1]:443"},
 };
 
 INSTANTIATE_TEST_SUITE_P(CurlURL, URLOrigins, testing::ValuesIn(kOrigins));

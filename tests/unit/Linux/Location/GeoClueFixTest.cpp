@@ -1,5 +1,7 @@
 #include <cmath>
+#include <cstdint>
 #include <limits>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -15,6 +17,19 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 TEST(GeoClueFix, KeepsPlaceAndTime) {
     const auto location = locationOf({35.7, -51.4, 12.5, 1.25, 1772357400, 250000});
     EXPECT_EQ(location, (CLLocation{{35.7, -51.4}, 12.5, 1.25, dateFromSecondsSince1970(1772357400.25)}));
+}
+
+TEST(GeoClueFix, ReadsWhatHasItsType) {
+    const auto fix = fixOfProperties(
+        {{"Latitude", sdbus::Variant(35.7)},
+         {"Longitude", sdbus::Variant(-51.4)},
+         {"Accuracy", sdbus::Variant(std::uint64_t{12})},
+         {"Speed", sdbus::Variant(1.25)},
+         {"Timestamp", sdbus::Variant(sdbus::Struct<std::uint64_t, std::uint64_t>(1772357400, 250000))},
+         {"Description", sdbus::Variant(std::string("Wi-Fi"))}});
+    EXPECT_EQ(locationOf(fix),
+              (CLLocation{{35.7, -51.4}, -1.0, 1.25, dateFromSecondsSince1970(1772357400.25)}));
+    EXPECT_FALSE(CLLocationCoordinate2DIsValid(locationOf(fixOfProperties({})).coordinate));
 }
 
 TEST(GeoClueFix, KnowsWhatIsNotKnown) {

@@ -42,6 +42,7 @@ protected:
     std::vector<std::function<void()>> threads_;
     std::vector<std::string> resolved_;
     bool hasThreads_ = true;
+    bool hasMemory_ = true;
     std::vector<std::string> answers_;
     NameLookup lookup_{
         [this](const std::string& host) {
@@ -53,6 +54,9 @@ protected:
                 {boost::asio::ip::address_v4({192, 0, 2, static_cast<unsigned char>(resolved_.size())})}, {}};
         },
         [this](std::function<void()> work) {
+            if (!hasMemory_) {
+                throw std::bad_alloc();
+            }
             if (!hasThreads_) {
                 throw std::system_error(EAGAIN, std::generic_category());
             }
@@ -98,6 +102,16 @@ TEST_F(NameLookupTest, FailsWhenThereIsNoThreadAndAsksForOneAgainTheNextTime) {
               Lines{"a.example: no thread can be started for it: Resource temporarily unavailable"});
     hasThreads_ = true;
     ask("a.example");
+    finish(0);
+    EXPECT_EQ(takeAnswers(), Lines{"a.example: 192.0.2.1"});
+}
+
+TEST_F(NameLookupTest, ForgetsANameThatCouldNotEvenBeAskedFor) {
+    hasMemory_ = false;
+    EXPECT_THROW(ask("a.example"), std::bad_alloc);
+    hasMemory_ = true;
+    ask("a.example");
+    ASSERT_EQ(threads_.size(), 1U) << "it waits for the one that came to nothing";
     finish(0);
     EXPECT_EQ(takeAnswers(), Lines{"a.example: 192.0.2.1"});
 }

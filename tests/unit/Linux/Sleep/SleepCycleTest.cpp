@@ -1,14 +1,18 @@
 #include <array>
 #include <chrono>
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sdbus-c++/Types.h>
 #include <unistd.h>
 
 #include "XelPushClient/Linux/Application/LinuxApplication.h"
+#include "XelPushClient/Linux/Sleep/LogindSleepWatch.h"
 #include "XelPushClient/Linux/Sleep/SleepCycle.h"
 #include "XelPushClient/Testing/FakeClock.h"
 #include "XelPushClient/Testing/FakeRunLoop.h"
@@ -202,6 +206,13 @@ TEST_F(SleepCycleTest, ComesBackWhenNobodyWouldTellOfTheMorning) {
     EXPECT_FALSE(inhibitor_.isHeld());
     EXPECT_EQ(application_->applicationState(), State::Active);
     EXPECT_EQ(asked_, 0) << "there is nobody to ask";
+}
+
+TEST(LogindSleepWatch, ReadsHowLongTheMachineWaits) {
+    EXPECT_EQ(longestDelayOf(sdbus::Variant(std::uint64_t{5'000'000})), 5s);
+    EXPECT_EQ(longestDelayOf(sdbus::Variant(std::uint64_t{0})), 0ms);
+    EXPECT_EQ(longestDelayOf(sdbus::Variant(~std::uint64_t{0})), 2 * LinuxApplication::kBackgroundTime);
+    EXPECT_EQ(longestDelayOf(sdbus::Variant(5'000'000)), std::nullopt);
 }
 
 }  // namespace

@@ -19,7 +19,8 @@ class FakeBrokerSessionsTest : public testing::Test {
 protected:
     std::shared_ptr<FakeBrokerSession> comeAs(const std::string& clientId, bool isClean = false) {
         const auto session = sessions_.open(clientId, isClean).session;
-        session->resume([this](std::string_view octets) { sent_.emplace_back(octets); });
+        session->resume(
+            [this](const FakeBrokerPacket& packet) { sent_.push_back(encodeBrokerPacket(packet)); });
         return session;
     }
 
@@ -42,7 +43,7 @@ TEST_F(FakeBrokerSessionsTest, KeepWhatComesWhileTheClientIsAway) {
 }
 
 TEST_F(FakeBrokerSessionsTest, SendWhatIsInFlightAgainBeforeWhatWaits) {
-    sessions_.setMostInFlight(1);
+    sessions_.sending.mostInFlight = 1;
     const auto session = comeAs("a");
     session->deliver({"t", "one", 1, false});
     session->deliver({"t", "two", 1, false});
@@ -50,8 +51,8 @@ TEST_F(FakeBrokerSessionsTest, SendWhatIsInFlightAgainBeforeWhatWaits) {
     sent_.clear();
     (void)comeAs("a");
     EXPECT_EQ(sent_, Sent{published("one", 1, 1, true)});
-    EXPECT_FALSE(session->acknowledge(2));
-    EXPECT_TRUE(session->acknowledge(1));
+    EXPECT_EQ(session->acknowledge(2), FakeBrokerSession::Acknowledged::NothingThatWasSent);
+    EXPECT_EQ(session->acknowledge(1), FakeBrokerSession::Acknowledged::Publication);
     EXPECT_EQ(sent_.back(), published("two", 1, 2));
 }
 

@@ -89,7 +89,8 @@ TEST(ParseJsonObject, RefusesWhatIsNoObjectOrTooDeep) {
     EXPECT_TRUE(parseJsonObject(R"({"a":"[[[{{{\"}"})"));
     for (const std::string& text :
          {std::string(), std::string("[]"), std::string("1"), std::string("{"), std::string("{}x"),
-          std::string("{\"a\":\"\xFF\"}"), std::string("{\"a\":NaN}")}) {
+          std::string("{\"a\":\"\xFF\"}"), std::string("{\"a\":NaN}"), std::string("{}\0", 3),
+          std::string("{}\0{}", 5)}) {
         EXPECT_FALSE(parseJsonObject(text)) << text;
     }
     const auto nest = [](std::size_t depth) {

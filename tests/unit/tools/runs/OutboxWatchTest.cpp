@@ -44,7 +44,7 @@ TEST_F(OutboxWatchTest, TellsWhenEverythingIsAcknowledged) {
 
 TEST_F(OutboxWatchTest, WaitsForWhatAnEarlierRunLeft) {
     ASSERT_TRUE(memory_->appendToOutbox(kClient, {7, "app/shop/publish/public/old", "{}", false}).isOk());
-    EXPECT_EQ(watch_.loadOutbox(kClient).size(), 1U);
+    EXPECT_EQ(watch_.loadOutbox(kClient).value().size(), 1U);
     append(1);
     acknowledge(1);
     EXPECT_EQ(settled_, 0);

@@ -1,4 +1,4 @@
-#include "XelPushClient/MQTTSDK/KeyedHash.h"
+#include "XelPushClient/Foundation/KeyedHash.h"
 
 #include <array>
 #include <cstring>
@@ -43,8 +43,8 @@ class Chains {
 public:
     Chains(const Key& key, std::uint64_t firstLength, std::uint64_t secondLength)
         : key_(key),
-          // The lengths tell a topic's end from the payload's
-          // begin, and a short text from one with zeros behind.
+          // The lengths tell the first text's end from the
+          // second's begin, and a short one from one with zeros behind.
           even_{key.words[0] ^ firstLength, key.words[1] ^ secondLength},
           odd_{key.words[1], key.words[0]} {}
 
@@ -70,7 +70,7 @@ public:
         odd_.absorb(last, key_.words[3], key_.words[2]);
     }
 
-    [[nodiscard]] PublicationHash finished() const {
+    [[nodiscard]] KeyedHash finished() const {
         const std::uint64_t low = foldedProduct(even_.low ^ key_.words[3], odd_.low ^ key_.words[0]);
         const std::uint64_t high = foldedProduct(even_.high ^ key_.words[2], odd_.high ^ key_.words[1]);
         return {low, high};
@@ -112,11 +112,11 @@ std::uint64_t foldedProduct(std::uint64_t a, std::uint64_t b) {
 
 #endif
 
-PublicationHash hashPublication(std::string_view topic, std::string_view payload) {
+KeyedHash keyedHashOf(std::string_view first, std::string_view second) {
     static const Key key;
-    Chains chains(key, topic.size(), payload.size());
-    chains.absorb(topic);
-    chains.absorb(payload);
+    Chains chains(key, first.size(), second.size());
+    chains.absorb(first);
+    chains.absorb(second);
     return chains.finished();
 }
 

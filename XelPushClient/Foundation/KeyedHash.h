@@ -5,17 +5,18 @@
 
 namespace xel {
 
-/// 128 bits that stand for a publication.
-struct PublicationHash {
+/// 128 bits that stand for two texts.
+struct KeyedHash {
     std::uint64_t low = 0;
     std::uint64_t high = 0;
 
-    friend bool operator==(const PublicationHash&, const PublicationHash&) = default;
+    friend bool operator==(const KeyedHash&, const KeyedHash&) = default;
 };
 
-/// The hash of a topic with its payload. Its key is random for each process, so that nobody outside can make
-/// two publications that have the same; not for use on disk or between processes.
-[[nodiscard]] PublicationHash hashPublication(std::string_view topic, std::string_view payload);
+/// The hash of two texts, such as a topic and its payload; where the one ends counts. Its key is random for
+/// each process, so that nobody outside can make two pairs that have the same; not for use on disk or between
+/// processes.
+[[nodiscard]] KeyedHash keyedHashOf(std::string_view first, std::string_view second);
 
 /// Both halves of the product of two numbers, folded into one by exclusive or: the step that the hash is made
 /// of.
