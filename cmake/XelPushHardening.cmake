@@ -1,10 +1,11 @@
 # What distributions build their programs and libraries with against faults in memory: guarded stacks, checked copies,
 # programs at addresses that nobody can foretell, and tables of addresses that are read-only once the program runs.
 #
-# Left out of sanitized builds, which look closer and would look past a checked copy.
+# Left out of sanitized builds, which look closer and would look past a checked copy, and of Windows, whose compilers and
+# linkers guard by other means.
 
 function(xelpush_harden target)
-    if(NOT XELPUSH_HARDENING OR XELPUSH_SANITIZE OR XELPUSH_FUZZ)
+    if(NOT XELPUSH_HARDENING OR XELPUSH_SANITIZE OR XELPUSH_FUZZ OR WIN32)
         return()
     endif()
     target_compile_options(${target} PRIVATE -fstack-protector-strong)

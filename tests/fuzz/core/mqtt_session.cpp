@@ -1,37 +1,65 @@
-// A session, from each state that it can be in, on what a broker may send, with an owner that closes, drops,
-// throws or holds its acknowledgement at some publication.
+// A session, from each state that it can be in, on what a broker may send, with an owner that closes,
+// drops, throws or holds its acknowledgement at some publication: each publication is delivered once and in
+// order, and acknowledged in that order, not before it was delivered.
 //
 // Input: one octet for the state, one for the owner, one for the size of a read, then the broker's octets.
 
+#include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <functional>
 #include <memory>
-#include <set>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "XelPushClient/MQTTSDK/MQTTClientSessionFactory.h"
+#include "XelPushClient/MQTTSDK/MQTTDecoder.h"
 #include "XelPushClient/MQTTSDK/MQTTTopics.h"
 #include "XelPushClient/Testing/Broker/FakeBrokerPackets.h"
 #include "XelPushClient/Testing/FakeClock.h"
 #include "XelPushClient/Testing/FakeNetwork.h"
 #include "XelPushClient/Testing/FakeRunLoop.h"
 #include "XelPushClient/Testing/InMemorySessionMemory.h"
+#include "tests/fuzz/support/Require.h"
 
 namespace {
 
 using namespace xel;
+using fuzz::require;
 
 constexpr std::string_view kClient = "client";
+constexpr std::size_t kLargestPacket = 4096;
+constexpr std::size_t kLargestTurn = 24;
 
-void require(bool isTrue) {
-    if (!isTrue) {
-        std::abort();
+struct Delivered {
+    std::string topic;
+    std::string data;
+    std::uint16_t mid = 0;
+
+    friend bool operator==(const Delivered&, const Delivered&) = default;
+};
+
+/// What the broker published, as far as its octets are packets.
+std::vector<Delivered> publicationsIn(std::string_view octets) {
+    std::vector<Delivered> published;
+    MQTTDecoder decoder(kLargestPacket);
+    MQTTInboundPacket packet;
+    while (decoder.decode(octets, packet) == MQTTDecoding::Complete) {
+        if (packet.type == MQTTPacketType::Publish) {
+            published.push_back({std::string(packet.topic), std::string(packet.payload), packet.packetId});
+        }
     }
+    return published;
+}
+
+template <class T>
+bool isBeginningOf(const std::vector<T>& part, const std::vector<T>& whole) {
+    return part.size() <= whole.size() && std::equal(part.begin(), part.end(), whole.begin());
 }
 
 enum class State {
@@ -43,6 +71,7 @@ enum class State {
     TurnOpen,
     Pinging,
     Clean,
+    Resumed,
     Count
 };
 enum class Manner {
@@ -63,37 +92,38 @@ public:
     Manner manner = Manner::Plain;
     std::size_t dueAt = 0;  // the publication at which it acts
     std::function<void()> held;
-    std::set<std::uint16_t> deliveredIds;
+    std::vector<Delivered> delivered;
 
     void handleEvent(MQTTSession&, MQTTSessionEvent event, const std::optional<NSError>& error) override {
         const bool isError =
             event != MQTTSessionEvent::Connected && event != MQTTSessionEvent::ConnectionClosed;
-        require(isError == error.has_value());
+        require(isError == error.has_value(), "an end has an error unless the owner asked for it");
         // Each connection ends once at most.
         if (event == MQTTSessionEvent::Connected) {
-            require(!isConnected_);
+            require(!isConnected_, "a connection is connected once");
             isConnected_ = true;
         } else {
-            require(isAttempted);
+            require(isAttempted, "a connection ends once");
             isAttempted = isConnected_ = false;
         }
     }
 
     void sessionWillDeliver(MQTTSession&) override {
-        require(isConnected_);
+        require(isConnected_, "a turn has its connection");
         publicationsInTurn_ = 0;
     }
 
     void newMessage(MQTTSession& mine, const MQTTPublication& publication) override {
         const auto [data, topic, qos, retained, mid, isRepeat] = publication;
-        require(isConnected_ && ++publicationsInTurn_ <= 24);
-        require(isValidTopicName(topic) && (qos == 0 || qos == 1) && (mid != 0) == (qos == 1));
-        deliveredIds.insert(mid);
+        require(isConnected_ && ++publicationsInTurn_ <= kLargestTurn, "a turn has 24 publications at most");
+        require(isValidTopicName(topic), "a publication has a topic's name");
+        require((qos == 0 || qos == 1) && (mid != 0) == (qos == 1), "an identifier goes with QoS 1");
+        delivered.push_back({std::string(topic), std::string(data), mid});
         const std::string before(data);
         if (publications_++ == dueAt) {
             act(mine);
         }
-        require(data == before);
+        require(data == before, "a publication stays while its owner has it");
     }
 
     void sessionDidDeliver(MQTTSession&, std::function<void()> acknowledge) override {
@@ -105,11 +135,13 @@ public:
     }
 
     void subAckReceived(MQTTSession&, std::uint16_t msgID, std::span<const std::uint8_t> codes) override {
-        require(isConnected_ && msgID != 0 && !codes.empty());
+        require(isConnected_ && msgID != 0 && !codes.empty(), "a SUBACK answers something");
     }
-    void unsubAckReceived(MQTTSession&, std::uint16_t msgID) override { require(isConnected_ && msgID != 0); }
+    void unsubAckReceived(MQTTSession&, std::uint16_t msgID) override {
+        require(isConnected_ && msgID != 0, "an UNSUBACK answers something");
+    }
     void topicWasRefused(MQTTSession&, std::string_view topic) override {
-        require(isValidTopicFilter(topic));
+        require(isValidTopicFilter(topic), "a refused topic is a filter");
     }
     void publicationDidFail(MQTTSession&, std::string_view, std::string_view, const NSError&) override {}
     void subscriptionDidFail(MQTTSession&, std::string_view, const NSError&) override {}
@@ -155,10 +187,11 @@ public:
     Play& operator=(const Play&) = delete;
 
     void feed(std::string_view octets) {
-        connection().setMostOctetsPerRead(readSize_);
-        connection().feed(octets);
+        fed_->setMostOctetsPerRead(readSize_);
+        fedOctets_ += octets;
+        fed_->feed(octets);
         run();
-        if (auto held = std::exchange(owner_.held, nullptr)) {
+        while (auto held = std::exchange(owner_.held, nullptr)) {
             held();
             run();
         }
@@ -167,12 +200,16 @@ public:
             run();
         }
         check();
+        if (owner_.session && owner_.session->status() == MQTTSessionStatus::Connected && !hasOneMore()) {
+            require(owner_.delivered.size() == publicationsIn(fedOctets_).size(), "everything is delivered");
+            require(acknowledged(*fed_) == identifiersDelivered(), "everything delivered is acknowledged");
+        }
     }
 
     void end() {
         if (owner_.session) {
             owner_.session->close();
-            require(owner_.session->status() != MQTTSessionStatus::Connected);
+            require(owner_.session->status() != MQTTSessionStatus::Connected, "a closed session is closed");
         }
         owner_.session.reset();
         run();
@@ -183,44 +220,69 @@ private:
     void reach(State state) {
         const bool isClean = state == State::Clean;
         if (state == State::Restoring || isClean) {
-            require(memory_.storeGrantedTopics(kClient, {{"a", 1}, {"b/#", 0}}).isOk());
+            require(memory_.storeGrantedTopics(kClient, {{"a", 1}, {"b/#", 0}}).isOk(), "topics are stored");
         }
         MQTTSessionParameters parameters;
         parameters.clientId = kClient;
         parameters.keepAlive = std::chrono::seconds(60);
         parameters.cleanSession = isClean;
         MQTTSessionOptions options;
-        options.maxPacketSize = 4096;
+        options.maxPacketSize = kLargestPacket;
         MQTTClientSessionFactory factory(network_, clock_, nullptr, options);
         owner_.session = factory.makeSession(parameters, *loop_, memory_);
         owner_.session->setDelegate(&owner_);
         if (state == State::Publishing) {
-            require(owner_.session->publishDataAtLeastOnce("early", "t", false).isOk());
+            require(owner_.session->publishDataAtLeastOnce("early", "t", false).isOk(), "it is taken");
         }
-        owner_.isAttempted = true;
-        owner_.session->connectToHost("host", 1, false);
-        run();
-        connection().accept();
-        run();
+        connect();
         if (state == State::AwaitingConnack) {
             return;
         }
-        connection().feed(encodeConnAck(state != State::Restoring && !isClean, 0));
-        run();
+        feedQuietly(encodeConnAck(state != State::Restoring && !isClean, 0));
         act(state);
         run();
+    }
+
+    void connect() {
+        owner_.isAttempted = true;
+        owner_.session->connectToHost("host", 1, false);
+        run();
+        fed_ = network_->latest();
+        fed_->accept();
+        run();
+    }
+
+    void feedQuietly(const std::string& octets) {
+        fedOctets_ += octets;
+        fed_->feed(octets);
+        run();
+    }
+
+    /// The connection is lost after a turn, and the session resumed: what was acknowledged may come again.
+    void resume() {
+        const Manner manner = std::exchange(owner_.manner, Manner::Plain);
+        feedQuietly(encodePublish("t", "x", 1, false, false, 1));
+        fed_->fail(ByteStreamErrorCode::ConnectionLost, "the network is gone");
+        run();
+        owner_.manner = manner;
+        owner_.delivered.clear();
+        fedOctets_.clear();
+        connect();
+        feedQuietly(encodeConnAck(true, 0));
     }
 
     void act(State state) {
         MQTTSession& session = *owner_.session;
         if (state == State::Requesting) {
-            require(session.subscribeToTopics({{"a", 1}, {"b", 0}}).batches.at(0).packetId == 1);
-            require(session.unsubscribeTopic("b").packetId == 2);
-            require(session.subscribeToTopic("c", 1).batches.at(0).packetId == 3);
+            require(session.subscribeToTopics({{"a", 1}, {"b", 0}}).batches.at(0).packetId == 1, "1 is free");
+            require(session.unsubscribeTopic("b").packetId == 2, "2 is free");
+            require(session.subscribeToTopic("c", 1).batches.at(0).packetId == 3, "3 is free");
         } else if (state == State::Publishing) {
-            require(session.publishDataAtLeastOnce("late", "t", true).isOk());
+            require(session.publishDataAtLeastOnce("late", "t", true).isOk(), "it is taken");
         } else if (state == State::TurnOpen) {
-            connection().feed(encodePublish("t", "x", 1, false, false, 1));
+            feedQuietly(encodePublish("t", "x", 1, false, false, 1));
+        } else if (state == State::Resumed) {
+            resume();
         } else if (state == State::Pinging) {
             loop_->advanceBy(std::chrono::seconds(60));
         }
@@ -237,19 +299,41 @@ private:
         }
     }
 
-    // What the client wrote reads as MQTT, and acknowledges only what the owner has had.
+    // What was delivered is what was sent, from its beginning; the client wrote MQTT, and acknowledged what
+    // it had delivered, in that order.
     void check() {
+        require(isBeginningOf(owner_.delivered, publicationsIn(fedOctets_)),
+                "it is delivered once, in order");
         for (const auto& connection : network_->connections()) {
-            FakeBrokerPacketReader reader;
-            require(reader.feed(connection->written()));
-            while (const auto packet = reader.next()) {
-                require(packet->type != FakeBrokerPacketType::PubAck ||
-                        owner_.deliveredIds.contains(packet->packetId));
-            }
+            (void)acknowledged(*connection);
         }
+        require(isBeginningOf(acknowledged(*fed_), identifiersDelivered()), "what is acknowledged was had");
     }
 
-    FakeConnection& connection() { return *network_->connections().front(); }
+    static std::vector<std::uint16_t> acknowledged(const FakeConnection& connection) {
+        std::vector<std::uint16_t> identifiers;
+        FakeBrokerPacketReader reader;
+        require(reader.feed(connection.written()), "the client writes MQTT");
+        while (const auto packet = reader.next()) {
+            if (packet->type == FakeBrokerPacketType::PubAck) {
+                identifiers.push_back(packet->packetId);
+            }
+        }
+        return identifiers;
+    }
+
+    std::vector<std::uint16_t> identifiersDelivered() const {
+        std::vector<std::uint16_t> identifiers;
+        for (const auto& delivered : owner_.delivered) {
+            if (delivered.mid != 0) {
+                identifiers.push_back(delivered.mid);
+            }
+        }
+        return identifiers;
+    }
+
+    /// Whether the owner has opened a second connection, on which nothing comes.
+    bool hasOneMore() const { return network_->latest() != fed_; }
 
     std::size_t readSize_;
     std::shared_ptr<FakeRunLoop> loop_ = std::make_shared<FakeRunLoop>();
@@ -257,6 +341,8 @@ private:
     std::shared_ptr<FakeNetwork> network_ = std::make_shared<FakeNetwork>();
     std::shared_ptr<FakeDisk> disk_ = std::make_shared<FakeDisk>();
     InMemorySessionMemory memory_{disk_};
+    std::shared_ptr<FakeConnection> fed_;
+    std::string fedOctets_;
     Owner owner_;
 };
 
