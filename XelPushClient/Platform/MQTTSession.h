@@ -65,6 +65,8 @@ struct MQTTSessionParameters {
     std::string password;
     std::chrono::seconds keepAlive{180};
     bool cleanSession = false;
+
+    bool operator==(const MQTTSessionParameters&) const = default;
 };
 
 /// A publication that arrived. The views are valid only during the call.

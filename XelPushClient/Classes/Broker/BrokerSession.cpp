@@ -23,6 +23,7 @@ void BrokerSession::end() {
     hasEnded_ = true;
     surroundings_.diagnostics.end();
     ++generation_;
+    former_.reset();
     if (const auto session = std::exchange(session_, nullptr)) {
         // Before it is closed: an ended client hears nothing of it any more.
         session->setDelegate(nullptr);
@@ -60,7 +61,11 @@ std::shared_ptr<MQTTSession> BrokerSession::createSession() {
     parameters.keepAlive = std::chrono::seconds(180);
     // The broker keeps the session, and in it what is sent to a client that is away.
     parameters.cleanSession = false;
-    session_ = surroundings_.sessions.makeSession(std::move(parameters), surroundings_.runLoop, memory_);
+    if (!former_ || parameters != parameters_) {
+        parameters_ = std::move(parameters);
+        former_ = surroundings_.sessions.makeSession(parameters_, surroundings_.runLoop, memory_);
+    }
+    session_ = std::exchange(former_, nullptr);
     if (session_) {
         session_->setDelegate(&surroundings_.delegate);
     }
@@ -109,9 +114,11 @@ void BrokerSession::drop() {
     session->close(isOpen ? surroundings_.diagnostics.willDisconnect() : nullptr);
     // After it was closed, which is still reported.
     session->setDelegate(nullptr);
+    former_ = session;
 }
 
 void BrokerSession::eraseMemory() {
+    former_.reset();
     // Without a session of this life there may still be the memory of one of an earlier life.
     if (const auto clientId = brokerClientId_ ? brokerClientId_ : setClientId()) {
         memory_.erase(*clientId);

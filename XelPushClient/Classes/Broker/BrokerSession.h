@@ -55,7 +55,8 @@ public:
     /// Why `createSession` made none.
     [[nodiscard]] NSError missingError();
 
-    /// Closes the session and lets it go: the next one is made with the identity of then.
+    /// Closes the session and lets it go: the next one is made with the identity of then. Where that is the
+    /// same, it is the same session, which knows what the broker may send again.
     void drop();
     /// Deletes what sessions remembered for the identity, which must still be known, under every installation
     /// id that it has had.
@@ -71,6 +72,9 @@ private:
     Surroundings surroundings_;
     InheritingSessionMemory memory_;
     std::shared_ptr<MQTTSession> session_;
+    /// The one that was let go last, until another one is made.
+    std::shared_ptr<MQTTSession> former_;
+    MQTTSessionParameters parameters_;  // of either
     std::optional<std::string> brokerClientId_;
     std::uint64_t generation_ = 0;
     bool isDropping_ = false;

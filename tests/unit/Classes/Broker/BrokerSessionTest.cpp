@@ -103,6 +103,44 @@ TEST_F(BrokerSessionTest, IsOfAnotherGenerationOnceItIsDropped) {
     EXPECT_FALSE(room().current());
 }
 
+// What the broker may send again is known to the session that acknowledged it.
+TEST_F(BrokerSessionTest, IsTheSameAgainWhenItIsDroppedAndTheIdentityIsStillTheSame) {
+    connect();
+    const auto session = room().current();
+    room().drop();
+    EXPECT_EQ(room().createSession(), session);
+    EXPECT_NE(sessions_->latest().delegate, nullptr);
+    EXPECT_EQ(room().createSession(), session) << "it is kept";
+}
+
+TEST_F(BrokerSessionTest, IsAnotherWhenAnythingOfTheIdentityIsAnother) {
+    connect();
+    const auto isAnotherAfter = [this](const auto& change) {
+        const auto session = room().current();
+        room().drop();
+        change();
+        return room().createSession() != session;
+    };
+    EXPECT_TRUE(isAnotherAfter([this] { rooms_->settings.setDeviceId("OTHER"); }));
+    EXPECT_TRUE(isAnotherAfter([this] { rooms_->settings.setDeviceId("D3V1CE"); })) << "not the one before";
+    EXPECT_TRUE(isAnotherAfter([this] { rooms_->settings.setUserId("bob01"); }));
+    EXPECT_TRUE(isAnotherAfter(
+        [this] { changeApplication([](auto& application) { application.username = "other"; }); }));
+    EXPECT_TRUE(isAnotherAfter(
+        [this] { changeApplication([](auto& application) { application.password = "other"; }); }));
+    EXPECT_TRUE(isAnotherAfter([this] { room().eraseMemory(); })) << "its outbox is in its memory too";
+}
+
+TEST_F(BrokerSessionTest, LetsGoOfADroppedOneWhenTheClientEnds) {
+    connect();
+    const std::weak_ptr<MQTTSession> session = room().current();
+    sessions_->made.clear();
+    room().drop();
+    EXPECT_FALSE(session.expired());
+    room().end();
+    EXPECT_TRUE(session.expired());
+}
+
 TEST_F(BrokerSessionTest, MakesNoOtherOnceTheClientHasEnded) {
     identify();
     room().end();
