@@ -64,7 +64,7 @@ private:
         }
     }
 
-    /// Of which kind the next step is: each run has its own liking, so that some are about one thing.
+    /// What somebody does next, or what breaks.
     void addSome() {
         const auto& client = draw_.oneOf(clients_);
         switch (draw_.number(0, 19)) {
