@@ -62,6 +62,7 @@ void MQTTClientSession::setDelegate(MQTTSessionDelegate* delegate) {
     delegate_ = delegate;
     anchor_->isListening = delegate != nullptr;
     if (delegate == nullptr) {
+        traffic_.ownerDidLetGo();
         return;
     }
     tellUntoldLater();

@@ -59,6 +59,8 @@ public:
     [[nodiscard]] bool sendsAtMostOnce() const { return queue_ && !queue_->isHolding(); }
     Result<void> publishAtMostOnce(std::string_view data, std::string_view topic, bool retain);
     Result<void> publishAtLeastOnce(std::string_view data, std::string_view topic, bool retain);
+    /// Another owner may come, which knows nothing of what this one was going to ask for again.
+    void ownerDidLetGo() { removals_.ownerDidLetGo(); }
 
     // What the broker answers. What it lets follow is written.
 

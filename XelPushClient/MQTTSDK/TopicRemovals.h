@@ -38,6 +38,8 @@ public:
     /// The topics are to be removed: by an UNSUBSCRIBE that has its identifier, or else by one that the owner
     /// asks for again after the next connect.
     void wereAskedFor(const std::vector<std::string>& topics, bool haveRequest);
+    /// The owner that would ask again is gone.
+    void ownerDidLetGo() { askedForOffline_.clear(); }
     void wasSubscribedAgain(std::string_view topic);
     void wereConfirmed(const std::vector<std::string>& topics);
     void giveUp(const std::string& topic);

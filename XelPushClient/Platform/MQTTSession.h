@@ -190,8 +190,8 @@ public:
     virtual MQTTSubscribeOutcome subscribeToTopics(const TopicTable& topics) = 0;
 
     /// One UNSUBSCRIBE. The topics leave the session's memory and are remembered as to be unsubscribed
-    /// until the broker has answered, across connections and restarts. Without a connection that is all:
-    /// while this session lives, the owner asks again after the next connect.
+    /// until the broker has answered, across connections and restarts. Without a connection that is all: the
+    /// owner asks again after the next connect, unless it has taken its delegate away meanwhile.
     virtual MQTTUnsubscribeOutcome unsubscribeTopic(std::string_view topic) = 0;
     virtual MQTTUnsubscribeOutcome unsubscribeTopics(std::span<const std::string> topics) = 0;
 

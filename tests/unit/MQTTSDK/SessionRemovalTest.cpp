@@ -69,6 +69,14 @@ TEST_F(SessionRemoval, AskedForOfflineIsTheOwnersToSendUntilANewStart) {
     EXPECT_EQ(writtenAfterConnect(true), (Lines{"UNSUBSCRIBE #1 a", "|"}));
 }
 
+TEST_F(SessionRemoval, AskedForOfflineIsSentForAnOwnerThatHasLetGo) {
+    grantTopics({{"a", 1}});
+    EXPECT_EQ(idOf(session->unsubscribeTopic("a")), 0);
+    session->setDelegate(nullptr);
+    session->setDelegate(&delegate);
+    EXPECT_EQ(writtenAfterConnect(true), (Lines{"UNSUBSCRIBE #1 a", "|"}));
+}
+
 TEST_F(SessionRemoval, IsNotNeededWhenTheBrokerKeptNoSession) {
     grantTopics({{"a", 1}, {"b", 1}});
     connectQuietly();
