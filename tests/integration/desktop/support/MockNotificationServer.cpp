@@ -104,16 +104,20 @@ void MockNotificationServer::changeHands() {
     connection_->requestName(kServerName);
 }
 
-void MockNotificationServer::refuseAtLast() {
+// Without our lock while the bus is spoken to: its own thread calls us while it holds the bus's.
+std::vector<MockNotificationServer::Unanswered> MockNotificationServer::takeUnanswered() {
     const std::lock_guard lock(mutex_);
-    for (auto& [call, id] : std::exchange(unanswered_, {})) {
+    return std::exchange(unanswered_, {});
+}
+
+void MockNotificationServer::refuseAtLast() {
+    for (auto& [call, id] : takeUnanswered()) {
         call.createErrorReply(sdbus::Error("org.example.Refused", "not today")).send();
     }
 }
 
 void MockNotificationServer::answerAtLast() {
-    const std::lock_guard lock(mutex_);
-    for (auto& [call, id] : std::exchange(unanswered_, {})) {
+    for (auto& [call, id] : takeUnanswered()) {
         auto reply = call.createReply();
         reply << id;
         reply.send();

@@ -68,7 +68,10 @@ public:
     void refuseCapabilities();
 
 private:
+    using Unanswered = std::pair<sdbus::MethodCall, std::uint32_t>;
+
     void takeNotify(sdbus::MethodCall& call);
+    std::vector<Unanswered> takeUnanswered();
 
     const Abilities abilities_;
     mutable std::mutex mutex_;
@@ -78,7 +81,7 @@ private:
     std::uint32_t nextId_;
     std::unique_ptr<sdbus::IConnection> connection_;
     /// Calls refer to the connection, so they go before it.
-    std::vector<std::pair<sdbus::MethodCall, std::uint32_t>> unanswered_;
+    std::vector<Unanswered> unanswered_;
     std::unique_ptr<sdbus::IObject> object_;
     BusLoop loop_;
 };
