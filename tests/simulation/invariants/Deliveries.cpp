@@ -90,9 +90,10 @@ void Deliveries::takeArrival(Client& client, const Fact& fact) {
         return;
     }
     client.arrived.push_back(fact.packet);
-    if (fact.packet.dup && client.acknowledged.contains(markIn(fact.packet))) {
-        // Acknowledgements were lost with the process that had written them: what comes again because of
-        // them may push the ids of the last turn out of the list.
+    // What comes before the last turn, or again for want of acknowledgements that were lost with the process,
+    // may push its ids out of the list. The first is so where the broker has another session of the user's,
+    // under a former installation id, with its own copy of each message.
+    if (!fact.packet.dup || client.acknowledged.contains(markIn(fact.packet))) {
         client.storedButUnacknowledged.clear();
     }
 }

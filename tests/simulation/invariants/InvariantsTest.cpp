@@ -195,6 +195,9 @@ std::vector<Case> cases() {
     }
     const History lastTurn = stored + History{fact(FactKind::LifeEnded), begins(fullList),
                                               fact(FactKind::ConnectionBegan), arrived("in1", 1, true)};
+    const History copyOfAnotherSession =
+        stored + History{fact(FactKind::LifeEnded), begins(fullList), fact(FactKind::ConnectionBegan),
+                         arrived("in1", 7), handed("in1")};
     const Fact measured = [] {
         Fact made = fact(FactKind::Measured, "timers");
         made.number = 61;
@@ -250,7 +253,8 @@ std::vector<Case> cases() {
     return {
         {"Deliveries",
          maker<Deliveries>(),
-         stored + History{acknowledged(1), acknowledged(2), connected()},
+         stored + History{acknowledged(1), acknowledged(2), connected(), fact(FactKind::LifeEnded)} +
+             copyOfAnotherSession,
          {{turn + History{acknowledged(1)}, "had not been to its end"},
           {turn + History{handed("in2")}, "which had arrived before it"},
           {delivered + History{handed("in1")}, "had not arrived"},
