@@ -35,6 +35,10 @@ void Deliveries::take(const Fact& fact) {
         case FactKind::ConnectionEnded:
             client.arrived.clear();
             client.unconfirmed.clear();
+            if (fact.kind == FactKind::ConnectionEnded) {
+                // What came again on it has its id in the list twice, and the others' were pushed out.
+                client.storedButUnacknowledged.clear();
+            }
             if (!client.hasEnded) {
                 client.handled.clear();
             }

@@ -195,6 +195,14 @@ std::vector<Case> cases() {
     }
     const History lastTurn = stored + History{fact(FactKind::LifeEnded), begins(fullList),
                                               fact(FactKind::ConnectionBegan), arrived("in1", 1, true)};
+    const History lastTurnOnASecondConnection = stored + History{fact(FactKind::LifeEnded),
+                                                                 begins(fullList),
+                                                                 fact(FactKind::ConnectionBegan),
+                                                                 fact(FactKind::ConnectionEnded),
+                                                                 fact(FactKind::ConnectionBegan),
+                                                                 arrived("in1", 1, true),
+                                                                 handed("in1"),
+                                                                 fact(FactKind::LifeEnded)};
     const History copyOfAnotherSession =
         stored + History{fact(FactKind::LifeEnded), begins(fullList), fact(FactKind::ConnectionBegan),
                          arrived("in1", 7), handed("in1")};
@@ -254,7 +262,7 @@ std::vector<Case> cases() {
         {"Deliveries",
          maker<Deliveries>(),
          stored + History{acknowledged(1), acknowledged(2), connected(), fact(FactKind::LifeEnded)} +
-             copyOfAnotherSession,
+             lastTurnOnASecondConnection + copyOfAnotherSession,
          {{turn + History{acknowledged(1)}, "had not been to its end"},
           {turn + History{handed("in2")}, "which had arrived before it"},
           {delivered + History{handed("in1")}, "had not arrived"},
