@@ -203,6 +203,11 @@ std::vector<Case> cases() {
                                                                  arrived("in1", 1, true),
                                                                  handed("in1"),
                                                                  fact(FactKind::LifeEnded)};
+    std::vector<std::string> listWithRepeats = fullList;
+    listWithRepeats.back() = "in2";
+    const History lastTurnThatHadComeAgain =
+        stored + History{fact(FactKind::LifeEnded), begins(listWithRepeats), fact(FactKind::ConnectionBegan),
+                         arrived("in1", 1, true),   handed("in1"),           fact(FactKind::LifeEnded)};
     const History copyOfAnotherSession =
         stored + History{fact(FactKind::LifeEnded), begins(fullList), fact(FactKind::ConnectionBegan),
                          arrived("in1", 7), handed("in1")};
@@ -262,7 +267,7 @@ std::vector<Case> cases() {
         {"Deliveries",
          maker<Deliveries>(),
          stored + History{acknowledged(1), acknowledged(2), connected(), fact(FactKind::LifeEnded)} +
-             lastTurnOnASecondConnection + copyOfAnotherSession,
+             lastTurnOnASecondConnection + lastTurnThatHadComeAgain + copyOfAnotherSession,
          {{turn + History{acknowledged(1)}, "had not been to its end"},
           {turn + History{handed("in2")}, "which had arrived before it"},
           {delivered + History{handed("in1")}, "had not arrived"},
