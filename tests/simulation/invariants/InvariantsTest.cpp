@@ -231,6 +231,11 @@ std::vector<Case> cases() {
         made.text = "pushClientManagerDidSubscribed channel=news";
         return made;
     }();
+    const Fact reportedAsFailed = [] {
+        Fact made = fact(FactKind::HostHears, "pushClientManagerDidFailInSubscribe");
+        made.text = "the subscription to topic 'app/news' is given up";
+        return made;
+    }();
     const Fact expired = [] {
         Fact made = arrived("in1", 1);
         made.packet.expiresAt = -1;
@@ -302,7 +307,8 @@ std::vector<Case> cases() {
         {"TopicsKept",
          maker<TopicsKept>(),
          {subscribed, granted, remembered(table({"app/news"})), told,
-          restWithTopics({"app/news"}, {"app/news"})},
+          restWithTopics({"app/news"}, {"app/news"}), fact(FactKind::DiskFails), reportedAsFailed,
+          lastAfter(fact(FactKind::DiskFails)), remembered({}), connected()},
          {{{subscribed, granted, told}, "the session memory does not hold it"},
           {{remembered(table({"app/news"})), remembered({}), connected()}, "nobody wanted that"},
           {{restWithTopics({"app/news"}, {})}, "the session memory holds app/news"},

@@ -160,10 +160,27 @@ void TopicsKept::takeRemembered(Client& client, const Fact& fact) {
     }
 }
 
+void TopicsKept::takeFailure(Client& client, std::string_view report) {
+    const auto isMentioned = [report](const std::string& topic) {
+        return report.find(topic) != std::string_view::npos;
+    };
+    std::erase_if(client.lost, isMentioned);
+    if (!isDiskFailing_) {
+        return;
+    }
+    // The disk may let it go later only.
+    for (const auto& [clientId, topics] : client.remembered) {
+        for (const auto& [topic, qos] : topics) {
+            if (isMentioned(topic)) {
+                client.givenUp.insert(topic);
+            }
+        }
+    }
+}
+
 void TopicsKept::takeReport(Client& client, const Fact& fact) {
     if (fact.name == "pushClientManagerDidFailInSubscribe") {
-        std::erase_if(client.lost,
-                      [&](const std::string& topic) { return fact.text.find(topic) != std::string::npos; });
+        takeFailure(client, fact.text);
         return;
     }
     if (fact.name != "pushClientManagerDidSubscribed" || !client.isStored || isDiskFailing_) {

@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tests/simulation/invariants/Invariant.h"
@@ -31,7 +32,7 @@ private:
         std::set<std::string> newest;      // granted by the answers of this instant
         std::chrono::nanoseconds newestAt{0};
         std::string user;               // whom the host has named last
-        std::set<std::string> givenUp;  // topics of an identity that the host has ended
+        std::set<std::string> givenUp;  // of an ended identity, or reported while no disk let them go
         bool wasErased = false;         // an identity has ended
         bool isStored = true;           // nothing ever failed to be stored
     };
@@ -43,6 +44,7 @@ private:
     static void takeUnsubscribe(Client& client, const Fact& act);
     static void takeEndOfIdentity(Client& client, const Fact& act);
     void takeReport(Client& client, const Fact& fact);
+    void takeFailure(Client& client, std::string_view report);
     void judgeRest(Client& client, const Fact& fact);
 
     std::map<std::string, Client> clients_;
