@@ -52,12 +52,7 @@ void Deliveries::take(const Fact& fact) {
         case FactKind::Dropped: takeEnd(client, fact, false); return;
         case FactKind::Written: takeAcknowledgement(client, fact); return;
         case FactKind::IdsStored: takeStored(client, fact); return;
-        case FactKind::MemoryErased:
-            client.remembered.clear();
-            client.handedInThisLife.clear();
-            client.handedAndUnconfirmed.clear();
-            client.storedButUnacknowledged.clear();
-            return;
+        case FactKind::MemoryErased: endIdentity(client); return;
         case FactKind::Rests:
             if (fact.rest->state == "Connected" && fact.rest->unacknowledged != 0) {
                 breaks(std::to_string(fact.rest->unacknowledged) +
@@ -90,6 +85,13 @@ void Deliveries::endLife(Client& client) {
     client.arrived.clear();
     client.handedInThisLife.clear();
     client.handedAndUnconfirmed.clear();
+}
+
+void Deliveries::endIdentity(Client& client) {
+    client.remembered.clear();
+    client.handedInThisLife.clear();
+    client.handedAndUnconfirmed.clear();
+    client.storedButUnacknowledged.clear();
 }
 
 void Deliveries::takeArrival(Client& client, const Fact& fact) {
@@ -203,9 +205,8 @@ void Deliveries::takeAcknowledgement(Client& client, const Fact& fact) {
 void Deliveries::takeStored(Client& client, const Fact& fact) {
     client.areIdsStored = fact.ok;
     if (std::exchange(client.hasIds, !fact.list.empty()) && fact.list.empty()) {
-        // The identity has ended, whether the disk took that or not.
-        client.remembered.clear();
-        client.storedButUnacknowledged.clear();
+        // Whether the disk took that or not, and also where no session had anything to forget.
+        endIdentity(client);
     }
     if (fact.ok) {
         client.stored = fact.list;

@@ -45,6 +45,7 @@ private:
     void takeStored(Client& client, const Fact& fact);
     static void beginLife(Client& client, const Fact& fact);
     static void endLife(Client& client);
+    static void endIdentity(Client& client);
 
     std::map<std::string, Client> clients_;
 };

@@ -203,6 +203,8 @@ std::vector<Case> cases() {
                                                                  arrived("in1", 1, true),
                                                                  handed("in1"),
                                                                  fact(FactKind::LifeEnded)};
+    const History nextIdentity =
+        stored + History{idsStored({}), arrived("in1", 1, true), handed("in1"), fact(FactKind::LifeEnded)};
     std::vector<std::string> listWithRepeats = fullList;
     listWithRepeats.back() = "in2";
     const History lastTurnThatHadComeAgain =
@@ -272,7 +274,7 @@ std::vector<Case> cases() {
         {"Deliveries",
          maker<Deliveries>(),
          stored + History{acknowledged(1), acknowledged(2), connected(), fact(FactKind::LifeEnded)} +
-             lastTurnOnASecondConnection + lastTurnThatHadComeAgain + copyOfAnotherSession,
+             nextIdentity + lastTurnOnASecondConnection + lastTurnThatHadComeAgain + copyOfAnotherSession,
          {{turn + History{acknowledged(1)}, "had not been to its end"},
           {turn + History{handed("in2")}, "which had arrived before it"},
           {delivered + History{handed("in1")}, "had not arrived"},
