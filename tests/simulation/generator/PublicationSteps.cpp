@@ -1,8 +1,16 @@
 #include "tests/simulation/generator/PublicationSteps.h"
 
+#include <cstddef>
 #include <vector>
 
 namespace xel::simulation {
+namespace {
+
+/// More than a read commonly holds; and a hundred of them, read octet by octet by three clients, take fewer
+/// steps than a run loop is thought to be caught in a circle after.
+constexpr std::size_t kLargeBody = 2000;
+
+}  // namespace
 
 std::string PublicationSteps::nextMark(const std::string& direction) {
     return direction + std::to_string(++last_);
@@ -16,7 +24,7 @@ std::string PublicationSteps::payload(const std::string& mark) {
         case 2: return "{" + id + R"(,"expireTime":$now+60000})";
         case 3: return "{" + id + R"(,"messageBody":"BIBB reserved"})";
         case 4: return "\"no document " + mark + "\"";
-        case 5: return "{" + id + R"(,"messageBody":")" + std::string(3000, 'b') + R"("})";
+        case 5: return "{" + id + R"(,"messageBody":")" + std::string(kLargeBody, 'b') + R"("})";
         default: return "{" + id + R"(,"messageBody":"b"})";
     }
 }
