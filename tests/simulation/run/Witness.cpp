@@ -91,9 +91,8 @@ void Witness::breaks(std::string_view invariant, std::string how) {
 void Witness::stepBegins(const std::string& line) {
     tell({.kind = FactKind::StepBegan, .text = line});
     if (line == "application enters-background" || line == "application resigns-active") {
+        wasInBackground_ = true;
         tell({.kind = FactKind::Background});
-    } else if (line == "application becomes-active") {
-        tell({.kind = FactKind::Background, .ok = false});
     } else if (line.starts_with("disk fails") || line.starts_with("disk is full")) {
         wasDiskFailing_ = true;
         tell({.kind = FactKind::DiskFails});
@@ -106,6 +105,11 @@ void Witness::stepEnds() {
     tell({.kind = FactKind::Measured, .name = "timers", .number = static_cast<std::int64_t>(timers)});
     const auto requests = machine.http->waitingCount();
     tell({.kind = FactKind::Measured, .name = "requests", .number = static_cast<std::int64_t>(requests)});
+    // Only now, for a host that is killed on the way leaves the application where it was.
+    if (wasInBackground_ && machine.application->applicationState() == UIApplicationState::Active) {
+        wasInBackground_ = false;
+        tell({.kind = FactKind::Background, .ok = false});
+    }
     const auto faults = world_.service->faults();
     const bool isDiskFailing = std::any_of(faults.begin(), faults.end(), [](const Fault& fault) {
         return fault.what == FaultKind::DiskFails || fault.what == FaultKind::DiskIsFull;

@@ -59,6 +59,7 @@ private:
     std::vector<std::string> trace_;
     std::optional<Breach> breach_;
     bool wasDiskFailing_ = false;
+    bool wasInBackground_ = false;
     Lifeline<Witness> life_{*this};
 };
 
