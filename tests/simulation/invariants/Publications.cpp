@@ -94,11 +94,15 @@ void Publications::takeRemoval(Client& client, const Fact& fact) {
     }
     const std::string mark = entry->second;
     outbox.erase(entry);
-    const bool isInherited = std::any_of(client.outbox.begin(), client.outbox.end(),
-                                         [&](const auto& other) { return holds(other.second, mark); });
+    const bool isInherited = isInAnOutbox(client, mark);
     if (!client.answered.contains(fact.packet.packetId) && !isInherited) {
         client.removedUnanswered.insert(mark);
     }
+}
+
+bool Publications::isInAnOutbox(const Client& client, const std::string& mark) {
+    return std::any_of(client.outbox.begin(), client.outbox.end(),
+                       [&](const auto& outbox) { return holds(outbox.second, mark); });
 }
 
 void Publications::endLife(Client& client) {
@@ -122,9 +126,11 @@ void Publications::judgeRest(Client& client, const Fact& fact) {
         breaks(*client.promised.begin() +
                " was answered YES and has neither reached the broker nor been reported");
     }
-    if (!fact.rest->outboxMarks.empty()) {
-        breaks(fact.rest->outboxMarks.front() +
-               " stays in the outbox of a client that is connected and quiet");
+    for (const std::string& mark : fact.rest->outboxMarks) {
+        // One that the client has asked a failing disk to forget is forgotten with its next write.
+        if (isInAnOutbox(client, mark)) {
+            breaks(mark + " stays in the outbox of a client that is connected and quiet");
+        }
     }
 }
 

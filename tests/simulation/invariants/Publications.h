@@ -30,6 +30,7 @@ private:
 
     void takeAnswer(Client& client, const Fact& fact);
     static void takeRemoval(Client& client, const Fact& fact);
+    static bool isInAnOutbox(const Client& client, const std::string& mark);
     static void endLife(Client& client);
     void judgeRest(Client& client, const Fact& fact);
 
