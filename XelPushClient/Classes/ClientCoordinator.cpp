@@ -96,8 +96,7 @@ void ClientCoordinator::stopObservingInstallationId() {
 
 void ClientCoordinator::connectionBelongsToFormerUser() {
     // Dropping alone would leave a planned reconnect standing.
-    rooms_.connection.disconnectFromServer();
-    rooms_.session.drop();
+    doThenAlways([this] { rooms_.connection.disconnectFromServer(); }, [this] { rooms_.session.drop(); });
 }
 
 void ClientCoordinator::identityEnds() {
@@ -121,14 +120,18 @@ void ClientCoordinator::reset() {
 }
 
 void ClientCoordinator::endConnectionOfIdentity() {
-    if (rooms_.state.isConnected()) {
-        rooms_.subscriptions.unsubscribeFromEverything();
-        // Stays on after an orderly close, as hosts know it: no
-        // reconnect follows the next error, whichever session's it is.
-        rooms_.connection.reconnects().forceNextClose();
-        rooms_.connection.disconnectFromServer();
-    }
-    rooms_.session.drop();
+    doThenAlways(
+        [this] {
+            if (rooms_.state.isConnected()) {
+                rooms_.subscriptions.unsubscribeFromEverything();
+                // Stays on after an orderly close, as hosts know it: no
+                // reconnect follows the next error, whichever session's it is.
+                rooms_.connection.reconnects().forceNextClose();
+                rooms_.connection.disconnectFromServer();
+            }
+        },
+        // Kept, it would take what is published from now on for the identity that ends.
+        [this] { rooms_.session.drop(); });
 }
 
 // What is held in memory. What sessions remember goes by the client id, so it is erased while user and
