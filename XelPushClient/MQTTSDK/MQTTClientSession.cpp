@@ -29,6 +29,15 @@ std::optional<NSError> copyIfPossible(const NSError& error) {
     }
 }
 
+/// No exception leaves a destructor; it leaves the loop instead, where those of all callbacks do.
+void throwInTheLoop(NSRunLoop& runLoop, std::exception_ptr error) noexcept {
+    try {
+        runLoop.post([error = std::move(error)] { std::rethrow_exception(error); });
+    } catch (...) {
+        // No memory is left to tell it with.
+    }
+}
+
 }  // namespace
 
 MQTTClientSession::MQTTClientSession(MQTTSessionParameters parameters, const MQTTSessionOptions& options,
@@ -51,8 +60,7 @@ MQTTClientSession::~MQTTClientSession() {
     try {
         close();
     } catch (...) {
-        // No exception leaves a destructor; it leaves the loop instead, where those of all callbacks do.
-        runLoop_.post([error = std::current_exception()] { std::rethrow_exception(error); });
+        throwInTheLoop(runLoop_, std::current_exception());
     }
     anchor_->session = nullptr;
     anchor_->isListening = false;

@@ -8,7 +8,7 @@
 namespace xel::torture {
 namespace {
 
-constexpr std::size_t kUsualRuns = 150;
+constexpr std::size_t kUsualRuns = 400;
 
 Strokes& onMemory(TorturedSession& /*session*/) {
     return memoryStrokes();

@@ -111,10 +111,21 @@ void BrokerSession::drop() {
     const auto dropping = flagWhile(isDropping_);
     const auto status = session->status();
     const bool isOpen = status == MQTTSessionStatus::Connecting || status == MQTTSessionStatus::Connected;
-    session->close(isOpen ? surroundings_.diagnostics.willDisconnect() : nullptr);
-    // After it was closed, which is still reported.
-    session->setDelegate(nullptr);
-    former_ = session;
+    const auto close = [&] {
+        MQTTSession::CloseEnded ended;
+        doThenAlways(
+            [&] {
+                if (isOpen) {
+                    ended = surroundings_.diagnostics.willDisconnect();
+                }
+            },
+            [&] { session->close(std::move(ended)); });
+    };
+    // After it was closed, which is still reported; also when the host throws in that report.
+    doThenAlways(close, [&] {
+        former_ = session;
+        session->setDelegate(nullptr);
+    });
 }
 
 void BrokerSession::eraseMemory() {

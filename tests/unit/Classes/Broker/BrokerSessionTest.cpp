@@ -1,3 +1,5 @@
+#include <stdexcept>
+
 #include "tests/FirstAndLast.h"
 #include "tests/unit/Classes/Support/RoomsTest.h"
 
@@ -111,6 +113,18 @@ TEST_F(BrokerSessionTest, IsTheSameAgainWhenItIsDroppedAndTheIdentityIsStillTheS
     EXPECT_EQ(room().createSession(), session);
     EXPECT_NE(sessions_->latest().delegate, nullptr);
     EXPECT_EQ(room().createSession(), session) << "it is kept";
+}
+
+TEST_F(BrokerSessionTest, IsLetGoInOrderAlsoWhenTheHostThrowsInTheReportOfTheClosing) {
+    connect();
+    const auto session = lastOf(sessions_->made);
+    session->calls.clear();
+    rooms_->fanout.blocks.serverConnectionStateHandler = [] { throw std::runtime_error("the host's"); };
+    EXPECT_THROW(room().drop(), std::runtime_error);
+    EXPECT_THAT(session->calls, ElementsAre("close"));
+    EXPECT_EQ(session->delegate, nullptr);
+    rooms_->fanout.blocks.serverConnectionStateHandler = nullptr;
+    EXPECT_EQ(room().createSession(), session);
 }
 
 TEST_F(BrokerSessionTest, IsAnotherWhenAnythingOfTheIdentityIsAnother) {
