@@ -62,8 +62,8 @@ std::shared_ptr<MQTTSession> BrokerSession::createSession() {
     // The broker keeps the session, and in it what is sent to a client that is away.
     parameters.cleanSession = false;
     if (!former_ || parameters != parameters_) {
-        parameters_ = std::move(parameters);
-        former_ = surroundings_.sessions.makeSession(parameters_, surroundings_.runLoop, memory_);
+        former_ = surroundings_.sessions.makeSession(parameters, surroundings_.runLoop, memory_);
+        parameters_ = std::move(parameters);  // not before: without memory the one of before is still kept
     }
     session_ = std::exchange(former_, nullptr);
     if (session_) {

@@ -1,3 +1,4 @@
+#include <new>
 #include <stdexcept>
 
 #include "tests/FirstAndLast.h"
@@ -143,6 +144,17 @@ TEST_F(BrokerSessionTest, IsAnotherWhenAnythingOfTheIdentityIsAnother) {
     EXPECT_TRUE(isAnotherAfter(
         [this] { changeApplication([](auto& application) { application.password = "other"; }); }));
     EXPECT_TRUE(isAnotherAfter([this] { room().eraseMemory(); })) << "its outbox is in its memory too";
+}
+
+TEST_F(BrokerSessionTest, IsNotTheFormerUsersWhereThereWasNoMemoryForAnotherAtFirst) {
+    connect();
+    const auto session = room().current();
+    room().drop();
+    rooms_->settings.setUserId("bob01");
+    sessions_->hasMemory = false;
+    EXPECT_THROW(room().createSession(), std::bad_alloc);
+    sessions_->hasMemory = true;
+    EXPECT_NE(room().createSession(), session);
 }
 
 TEST_F(BrokerSessionTest, LetsGoOfADroppedOneWhenTheClientEnds) {

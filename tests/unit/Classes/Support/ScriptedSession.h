@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <new>
 #include <set>
 #include <string>
 #include <utility>
@@ -170,6 +171,9 @@ public:
         if (isOutOfOrder) {
             return nullptr;
         }
+        if (!hasMemory) {
+            throw std::bad_alloc();
+        }
         made.push_back(std::make_shared<ScriptedSession>(std::move(parameters)));
         return made.back();
     }
@@ -177,6 +181,7 @@ public:
 
     std::vector<std::shared_ptr<ScriptedSession>> made;
     bool isOutOfOrder = false;
+    bool hasMemory = true;
 };
 
 }  // namespace xel
