@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
+#include <optional>
 #include <stdexcept>
 #include <string_view>
 
@@ -12,6 +14,8 @@
 
 #include "sandbox/process/Ports.h"
 #include "sandbox/relay/Json.h"
+#include "tests/integration/support/WatchedProgram.h"
+#include "tests/unit/sandbox/TemporaryFolder.h"
 
 namespace xel::test {
 
@@ -27,6 +31,8 @@ constexpr const char* kConfigFile = "rabbitmq.conf";
 constexpr const char* kPluginsFile = "enabled_plugins";
 constexpr const char* kDefinitionsFile = "definitions.json";
 constexpr std::chrono::seconds kPatienceForStart{120};
+// A node listens seconds after its ports were chosen. Meanwhile another program may have been given one.
+constexpr int kMostAttempts = 3;
 
 void writeFile(const std::filesystem::path& file, const std::string& content) {
     std::ofstream stream(file);
@@ -63,25 +69,70 @@ Json definitions(const std::vector<RabbitMQUser>& users) {
 
 }  // namespace
 
+/// One attempt: its processes, its files and its ports.
+class RabbitMQBroker::Node {
+public:
+    explicit Node(const std::vector<RabbitMQUser>& users) {
+        writeFiles(users);
+        startPortMapper();
+        startNode();
+    }
+
+    [[nodiscard]] std::uint16_t mqttPort() const { return ports_.mqtt; }
+
+    [[nodiscard]] bool logs(std::string_view text) { return node_->waitForOutput(text, 10s); }
+
+private:
+    struct Ports {
+        std::uint16_t mqtt = 0;
+        std::uint16_t portMapper = 0;
+        std::uint16_t distribution = 0;
+    };
+
+    static Ports choosePorts();
+    void writeFiles(const std::vector<RabbitMQUser>& users) const;
+    void startPortMapper();
+    void startNode();
+    [[nodiscard]] std::vector<std::string> withEnvironment(const std::vector<std::string>& command) const;
+
+    sandbox::test::TemporaryFolder folder_;
+    Ports ports_ = choosePorts();
+    std::optional<WatchedProgram> portMapper_;
+    std::optional<WatchedProgram> node_;
+};
+
 RabbitMQBroker::RabbitMQBroker(const std::vector<RabbitMQUser>& users) {
     if (!std::filesystem::exists(kNodeProgram)) {
         throw std::runtime_error(std::string("there is no '") + kNodeProgram +
                                  "'; scripts/install-packages installs rabbitmq-server");
     }
     const auto start = std::chrono::steady_clock::now();
-    writeFiles(users);
-    startPortMapper();
-    startNode();
+    for (int attempt = 1; !node_; ++attempt) {
+        try {
+            node_ = std::make_unique<Node>(users);
+        } catch (const std::runtime_error& error) {
+            if (attempt == kMostAttempts) {
+                throw;
+            }
+            std::cout << "attempt " << attempt << ": " << error.what() << '\n';
+        }
+    }
     startTime_ =
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
 }
 
+RabbitMQBroker::~RabbitMQBroker() = default;
+
+std::uint16_t RabbitMQBroker::mqttPort() const {
+    return node_->mqttPort();
+}
+
 bool RabbitMQBroker::logs(std::string_view text) {
-    return node_->waitForOutput(text, 10s);
+    return node_->logs(text);
 }
 
 // All are held until the last is chosen, so that no two are the same.
-RabbitMQBroker::Ports RabbitMQBroker::choosePorts() {
+RabbitMQBroker::Node::Ports RabbitMQBroker::Node::choosePorts() {
     using boost::asio::ip::tcp;
     boost::asio::io_context context;
     std::vector<tcp::acceptor> held;
@@ -97,7 +148,7 @@ RabbitMQBroker::Ports RabbitMQBroker::choosePorts() {
     return ports;
 }
 
-void RabbitMQBroker::writeFiles(const std::vector<RabbitMQUser>& users) const {
+void RabbitMQBroker::Node::writeFiles(const std::vector<RabbitMQUser>& users) const {
     const auto& folder = folder_.path();
     writeFile(folder / kPluginsFile, "[rabbitmq_mqtt].\n");
     writeFile(folder / kDefinitionsFile, sandbox::printJson(definitions(users)));
@@ -115,7 +166,7 @@ void RabbitMQBroker::writeFiles(const std::vector<RabbitMQUser>& users) const {
                   "log.console.level = info\n");
 }
 
-void RabbitMQBroker::startPortMapper() {
+void RabbitMQBroker::Node::startPortMapper() {
     // The options make it say when it listens.
     portMapper_.emplace(withEnvironment({"epmd", "-d", "-d"}));
     if (!portMapper_->waitForOutput("entering the main select() loop", kPatienceForStart)) {
@@ -123,14 +174,15 @@ void RabbitMQBroker::startPortMapper() {
     }
 }
 
-void RabbitMQBroker::startNode() {
+void RabbitMQBroker::Node::startNode() {
     node_.emplace(withEnvironment({kNodeProgram, "-noinput"}));
     if (!node_->waitForOutput("Server startup complete", kPatienceForStart)) {
         failToStart("RabbitMQ", *node_);
     }
 }
 
-std::vector<std::string> RabbitMQBroker::withEnvironment(const std::vector<std::string>& command) const {
+std::vector<std::string> RabbitMQBroker::Node::withEnvironment(
+    const std::vector<std::string>& command) const {
     const std::string folder = folder_.path().string();
     std::vector<std::string> arguments = {
         "/usr/bin/env",
@@ -138,6 +190,7 @@ std::vector<std::string> RabbitMQBroker::withEnvironment(const std::vector<std::
         "PATH=/usr/sbin:/usr/bin:/sbin:/bin",
         "LANG=C.UTF-8",
         "HOME=" + folder,  // where the cookie is made
+        "ERL_CRASH_DUMP=" + folder + "/crash.dump",
         "ERL_EPMD_ADDRESS=127.0.0.1",
         "ERL_EPMD_PORT=" + std::to_string(ports_.portMapper),
         // For each Erlang that the script starts: no port mapper but ours, which would outlive the test.

@@ -2,12 +2,10 @@
 
 #include <chrono>
 #include <cstdint>
-#include <optional>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
-
-#include "tests/integration/support/WatchedProgram.h"
-#include "tests/unit/sandbox/TemporaryFolder.h"
 
 namespace xel::test {
 
@@ -28,32 +26,20 @@ struct RabbitMQUser {
 class RabbitMQBroker {
 public:
     /// Returns when the broker takes connections. Throws std::runtime_error, with the node's last words, when
-    /// it does not start.
+    /// it does not start in three attempts.
     explicit RabbitMQBroker(const std::vector<RabbitMQUser>& users);
+    ~RabbitMQBroker();
 
-    [[nodiscard]] std::uint16_t mqttPort() const { return ports_.mqtt; }
+    [[nodiscard]] std::uint16_t mqttPort() const;
     [[nodiscard]] std::chrono::milliseconds startTime() const { return startTime_; }
 
     /// Whether the node logs the text, now or within ten seconds.
     [[nodiscard]] bool logs(std::string_view text);
 
 private:
-    struct Ports {
-        std::uint16_t mqtt = 0;
-        std::uint16_t portMapper = 0;
-        std::uint16_t distribution = 0;
-    };
+    class Node;
 
-    static Ports choosePorts();
-    void writeFiles(const std::vector<RabbitMQUser>& users) const;
-    void startPortMapper();
-    void startNode();
-    [[nodiscard]] std::vector<std::string> withEnvironment(const std::vector<std::string>& command) const;
-
-    sandbox::test::TemporaryFolder folder_;
-    Ports ports_ = choosePorts();
-    std::optional<WatchedProgram> portMapper_;
-    std::optional<WatchedProgram> node_;
+    std::unique_ptr<Node> node_;
     std::chrono::milliseconds startTime_{};
 };
 
