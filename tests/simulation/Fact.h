@@ -50,6 +50,7 @@ struct PacketFact {
     std::uint16_t packetId = 0;
     std::string topic{};
     std::string payload{};
+    std::string clientId{};  ///< of a CONNECT
     int qos = 0;
     bool dup = false;
     bool retain = false;

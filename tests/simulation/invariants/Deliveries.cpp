@@ -50,7 +50,13 @@ void Deliveries::take(const Fact& fact) {
             return;
         case FactKind::Arrived: takeArrival(client, fact); return;
         case FactKind::Dropped: takeEnd(client, fact, false); return;
-        case FactKind::Written: takeAcknowledgement(client, fact); return;
+        case FactKind::Written:
+            if (fact.packet.type == "CONNECT") {
+                beginSession(client, fact.packet.clientId);
+            } else if (fact.packet.type == "PUBACK") {
+                takeAcknowledgement(client, fact);
+            }
+            return;
         case FactKind::IdsStored: takeStored(client, fact); return;
         case FactKind::MemoryErased: endIdentity(client); return;
         case FactKind::Rests:
@@ -92,6 +98,15 @@ void Deliveries::endIdentity(Client& client) {
     client.handedInThisLife.clear();
     client.handedAndUnconfirmed.clear();
     client.storedButUnacknowledged.clear();
+}
+
+// Another installation of the same user's has a session of its own at the broker, which counts packet identifiers
+// from the beginning and has its own copy of each message: one that comes as sent before was never here.
+void Deliveries::beginSession(Client& client, const std::string& clientId) {
+    if (std::exchange(client.session, clientId) != clientId) {
+        client.handedInThisLife.clear();
+        client.handedAndUnconfirmed.clear();
+    }
 }
 
 void Deliveries::takeArrival(Client& client, const Fact& fact) {
@@ -183,9 +198,6 @@ void Deliveries::judgeRepeat(Client& client, const PacketFact& publication, cons
 }
 
 void Deliveries::takeAcknowledgement(Client& client, const Fact& fact) {
-    if (fact.packet.type != "PUBACK") {
-        return;
-    }
     const auto handled = client.handled.find(fact.packet.packetId);
     if (handled == client.handled.end()) {
         breaks("packet " + std::to_string(fact.packet.packetId) +

@@ -27,6 +27,7 @@ private:
         std::deque<std::string> remembered;                 // the ids in memory
         std::vector<std::string> stored;                    // the ids on the disk
         bool areIdsStored = true;                           // the last time they were to be
+        std::string session;                                // the client id by which it connected last
         bool hasEnded = false;                              // and there is no other life yet
         bool hasIds = false;                                // were there any then
         using Key = std::pair<std::uint16_t, std::string>;  // packet identifier and payload
@@ -37,6 +38,7 @@ private:
         std::set<std::string> storedButUnacknowledged;      // marks, when the process died
     };
 
+    static void beginSession(Client& client, const std::string& clientId);
     void takeArrival(Client& client, const Fact& fact);
     void takeEnd(Client& client, const Fact& fact, bool wasHanded);
     void judge(Client& client, const PacketFact& publication, const Fact& fact, bool wasHanded);

@@ -36,6 +36,12 @@ Fact packetFact(FactKind kind, std::string type, std::uint16_t packetId) {
     return made;
 }
 
+Fact connects(std::string clientId) {
+    Fact made = packetFact(FactKind::Written, "CONNECT", 0);
+    made.packet.clientId = std::move(clientId);
+    return made;
+}
+
 Fact arrived(const std::string& mark, std::uint16_t packetId, bool dup = false) {
     Fact made = packetFact(FactKind::Arrived, "PUBLISH", packetId);
     made.packet.topic = "news";
@@ -253,6 +259,8 @@ std::vector<Case> cases() {
         }
         return made;
     }();
+    const History ofAnotherSession =
+        longAgo + History{connects("D2"), arrived("in1", 1, true), handed("in1"), fact(FactKind::LifeEnded)};
     const Fact stuck = [] {
         RestFact rest;
         rest.state = "Connected";
@@ -274,7 +282,8 @@ std::vector<Case> cases() {
         {"Deliveries",
          maker<Deliveries>(),
          stored + History{acknowledged(1), acknowledged(2), connected(), fact(FactKind::LifeEnded)} +
-             nextIdentity + lastTurnOnASecondConnection + lastTurnThatHadComeAgain + copyOfAnotherSession,
+             nextIdentity + lastTurnOnASecondConnection + lastTurnThatHadComeAgain + copyOfAnotherSession +
+             ofAnotherSession,
          {{turn + History{acknowledged(1)}, "had not been to its end"},
           {turn + History{handed("in2")}, "which had arrived before it"},
           {delivered + History{handed("in1")}, "had not arrived"},
@@ -287,6 +296,9 @@ std::vector<Case> cases() {
           {{begins(), fact(FactKind::ConnectionBegan), expired, handed("in1")}, "is expired, reserved or"},
           {stored + History{arrived("in1", 7), handed("in1")}, "with its id among the last ones"},
           {longAgo + History{arrived("in1", 1, true), handed("in1")}, "for want of an acknowledgement"},
+          {History{connects("D1")} + longAgo +
+               History{connects("D1"), arrived("in1", 1, true), handed("in1")},
+           "for want of an acknowledgement"},
           {lastTurn + History{handed("in1")}, "the kill came after its id was stored"},
           {stored + History{acknowledged(1), connected(1)}, "stay at the broker"}}},
         {"Publications",

@@ -31,6 +31,7 @@ PacketFact factOf(const FakeBrokerPacket& packet) {
     fact.packetId = packet.packetId;
     fact.topic = packet.topic;
     fact.payload = packet.payload;
+    fact.clientId = packet.connect.clientId;
     fact.qos = packet.qos;
     fact.dup = packet.dup;
     fact.retain = packet.retain;
