@@ -57,6 +57,13 @@ bool outlivesTheClient(const Fact& fact) {
     }
 }
 
+/// What the disk is said to have taken. It takes nothing of a process that is dead, whose calls are only coming
+/// to their ends; what they tell of an erasure goes by what the disk holds.
+bool claimsAWrite(const Fact& fact) {
+    return fact.kind == FactKind::OutboxAppended || fact.kind == FactKind::OutboxRemoved ||
+           fact.kind == FactKind::TopicsRemembered || fact.kind == FactKind::IdsStored;
+}
+
 std::string clientIdOf(const PushClientManager& manager) {
     return manager.brokerClientId().value_or("");
 }
@@ -178,7 +185,9 @@ void Witness::clientWillBegin(const ScenarioClient& client, Machine& machine, Ho
     // What else still moves of a life that has ended concerns nobody. The world outlives its witness.
     const auto hear = life_.guarded([&client, life = client.life](Witness& self, Fact fact) {
         const auto& fakes = *self.world_.machine;
-        const bool counts = client.isAlive || (outlivesTheClient(fact) && !fakes.disk->isProcessDead());
+        const bool isDead = fakes.disk->isProcessDead();
+        const bool counts =
+            client.isAlive ? !isDead || !claimsAWrite(fact) : !isDead && outlivesTheClient(fact);
         if (client.life != life || !counts) {
             return;
         }
