@@ -100,8 +100,9 @@ void Deliveries::endIdentity(Client& client) {
     client.storedButUnacknowledged.clear();
 }
 
-// Another installation of the same user's has a session of its own at the broker, which counts packet identifiers
-// from the beginning and has its own copy of each message: one that comes as sent before was never here.
+// Another installation of the same user's has a session of its own at the broker, which counts packet
+// identifiers from the beginning and has its own copy of each message: one that comes as sent before was
+// never here.
 void Deliveries::beginSession(Client& client, const std::string& clientId) {
     if (std::exchange(client.session, clientId) != clientId) {
         client.handedInThisLife.clear();

@@ -57,8 +57,8 @@ bool outlivesTheClient(const Fact& fact) {
     }
 }
 
-/// What the disk is said to have taken. It takes nothing of a process that is dead, whose calls are only coming
-/// to their ends; what they tell of an erasure goes by what the disk holds.
+/// What the disk is said to have taken. It takes nothing of a process that is dead, whose calls are only
+/// coming to their ends; what they tell of an erasure goes by what the disk holds.
 bool claimsAWrite(const Fact& fact) {
     return fact.kind == FactKind::OutboxAppended || fact.kind == FactKind::OutboxRemoved ||
            fact.kind == FactKind::TopicsRemembered || fact.kind == FactKind::IdsStored;
