@@ -17,7 +17,7 @@ namespace xel::simulation {
 /// in all that concern one.
 enum class FactKind {
     StepBegan,         ///< text: the line
-    LifeBegan,         ///< list: the ids of messages that the disk holds
+    LifeBegan,         ///< list: the ids of messages that the disk holds; name: the user, if it knows one
     OutboxHeld,        ///< clientId, packet: what the disk holds for sending as a life begins
     LifeEnded,         ///<
     HostActs,          ///< name: the operation; list: its words; mark

@@ -81,6 +81,16 @@ Fact begins(std::vector<std::string> ids = {}) {
     return made;
 }
 
+Fact acts(const std::string& operation) {
+    return fact(FactKind::HostActs, operation);
+}
+
+Fact beginsAs(std::string user) {
+    Fact made = fact(FactKind::LifeBegan);
+    made.name = std::move(user);
+    return made;
+}
+
 Fact rests(RestFact rest) {
     Fact made = fact(FactKind::Rests);
     made.rest = std::make_shared<const RestFact>(std::move(rest));
@@ -316,8 +326,16 @@ std::vector<Case> cases() {
          {queued("out1"), publication(FactKind::Written, "out1", 1), fact(FactKind::MemoryErased),
           queued("out2"), inOutboxOf("another", "out2"), fact(FactKind::MemoryErased),
           publication(FactKind::Written, "out2", 2), queued("out3"), fact(FactKind::FormerErased),
-          publication(FactKind::Written, "out3", 3)},
+          publication(FactKind::Written, "out3", 3), queued("out4"), beginsAs(""),
+          acts("registerApplication"), fact(FactKind::HostActed, "reset"),
+          publication(FactKind::Written, "out4", 4)},
          {{{queued("out1"), fact(FactKind::MemoryErased), publication(FactKind::Written, "out1", 1)},
+           "queued for a former user"},
+          {{queued("out1"), beginsAs("alice01"), acts("registerApplication"),
+            fact(FactKind::HostActed, "reset"), publication(FactKind::Written, "out1", 1)},
+           "queued for a former user"},
+          {{beginsAs(""), acts("registerApplication"), acts("registerUser"), queued("out1"),
+            fact(FactKind::HostActed, "reset"), publication(FactKind::Written, "out1", 1)},
            "queued for a former user"}}},
         {"TopicsKept",
          maker<TopicsKept>(),

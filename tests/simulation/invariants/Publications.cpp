@@ -141,11 +141,19 @@ void FormerIdentity::take(const Fact& fact) {
         queued.insert(fact.mark);
     } else if (fact.kind == FactKind::LifeBegan) {
         namesItsApplication_.erase(fact.client);
+        knowsItsUser_.erase(fact.client);
+        if (!fact.name.empty()) {
+            knowsItsUser_.insert(fact.client);
+        }
     } else if (fact.kind == FactKind::HostActs && fact.name == "registerApplication") {
         namesItsApplication_.insert(fact.client);
+    } else if (fact.kind == FactKind::HostActs && fact.name == "registerUser") {
+        knowsItsUser_.insert(fact.client);
     } else if (fact.kind == FactKind::HostActed && (fact.name == "reset" || fact.name == "unregisterUser")) {
-        // Before the application is named in a life, nobody knows whose memory there is to erase.
-        if (!isDiskFailing_ && namesItsApplication_.contains(fact.client)) {
+        // Before the application is named in a life, nobody knows whose memory there is to erase; nor where
+        // no disk took the user of the life before.
+        const bool knowsItsUser = knowsItsUser_.erase(fact.client) != 0;
+        if (!isDiskFailing_ && knowsItsUser && namesItsApplication_.contains(fact.client)) {
             former.insert(queued.begin(), queued.end());
         }
         queued.clear();

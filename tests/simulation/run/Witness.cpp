@@ -167,8 +167,10 @@ std::shared_ptr<const RestFact> Witness::restOf(const ScenarioClient& client, bo
 void Witness::tellWhatIsFound(const ScenarioClient& client) {
     const auto store = world_.machine->disk->contents(storeOf(client));
     const Value* const ids = store.settings.find("messageIds");
+    const Value* const user = store.settings.find("userId");
     tell({.kind = FactKind::LifeBegan,
           .client = client.name,
+          .name = user != nullptr && user->asString() != nullptr ? *user->asString() : "",
           .list = ids == nullptr ? std::vector<std::string>() : textsOf(*ids)});
     for (const auto& [clientId, memory] : store.clients) {
         for (const auto& entry : memory.outbox) {
