@@ -4,6 +4,8 @@
 #include <charconv>
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
+#include <exception>
 #include <iostream>
 #include <limits>
 #include <optional>
@@ -107,13 +109,24 @@ int report(std::uint64_t seed, const Steps& steps, const Verdict& verdict, bool 
     return 1;
 }
 
+/// What ends the process in the middle of a run says nothing of the run by itself.
+std::uint64_t seedThatRuns = 0;
+
+[[noreturn]] void endByTerminate() {
+    std::cerr << "seed " << seedThatRuns << " ended the process; --seed " << seedThatRuns
+              << " --count 1 does so again\n";
+    std::abort();
+}
+
 int simulate(const Options& options) {
+    std::set_terminate(endByTerminate);
     using Clock = std::chrono::steady_clock;
     const auto begin = Clock::now();
     const auto elapsed = [&] { return std::chrono::duration<double>(Clock::now() - begin).count(); };
     std::uint64_t runs = 0;
     for (; runs < options.count && (runs == 0 || elapsed() < options.seconds); ++runs) {
         const auto seed = options.seed + runs;
+        seedThatRuns = seed;
         const auto steps = generate(seed);
         const auto verdict = run(steps);
         if (verdict.breach) {

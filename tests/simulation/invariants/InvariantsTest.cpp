@@ -244,6 +244,11 @@ std::vector<Case> cases() {
         made.packet.codes = {1};
         return made;
     }();
+    const Fact malformed = [&] {
+        Fact made = granted;
+        made.packet.codes = {4};
+        return made;
+    }();
     const Fact told = [] {
         Fact made = fact(FactKind::HostHears, "pushClientManagerDidSubscribed");
         made.text = "pushClientManagerDidSubscribed channel=news";
@@ -339,7 +344,7 @@ std::vector<Case> cases() {
            "queued for a former user"}}},
         {"TopicsKept",
          maker<TopicsKept>(),
-         {subscribed, granted, remembered(table({"app/news"})), told,
+         {subscribed, malformed, told, subscribed, granted, remembered(table({"app/news"})), told,
           restWithTopics({"app/news"}, {"app/news"}), fact(FactKind::DiskFails), reportedAsFailed,
           lastAfter(fact(FactKind::DiskFails)), remembered({}), connected()},
          {{{subscribed, granted, told}, "the session memory does not hold it"},

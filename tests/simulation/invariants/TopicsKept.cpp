@@ -33,6 +33,11 @@ std::string inOrder(const TopicTable& topics) {
     return text.empty() ? "none" : text;
 }
 
+/// Of a SUBACK (MQTT 3.1.1 section 3.9.3).
+bool isNoCode(std::uint8_t code) {
+    return code > 2 && code != kRefused;
+}
+
 /// Whether a host that names this means that topic: a channel is its end, an event a part of it.
 bool isMeant(const std::string& topic, const std::string& word) {
     return topic.ends_with("/" + word) || topic.find("/event/" + word + "/") != std::string::npos;
@@ -98,6 +103,11 @@ void TopicsKept::takeSubscribeAnswer(Client& client, const Fact& fact) {
         client.newest.clear();
     }
     const auto topics = std::exchange(client.asked[answer.packetId], {});
+    if (std::any_of(answer.codes.begin(), answer.codes.end(), isNoCode)) {
+        // It ends the connection, and nothing of it is taken.
+        client.unanswered.insert(topics.begin(), topics.end());
+        return;
+    }
     for (std::size_t i = 0; i < std::min(topics.size(), answer.codes.size()); ++i) {
         if (answer.codes[i] < kRefused) {
             client.granted.insert(topics[i]);
