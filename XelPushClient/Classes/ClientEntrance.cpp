@@ -1,5 +1,6 @@
 #include "XelPushClient/Classes/ClientEntrance.h"
 
+#include <exception>
 #include <utility>
 
 #include "XelPushClient/Classes/ClientRooms.h"
@@ -19,7 +20,11 @@ ClientEntrance::~ClientEntrance() {
             "A push client is destroyed on another thread than its run loop's, which may be using it: "
             "destroy it on the loop, or have this thread take the loop over first");
     }
-    rooms_->end();
+    try {
+        rooms_->end();
+    } catch (...) {
+        throwInTheLoop(*rooms_->machine.runLoop, std::current_exception());
+    }
 }
 
 std::shared_ptr<ClientRooms> ClientEntrance::enter() const {

@@ -89,10 +89,11 @@ void ClientRooms::end() {
     fanout.end();
     coordinator.stopObservingInstallationId();
     lifecycle.end();
-    session.end();
     connection.reconnects().cancel();
     // A registration that is still on the stack stops at its next look at the identity.
     registration.forgetIdentity();
+    // Last: it stores what was acknowledged, for which there may be no memory.
+    session.end();
 }
 
 }  // namespace xel

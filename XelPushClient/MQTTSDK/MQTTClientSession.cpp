@@ -29,15 +29,6 @@ std::optional<NSError> copyIfPossible(const NSError& error) {
     }
 }
 
-/// No exception leaves a destructor; it leaves the loop instead, where those of all callbacks do.
-void throwInTheLoop(NSRunLoop& runLoop, std::exception_ptr error) noexcept {
-    try {
-        runLoop.post([error = std::move(error)] { std::rethrow_exception(error); });
-    } catch (...) {
-        // No memory is left to tell it with.
-    }
-}
-
 }  // namespace
 
 MQTTClientSession::MQTTClientSession(MQTTSessionParameters parameters, const MQTTSessionOptions& options,

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 namespace xel {
 
@@ -12,6 +13,14 @@ void NSRunLoop::abortAsDestroyedWhileRunning() {
         "keep the loop until run() has returned\n",
         stderr);
     std::abort();
+}
+
+void throwInTheLoop(NSRunLoop& runLoop, std::exception_ptr error) noexcept {
+    try {
+        runLoop.post([error = std::move(error)] { std::rethrow_exception(error); });
+    } catch (...) {
+        return;
+    }
 }
 
 }  // namespace xel

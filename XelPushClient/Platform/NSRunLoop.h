@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <exception>
 #include <functional>
 #include <memory>
 
@@ -59,5 +60,9 @@ protected:
     /// For the destructor of a loop that finds itself inside one of its blocks.
     [[noreturn]] static void abortAsDestroyedWhileRunning();
 };
+
+/// No exception leaves a destructor; it leaves the loop's `run` instead, as those of all callbacks do. Without
+/// memory for that it is lost.
+void throwInTheLoop(NSRunLoop& runLoop, std::exception_ptr error) noexcept;
 
 }  // namespace xel

@@ -81,8 +81,10 @@ Fact begins(std::vector<std::string> ids = {}) {
     return made;
 }
 
-Fact acts(const std::string& operation) {
-    return fact(FactKind::HostActs, operation);
+Fact acts(const std::string& operation, std::vector<std::string> words = {}) {
+    Fact made = fact(FactKind::HostActs, operation);
+    made.list = std::move(words);
+    return made;
 }
 
 Fact beginsAs(std::string user) {
@@ -328,19 +330,35 @@ std::vector<Case> cases() {
           {{out1, stuck}, "stays in the outbox"}}},
         {"FormerIdentity",
          maker<FormerIdentity>(),
-         {queued("out1"), publication(FactKind::Written, "out1", 1), fact(FactKind::MemoryErased),
-          queued("out2"), inOutboxOf("another", "out2"), fact(FactKind::MemoryErased),
-          publication(FactKind::Written, "out2", 2), queued("out3"), fact(FactKind::FormerErased),
-          publication(FactKind::Written, "out3", 3), queued("out4"), beginsAs(""),
-          acts("registerApplication"), fact(FactKind::HostActed, "reset"),
-          publication(FactKind::Written, "out4", 4)},
+         {queued("out1"),
+          publication(FactKind::Written, "out1", 1),
+          fact(FactKind::MemoryErased),
+          queued("out2"),
+          inOutboxOf("another", "out2"),
+          fact(FactKind::MemoryErased),
+          publication(FactKind::Written, "out2", 2),
+          queued("out3"),
+          fact(FactKind::FormerErased),
+          publication(FactKind::Written, "out3", 3),
+          queued("out4"),
+          beginsAs(""),
+          acts("registerApplication"),
+          fact(FactKind::HostActed, "reset"),
+          publication(FactKind::Written, "out4", 4),
+          queued("out5"),
+          inOutboxOf("shop/alice01/D1", "out5"),
+          beginsAs("bob"),
+          acts("registerApplication"),
+          fact(FactKind::HostActed, "reset"),
+          publication(FactKind::Written, "out5", 5)},
          {{{queued("out1"), fact(FactKind::MemoryErased), publication(FactKind::Written, "out1", 1)},
            "queued for a former user"},
-          {{queued("out1"), beginsAs("alice01"), acts("registerApplication"),
-            fact(FactKind::HostActed, "reset"), publication(FactKind::Written, "out1", 1)},
+          {{queued("out1"), inOutboxOf("shop/alice01/D1", "out1"), beginsAs("alice01"),
+            acts("registerApplication"), fact(FactKind::HostActed, "reset"),
+            publication(FactKind::Written, "out1", 1)},
            "queued for a former user"},
-          {{beginsAs(""), acts("registerApplication"), acts("registerUser"), queued("out1"),
-            fact(FactKind::HostActed, "reset"), publication(FactKind::Written, "out1", 1)},
+          {{beginsAs(""), acts("registerApplication"), acts("registerUser", {"registerUser", "alice01"}),
+            queued("out1"), fact(FactKind::HostActed, "reset"), publication(FactKind::Written, "out1", 1)},
            "queued for a former user"}}},
         {"TopicsKept",
          maker<TopicsKept>(),

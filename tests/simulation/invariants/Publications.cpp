@@ -1,6 +1,7 @@
 #include "tests/simulation/invariants/Publications.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace xel::simulation {
 namespace {
@@ -141,20 +142,23 @@ void FormerIdentity::take(const Fact& fact) {
         queued.insert(fact.mark);
     } else if (fact.kind == FactKind::LifeBegan) {
         namesItsApplication_.erase(fact.client);
-        knowsItsUser_.erase(fact.client);
-        if (!fact.name.empty()) {
-            knowsItsUser_.insert(fact.client);
-        }
+        users_[fact.client] = fact.name;
     } else if (fact.kind == FactKind::HostActs && fact.name == "registerApplication") {
         namesItsApplication_.insert(fact.client);
-    } else if (fact.kind == FactKind::HostActs && fact.name == "registerUser") {
-        knowsItsUser_.insert(fact.client);
+    } else if (fact.kind == FactKind::HostActs &&
+               (fact.name == "registerUser" || fact.name == "registerAgainWithUserId")) {
+        users_[fact.client] = fact.list.size() > 1 ? fact.list[1] : "";
     } else if (fact.kind == FactKind::HostActed && (fact.name == "reset" || fact.name == "unregisterUser")) {
-        // Before the application is named in a life, nobody knows whose memory there is to erase; nor where
-        // no disk took the user of the life before.
-        const bool knowsItsUser = knowsItsUser_.erase(fact.client) != 0;
-        if (!isDiskFailing_ && knowsItsUser && namesItsApplication_.contains(fact.client)) {
-            former.insert(queued.begin(), queued.end());
+        // Before the application is named in a life, nobody knows whose memory there is to erase; nor that of
+        // a user whom no disk took in the life before.
+        const std::string user = std::exchange(users_[fact.client], "");
+        if (!isDiskFailing_ && !user.empty() && namesItsApplication_.contains(fact.client)) {
+            std::copy_if(queued.begin(), queued.end(), std::inserter(former, former.end()),
+                         [&](const std::string& mark) {
+                             const auto owner = owners_.find(mark);
+                             return owner == owners_.end() ||
+                                    owner->second.find("/" + user + "/") != std::string::npos;
+                         });
         }
         queued.clear();
     } else if (fact.kind == FactKind::DiskFails) {

@@ -49,7 +49,7 @@ private:
     std::map<std::string, std::set<std::string>> former_;
     std::map<std::string, std::string> owners_;  // by mark: the client id in whose outbox it lies
     std::set<std::string> namesItsApplication_;
-    std::set<std::string> knowsItsUser_;
+    std::map<std::string, std::string> users_;  // as far as each client knows its own
     bool isDiskFailing_ = false;
 };
 

@@ -1,3 +1,4 @@
+#include "XelPushClient/Classes/Core/PersistedKeys.h"
 #include "XelPushClient/Classes/PushClientManager.h"
 #include "tests/FirstAndLast.h"
 #include "tests/unit/Classes/Support/RoomsTest.h"
@@ -53,6 +54,22 @@ TEST_F(PushClientManagerTest, StartsDisconnectedAfterOneStateReport) {
     EXPECT_THAT(objects, ElementsAre(manager_.get()));
     EXPECT_TRUE(machine_.network->connections().empty()) << "nothing touches the network yet";
     EXPECT_TRUE(machine_.http->requests().empty());
+}
+
+TEST_F(PushClientManagerTest, LetsNothingOutOfItsDestructor) {
+    home_.defaults->setObject(kUserIdKey, "alice01");
+    home_.defaults->setObject(kDeviceIdKey, "D3V1CE");
+    const auto sessions = std::make_shared<ScriptedSessions>();
+    Machine ports = machine_.machine();
+    ports.sessions = sessions;
+    manager_ = std::make_unique<PushClientManager>(std::move(ports), home_);
+    manager_->registerApplication("shop", "key", "broker-user", "broker-password");
+    manager_->connectToServer();
+    machine_.runUntilIdle();
+    sessions->latest().throwsWhenClosed = true;
+    manager_.reset();
+    EXPECT_THROW(machine_.runUntilIdle(), std::bad_alloc) << "it leaves the loop instead";
+    EXPECT_NO_THROW(machine_.runUntilIdle());
 }
 
 TEST_F(PushClientManagerTest, MakesItsTwoQueues) {

@@ -51,6 +51,9 @@ public:
     }
     void close(CloseEnded ended = nullptr) override {
         calls.emplace_back("close");
+        if (throwsWhenClosed) {
+            throw std::bad_alloc();
+        }
         closeEnded = std::move(ended);
         if (hasConnection()) {
             raise(MQTTSessionStatus::Closed, MQTTSessionEvent::ConnectionClosed, std::nullopt);
@@ -135,6 +138,8 @@ public:
     bool isOutOfIdentifiers = false;
     /// Nothing at QoS 0 leaves.
     bool isSendingOneAtATime = false;
+    /// There is no memory for it.
+    bool throwsWhenClosed = false;
     /// A SUBSCRIBE for each topic.
     bool isSubscribingOneByOne = false;
     /// What the next SUBSCRIBE takes the place of.
