@@ -61,8 +61,7 @@ protected:
     [[noreturn]] static void abortAsDestroyedWhileRunning();
 };
 
-/// No exception leaves a destructor; it leaves the loop's `run` instead, as those of all callbacks do. Without
-/// memory for that it is lost.
+/// Has the loop's `run` throw what must not leave a destructor. Without memory for that it is lost.
 void throwInTheLoop(NSRunLoop& runLoop, std::exception_ptr error) noexcept;
 
 }  // namespace xel
