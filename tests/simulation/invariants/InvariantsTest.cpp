@@ -75,8 +75,8 @@ Fact acknowledged(std::uint16_t packetId) {
     return packetFact(FactKind::Written, "PUBACK", packetId);
 }
 
-Fact begins(std::vector<std::string> ids = {}) {
-    Fact made = fact(FactKind::LifeBegan);
+Fact begins(std::vector<std::string> ids = {}, std::string user = "") {
+    Fact made = fact(FactKind::LifeBegan, std::move(user));
     made.list = std::move(ids);
     return made;
 }
@@ -84,12 +84,6 @@ Fact begins(std::vector<std::string> ids = {}) {
 Fact acts(const std::string& operation, std::vector<std::string> words = {}) {
     Fact made = fact(FactKind::HostActs, operation);
     made.list = std::move(words);
-    return made;
-}
-
-Fact beginsAs(std::string user) {
-    Fact made = fact(FactKind::LifeBegan);
-    made.name = std::move(user);
     return made;
 }
 
@@ -341,23 +335,23 @@ std::vector<Case> cases() {
           fact(FactKind::FormerErased),
           publication(FactKind::Written, "out3", 3),
           queued("out4"),
-          beginsAs(""),
+          begins(),
           acts("registerApplication"),
           fact(FactKind::HostActed, "reset"),
           publication(FactKind::Written, "out4", 4),
           queued("out5"),
           inOutboxOf("shop/alice01/D1", "out5"),
-          beginsAs("bob"),
+          begins({}, "bob"),
           acts("registerApplication"),
           fact(FactKind::HostActed, "reset"),
           publication(FactKind::Written, "out5", 5)},
          {{{queued("out1"), fact(FactKind::MemoryErased), publication(FactKind::Written, "out1", 1)},
            "queued for a former user"},
-          {{queued("out1"), inOutboxOf("shop/alice01/D1", "out1"), beginsAs("alice01"),
+          {{queued("out1"), inOutboxOf("shop/alice01/D1", "out1"), begins({}, "alice01"),
             acts("registerApplication"), fact(FactKind::HostActed, "reset"),
             publication(FactKind::Written, "out1", 1)},
            "queued for a former user"},
-          {{beginsAs(""), acts("registerApplication"), acts("registerUser", {"registerUser", "alice01"}),
+          {{begins(), acts("registerApplication"), acts("registerUser", {"registerUser", "alice01"}),
             queued("out1"), fact(FactKind::HostActed, "reset"), publication(FactKind::Written, "out1", 1)},
            "queued for a former user"}}},
         {"TopicsKept",
