@@ -12,10 +12,13 @@ NotificationInfo noInfo() {
 }  // namespace
 
 EventFanout::EventFanout(Surroundings surroundings)
-    : surroundings_(std::move(surroundings)), life_(surroundings_.manager) {}
+    : surroundings_(std::move(surroundings)),
+      messageBroadcasts_(surroundings_.mainRunLoop, surroundings_.notificationCenter),
+      life_(surroundings_.manager) {}
 
 template <class MakeInfo>
 void EventFanout::postOnMainRunLoop(std::string_view name, MakeInfo makeInfo) {
+    messageBroadcasts_.beginAnotherPost();
     // The name stays a view: it is one of the constants, each time.
     surroundings_.mainRunLoop->post(
         life_.guarded([center = surroundings_.notificationCenter, sender = life_.token(), name,
@@ -130,9 +133,7 @@ bool EventFanout::callbackNewMessageReceived(const std::shared_ptr<const PushCli
             delegate.pushClientManagerUILocalNotificationDidReceivedMessage(*message);
         }
     });
-    postOnMainRunLoop(PushClientDidReceivedMessageNotification, [message] {
-        return NotificationInfo{{PushClientMessageKey, *message}};
-    });
+    messageBroadcasts_.post(message, life_.token());
     wasArrivalReported_ = true;
     blocks.messageHandler.callIfSet(*message);
     blocks.messageUILocalNotificationHandler.callIfSet(*message);

@@ -6,6 +6,7 @@
 
 #include "XelPushClient/Classes/Core/DelegateList.h"
 #include "XelPushClient/Classes/Core/HandlerSlots.h"
+#include "XelPushClient/Classes/Core/MessageBroadcasts.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
 #include "XelPushClient/Foundation/Lifeline.h"
 #include "XelPushClient/Foundation/NSNotificationCenter.h"
@@ -73,6 +74,7 @@ private:
     void postOnMainRunLoop(std::string_view name, MakeInfo makeInfo);
 
     Surroundings surroundings_;
+    MessageBroadcasts messageBroadcasts_;
     bool wasArrivalReported_ = false;
     /// The manager's, which posted notifications name as their object: they are dropped once it is gone. Not
     /// a way into the client: they run on the main loop's thread, which must not be the last to hold rooms.

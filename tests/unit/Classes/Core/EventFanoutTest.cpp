@@ -262,6 +262,94 @@ TEST_F(EventFanoutTest, PostsANewMessageBeforeItsBlocksAreCalled) {
     EXPECT_EQ(notifications_[0].object, &manager_);
 }
 
+std::shared_ptr<const PushClientMessage> messageWithId(std::string id) {
+    PushClientMessage made;
+    made.id = std::move(id);
+    return std::make_shared<const PushClientMessage>(std::move(made));
+}
+
+class BroadcastsTest : public EventFanoutTest {
+protected:
+    void observeMessages() {
+        home_.notificationCenter->addObserver(
+            std::string(PushClientDidReceivedMessageNotification), nullptr,
+            [this](const NSNotification& notification) {
+                note(*notification.userInfo.get<PushClientMessage>("message")->id);
+                if (notification.userInfo.get<PushClientMessage>("message")->id == throwsAt_) {
+                    throw std::runtime_error("host");
+                }
+                if (notification.userInfo.get<PushClientMessage>("message")->id == endsAt_) {
+                    rooms_.reset();
+                }
+            });
+    }
+    void receive(const std::string& id) { (void)fanout().callbackNewMessageReceived(messageWithId(id)); }
+
+    std::string throwsAt_;
+    std::string endsAt_;
+};
+
+TEST_F(BroadcastsTest, ReachAnObserverWhoComesBeforeTheLoopDoes) {
+    receive("m1");
+    receive("m2");
+    observeMessages();
+    receive("m3");
+    EXPECT_TRUE(heard_->empty());
+    machine_.runUntilIdle();
+    EXPECT_THAT(*heard_, testing::ElementsAre("m1", "m2", "m3"));
+}
+
+TEST_F(BroadcastsTest, AreNotKeptForAnObserverWhoComesLater) {
+    receive("m1");
+    machine_.runUntilIdle();
+    observeMessages();
+    receive("m2");
+    machine_.runUntilIdle();
+    EXPECT_THAT(*heard_, testing::ElementsAre("m2"));
+}
+
+TEST_F(BroadcastsTest, ComeInTheOrderOfWhatHappened) {
+    observeMessages();
+    home_.notificationCenter->addObserver(std::string(PushClientDidChangeServerConnectionStateNotification),
+                                          nullptr, [this](const NSNotification&) { note("state"); });
+    receive("m1");
+    fanout().callBackConnectionStateDidChanged();
+    receive("m2");
+    receive("m3");
+    machine_.runUntilIdle();
+    EXPECT_THAT(*heard_, testing::ElementsAre("m1", "state", "m2", "m3"));
+}
+
+TEST_F(BroadcastsTest, GoOnInTheNextRunBehindAnObserverWhoThrows) {
+    observeMessages();
+    throwsAt_ = "m2";
+    receive("m1");
+    receive("m2");
+    receive("m3");
+    EXPECT_THROW(machine_.runUntilIdle(), std::runtime_error);
+    EXPECT_THAT(*heard_, testing::ElementsAre("m1", "m2"));
+    machine_.runUntilIdle();
+    EXPECT_THAT(*heard_, testing::ElementsAre("m1", "m2", "m3"));
+}
+
+TEST_F(BroadcastsTest, EndWithTheManager) {
+    observeMessages();
+    endsAt_ = "m1";
+    receive("m1");
+    receive("m2");
+    machine_.runUntilIdle();
+    EXPECT_THAT(*heard_, testing::ElementsAre("m1"));
+}
+
+TEST_F(BroadcastsTest, HoldNoMessageOnceTheLoopHasComeToIt) {
+    auto received = messageWithId("m1");
+    const std::weak_ptr kept(received);
+    (void)fanout().callbackNewMessageReceived(std::exchange(received, nullptr));
+    EXPECT_FALSE(kept.expired());
+    machine_.runUntilIdle();
+    EXPECT_TRUE(kept.expired());
+}
+
 TEST_F(EventFanoutTest, SaysWhoShowsTheNotificationOfAMessage) {
     addDelegate();
     fanout().blocks.messageHandler = [](const auto&) {};
