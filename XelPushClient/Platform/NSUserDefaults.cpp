@@ -1,6 +1,33 @@
 #include "XelPushClient/Platform/NSUserDefaults.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace xel {
+
+void appendTexts(Array& array, std::span<const std::string_view> texts, std::size_t mostKept) {
+    texts = texts.last(std::min(texts.size(), mostKept));
+    const std::size_t all = array.size() + texts.size();
+    const std::size_t dropped = all - std::min(all, mostKept);
+    // Dropped ones go to the end and are written over, with the memory of their texts.
+    std::rotate(array.begin(), array.begin() + static_cast<std::ptrdiff_t>(dropped), array.end());
+    array.resize(all - dropped);
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        Value& value = array[array.size() - texts.size() + i];
+        if (std::string* const text = value.asString()) {
+            *text = texts[i];
+        } else {
+            value = texts[i];
+        }
+    }
+}
+
+void NSUserDefaults::appendToArray(std::string_view key, std::span<const std::string_view> texts,
+                                   std::size_t mostKept) {
+    Array array = arrayForKey(key).value_or(Array());
+    appendTexts(array, texts, mostKept);
+    setObject(key, std::move(array));
+}
 
 bool NSUserDefaults::boolForKey(std::string_view key) const {
     const auto value = objectForKey(key);

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -28,6 +30,11 @@ public:
     [[nodiscard]] virtual std::optional<Value> objectForKey(std::string_view key) const = 0;
     virtual void setObject(std::string_view key, Value value) = 0;
     virtual void removeObject(std::string_view key) = 0;
+    /// Appends the texts to the array under the key, and then drops from its front what is more than
+    /// `mostKept`; whatever else is there counts as an empty array. The same as reading and setting it, and
+    /// cheaper where a store need not write the rest.
+    virtual void appendToArray(std::string_view key, std::span<const std::string_view> texts,
+                               std::size_t mostKept);
     [[nodiscard]] virtual bool synchronize() = 0;
 
     /// Like `synchronize`, for the end of a turn. Such a commit also survives a power cut if the host
@@ -43,5 +50,8 @@ public:
     [[nodiscard]] std::optional<Dictionary> dictionaryForKey(std::string_view key) const;
     [[nodiscard]] std::optional<Array> arrayForKey(std::string_view key) const;
 };
+
+/// What `appendToArray` does to the array.
+void appendTexts(Array& array, std::span<const std::string_view> texts, std::size_t mostKept);
 
 }  // namespace xel

@@ -1,6 +1,7 @@
 #include "XelPushClient/Classes/Messaging/MessageIds.h"
 
 #include <algorithm>
+#include <array>
 #include <new>
 #include <utility>
 
@@ -9,36 +10,34 @@
 #include "XelPushClient/Foundation/OnLeaving.h"
 
 namespace xel {
-namespace {
-
-constexpr std::size_t kRememberedIds = 25;
-
-}  // namespace
-
 MessageIds::MessageIds(const ClientLife& life, NSUserDefaults& defaults, LastFailure& lastFailure,
                        const LogOutput& log)
     : defaults_(defaults), lastFailure_(lastFailure), log_(log), wayIn_(life.wayInto(*this)) {}
 
-std::deque<std::string>& MessageIds::ids() {
+RecentIds& MessageIds::ids() {
     if (!ids_) {
-        ids_.emplace();
-        for (const auto& id : defaults_.arrayForKey(kMessageIdsKey).value_or(Array())) {
+        RecentIds loaded;
+        const Array stored = defaults_.arrayForKey(kMessageIdsKey).value_or(Array());
+        for (const auto& id : stored) {
             if (const auto* text = id.asString()) {
-                ids_->push_back(*text);
+                loaded.append(*text);
             }
         }
+        areOthersToo_ = loaded.size() != stored.size();
+        newIds_ = 0;
+        ids_ = std::move(loaded);
     }
     return *ids_;
 }
 
 bool MessageIds::storeMessageId(std::string_view id, Arrival arrival) {
     auto& remembered = ids();
-    while (remembered.size() >= kRememberedIds) {
-        remembered.pop_front();
+    if (remembered.size() == RecentIds::kMost) {
+        remembered.removeOldest();
     }
-    const bool wasSeen =
-        arrival == Arrival::Repeat || std::find(remembered.begin(), remembered.end(), id) != remembered.end();
-    remembered.emplace_back(id);
+    const bool wasSeen = arrival == Arrival::Repeat || remembered.contains(id);
+    remembered.append(id);
+    newIds_ = std::min(newIds_ + 1, RecentIds::kMost);
     isNewestOfArrival_ = true;
     isUnsaved_ = true;
     if (!isInTurn_) {
@@ -53,8 +52,14 @@ bool MessageIds::storeMessageId(std::string_view id, Arrival arrival) {
 }
 
 void MessageIds::forgetArrival() {
-    if (std::exchange(isNewestOfArrival_, false) && ids_ && !ids_->empty()) {
-        ids_->pop_back();
+    if (!std::exchange(isNewestOfArrival_, false) || !ids_ || ids_->size() == 0) {
+        return;
+    }
+    ids_->removeNewest();
+    if (newIds_ > 0) {
+        --newIds_;
+    } else {
+        areOthersToo_ = true;
     }
 }
 
@@ -100,7 +105,17 @@ void MessageIds::removeStoredIdentity() {
 }
 
 void MessageIds::putIntoDefaults() {
-    defaults_.setObject(kMessageIdsKey, Array(ids_->begin(), ids_->end()));
+    std::array<std::string_view, RecentIds::kMost> newest;
+    const std::size_t count = areOthersToo_ ? ids_->size() : newIds_;
+    for (std::size_t i = 0; i < count; ++i) {
+        newest[i] = ids_->at(ids_->size() - count + i);
+    }
+    if (areOthersToo_) {
+        defaults_.removeObject(kMessageIdsKey);
+    }
+    defaults_.appendToArray(kMessageIdsKey, {newest.data(), count}, RecentIds::kMost);
+    newIds_ = 0;
+    areOthersToo_ = false;
 }
 
 void MessageIds::reportFailure() {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <deque>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -10,6 +10,7 @@
 #include "XelPushClient/Classes/Core/ClientLife.h"
 #include "XelPushClient/Classes/Core/LastFailure.h"
 #include "XelPushClient/Classes/Core/TVRLog.h"
+#include "XelPushClient/Classes/Messaging/RecentIds.h"
 #include "XelPushClient/Platform/NSUserDefaults.h"
 
 namespace xel {
@@ -50,7 +51,7 @@ public:
     void removeStoredIdentity();
 
 private:
-    [[nodiscard]] std::deque<std::string>& ids();
+    [[nodiscard]] RecentIds& ids();
     void putIntoDefaults();
     void reportFailure();
 
@@ -58,7 +59,11 @@ private:
     LastFailure& lastFailure_;
     const LogOutput& log_;
     /// Missing until first used, and after forgetting.
-    std::optional<std::deque<std::string>> ids_;
+    std::optional<RecentIds> ids_;
+    /// So many of the newest ids the defaults do not hold yet.
+    std::size_t newIds_ = 0;
+    /// Nor are the ones before those what they hold.
+    bool areOthersToo_ = false;
     bool isInTurn_ = false;
     bool isUnsaved_ = false;
     /// Whether the newest id came with the newest publication.

@@ -101,6 +101,20 @@ void SqliteUserDefaults::setObject(std::string_view key, Value value) {
     markDirty(entry);
 }
 
+void SqliteUserDefaults::appendToArray(std::string_view key, std::span<const std::string_view> texts,
+                                       std::size_t mostKept) {
+    const std::unique_lock lock(mutex_);
+    Entry& entry = entryForWriting(key);
+    Setting& setting = entry.second;
+    Array* array = setting.isPresent ? setting.value.asArray() : nullptr;
+    if (array == nullptr) {
+        array = &setting.value.emplace<Array>();
+    }
+    appendTexts(*array, texts, mostKept);
+    setting.isPresent = true;
+    markDirty(entry);
+}
+
 void SqliteUserDefaults::removeObject(std::string_view key) {
     const std::unique_lock lock(mutex_);
     const auto found = settings_.find(key);

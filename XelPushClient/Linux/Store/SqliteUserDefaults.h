@@ -37,6 +37,8 @@ public:
     [[nodiscard]] bool boolForKey(std::string_view key) const override;
     void setObject(std::string_view key, Value value) override;
     void removeObject(std::string_view key) override;
+    void appendToArray(std::string_view key, std::span<const std::string_view> texts,
+                       std::size_t mostKept) override;
     [[nodiscard]] bool synchronize() override;
     void synchronizeTurn(std::function<void(bool)> done) override;
 

@@ -200,6 +200,59 @@ TYPED_TEST_P(NSUserDefaultsContract, StoresWhatASlidingListOfIdsBecomes) {
     EXPECT_EQ(this->defaults_->objectForKey("messageIds"), std::nullopt);
 }
 
+TYPED_TEST_P(NSUserDefaultsContract, AppendsToAnArrayAndDropsWhatIsTooMuch) {
+    using Texts = std::vector<std::string_view>;
+    struct Step {
+        Texts appended;
+        std::size_t mostKept;
+        Array wanted;
+    };
+    // One after the other, each behind a new opening.
+    const std::vector<Step> steps{
+        {{"a", "b"}, 3, Array{Value("a"), Value("b")}},
+        {{}, 3, Array{Value("a"), Value("b")}},
+        {{"c", "d"}, 3, Array{Value("b"), Value("c"), Value("d")}},
+        {{"e", "f", "g", "h"}, 3, Array{Value("f"), Value("g"), Value("h")}},
+        {{"a text that no small string holds", "i"},
+         2,
+         Array{Value("a text that no small string holds"), Value("i")}},
+        {{"j"}, 0, Array{}},
+        {{"k"}, 25, Array{Value("k")}},
+    };
+    for (const auto& [appended, mostKept, wanted] : steps) {
+        this->defaults_->appendToArray("messageIds", appended, mostKept);
+        EXPECT_EQ(this->defaults_->arrayForKey("messageIds"), wanted);
+        EXPECT_EQ(this->synchronizeTurn(), true);
+        this->reopen();
+        EXPECT_EQ(this->defaults_->arrayForKey("messageIds"), wanted);
+    }
+}
+
+TYPED_TEST_P(NSUserDefaultsContract, AppendsToAnythingElseAsToAnEmptyArray) {
+    const std::string_view text = "a";
+    for (const Value& other : {Value("text"), Value(7), Value(Dictionary{{"a", 1}})}) {
+        this->defaults_->setObject("messageIds", other);
+        this->defaults_->appendToArray("messageIds", {&text, 1}, 25);
+        EXPECT_EQ(this->defaults_->objectForKey("messageIds"), Value(Array{Value("a")}));
+    }
+    // What is in an array and no text is kept, and dropped in its turn.
+    this->defaults_->setObject("messageIds", Array{Value(1), Value(Array{})});
+    this->defaults_->appendToArray("messageIds", {&text, 1}, 2);
+    ASSERT_TRUE(this->defaults_->synchronize());
+    this->reopen();
+    EXPECT_EQ(this->defaults_->objectForKey("messageIds"), Value(Array{Value(Array{}), Value("a")}));
+}
+
+TYPED_TEST_P(NSUserDefaultsContract, KeepsWhatWasAppendedWhileNothingCouldBeStored) {
+    for (const std::string_view text : {"a", "b", "c"}) {
+        this->subject_.setFailingCommits(text == "b");
+        this->defaults_->appendToArray("messageIds", {&text, 1}, 25);
+        EXPECT_EQ(this->synchronizeTurn(), text != "b");
+    }
+    this->reopen();
+    EXPECT_EQ(this->defaults_->objectForKey("messageIds"), Value(Array{Value("a"), Value("b"), Value("c")}));
+}
+
 TYPED_TEST_P(NSUserDefaultsContract, RefusesASecondOwner) {
     EXPECT_EQ(this->subject_.open(), nullptr);
     this->defaults_->setObject("userId", "alice01");
@@ -227,6 +280,8 @@ REGISTER_TYPED_TEST_SUITE_P(NSUserDefaultsContract, HoldsNothingAtFirst, ReadsTh
                             KeepsTheOrderOfADictionarysKeys, TellsKeysApartExactly,
                             ReadsAValueOfAnotherKindAsAbsent, SynchronizesWithNothingToStore,
                             StoresATurnAndAnswersOnce, StoresWhatASlidingListOfIdsBecomes,
-                            RefusesASecondOwner, KeepsWhatCouldNotBeStoredAndTriesItAgain);
+                            AppendsToAnArrayAndDropsWhatIsTooMuch, AppendsToAnythingElseAsToAnEmptyArray,
+                            KeepsWhatWasAppendedWhileNothingCouldBeStored, RefusesASecondOwner,
+                            KeepsWhatCouldNotBeStoredAndTriesItAgain);
 
 }  // namespace xel::contract

@@ -72,6 +72,51 @@ TEST_F(MessageIdsTest, SurviveARestart) {
     EXPECT_THAT(committed(), ElementsAre("m1", "m2", "m2"));
 }
 
+TEST_F(MessageIdsTest, PutAStoredListRightThatHoldsMoreThanIds) {
+    Array stored{Value(7), Value("m1"), Value(Array{})};
+    for (int i = 2; i <= 27; ++i) {
+        stored.emplace_back("m" + std::to_string(i));
+    }
+    home_.defaults->setObject("messageIds", stored);
+    EXPECT_FALSE(store("m3")) << "the oldest of the last 25";
+    EXPECT_EQ(committed().size(), 25U);
+    EXPECT_EQ(firstOf(committed()), "m4");
+    EXPECT_EQ(lastOf(committed()), "m3");
+}
+
+TEST_F(MessageIdsTest, ForgetAnArrivalThatIsCommittedAlready) {
+    store("m1");
+    rooms_->messageIds.beginArrival();
+    store("m2");
+    rooms_->messageIds.forgetArrival();
+    store("m3");
+    EXPECT_THAT(committed(), ElementsAre("m1", "m3"));
+    EXPECT_FALSE(store("m2"));
+}
+
+TEST_F(MessageIdsTest, ForgetAnArrivalOfATurnBeforeItIsCommitted) {
+    rooms_->messageIds.beginTurn();
+    for (const auto* id : {"m1", "m2", "m3"}) {
+        rooms_->messageIds.beginArrival();
+        store(id);
+        if (id == std::string("m2")) {
+            rooms_->messageIds.forgetArrival();
+        }
+    }
+    EXPECT_TRUE(close());
+    EXPECT_THAT(committed(), ElementsAre("m1", "m3"));
+}
+
+TEST_F(MessageIdsTest, CommitTheLastTwentyFiveOfALongTurn) {
+    store("m0");
+    rooms_->messageIds.beginTurn();
+    storeRange(1, 40);
+    EXPECT_TRUE(close());
+    EXPECT_EQ(committed().size(), 25U);
+    EXPECT_EQ(firstOf(committed()), "m16");
+    EXPECT_EQ(lastOf(committed()), "m40");
+}
+
 TEST_F(MessageIdsTest, CommitATurnOnceAndBeforeItIsAcknowledged) {
     rooms_->messageIds.beginTurn();
     store("m1");
