@@ -68,12 +68,12 @@ void InboundTraffic::newMessage(MQTTSession& /*session*/, const MQTTPublication&
 }
 
 void InboundTraffic::handle(const MQTTPublication& publication) {
-    if (isDeliveryTopic(publication.topic, surroundings_.settings.appId())) {
-        handleDelivery(publication);
-    } else if (isEventTopic(publication.topic, surroundings_.settings.appId())) {
-        handleEventMessage(publication);
-    } else {
-        handlePushMessage(publication);
+    const auto& topic = topicReader_.read(publication.topic, surroundings_.settings.appId());
+    switch (topic.kind) {
+        case PublicationKind::DeliveryReport: handleDelivery(publication); return;
+        case PublicationKind::Event: handleEventMessage(publication); return;
+        // The channel as a copy: a host may have another publication handled before this one is done.
+        case PublicationKind::Message: handlePushMessage(publication, topic.channel); return;
     }
 }
 
@@ -106,10 +106,11 @@ void InboundTraffic::handleEventMessage(const MQTTPublication& publication) {
     surroundings_.fanout.callBackNewEventMessageReceived(event);
 }
 
-void InboundTraffic::handlePushMessage(const MQTTPublication& publication) {
+void InboundTraffic::handlePushMessage(const MQTTPublication& publication,
+                                       std::optional<std::string> channel) {
+    const Date now = surroundings_.clock.now();
     const std::shared_ptr<const PushClientMessage> message =
-        PushClientMessage::fromPayload(publication.data, surroundings_.json,
-                                       getChannelFromTopic(publication.topic), surroundings_.clock.now());
+        PushClientMessage::fromPayload(publication.data, surroundings_.json, std::move(channel), now);
     if (!message) {
         tellDropped(PublicationDropReason::Unreadable, publication.topic);
         return;
@@ -124,7 +125,7 @@ void InboundTraffic::handlePushMessage(const MQTTPublication& publication) {
         return;
     }
     // The id of a message that is dropped below stays among the known ones: its next copy is a duplicate.
-    if (isExpired(*message)) {
+    if (message->expireTime && *message->expireTime < now) {
         TVRLog(surroundings_.log, "Ignore expired message %@", *message->expireTime);
         tellDropped(PublicationDropReason::Expired, publication.topic, message->id, message->expireTime);
         return;
@@ -156,10 +157,6 @@ void InboundTraffic::tellDropped(PublicationDropReason reason, std::string_view 
                                   .id = id,
                                   .expireTime = expireTime};
     });
-}
-
-bool InboundTraffic::isExpired(const PushClientMessage& message) const {
-    return message.expireTime && *message.expireTime < surroundings_.clock.now();
 }
 
 void InboundTraffic::sessionDidDeliver(MQTTSession& /*session*/, std::function<void()> acknowledge) {

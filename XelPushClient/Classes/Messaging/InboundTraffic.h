@@ -16,6 +16,7 @@
 #include "XelPushClient/Classes/Topics/SubscribedTopics.h"
 #include "XelPushClient/Classes/Topics/SubscriptionAnswers.h"
 #include "XelPushClient/Classes/Topics/SubscriptionRequests.h"
+#include "XelPushClient/Classes/Topics/TopicReader.h"
 #include "XelPushClient/Platform/Clock.h"
 #include "XelPushClient/Platform/NSJSONSerialization.h"
 
@@ -78,14 +79,14 @@ private:
     void handle(const MQTTPublication& publication);
     void handleDelivery(const MQTTPublication& publication);
     void handleEventMessage(const MQTTPublication& publication);
-    void handlePushMessage(const MQTTPublication& publication);
+    void handlePushMessage(const MQTTPublication& publication, std::optional<std::string> channel);
     [[nodiscard]] std::optional<Dictionary> dictionaryFrom(std::string_view payload) const;
-    [[nodiscard]] bool isExpired(const PushClientMessage& message) const;
     void tellDropped(PublicationDropReason reason, std::string_view topic,
                      const std::optional<std::string>& id = std::nullopt,
                      std::optional<Date> expireTime = std::nullopt) const;
 
     Surroundings surroundings_;
+    TopicReader topicReader_;
     ClientLife::WayInto<InboundTraffic> wayIn_;
 };
 
