@@ -1,18 +1,34 @@
 #pragma once
 
+#include <optional>
 #include <string_view>
 
 #include "XelPushClient/Foundation/Result.h"
 
 namespace xel {
 
+/// The value of an entry, for a reader who knows what he wants of it: no `Value` is made but by `take`.
+class JSONEntryValue {
+public:
+    virtual ~JSONEntryValue() = default;
+
+    /// Missing when it is no text; valid only while the entry is read.
+    [[nodiscard]] virtual std::optional<std::string_view> text() const = 0;
+    /// Missing when it is no number; a boolean is none.
+    [[nodiscard]] virtual std::optional<double> number() const = 0;
+    /// Whether it is true, or a number other than 0.
+    [[nodiscard]] virtual bool truth() const = 0;
+    /// The whole value, once.
+    [[nodiscard]] virtual Value take() = 0;
+};
+
 /// Receives the entries of a JSON object one by one.
 class JSONEntryReader {
 public:
     virtual ~JSONEntryReader() = default;
 
-    /// The reader may move from the value; the key is valid only during the call.
-    virtual void readEntry(std::string_view key, Value& value) = 0;
+    /// Key and value are valid only during the call.
+    virtual void readEntry(std::string_view key, JSONEntryValue& value) = 0;
 };
 
 /// Reads JSON documents (RFC 8259).

@@ -49,11 +49,11 @@ const Member* memberNamed(const std::array<Field<Member>, Count>& fields, std::s
     return nullptr;
 }
 
-std::optional<Date> instantFrom(const Value& value) {
-    if (value.isInteger() || value.isDouble()) {
-        return dateFromMillisecondsSince1970(*value.number());
+std::optional<Date> instantFrom(const JSONEntryValue& value) {
+    if (const auto number = value.number()) {
+        return dateFromMillisecondsSince1970(*number);
     }
-    if (const auto* text = value.asString()) {
+    if (const auto text = value.text()) {
         const auto [milliseconds, length] = readLeadingDecimal(*text);
         if (length > 0 && length == text->size() && std::isfinite(milliseconds)) {
             return dateFromMillisecondsSince1970(milliseconds);
@@ -62,14 +62,10 @@ std::optional<Date> instantFrom(const Value& value) {
     return std::nullopt;
 }
 
-/// Takes over what is there; a value of another kind reads as absent, also when the key came before.
-template <class T>
-void take(T* found, std::optional<T>& field) {
-    if (found != nullptr) {
-        field = std::move(*found);
-    } else {
-        field.reset();
-    }
+std::optional<Dictionary> blockFrom(JSONEntryValue& value) {
+    Value taken = value.take();
+    Dictionary* const members = taken.asDictionary();
+    return members != nullptr ? std::optional(std::move(*members)) : std::nullopt;
 }
 
 /// Reads a payload's entries straight into the record.
@@ -77,11 +73,12 @@ class FieldReader final : public JSONEntryReader {
 public:
     explicit FieldReader(PushClientMessage& message) : message_(message) {}
 
-    void readEntry(std::string_view key, Value& value) override {
+    // A value of another kind reads as absent, also when the key came before.
+    void readEntry(std::string_view key, JSONEntryValue& value) override {
         if (const auto* text = memberNamed(kTexts, key)) {
-            take(value.asString(), message_.**text);
+            message_.** text = value.text();
         } else if (const auto* block = memberNamed(kBlocks, key)) {
-            take(value.asDictionary(), message_.**block);
+            message_.** block = blockFrom(value);
         } else if (const auto* instant = memberNamed(kInstants, key)) {
             message_.** instant = instantFrom(value);
         } else if (const auto* flag = memberNamed(kFlags, key)) {

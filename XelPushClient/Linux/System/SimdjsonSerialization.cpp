@@ -73,13 +73,70 @@ bool build(const element& from, Value& to, std::size_t depth) {
     return false;
 }
 
+[[nodiscard]] bool isNestedTooDeep(const element& item, std::size_t depth) {
+    const auto isAnyTooDeep = [depth](const auto& items, auto itemOf) {
+        return std::any_of(items.begin(), items.end(),
+                           [&](const auto& each) { return isNestedTooDeep(itemOf(each), depth + 1); });
+    };
+    switch (item.type()) {
+        case element_type::ARRAY:
+            return depth + 1 > SimdjsonSerialization::kDeepestNesting ||
+                   isAnyTooDeep(item.get_array().value_unsafe(), [](const element& each) { return each; });
+        case element_type::OBJECT:
+            return depth + 1 > SimdjsonSerialization::kDeepestNesting ||
+                   isAnyTooDeep(item.get_object().value_unsafe(),
+                                [](const simdjson::dom::key_value_pair& each) { return each.value; });
+        default: return false;
+    }
+}
+
+/// A top-level value, straight from the parsed document.
+class ParsedValue final : public JSONEntryValue {
+public:
+    explicit ParsedValue(const element& item) : item_(item) {}
+
+    [[nodiscard]] std::optional<std::string_view> text() const override {
+        return item_.type() == element_type::STRING ? std::optional(item_.get_string().value_unsafe())
+                                                    : std::nullopt;
+    }
+    [[nodiscard]] std::optional<double> number() const override {
+        switch (item_.type()) {
+            case element_type::INT64: return static_cast<double>(item_.get_int64().value_unsafe());
+            case element_type::UINT64: return static_cast<double>(item_.get_uint64().value_unsafe());
+            case element_type::DOUBLE: return item_.get_double().value_unsafe();
+            default: return std::nullopt;
+        }
+    }
+    [[nodiscard]] bool truth() const override {
+        return item_.type() == element_type::BOOL ? item_.get_bool().value_unsafe()
+                                                  : number().value_or(0.0) != 0.0;
+    }
+    [[nodiscard]] Value take() override {
+        Value value;
+        isTaken_ = true;
+        isTooDeep_ = !build(item_, value, 1);
+        return value;
+    }
+
+    /// Also when nobody took it.
+    [[nodiscard]] bool isTooDeep() const {
+        const bool holdsOthers = item_.is_array() || item_.is_object();
+        return isTaken_ ? isTooDeep_ : holdsOthers && isNestedTooDeep(item_, 1);
+    }
+
+private:
+    const element item_;
+    bool isTaken_ = false;
+    bool isTooDeep_ = false;
+};
+
 [[nodiscard]] bool readEntries(const simdjson::dom::object& from, JSONEntryReader& reader) {
     for (const auto& [key, item] : from) {
-        Value value;
-        if (!build(item, value, 1)) {
+        ParsedValue value(item);
+        reader.readEntry(key, value);
+        if (value.isTooDeep()) {
             return false;
         }
-        reader.readEntry(key, value);
     }
     return true;
 }

@@ -13,7 +13,9 @@ namespace xel::contract {
 /// Keeps the entries that it is handed.
 class EntryRecorder final : public JSONEntryReader {
 public:
-    void readEntry(std::string_view key, Value& value) override { entries.emplace_back(key, value); }
+    void readEntry(std::string_view key, JSONEntryValue& value) override {
+        entries.emplace_back(key, value.take());
+    }
 
     std::vector<std::pair<std::string, Value>> entries;
 };
@@ -255,6 +257,36 @@ TYPED_TEST_P(NSJSONSerializationContract, HandsTheEntriesOfAnObjectOverInTheirOr
     EXPECT_EQ(recorder.entries[2], std::pair(std::string("text"), Value("gr\xC3\xBC\xC3\x9F")));
 }
 
+/// What each entry says of itself before it is taken whole: "key text t", "key number n", "key true".
+class EntryDescriber final : public JSONEntryReader {
+public:
+    void readEntry(std::string_view key, JSONEntryValue& value) override {
+        std::string line(key);
+        if (const auto text = value.text()) {
+            line += " text " + std::string(*text);
+        }
+        if (const auto number = value.number()) {
+            line += " number " + std::to_string(*number);
+        }
+        lines.push_back(line + (value.truth() ? " true" : ""));
+    }
+
+    std::vector<std::string> lines;
+};
+
+TYPED_TEST_P(NSJSONSerializationContract, SaysOfAnEntryWhatItIs) {
+    EntryDescriber describer;
+    EXPECT_TRUE(this->subject_.json().readObjectWithData(
+        R"({"a":"t\n","b":"","c":7,"d":-0.5,"e":0,"f":true,"g":false,"h":null,"i":[1],"j":{"k":1},)"
+        R"("l":18446744073709551615,"m":99999999999999999999})",
+        describer));
+    EXPECT_EQ(describer.lines,
+              (std::vector<std::string>{"a text t\n", "b text ", "c number 7.000000 true",
+                                        "d number -0.500000 true", "e number 0.000000", "f true", "g", "h",
+                                        "i", "j", "l number 18446744073709551616.000000 true",
+                                        "m number 100000000000000000000.000000 true"}));
+}
+
 TYPED_TEST_P(NSJSONSerializationContract, HandsTheLastOfEqualKeysOverLast) {
     EntryRecorder recorder;
     EXPECT_TRUE(this->subject_.json().readObjectWithData(R"({"a":1,"a":2})", recorder));
@@ -274,6 +306,12 @@ TYPED_TEST_P(NSJSONSerializationContract, RefusesAnObjectWhoseEntriesAreNestedTo
     EntryRecorder recorder;
     EXPECT_TRUE(this->subject_.json().readObjectWithData("{\"a\":" + this->nested(63) + "}", recorder));
     EXPECT_FALSE(this->subject_.json().readObjectWithData("{\"a\":" + this->nested(64) + "}", recorder));
+    // Also where the reader does not take them.
+    EntryDescriber describer;
+    EXPECT_TRUE(this->subject_.json().readObjectWithData("{\"a\":" + this->nested(63) + "}", describer));
+    EXPECT_FALSE(this->subject_.json().readObjectWithData("{\"a\":" + this->nested(64) + "}", describer));
+    EXPECT_FALSE(
+        this->subject_.json().readObjectWithData(R"({"a":{"b":)" + this->nested(63) + "}}", describer));
 }
 
 REGISTER_TYPED_TEST_SUITE_P(NSJSONSerializationContract, ReadsEveryKindOfValueAtTheTop,
@@ -282,7 +320,7 @@ REGISTER_TYPED_TEST_SUITE_P(NSJSONSerializationContract, ReadsEveryKindOfValueAt
                             RefusesOctetsThatAreNotUTF8, Reads64LevelsAndNotOneMore,
                             ReadsOneDocumentAfterAnother, ReadsAViewIntoLargerMemoryToItsEndOnly,
                             ReadsManyKeysInReasonableTime, HandsTheEntriesOfAnObjectOverInTheirOrder,
-                            HandsTheLastOfEqualKeysOverLast, HandsNothingOverOfWhatIsNoObject,
-                            RefusesAnObjectWhoseEntriesAreNestedTooDeep);
+                            SaysOfAnEntryWhatItIs, HandsTheLastOfEqualKeysOverLast,
+                            HandsNothingOverOfWhatIsNoObject, RefusesAnObjectWhoseEntriesAreNestedTooDeep);
 
 }  // namespace xel::contract

@@ -22,8 +22,17 @@ using fuzz::require;
 
 class Entries final : public JSONEntryReader {
 public:
-    void readEntry(std::string_view key, Value& value) override {
-        members.set(std::string(key), std::move(value));
+    void readEntry(std::string_view key, JSONEntryValue& entry) override {
+        const auto text = entry.text();
+        const auto number = entry.number();
+        const bool isTrue = entry.truth();
+        const std::optional<std::string> kept(text);
+        const Value value = entry.take();
+        require(kept.has_value() == value.isString() && (!kept || *kept == *value.asString()),
+                "a text is the value's");
+        require(number == (value.isBool() ? std::nullopt : value.number()), "a number is the value's");
+        require(isTrue == value.truth(), "and so is its truth");
+        members.set(std::string(key), value);
     }
 
     Dictionary members;

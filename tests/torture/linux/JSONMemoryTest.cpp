@@ -14,7 +14,7 @@ namespace xel::torture {
 namespace {
 
 class AnyEntry final : public JSONEntryReader {
-    void readEntry(std::string_view /*key*/, Value& /*value*/) override {}
+    void readEntry(std::string_view /*key*/, JSONEntryValue& value) override { (void)value.take(); }
 };
 
 /// Whether the allocation was made, and so failed.
