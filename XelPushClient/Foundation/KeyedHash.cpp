@@ -1,6 +1,7 @@
 #include "XelPushClient/Foundation/KeyedHash.h"
 
 #include <array>
+#include <bit>
 #include <cstring>
 #include <random>
 
@@ -9,17 +10,36 @@ namespace {
 
 constexpr std::size_t kBlockSize = 16;
 
+/// Odd numbers, so that none is 0: a factor of 0 would swallow the other one.
 struct Key {
     std::array<std::uint64_t, 4> words{};
-
-    Key() {
-        std::random_device source;
-        for (std::uint64_t& word : words) {
-            // Odd, so that none is 0: a factor of 0 would swallow the other one.
-            word = (std::uint64_t{source()} << 32U | source()) | 1U;
-        }
-    }
 };
+
+Key randomKey() {
+    std::random_device source;
+    Key key;
+    for (std::uint64_t& word : key.words) {
+        word = (std::uint64_t{source()} << 32U | source()) | 1U;
+    }
+    return key;
+}
+
+/// Digits of pi behind its point.
+constexpr Key kLastingKey{{0x243F6A8885A308D3, 0x13198A2E03707345, 0xA4093822299F31D1, 0x082EFA98EC4E6C89}};
+
+/// The octets as a number, the lowest first, on each machine.
+std::uint64_t wordAt(const char* octets) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, octets, sizeof word);
+    if constexpr (std::endian::native == std::endian::big) {
+        std::uint64_t turned = 0;
+        for (unsigned i = 0; i < sizeof word; ++i) {
+            turned |= (word >> (8 * i) & 0xffU) << (8 * (sizeof word - 1 - i));
+        }
+        word = turned;
+    }
+    return word;
+}
 
 // Two chains over the blocks of a text, with words of the key of their own. In each the two halves of a block
 // have different places, so that exchanging them changes the hash.
@@ -28,10 +48,8 @@ struct Lane {
     std::uint64_t high = 0;
 
     void absorb(const char* block, std::uint64_t lowKey, std::uint64_t highKey) {
-        std::uint64_t first = 0;
-        std::uint64_t second = 0;
-        std::memcpy(&first, block, sizeof first);
-        std::memcpy(&second, block + sizeof first, sizeof second);
+        const std::uint64_t first = wordAt(block);
+        const std::uint64_t second = wordAt(block + sizeof first);
         low = foldedProduct(first ^ lowKey, second ^ low);
         high = foldedProduct(second ^ highKey, first ^ high);
     }
@@ -41,12 +59,12 @@ struct Lane {
 // works at both.
 class Chains {
 public:
-    Chains(const Key& key, std::uint64_t firstLength, std::uint64_t secondLength)
+    Chains(const Key& key, std::uint64_t firstLength, std::uint64_t secondLength, std::uint64_t number = 0)
         : key_(key),
           // The lengths tell the first text's end from the
           // second's begin, and a short one from one with zeros behind.
           even_{key.words[0] ^ firstLength, key.words[1] ^ secondLength},
-          odd_{key.words[1], key.words[0]} {}
+          odd_{key.words[1] ^ number, key.words[0]} {}
 
     void absorb(std::string_view text) {
         if (text.size() < kBlockSize) {
@@ -113,11 +131,19 @@ std::uint64_t foldedProduct(std::uint64_t a, std::uint64_t b) {
 #endif
 
 KeyedHash keyedHashOf(std::string_view first, std::string_view second) {
-    static const Key key;
+    static const Key key = randomKey();
     Chains chains(key, first.size(), second.size());
     chains.absorb(first);
     chains.absorb(second);
     return chains.finished();
+}
+
+std::uint64_t lastingHashOf(std::string_view text, std::uint64_t first, std::uint64_t second) {
+    Chains chains(kLastingKey, text.size(), second, first);
+    chains.absorb(text);
+    // In each half alone a length or number may make up for a change of the text that its lane is begun with.
+    const KeyedHash hash = chains.finished();
+    return hash.low ^ hash.high;
 }
 
 }  // namespace xel

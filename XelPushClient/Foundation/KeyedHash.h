@@ -18,6 +18,10 @@ struct KeyedHash {
 /// processes.
 [[nodiscard]] KeyedHash keyedHashOf(std::string_view first, std::string_view second);
 
+/// A hash of a text and two numbers that is the same in each process and on each machine: for use on disk,
+/// against accidents. Whoever wants to finds two texts that have the same.
+[[nodiscard]] std::uint64_t lastingHashOf(std::string_view text, std::uint64_t first, std::uint64_t second);
+
 /// Both halves of the product of two numbers, folded into one by exclusive or: the step that the hash is made
 /// of.
 [[nodiscard]] std::uint64_t foldedProduct(std::uint64_t a, std::uint64_t b);

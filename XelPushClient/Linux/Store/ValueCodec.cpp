@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "XelPushClient/Linux/Store/OctetCodec.h"
 #include "XelPushClient/Linux/Store/StoreError.h"
 
 namespace xel {
@@ -75,13 +76,8 @@ private:
         return true;
     }
 
-    // Seven bits an octet, the lowest first; the high bit says that more follow.
     bool number(std::uint64_t value) {
-        while (value >= 0x80U) {
-            output_.push_back(static_cast<char>(0x80U | (value & 0x7fU)));
-            value >>= 7U;
-        }
-        output_.push_back(static_cast<char>(value));
+        appendNumber(output_, value);
         return true;
     }
 
@@ -94,8 +90,7 @@ private:
     }
 
     bool text(std::string_view octets) {
-        number(octets.size());
-        output_.append(octets);
+        appendText(output_, octets);
         return true;
     }
 
@@ -105,18 +100,10 @@ private:
 
 class Decoder {
 public:
-    explicit Decoder(std::string_view octets) : rest_(octets) {}
+    explicit Decoder(std::string_view octets) : octets_(octets) {}
 
-    [[nodiscard]] bool isAtEnd() const { return rest_.empty(); }
-
-    [[nodiscard]] std::optional<char> octet() {
-        if (rest_.empty()) {
-            return std::nullopt;
-        }
-        const char first = rest_.front();
-        rest_.remove_prefix(1);
-        return first;
-    }
+    [[nodiscard]] bool isAtEnd() const { return octets_.isAtEnd(); }
+    [[nodiscard]] std::optional<char> octet() { return octets_.octet(); }
 
     [[nodiscard]] std::optional<Value> value(std::size_t depth) {
         const auto tag = octet();
@@ -129,9 +116,10 @@ public:
             case Tag::True: return Value(true);
             case Tag::Integer: return integer();
             case Tag::Double: return wrap(real(), [](double number) { return Value(number); });
-            case Tag::String: return wrap(text(), [](std::string_view octets) { return Value(octets); });
+            case Tag::String:
+                return wrap(octets_.text(), [](std::string_view octets) { return Value(octets); });
             case Tag::Data:
-                return wrap(text(), [](std::string_view octets) {
+                return wrap(octets_.text(), [](std::string_view octets) {
                     return Value(Data(octets.begin(), octets.end()));
                 });
             case Tag::Date: return wrap(real(), [](double s) { return Value(dateFromSecondsSince1970(s)); });
@@ -147,68 +135,26 @@ private:
         return part ? std::optional<Value>(make(*part)) : std::nullopt;
     }
 
-    [[nodiscard]] std::optional<std::uint64_t> number() {
-        std::uint64_t result = 0;
-        for (unsigned shift = 0; shift < 64; shift += 7) {
-            const auto next = octet();
-            if (!next) {
-                return std::nullopt;
-            }
-            const auto bits = static_cast<std::uint64_t>(static_cast<unsigned char>(*next));
-            // A number is written in one way only: whatever else is read is damage, not a number.
-            const bool isTooBig = shift == 63 && bits > 1;
-            const bool isOverlong = shift > 0 && bits == 0;
-            if (isTooBig || isOverlong) {
-                return std::nullopt;
-            }
-            result |= (bits & 0x7fU) << shift;
-            if ((bits & 0x80U) == 0) {
-                return result;
-            }
-        }
-        return std::nullopt;
-    }
-
     [[nodiscard]] std::optional<Value> integer() {
-        return wrap(number(), [](std::uint64_t zigzag) {
+        return wrap(octets_.number(), [](std::uint64_t zigzag) {
             return Value(static_cast<std::int64_t>((zigzag >> 1U) ^ (~(zigzag & 1U) + 1U)));
         });
     }
 
     [[nodiscard]] std::optional<double> real() {
-        if (rest_.size() < 8) {
+        const auto octets = octets_.octets(8);
+        if (!octets) {
             return std::nullopt;
         }
         std::uint64_t bits = 0;
         for (unsigned i = 0; i < 8; ++i) {
-            bits |= static_cast<std::uint64_t>(static_cast<unsigned char>(rest_[i])) << (8 * i);
+            bits |= static_cast<std::uint64_t>(static_cast<unsigned char>((*octets)[i])) << (8 * i);
         }
-        rest_.remove_prefix(8);
         return std::bit_cast<double>(bits);
     }
 
-    [[nodiscard]] std::optional<std::string_view> text() {
-        const auto length = number();
-        if (!length || *length > rest_.size()) {
-            return std::nullopt;
-        }
-        const auto octets = rest_.substr(0, static_cast<std::size_t>(*length));
-        rest_.remove_prefix(octets.size());
-        return octets;
-    }
-
-    /// A count of things that take `least` octets each, or more. It is believed only as far as there are
-    /// octets, so that a damaged one makes nobody allocate.
-    [[nodiscard]] std::optional<std::size_t> count(std::size_t least) {
-        const auto announced = number();
-        if (!announced || *announced > rest_.size() / least) {
-            return std::nullopt;
-        }
-        return static_cast<std::size_t>(*announced);
-    }
-
     [[nodiscard]] std::optional<Value> array(std::size_t depth) {
-        const auto items = count(1);
+        const auto items = octets_.count(1);
         if (!items || depth >= kDeepestStoredValue) {
             return std::nullopt;
         }
@@ -224,13 +170,13 @@ private:
     }
 
     [[nodiscard]] std::optional<Value> dictionary(std::size_t depth) {
-        const auto entries = count(2);
+        const auto entries = octets_.count(2);
         if (!entries || depth >= kDeepestStoredValue) {
             return std::nullopt;
         }
         Dictionary result;
         for (std::size_t i = 0; i < *entries; ++i) {
-            const auto key = text();
+            const auto key = octets_.text();
             if (!key || result.contains(*key)) {
                 return std::nullopt;
             }
@@ -243,7 +189,7 @@ private:
         return Value(std::move(result));
     }
 
-    std::string_view rest_;
+    OctetReader octets_;
 };
 
 }  // namespace

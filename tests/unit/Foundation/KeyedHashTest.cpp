@@ -1,6 +1,8 @@
 #include <cstddef>
 #include <cstdint>
+#include <set>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -29,6 +31,24 @@ TEST(KeyedHash, TellsPairsOfTextsApart) {
         }
     }
     EXPECT_NE(keyedHashOf("t", "0123456789abcdef"), keyedHashOf("t", "89abcdef01234567"));
+}
+
+// Lengths and numbers enter where the first octets of the text do: none may make up for a change of these.
+TEST(KeyedHash, TellsTextsOnDiskApartWhateverTheirNumbers) {
+    std::vector<std::string> texts;
+    for (char octet = 0; octet < 32; ++octet) {
+        texts.push_back(std::string(8, 'x') + octet);
+        texts.push_back(octet + std::string(8, 'x'));
+    }
+    texts.emplace_back(8, 'x');
+    std::set<std::uint64_t> hashes;
+    for (const std::string& text : texts) {
+        for (std::uint64_t number = 0; number < 32; ++number) {
+            hashes.insert(lastingHashOf(text, number, 100));
+            hashes.insert(lastingHashOf(text, 100, number));
+        }
+    }
+    EXPECT_EQ(hashes.size(), texts.size() * 64);
 }
 
 TEST(KeyedHash, MultipliesAlikeOnEveryProcessor) {
