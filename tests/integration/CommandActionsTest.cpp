@@ -11,8 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "XelPushClient/Classes/Core/PersistedKeys.h"
-#include "XelPushClient/Linux/Store/SqliteStore.h"
-#include "XelPushClient/Linux/Store/SqliteUserDefaults.h"
+#include "XelPushClient/Linux/Homes/StoredHome.h"
 #include "tests/FirstAndLast.h"
 #include "tests/integration/support/CommandSupport.h"
 
@@ -39,14 +38,13 @@ protected:
     }
     /// Reads and changes what a client has stored, while no command runs it.
     void withSettings(const std::string& client, const std::function<void(NSUserDefaults&)>& act) {
-        SqliteStoreOptions options;
+        HomeStoreOptions options;
         options.folder = (folder_.path() / ".local/state/xelpush" / client).string();
-        auto store = SqliteStore::open(std::move(options));
+        auto store = HomeStore::open(std::move(options));
         ASSERT_TRUE(store.isOk());
-        const auto defaults = SqliteUserDefaults::load(std::move(store).value());
-        ASSERT_TRUE(defaults.isOk());
-        act(*defaults.value());
-        ASSERT_TRUE(defaults.value()->synchronize());
+        const auto defaults = openStoredHome(std::move(store).value()).value().defaults;
+        act(*defaults);
+        ASSERT_TRUE(defaults->synchronize());
     }
 };
 

@@ -11,8 +11,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "XelPushClient/Linux/Store/SqliteStore.h"
-#include "XelPushClient/Linux/Store/SqliteUserDefaults.h"
+#include "XelPushClient/Linux/Homes/StoredHome.h"
 #include "sandbox/process/Ports.h"
 #include "tests/integration/support/CommandSupport.h"
 
@@ -50,24 +49,23 @@ protected:
     std::string advice(const std::string& check) const { return member(check, "advice", ""); }
     std::string text(const std::string& check) const { return member(check, "text", ""); }
 
-    Result<std::shared_ptr<SqliteStore>> openStore() {
-        SqliteStoreOptions options;
+    Result<std::shared_ptr<HomeStore>> openStore() {
+        HomeStoreOptions options;
         options.folder = store_.string();
-        return SqliteStore::open(std::move(options));
+        return HomeStore::open(std::move(options));
     }
     void makeStore() { ASSERT_TRUE(openStore().isOk()); }
     // A store whose client keeps these channels of alice01's.
     void keepChannels(const std::vector<std::string>& names) {
         auto store = openStore();
         ASSERT_TRUE(store.isOk());
-        const auto defaults = SqliteUserDefaults::load(std::move(store).value());
-        ASSERT_TRUE(defaults.isOk());
+        const auto defaults = openStoredHome(std::move(store).value()).value().defaults;
         Dictionary channels;
         for (const std::string& name : names) {
             channels.set("app/" + service_.info().appId + "/user/" + name, 1);
         }
-        defaults.value()->setObject("userChannels", channels);
-        ASSERT_TRUE(defaults.value()->synchronize());
+        defaults->setObject("userChannels", channels);
+        ASSERT_TRUE(defaults->synchronize());
     }
     std::uint16_t closedPort() { return sandbox::claimPort("127.0.0.1", 0, "a test"); }
 

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "XelPushClient/Classes/Core/PersistedKeys.h"
+#include "XelPushClient/Linux/Homes/HomeStore.h"
 #include "XelPushClient/Linux/LinuxPlatform.h"
 #include "XelPushClient/Linux/Loop/AsioRunLoop.h"
-#include "XelPushClient/Linux/Store/SqliteStore.h"
 #include "XelPushClient/Linux/System/LinuxFolders.h"
 #include "tools/commands/Commands.h"
 #include "tools/options/ClientChoice.h"
@@ -68,7 +68,7 @@ std::size_t topicsOf(const NSUserDefaults& defaults) {
 
 /// Only one that is sound: opening a damaged one would set it aside, which is a client's to do, and to tell.
 Result<Home> openSoundHome(const Machine& machine, const std::string& name) {
-    if (const auto examined = SqliteStore::examine(defaultStateFolder(name).value_or("")); !examined) {
+    if (const auto examined = HomeStore::examine(defaultStateFolder(name).value_or("")); !examined) {
         return examined.error();
     }
     LinuxOptions options;

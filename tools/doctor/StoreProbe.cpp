@@ -9,8 +9,7 @@
 #include <unistd.h>
 
 #include "XelPushClient/Classes/Core/PersistedKeys.h"
-#include "XelPushClient/Linux/Store/SqliteStore.h"
-#include "XelPushClient/Linux/Store/SqliteUserDefaults.h"
+#include "XelPushClient/Linux/Homes/StoredHome.h"
 #include "XelPushClient/Linux/Store/StoreError.h"
 
 namespace xel::tools {
@@ -63,7 +62,7 @@ Finding judgeMissing(const fs::path& folder) {
 
 /// Only looked at: a client would set a damaged file aside.
 Finding examineStore(const fs::path& folder) {
-    const auto examined = SqliteStore::examine(folder.string());
+    const auto examined = HomeStore::examine(folder.string());
     if (examined) {
         return foundWell(kStore, (folder / kStoreFile).string() + " opens");
     }
@@ -94,16 +93,14 @@ Findings probeStore(const std::string& folder) {
 }
 
 std::vector<std::string> keptTopics(const std::string& folder) {
-    SqliteStoreOptions options;
+    HomeStoreOptions options;
     options.folder = folder;
     std::vector<std::string> topics;
     // Only for a store that was found sound: one that is damaged would be set aside.
-    if (auto store = SqliteStore::open(std::move(options))) {
-        if (const auto defaults = SqliteUserDefaults::load(std::move(store).value())) {
-            for (const auto& [topic, qos] :
-                 defaults.value()->dictionaryForKey(kUserChannelsKey).value_or(Dictionary())) {
-                topics.push_back(topic);
-            }
+    if (const auto store = HomeStore::open(std::move(options))) {
+        const auto defaults = openStoredHome(store.value()).value().defaults;
+        for (const auto& [topic, qos] : defaults->dictionaryForKey(kUserChannelsKey).value_or(Dictionary())) {
+            topics.push_back(topic);
         }
     }
     return topics;

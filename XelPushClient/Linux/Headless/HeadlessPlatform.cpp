@@ -10,6 +10,7 @@
 #include "XelPushClient/Linux/HTTP/CurlHTTPTransport.h"
 #include "XelPushClient/Linux/HTTP/CurlURLSession.h"
 #include "XelPushClient/Linux/Headless/AbsentDesktop.h"
+#include "XelPushClient/Linux/Homes/StoredHome.h"
 #include "XelPushClient/Linux/Log/StandardErrorLogSink.h"
 #include "XelPushClient/Linux/Loop/AsioRunLoop.h"
 #include "XelPushClient/Linux/Network/NetlinkReachability.h"
@@ -19,8 +20,6 @@
 #include "XelPushClient/Linux/Process/ForkedChildren.h"
 #include "XelPushClient/Linux/Process/ThreadOperationQueue.h"
 #include "XelPushClient/Linux/Store/PosixFileManager.h"
-#include "XelPushClient/Linux/Store/SqliteSessionMemory.h"
-#include "XelPushClient/Linux/Store/SqliteUserDefaults.h"
 #include "XelPushClient/Linux/Store/StoreError.h"
 #include "XelPushClient/Linux/Store/StoreFolder.h"
 #include "XelPushClient/Linux/Stream/AsioByteStream.h"
@@ -106,8 +105,8 @@ Result<std::string> folderOr(const std::string& wanted, std::optional<std::strin
     return std::move(*byRule);
 }
 
-SqliteStoreOptions storeOptions(const LinuxOptions& options, const Machine& machine, std::string folder) {
-    SqliteStoreOptions store;
+HomeStoreOptions storeOptions(const LinuxOptions& options, const Machine& machine, std::string folder) {
+    HomeStoreOptions store;
     store.folder = std::move(folder);
     store.durability = options.durability;
     store.runLoop = machine.runLoop;
@@ -169,26 +168,22 @@ Result<Home> openLinuxHome(const LinuxOptions& options, const Machine& machine) 
     if (!documents) {
         return documents.error();
     }
-    const auto store = SqliteStore::open(storeOptions(options, machine, stateFolder.value()));
+    const auto store = HomeStore::open(storeOptions(options, machine, stateFolder.value()));
     if (!store) {
         return store.error();
     }
     tellOfGroupWritable(stateFolder.value(), *machine.logSink);
-    const auto defaults = SqliteUserDefaults::load(store.value());
-    if (!defaults) {
-        return defaults.error();
-    }
-    const auto memory = SqliteSessionMemory::load(store.value());
-    if (!memory) {
-        return memory.error();
+    const auto stored = openStoredHome(store.value());
+    if (!stored) {
+        return stored.error();
     }
     if (const auto made = makeStoreFolder(documents.value()); !made) {
         // Without it only crash reports fail.
         machine.logSink->write(describeError(made.error()));
     }
     Home home;
-    home.defaults = defaults.value();
-    home.sessionMemory = memory.value();
+    home.defaults = stored.value().defaults;
+    home.sessionMemory = stored.value().memory;
     home.notificationCenter = std::make_shared<NSNotificationCenter>();
     home.documentsDirectory = documents.value();
     home.diagnostics = options.diagnostics;

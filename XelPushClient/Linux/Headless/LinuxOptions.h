@@ -86,7 +86,7 @@ struct LinuxOptions {
     std::optional<std::string> shortVersion{"1.0"};
     std::optional<std::string> bundleVersion{"1"};
 
-    /// What the store of a turn survives.
+    /// What arrives and what waits to be sent survives this.
     Durability durability = Durability::ProcessKill;
 
     /// Where log lines go. Null: standard error.

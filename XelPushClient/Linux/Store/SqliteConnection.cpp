@@ -6,8 +6,8 @@
 #include <system_error>
 
 #include <sqlite3.h>
+#include <sys/stat.h>
 
-#include "XelPushClient/Linux/Store/SqliteWalVFS.h"
 #include "XelPushClient/Linux/Store/StoreError.h"
 
 namespace xel {
@@ -16,29 +16,44 @@ namespace {
 /// "XelP": tells our files from other programs' (https://sqlite.org/pragma.html#pragma_application_id).
 constexpr std::int64_t kApplicationId = 0x58656c50;
 
-// A commit costs what its pages weigh: small pages, each of which holds a turn's list of ids or a few
-// publications. The size must be set before the file is switched to its log. That this connection locks
-// the file for good is said before the log is first used, which keeps the log's index in this process's
-// memory, without a shared file (https://sqlite.org/wal.html#noshm). A schema must not call functions:
-// the file may have been tampered with (https://sqlite.org/security.html).
+// A schema must not call functions: the file may have been tampered with (https://sqlite.org/security.html).
 constexpr const char* kSetUp =
-    "PRAGMA page_size=1024;"
     "PRAGMA locking_mode=EXCLUSIVE;"
-    "PRAGMA synchronous=OFF;"
+    "PRAGMA synchronous=FULL;"
     "PRAGMA temp_store=MEMORY;"
     "PRAGMA cache_size=-4096;"
     "PRAGMA trusted_schema=OFF;";
 
-constexpr const char* kMakeSchema =
-    "BEGIN IMMEDIATE;"
-    "CREATE TABLE defaults(id INTEGER PRIMARY KEY, key TEXT NOT NULL UNIQUE, value BLOB NOT NULL);"
-    "CREATE TABLE clients(id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE, topics BLOB);"
-    "CREATE TABLE outbox(seq INTEGER PRIMARY KEY, client INTEGER NOT NULL, packet INTEGER NOT NULL,"
-    " retain INTEGER NOT NULL, topic TEXT NOT NULL, payload BLOB NOT NULL);"
+constexpr const char* kMakeTables =
+    "CREATE TABLE homes(id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE);"
+    "CREATE TABLE defaults(home INTEGER NOT NULL, key TEXT NOT NULL, value BLOB NOT NULL,"
+    " PRIMARY KEY(home, key)) WITHOUT ROWID;"
+    "CREATE TABLE clients(id INTEGER PRIMARY KEY, home INTEGER NOT NULL, name TEXT NOT NULL, topics BLOB,"
+    " UNIQUE(home, name));"
+    "CREATE TABLE outbox(client INTEGER NOT NULL, packet INTEGER NOT NULL, seq INTEGER NOT NULL,"
+    " retain INTEGER NOT NULL, topic TEXT NOT NULL, payload BLOB NOT NULL, PRIMARY KEY(client, packet))"
+    " WITHOUT ROWID;"
+    "CREATE TABLE journal(run INTEGER NOT NULL, store INTEGER NOT NULL);"
+    "INSERT INTO journal VALUES(0, 0);"
     "PRAGMA application_id=1483041872;"
-    "PRAGMA user_version=1;"
-    "COMMIT;";
-static_assert(kApplicationId == 1483041872 && SqliteConnection::kSchemaVersion == 1);
+    "PRAGMA user_version=2;";
+static_assert(kApplicationId == 1483041872 && SqliteConnection::kSchemaVersion == 2);
+
+// A file of one home, as the first schema had it. Of two publications under one packet identifier the newer
+// one counts: the other one's removal was put off.
+constexpr const char* kTakeOldTablesAway =
+    "ALTER TABLE defaults RENAME TO old_defaults;"
+    "ALTER TABLE clients RENAME TO old_clients;"
+    "ALTER TABLE outbox RENAME TO old_outbox;";
+constexpr const char* kTakeOldContentsOver =
+    "INSERT INTO homes(id, name) VALUES(1, 'home');"
+    "INSERT INTO defaults SELECT 1, key, value FROM old_defaults;"
+    "INSERT INTO clients SELECT id, 1, name, topics FROM old_clients;"
+    "INSERT OR REPLACE INTO outbox SELECT client, packet, seq, retain, topic, payload FROM old_outbox"
+    " ORDER BY seq;"
+    "DROP TABLE old_defaults;"
+    "DROP TABLE old_clients;"
+    "DROP TABLE old_outbox;";
 
 bool isDamage(int code) {
     // Extended codes have the primary one in their lowest octet.
@@ -57,6 +72,15 @@ bool isReadFailure(std::string_view finding) {
         std::from_chars(number.data(), number.data() + number.size(), code);
     }
     return (code & 0xff) == SQLITE_IOERR;
+}
+
+/// A file of no octets beside a log of SQLite's that holds some has lost its contents: SQLite would take it
+/// for a new one and delete the log. The first schema kept one.
+bool hasLostItsContents(const std::string& path) {
+    struct stat database {};
+    struct stat log {};
+    return stat(path.c_str(), &database) == 0 && database.st_size == 0 &&
+           stat((path + "-wal").c_str(), &log) == 0 && log.st_size > 0;
 }
 
 std::string describeSystemError(sqlite3* database) {
@@ -116,23 +140,26 @@ Result<std::int64_t> SqliteConnection::ask(const char* sql) {
 
 Result<void> SqliteConnection::open(const std::string& path) {
     path_ = path;
+    if (hasLostItsContents(path)) {
+        return makeStoreError(StoreErrorCode::Damaged,
+                              "the store " + path + " is damaged (the file is empty, its log is not)");
+    }
     sqlite3* database = nullptr;
-    // Not to be created here: the file is there, for the user alone, and its log gets the same rights.
+    // Not to be created here: the file is there, for the user alone, and what SQLite makes beside it gets the
+    // same rights.
     // Without SQLite's mutex: the store sees to it that one thread at a time uses the connection.
     const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
-    const int opened = sqlite3_open_v2(path.c_str(), &database, flags, sqliteWalVFSName());
+    const int opened = sqlite3_open_v2(path.c_str(), &database, flags, nullptr);
     database_.reset(database);
     if (opened != SQLITE_OK) {
         return errorFor(opened);
     }
-    // Takes the place of SQLite's own checkpoints, which would run on the run loop.
-    sqlite3_wal_hook(
-        database,
-        [](void* self, sqlite3*, const char*, int frames) {
-            static_cast<SqliteConnection*>(self)->framesInLog_ = frames;
-            return SQLITE_OK;
-        },
-        this);
+    // SQLite opens what it may not write to for reading.
+    if (sqlite3_db_readonly(database, "main") != 0) {
+        database_.reset();
+        return makeStoreError(StoreErrorCode::CannotOpen,
+                              "the store " + path_ + " cannot be opened (it can only be read)");
+    }
     auto ready = setUp();
     if (!ready) {
         // A connection with statements stays open behind sqlite3_close_v2, and a damaged file is set
@@ -146,9 +173,7 @@ Result<void> SqliteConnection::open(const std::string& path) {
 }
 
 Result<void> SqliteConnection::setUp() {
-    // Leaving the log behind makes closing cheap: no sync. The next opening reads it.
     int isSet = 0;
-    sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, &isSet);
     sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_DEFENSIVE, 1, &isSet);
     if (const int code = execute(kSetUp); code != SQLITE_OK) {
         return errorFor(code);
@@ -190,17 +215,32 @@ Result<void> SqliteConnection::checkOrMakeSchema() {
                                   std::to_string(kSchemaVersion) + "); it is left as it is");
     }
     // Only now: it rewrites the file's header, and the file must be known as ours.
-    if (const int code = execute("PRAGMA journal_mode=WAL"); code != SQLITE_OK) {
+    if (const int code = execute("PRAGMA journal_mode=DELETE"); code != SQLITE_OK) {
         return errorFor(code);
     }
     if (!isNew) {
-        return checkSoundness();
+        if (auto sound = checkSoundness(version.value()); !sound || version.value() == kSchemaVersion) {
+            return sound;
+        }
     }
-    const int code = execute(kMakeSchema);
-    return code == SQLITE_OK ? Result<void>() : errorFor(code);
+    return makeTables(!isNew);
 }
 
-Result<void> SqliteConnection::checkSoundness() {
+Result<void> SqliteConnection::makeTables(bool areThereOldOnes) {
+    int code = execute("BEGIN IMMEDIATE");
+    for (const char* const step : {areThereOldOnes ? kTakeOldTablesAway : "", kMakeTables,
+                                   areThereOldOnes ? kTakeOldContentsOver : "", "COMMIT"}) {
+        code = code == SQLITE_OK ? execute(step) : code;
+    }
+    if (code != SQLITE_OK) {
+        auto error = errorFor(code);
+        (void)execute("ROLLBACK");
+        return error;
+    }
+    return {};
+}
+
+Result<void> SqliteConnection::checkSoundness(std::int64_t version) {
     SqliteStatement check;
     int code = check.prepare(database_.get(), "PRAGMA quick_check(1)");
     if (code == SQLITE_OK) {
@@ -218,14 +258,17 @@ Result<void> SqliteConnection::checkSoundness() {
                               "the store " + path_ + " is damaged (" + std::string(check.octets(0)) + ")");
     }
     // A file without any table is sound, too.
-    const auto tables = ask(
-        "SELECT count(*) FROM sqlite_schema WHERE type='table' AND name IN ('defaults','clients','outbox')");
+    const auto tables =
+        ask("SELECT count(*) FROM sqlite_schema WHERE type='table'"
+            " AND name IN ('defaults','clients','outbox','homes','journal')");
     if (!tables) {
         return tables.error();
     }
-    return tables.value() == 3 ? Result<void>()
-                               : makeStoreError(StoreErrorCode::Damaged,
-                                                "the store " + path_ + " is damaged (tables are missing)");
+    const std::int64_t expected = version == 1 ? 3 : 5;
+    return tables.value() == expected
+               ? Result<void>()
+               : makeStoreError(StoreErrorCode::Damaged,
+                                "the store " + path_ + " is damaged (tables are missing)");
 }
 
 void SqliteConnection::giveUp() {
@@ -234,21 +277,6 @@ void SqliteConnection::giveUp() {
     if (sqlite3_get_autocommit(database_.get()) == 0) {
         (void)rollback_.run();
     }
-}
-
-Result<void> SqliteConnection::checkpoint() {
-    // When it is off, a checkpoint syncs neither the log before it copies nor the database behind it.
-    int code = execute("PRAGMA synchronous=NORMAL");
-    if (code == SQLITE_OK) {
-        code =
-            sqlite3_wal_checkpoint_v2(database_.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
-    }
-    auto result = code == SQLITE_OK ? Result<void>() : errorFor(code);
-    if (result) {
-        framesInLog_ = 0;
-    }
-    (void)execute("PRAGMA synchronous=OFF");
-    return result;
 }
 
 }  // namespace xel

@@ -11,12 +11,11 @@ namespace xel {
 
 /// The connection to a store's database: opens it, checks it, brings its tables about, and runs transactions.
 ///
-/// The database is in write-ahead mode and locked for good by this connection, so that a commit costs one
-/// write and no lock, and is not synchronised with the disk: it survives a killed process. `checkpoint`
-/// synchronises. Thread: one at a time.
+/// The database is locked for good by this connection; each transaction is synchronised with the disk.
+/// Thread: one at a time.
 class SqliteConnection {
 public:
-    static constexpr int kSchemaVersion = 1;
+    static constexpr int kSchemaVersion = 2;
 
     SqliteConnection() = default;
     SqliteConnection(const SqliteConnection&) = delete;
@@ -33,12 +32,6 @@ public:
     [[nodiscard]] int end() { return commit_.run(); }
     void giveUp();
 
-    /// Frames in the log, as of the last commit.
-    [[nodiscard]] int framesInLog() const { return framesInLog_; }
-
-    /// Carries the log over into the database, synchronising both, and empties the log.
-    [[nodiscard]] Result<void> checkpoint();
-
     /// What SQLite's code means for this store, in words.
     [[nodiscard]] NSError errorFor(int code) const;
 
@@ -51,14 +44,14 @@ private:
     [[nodiscard]] Result<std::int64_t> ask(const char* sql);
     [[nodiscard]] Result<void> setUp();
     [[nodiscard]] Result<void> checkOrMakeSchema();
-    [[nodiscard]] Result<void> checkSoundness();
+    [[nodiscard]] Result<void> makeTables(bool areThereOldOnes);
+    [[nodiscard]] Result<void> checkSoundness(std::int64_t version);
 
     std::string path_;
     std::unique_ptr<sqlite3, Close> database_;
     SqliteStatement begin_;
     SqliteStatement commit_;
     SqliteStatement rollback_;
-    int framesInLog_ = 0;
 };
 
 }  // namespace xel

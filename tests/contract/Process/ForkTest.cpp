@@ -18,10 +18,10 @@
 #include <unistd.h>
 
 #include "XelPushClient/Linux/HTTP/CurlHTTPTransport.h"
+#include "XelPushClient/Linux/Homes/HomeStore.h"
 #include "XelPushClient/Linux/LinuxPlatform.h"
 #include "XelPushClient/Linux/Loop/AsioRunLoop.h"
 #include "XelPushClient/Linux/Process/ForkedChildren.h"
-#include "XelPushClient/Linux/Store/SqliteStore.h"
 #include "XelPushClient/Linux/Store/StoreFolder.h"
 #include "XelPushClient/Linux/Stream/AsioByteStream.h"
 #include "XelPushClient/XelPushClient.h"
@@ -199,9 +199,9 @@ TEST_F(ForkTest, TheLoopDoesNotGoOnInTheChild) {
 TEST(ForkedChild, DoesNotHoldTheLockOfAHome) {
     const TemporaryFolder folder;
     const auto openHere = [&] {
-        SqliteStoreOptions options;
+        HomeStoreOptions options;
         options.folder = folder.path() + "/state";
-        return SqliteStore::open(options);
+        return HomeStore::open(options);
     };
     Gate gate;
     Gate whenRunning;

@@ -2,31 +2,30 @@
 #include <functional>
 
 #include "XelPushClient/Linux/Loop/AsioRunLoop.h"
+#include "tests/contract/Homes/HomeOnDisk.h"
 #include "tests/contract/Store/NSUserDefaultsContract.h"
-#include "tests/contract/Store/SqliteHome.h"
 
 namespace xel::contract {
 namespace {
 
-class SqliteDefaults {
+class StoredDefaults {
 public:
-    std::shared_ptr<NSUserDefaults> open() { return home_.openDefaults(); }
+    std::shared_ptr<NSUserDefaults> open() { return home_.open().defaults; }
     bool runUntil(const std::function<bool()>& done) { return done(); }
     void setFailingCommits(bool isFailing) { home_.setFailingCommits(isFailing); }
 
 private:
-    SqliteHome home_;
+    HomeOnDisk home_;
 };
 
 /// Turns that survive a power cut, which are answered later on the run loop.
-class SyncingSqliteDefaults {
+class SyncingDefaults {
 public:
     std::shared_ptr<NSUserDefaults> open() {
         auto options = home_.options();
         options.durability = Durability::PowerCut;
         options.runLoop = loop_;
-        auto store = SqliteStore::open(options);
-        return store ? SqliteUserDefaults::load(store.value()).value() : nullptr;
+        return home_.open(options).defaults;
     }
     bool runUntil(const std::function<bool()>& done) {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
@@ -39,13 +38,13 @@ public:
     void setFailingCommits(bool isFailing) { home_.setFailingCommits(isFailing); }
 
 private:
-    SqliteHome home_;
+    HomeOnDisk home_;
     std::shared_ptr<AsioRunLoop> loop_ = std::make_shared<AsioRunLoop>();
 };
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Sqlite, NSUserDefaultsContract, SqliteDefaults);
-INSTANTIATE_TYPED_TEST_SUITE_P(SqliteSurvivingPowerCuts, NSUserDefaultsContract, SyncingSqliteDefaults);
+INSTANTIATE_TYPED_TEST_SUITE_P(Real, NSUserDefaultsContract, StoredDefaults);
+INSTANTIATE_TYPED_TEST_SUITE_P(RealSurvivingPowerCuts, NSUserDefaultsContract, SyncingDefaults);
 
 }  // namespace xel::contract

@@ -1,20 +1,20 @@
+#include "tests/contract/Homes/HomeOnDisk.h"
 #include "tests/contract/Store/SessionMemoryContract.h"
-#include "tests/contract/Store/SqliteHome.h"
 
 namespace xel::contract {
 namespace {
 
-class SqliteSessions {
+class StoredSessions {
 public:
-    std::shared_ptr<SessionMemory> open() { return home_.openMemory(); }
+    std::shared_ptr<SessionMemory> open() { return home_.open().memory; }
     void setFailingCommits(bool isFailing) { home_.setFailingCommits(isFailing); }
 
 private:
-    SqliteHome home_;
+    HomeOnDisk home_;
 };
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Sqlite, SessionMemoryContract, SqliteSessions);
+INSTANTIATE_TYPED_TEST_SUITE_P(Real, SessionMemoryContract, StoredSessions);
 
 }  // namespace xel::contract

@@ -6,9 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include "XelPushClient/Linux/Homes/StoredHome.h"
 #include "XelPushClient/Linux/Push/UnifiedPushRegistration.h"
-#include "XelPushClient/Linux/Store/SqliteStore.h"
-#include "XelPushClient/Linux/Store/SqliteUserDefaults.h"
 #include "tests/integration/desktop/support/ActivatableHost.h"
 #include "tests/integration/desktop/support/PrivateBus.h"
 #include "tests/integration/desktop/support/TestDistributor.h"
@@ -53,14 +52,13 @@ protected:
 
     /// What the host, which has ended, has kept.
     [[nodiscard]] std::optional<UnifiedPushRegistration> kept() const {
-        SqliteStoreOptions options;
+        HomeStoreOptions options;
         options.folder = host_->home() + "/.local/state/xelpush/activatable_host";
-        const auto store = SqliteStore::open(std::move(options));
+        const auto store = HomeStore::open(std::move(options));
         if (!store) {
             return std::nullopt;
         }
-        const auto defaults = SqliteUserDefaults::load(store.value());
-        return defaults ? loadRegistration(*defaults.value()) : std::nullopt;
+        return loadRegistration(*openStoredHome(store.value()).value().defaults);
     }
     [[nodiscard]] TestDistributor::Answer send(const UnifiedPushRegistration& registration,
                                                const std::string& content) const {

@@ -1,9 +1,8 @@
-// The log is carried over behind the caller's back: what fails there holds nobody up.
+// The journal is carried over, and synced, behind the caller's back: what fails there holds nobody up.
 
 #include <atomic>
 #include <chrono>
 #include <csignal>
-#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -13,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -20,12 +20,15 @@
 #include <sys/resource.h>
 
 #include "XelPushClient/Linux/Loop/AsioRunLoop.h"
+#include "XelPushClient/Linux/Store/StoreJournal.h"
+#include "tests/contract/Homes/HomeOnDisk.h"
 #include "tests/contract/Loop/DrivenLoop.h"
 #include "tests/contract/Process/NoThreads.h"
-#include "tests/contract/Store/SqliteHome.h"
 
 namespace xel::contract {
 namespace {
+
+using namespace std::chrono_literals;
 
 /// So far a file of this process can grow.
 class FileSizeLimit {
@@ -45,13 +48,23 @@ private:
     rlimit usual_{};
 };
 
-class SqliteCheckpointTest : public testing::Test {
+class StoreCarryingTest : public testing::Test {
 protected:
-    static void store(NSUserDefaults& defaults, int times) {
-        for (int i = 0; i < times; ++i) {
-            defaults.setObject("count", ++count_);
+    /// Writes a run of the journal, and some more.
+    void writeARun(NSUserDefaults& defaults) {
+        const std::string large(1'000'000, 'x');
+        for (std::uint64_t octets = 0; octets <= StoreJournal::kRunLength; octets += large.size()) {
+            defaults.setObject("large", large + std::to_string(++count_));
             ASSERT_TRUE(defaults.synchronize()) << count_;
         }
+    }
+
+    [[nodiscard]] std::uintmax_t longestJournal() {
+        std::uintmax_t longest = 0;
+        for (const char* const file : {".journal", ".journal-2"}) {
+            longest = std::max(longest, std::filesystem::file_size(home_.basePath() + file));
+        }
+        return longest;
     }
 
     [[nodiscard]] bool hasReported(std::string_view text) {
@@ -63,34 +76,36 @@ protected:
         return false;
     }
 
-    SqliteHome home_;
-    static inline int count_ = 0;
+    HomeOnDisk home_;
+    int count_ = 0;
 };
 
-TEST_F(SqliteCheckpointTest, IsTriedAgainWhenNoThreadCouldBeStarted) {
-    const auto defaults = home_.openDefaults();
+TEST_F(StoreCarryingTest, IsTriedAgainWhenNoThreadCouldBeStarted) {
+    const auto defaults = home_.open().defaults;
     {
         const NoThreads noThreads;
-        store(*defaults, SqliteStore::kFramesBeforeCheckpoint + 1);
+        writeARun(*defaults);
+        writeARun(*defaults);
         EXPECT_TRUE(hasReported("cannot be carried over"));
     }
-    // The log begins anew when it has been carried over, so it never comes to hold so many.
-    store(*defaults, SqliteStore::kMostFrames);
-    constexpr std::uintmax_t kFrameSize = 24 + 1024;
-    EXPECT_LE(std::filesystem::file_size(home_.databasePath() + "-wal"),
-              (SqliteStore::kMostFrames + 1) * kFrameSize);
+    std::this_thread::sleep_for(1100ms);
+    for (int run = 0; run < 6; ++run) {
+        writeARun(*defaults);
+    }
+    EXPECT_LE(longestJournal(), 5 * StoreJournal::kRunLength)
+        << "a file is used again once it was carried over";
 }
 
-TEST_F(SqliteCheckpointTest, LetsCommitsGoOnWhenEvenItsReportFails) {
-    constexpr std::size_t kPublications = 12;
+TEST_F(StoreCarryingTest, LetsWritesGoOnWhenEvenItsReportFails) {
+    constexpr std::uint64_t kDatabase = 3 * StoreJournal::kRunLength;
     constexpr std::size_t kLarge = 1'000'000;
     {
-        const auto memory = home_.openMemory();
-        for (std::uint16_t id = 1; id <= kPublications; ++id) {
+        const auto memory = home_.open().memory;
+        for (std::uint16_t id = 1; id <= kDatabase / kLarge; ++id) {
             ASSERT_TRUE(memory->appendToOutbox("client", {id, "t", std::string(kLarge, 'p'), false}));
         }
     }
-    // The database is larger than the log may become, so what was appended to it cannot be carried over.
+    // The database is larger than a file may become, so what is in the journal cannot be carried over.
     std::promise<void> reported;
     auto options = home_.options();
     options.problemHandler = [&, isFirst = true](const NSError& /*problem*/) mutable {
@@ -99,40 +114,39 @@ TEST_F(SqliteCheckpointTest, LetsCommitsGoOnWhenEvenItsReportFails) {
             throw std::bad_alloc();
         }
     };
-    const auto memory = SqliteSessionMemory::load(SqliteStore::open(options).value()).value();
-    std::optional<FileSizeLimit> limit(kPublications * kLarge - kLarge / 2);
-    const std::string payload(10'000, 'q');
-    for (std::uint16_t id = 100; id < 100 + SqliteStore::kFramesBeforeCheckpoint / 10; ++id) {
-        ASSERT_TRUE(memory->appendToOutbox("client", {id, "t", payload, false}));
+    const auto memory = HomeOnDisk::open(options).memory;
+    std::optional<FileSizeLimit> limit(kDatabase - kLarge);
+    for (std::uint16_t id = 1000; id < 1000 + StoreJournal::kRunLength / kLarge + 2; ++id) {
+        ASSERT_TRUE(memory->appendToOutbox("client", {id, "t", std::string(kLarge, 'q'), false}));
     }
-    ASSERT_EQ(reported.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
+    ASSERT_EQ(reported.get_future().wait_for(60s), std::future_status::ready);
     limit.reset();
     const auto last = std::async(std::launch::async, [&] {
-        return memory->appendToOutbox("client", {9000, "t", payload, false}).isOk();
+        return memory->appendToOutbox("client", {9000, "t", "last", false}).isOk();
     });
-    ASSERT_EQ(last.wait_for(std::chrono::seconds(60)), std::future_status::ready)
-        << "it waits for a checkpoint that is over";
+    ASSERT_EQ(last.wait_for(60s), std::future_status::ready) << "it waits for a carrying over that has ended";
+    EXPECT_EQ(memory->loadOutbox("client").value().back().packetId, 9000);
 }
 
-TEST_F(SqliteCheckpointTest, AnswersATurnWithoutAThreadForItsSyncAndTheNextOneWithIt) {
+TEST_F(StoreCarryingTest, AnswersATurnWithoutAThreadForItsSyncAndTheNextOneWithIt) {
     const auto loop = std::make_shared<AsioRunLoop>();
     auto options = home_.options();
     options.runLoop = loop;
     options.durability = Durability::PowerCut;
-    const auto defaults = SqliteUserDefaults::load(SqliteStore::open(options).value()).value();
+    const auto defaults = HomeOnDisk::open(options).defaults;
     std::vector<bool> answers;
-    const auto closeTurn = [&](int turn) {
+    const auto endTurn = [&](int turn) {
         defaults->setObject("turn", turn);
         defaults->synchronizeTurn([&](bool isStored) { answers.push_back(isStored); });
     };
     {
         const NoThreads noThreads;
-        EXPECT_NO_THROW(closeTurn(1));
+        EXPECT_NO_THROW(endTurn(1));
         EXPECT_TRUE(answers.empty()) << "never inside the call";
     }
-    closeTurn(2);
+    endTurn(2);
     ASSERT_TRUE(driveUntil(
-        *loop, [&] { return answers.size() == 2; }, std::chrono::seconds(20)));
+        *loop, [&] { return answers.size() == 2; }, 20s));
     EXPECT_EQ(answers, (std::vector<bool>{false, true}));
     EXPECT_TRUE(hasReported("cannot be synced"));
 }
@@ -162,19 +176,19 @@ private:
     std::atomic<int> timesLeft_;
 };
 
-TEST_F(SqliteCheckpointTest, AnswersATurnAlsoWhenThereWasNoMemoryToSaySo) {
+TEST_F(StoreCarryingTest, AnswersATurnAlsoWhenThereWasNoMemoryToSaySo) {
     const auto loop = std::make_shared<AsioRunLoop>();
     auto options = home_.options();
     options.runLoop = std::make_shared<ForgetfulLoop>(loop, 3);
     options.durability = Durability::PowerCut;
-    const auto defaults = SqliteUserDefaults::load(SqliteStore::open(options).value()).value();
+    const auto defaults = HomeOnDisk::open(options).defaults;
     std::vector<bool> answers;
     for (int turn = 1; turn <= 2; ++turn) {
         defaults->setObject("turn", turn);
         defaults->synchronizeTurn([&](bool isStored) { answers.push_back(isStored); });
     }
     ASSERT_TRUE(driveUntil(
-        *loop, [&] { return answers.size() == 2; }, std::chrono::seconds(20)));
+        *loop, [&] { return answers.size() == 2; }, 20s));
     EXPECT_EQ(answers, (std::vector<bool>{true, true}));
 }
 

@@ -9,8 +9,8 @@
 #include <sys/stat.h>
 
 #include "XelPushClient/Linux/Store/StoreError.h"
+#include "tests/contract/Homes/HomeOnDisk.h"
 #include "tests/contract/Store/MountNamespace.h"
-#include "tests/contract/Store/SqliteHome.h"
 
 namespace xel::contract {
 namespace {
@@ -35,7 +35,7 @@ std::map<std::string, std::string> filesIn(const std::string& folder) {
     return files;
 }
 
-class SqliteDiskTest : public ::testing::Test {
+class StoreDiskTest : public ::testing::Test {
 protected:
     [[nodiscard]] std::string folder() { return home_.options().folder; }
     /// The folder of the store is a disk of its own.
@@ -54,13 +54,13 @@ protected:
     }
     void freeDisk() { fs::remove(folder() + "/filler"); }
 
-    SqliteHome home_;
+    HomeOnDisk home_;
 };
 
-TEST_F(SqliteDiskTest, LetsNobodyElseSeeAnything) {
+TEST_F(StoreDiskTest, LetsNobodyElseSeeAnything) {
     const mode_t before = ::umask(0);
     {
-        const auto defaults = home_.openDefaults();
+        const auto defaults = home_.open().defaults;
         defaults->setObject("userId", "alice01");
         EXPECT_TRUE(defaults->synchronize());
         EXPECT_EQ(modeOf(folder()), 0700U);
@@ -70,17 +70,17 @@ TEST_F(SqliteDiskTest, LetsNobodyElseSeeAnything) {
         }
     }
     fs::permissions(home_.databasePath(), fs::perms(0644));
-    EXPECT_NE(home_.openDefaults(), nullptr);
+    EXPECT_NE(home_.open().defaults, nullptr);
     EXPECT_EQ(modeOf(home_.databasePath()), 0600U) << "a copy put back may have had another mode";
     ::umask(before);
 }
 
-TEST_F(SqliteDiskTest, ReportsAFullDiskAndGoesOnWhenThereIsRoomAgain) {
+TEST_F(StoreDiskTest, ReportsAFullDiskAndGoesOnWhenThereIsRoomAgain) {
     WITH_MOUNTS_OF_ITS_OWN([this] {
         mountSmallDisk();
         const std::string large(20'000, 'x');
         {
-            const auto defaults = home_.openDefaults();
+            const auto defaults = home_.open().defaults;
             ASSERT_NE(defaults, nullptr);
             defaults->setObject("userId", "alice01");
             ASSERT_TRUE(defaults->synchronize());
@@ -95,18 +95,18 @@ TEST_F(SqliteDiskTest, ReportsAFullDiskAndGoesOnWhenThereIsRoomAgain) {
             freeDisk();
             EXPECT_TRUE(defaults->synchronize()) << "what could not be stored is stored now";
         }
-        const auto defaults = home_.openDefaults();
+        const auto defaults = home_.open().defaults;
         ASSERT_NE(defaults, nullptr);
         EXPECT_EQ(defaults->stringForKey("userId"), "alice01");
         EXPECT_EQ(defaults->stringForKey("large"), large);
     });
 }
 
-TEST_F(SqliteDiskTest, LosesNothingStoredWhenItEndsOnAFullDisk) {
+TEST_F(StoreDiskTest, LosesNothingStoredWhenItEndsOnAFullDisk) {
     WITH_MOUNTS_OF_ITS_OWN([this] {
         mountSmallDisk();
         {
-            const auto memory = home_.openMemory();
+            const auto memory = home_.open().memory;
             ASSERT_NE(memory, nullptr);
             ASSERT_TRUE(memory->appendToOutbox("client", {1, "t", "kept", false}).isOk());
             fillDisk();
@@ -115,42 +115,42 @@ TEST_F(SqliteDiskTest, LosesNothingStoredWhenItEndsOnAFullDisk) {
             EXPECT_EQ(refused.error().code, kWriteFailed);
         }
         freeDisk();
-        const auto outbox = home_.openMemory()->loadOutbox("client").value();
+        const auto outbox = home_.open().memory->loadOutbox("client").value();
         ASSERT_EQ(outbox.size(), 1U);
         EXPECT_EQ(outbox.front().packetId, 1);
     });
 }
 
-TEST_F(SqliteDiskTest, CannotBeMadeOnAFullDisk) {
+TEST_F(StoreDiskTest, CannotBeMadeOnAFullDisk) {
     WITH_MOUNTS_OF_ITS_OWN([this] {
         mountSmallDisk();
         fillDisk();
-        const auto opened = SqliteStore::open(home_.options());
+        const auto opened = HomeStore::open(home_.options());
         ASSERT_FALSE(opened.isOk());
         EXPECT_EQ(opened.error().code, kWriteFailed) << opened.error().localizedDescription();
         EXPECT_TRUE(saysThatTheDiskIsFull(opened.error()));
         EXPECT_NE(opened.error().localizedDescription().find(folder()), std::string::npos);
         freeDisk();
-        EXPECT_TRUE(SqliteStore::open(home_.options()).isOk());
+        EXPECT_TRUE(HomeStore::open(home_.options()).isOk());
     });
 }
 
-TEST_F(SqliteDiskTest, IsLeftAsItIsWhereItCanOnlyBeRead) {
+TEST_F(StoreDiskTest, IsLeftAsItIsWhereItCanOnlyBeRead) {
     {
-        const auto defaults = home_.openDefaults();
+        const auto defaults = home_.open().defaults;
         defaults->setObject("userId", "alice01");
         ASSERT_TRUE(defaults->synchronize());
     }
     const auto before = filesIn(folder());
     WITH_MOUNTS_OF_ITS_OWN([this] {
         makeReadOnly(folder());
-        const auto opened = SqliteStore::open(home_.options());
+        const auto opened = HomeStore::open(home_.options());
         ASSERT_FALSE(opened.isOk());
         EXPECT_EQ(opened.error().code, kCannotOpen) << opened.error().localizedDescription();
         EXPECT_NE(opened.error().localizedDescription().find(folder()), std::string::npos);
     });
     EXPECT_EQ(filesIn(folder()), before) << "and not taken for damaged";
-    EXPECT_EQ(home_.openDefaults()->stringForKey("userId"), "alice01");
+    EXPECT_EQ(home_.open().defaults->stringForKey("userId"), "alice01");
 }
 
 }  // namespace

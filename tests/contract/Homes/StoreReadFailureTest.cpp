@@ -8,8 +8,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "tests/contract/Homes/HomeOnDisk.h"
 #include "tests/contract/Store/FailingSqliteCall.h"
-#include "tests/contract/Store/SqliteHome.h"
 
 namespace xel::contract {
 namespace {
@@ -20,10 +20,10 @@ public:
     explicit FailingRead(int number) : FailingSqliteCall({"pread", "pread64"}, number) {}
 };
 
-TEST(SqliteReadFailure, SetsNothingAsideAndLosesNothing) {
-    SqliteHome home;
+TEST(StoreReadFailure, SetsNothingAsideAndLosesNothing) {
+    HomeOnDisk home;
     {
-        const auto memory = home.openMemory();
+        const auto memory = home.open().memory;
         for (std::uint16_t id = 1; id <= 60; ++id) {
             ASSERT_TRUE(memory->appendToOutbox("client", {id, "topic", std::string(300, 'p'), false}));
         }
@@ -32,27 +32,27 @@ TEST(SqliteReadFailure, SetsNothingAsideAndLosesNothing) {
     for (bool hasFailed = true; hasFailed;) {
         {
             const FailingRead failing(++number);
-            (void)SqliteStore::open(home.options());
+            (void)HomeStore::open(home.options());
             hasFailed = failing.hasFailed();
         }
-        const auto store = SqliteStore::open(home.options());
+        const auto store = HomeStore::open(home.options());
         ASSERT_TRUE(store.isOk()) << "read " << number << ": " << store.error().localizedDescription();
         ASSERT_FALSE(store.value()->damageReport().has_value());
-        const auto memory = SqliteSessionMemory::load(store.value()).value();
+        const auto memory = openStoredHome(store.value()).value().memory;
         ASSERT_EQ(memory->loadOutbox("client").value().size(), 60U) << "read " << number;
     }
-    EXPECT_GT(number, 20) << "the database is read page by page";
+    EXPECT_GT(number, 10) << "the database is read page by page";
 }
 
-TEST(SqliteReadFailure, IsToldWhereTheOutboxWasAskedFor) {
-    SqliteHome home;
+TEST(StoreReadFailure, IsToldWhereTheOutboxWasAskedFor) {
+    HomeOnDisk home;
     constexpr std::uint16_t kPublications = 6;
     for (std::uint16_t id = 1; id <= kPublications; ++id) {
         // More than SQLite keeps in memory from the check of the file.
         const OutboxEntry large{id, "topic", std::string(1'000'000, 'p'), false};
-        ASSERT_TRUE(home.openMemory()->appendToOutbox("client", large));
+        ASSERT_TRUE(home.open().memory->appendToOutbox("client", large));
     }
-    const auto memory = home.openMemory();
+    const auto memory = home.open().memory;
     {
         const FailingRead failing(1);
         EXPECT_FALSE(memory->loadOutbox("client"));
@@ -61,15 +61,15 @@ TEST(SqliteReadFailure, IsToldWhereTheOutboxWasAskedFor) {
     EXPECT_EQ(memory->loadOutbox("client").value().size(), kPublications);
 }
 
-TEST(SqliteReadFailure, IsToldWhereTheTopicsWereAskedFor) {
-    SqliteHome home;
+TEST(StoreReadFailure, IsToldWhereTheTopicsWereAskedFor) {
+    HomeOnDisk home;
     TopicTable topics;
     for (int i = 0; i < 100; ++i) {
         // More than SQLite keeps in memory from the check of the file.
         topics.set(std::string(60'000, 't') + std::to_string(i), 1);
     }
-    ASSERT_TRUE(home.openMemory()->storeGrantedTopics("client", topics));
-    const auto memory = home.openMemory();
+    ASSERT_TRUE(home.open().memory->storeGrantedTopics("client", topics));
+    const auto memory = home.open().memory;
     {
         const FailingRead failing(1);
         EXPECT_FALSE(memory->loadGrantedTopics("client"));
