@@ -79,9 +79,7 @@ GrantedTopics::Answer GrantedTopics::takeAnswer(std::string_view topic, std::uin
 }
 
 void GrantedTopics::grant(std::string_view topic, int qos) {
-    const auto known = std::find_if(topics_.begin(), topics_.end(),
-                                    [&](const TopicTable::Entry& entry) { return entry.first == topic; });
-    if (known == topics_.end() || known->second != qos) {
+    if (topics_.qosOf(topic) != qos) {
         topics_.set(topic, qos);
         noteChange(topic);
     }
