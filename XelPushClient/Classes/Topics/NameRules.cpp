@@ -1,5 +1,7 @@
 #include "XelPushClient/Classes/Topics/NameRules.h"
 
+#include <array>
+
 #include "XelPushClient/Classes/Core/PushClientConstants.h"
 #include "XelPushClient/Foundation/StringUtilities.h"
 
@@ -34,6 +36,32 @@ bool isForbidden(char32_t character, std::string_view pattern) {
     return false;
 }
 
+/// A pattern whose answers for ASCII, of which names are made, are found once.
+class ForbiddenCharacters {
+public:
+    explicit ForbiddenCharacters(std::string_view pattern) : pattern_(pattern) {
+        for (char32_t character = 0; character < inAscii_.size(); ++character) {
+            inAscii_[character] = isForbidden(character, pattern_);
+        }
+    }
+
+    [[nodiscard]] bool areAbsentFrom(std::string_view text) const {
+        while (!text.empty()) {
+            const char32_t character = takeFirstCharacter(text);
+            const bool isIn =
+                character < inAscii_.size() ? inAscii_[character] : isForbidden(character, pattern_);
+            if (isIn) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+private:
+    std::string_view pattern_;
+    std::array<bool, 128> inAscii_{};
+};
+
 }  // namespace
 
 bool checkValidationOfString(std::string_view text, std::string_view pattern) {
@@ -55,8 +83,8 @@ bool isUserIdValid(const std::optional<std::string>& userId) {
 }
 
 bool isChannelValid(std::string_view channel) {
-    return !isEmptyOrBlank(channel) && isValidUTF8(channel) &&
-           checkValidationOfString(channel, kForbiddenInChannel);
+    static const ForbiddenCharacters forbidden(kForbiddenInChannel);
+    return !isEmptyOrBlank(channel) && isValidUTF8(channel) && forbidden.areAbsentFrom(channel);
 }
 
 bool isEventNameValid(std::string_view eventName) {
