@@ -240,10 +240,11 @@ void OutgoingTraffic::subscribeWasAnswered() {
     const std::span<const std::uint8_t> codes = engine().answeredCodes();
     const bool isRestoration = request.purpose == SubscribePurpose::Restoration;
     std::vector<SentThing> things;
-    things.reserve(codes.size());
     for (std::size_t i = 0; i < codes.size(); ++i) {
         const SubscribeRequest::Topic& topic = request.topics[i];
-        things.push_back(SentThing::subscription(topic.filter));
+        if (queue_->looksAtAnswers()) {
+            things.push_back(SentThing::subscription(topic.filter));
+        }
         if (topic.wasUnsubscribed) {
             // No longer wanted before this answer came: the UNSUBSCRIBE is on its way.
             continue;
@@ -264,9 +265,10 @@ void OutgoingTraffic::unsubscribeWasAnswered() {
     const auto& filters = engine().answeredUnsubscribe().filters;
     removals_.wereConfirmed(filters);
     std::vector<SentThing> things;
-    things.reserve(filters.size());
-    for (const std::string& filter : filters) {
-        things.push_back(SentThing::unsubscription(filter));
+    if (queue_->looksAtAnswers()) {
+        for (const std::string& filter : filters) {
+            things.push_back(SentThing::unsubscription(filter));
+        }
     }
     answersWereTaken(things);
 }

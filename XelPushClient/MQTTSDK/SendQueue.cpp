@@ -157,7 +157,7 @@ bool SendQueue::writeNextPublication() {
 // ---- Answers.
 
 void SendQueue::answersWereTaken(std::span<const SentThing> things) {
-    if (!suspects_.isEmpty()) {
+    if (looksAtAnswers()) {
         for (const SentThing& thing : things) {
             suspects_.didAnswer(thing);
         }

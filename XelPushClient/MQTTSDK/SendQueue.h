@@ -62,6 +62,8 @@ public:
     /// A request parked for the topic is not sent: the contrary is asked for now.
     void dropParked(SentThing::Kind kind, std::string_view topic);
 
+    /// Whether it matters for which things the broker answers: as a rule only that it does.
+    [[nodiscard]] bool looksAtAnswers() const { return !suspects_.isEmpty(); }
     /// The broker has answered for these. Writes what may follow.
     void answersWereTaken(std::span<const SentThing> things);
 

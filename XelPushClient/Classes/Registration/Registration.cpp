@@ -75,8 +75,9 @@ bool Registration::registerUser(const std::optional<std::string>& userId,
 }
 
 bool Registration::addChannels(const std::vector<std::string>& channels) {
+    const auto identity = surroundings_.channels.identity();
     for (const auto& channel : channels) {
-        const auto topic = generateTopicWithChannel(surroundings_.channels.identity(), channel);
+        const auto topic = generateTopicWithChannel(identity, channel);
         if (!topic) {
             surroundings_.fanout.invokePushClientManagerDidFailInSubscribe(topic.error());
             return false;

@@ -31,7 +31,7 @@ void SubscribeBatches::forgetSession() {
 }
 
 void SubscribeBatches::wasAnswered(const std::string& topic, const Ticket& askedAt, bool isStored) {
-    if (!isAnybodyWaiting()) {
+    if (!isAnybodyBeside(askedAt)) {
         return;
     }
     Fate& fate = fates_[topic];

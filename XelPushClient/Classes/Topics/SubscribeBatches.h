@@ -74,6 +74,10 @@ private:
     };
 
     [[nodiscard]] bool isAnybodyWaiting() const { return memoryHold_.use_count() > 1; }
+    /// Whether there is a ticket beside this one.
+    [[nodiscard]] bool isAnybodyBeside(const Ticket& ticket) const {
+        return memoryHold_.use_count() > (ticket.memoryHold ? 2 : 1);
+    }
     [[nodiscard]] const Fate* fateOf(const std::string& topic) const;
     /// An answer to what was asked before the topic was unsubscribed says nothing to who asked afterwards.
     [[nodiscard]] static bool countsFor(const Ticket& ticket, const Answer& answer,

@@ -16,7 +16,7 @@ public:
     explicit SubscribedTopics(NSUserDefaults& defaults) : defaults_(defaults) {}
 
     [[nodiscard]] std::vector<std::string> load() const;
-    void store(const std::vector<std::string>& topics);
+    void store(std::vector<std::string> topics);
     /// Stores the list also when the topic was not there.
     void removeTopicFromUserDefault(std::string_view topic);
     /// Removes the list from the defaults. Does not store that.

@@ -1,12 +1,25 @@
 #include "XelPushClient/Classes/Topics/SubscriptionAnswers.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "XelPushClient/Classes/Topics/SubscriptionErrors.h"
-#include "XelPushClient/Foundation/FormattedText.h"
+#include "XelPushClient/Foundation/StringUtilities.h"
 
 namespace xel {
+namespace {
+
+bool isOwnChannel(std::string_view channel, const std::optional<std::string>& deviceId) {
+    constexpr std::string_view kPrivate = "private/";
+    if (!channel.starts_with(kPrivate)) {
+        return false;
+    }
+    channel.remove_prefix(kPrivate.size());
+    return channel == "default" || channel == textOrNull(deviceId);
+}
+
+}  // namespace
 
 bool SubscriptionAnswers::eventWasAnswered(std::uint16_t packetId) {
     const auto& pending = surroundings_.requests.subscribeMsgIds();
@@ -32,7 +45,7 @@ void SubscriptionAnswers::subAckReceived(std::uint16_t packetId, std::span<const
     // They differ only for an identifier that is not known, whose table is a guess.
     filters.resize(std::min(filters.size(), grantedQoss.size()));
     auto granted = surroundings_.subscribedTopics.load();
-    std::vector<std::string> unreported;
+    std::vector<std::string_view> unreported;
     for (std::size_t i = 0; i < filters.size(); ++i) {
         // One that was unsubscribed before its answer came is on its way out of the broker: counted as
         // granted it would never be asked for again.
@@ -47,9 +60,9 @@ void SubscriptionAnswers::subAckReceived(std::uint16_t packetId, std::span<const
         batches.wasAnswered(filters[i], askedAt, isGranted);
     }
     // All of them before the first report: a host's callback may throw, or end the process.
-    surroundings_.subscribedTopics.store(granted);
+    surroundings_.subscribedTopics.store(std::move(granted));
     const auto generation = surroundings_.session.generation();
-    for (const auto& topic : unreported) {
+    for (const std::string_view topic : unreported) {
         if (generation != surroundings_.session.generation()) {
             return;
         }
@@ -57,14 +70,13 @@ void SubscriptionAnswers::subAckReceived(std::uint16_t packetId, std::span<const
     }
 }
 
-void SubscriptionAnswers::reportGrantedTopic(const std::string& topic) {
+void SubscriptionAnswers::reportGrantedTopic(std::string_view topic) {
     if (isDeliveryTopic(topic, surroundings_.settings.appId())) {
         return;
     }
     // What the client asks for by itself is no subscription of the host's.
     const auto channel = getChannelFromTopic(topic);
-    const bool isOwnTopic = channel == formatted("private/%@", surroundings_.settings.deviceId());
-    if (!isOwnTopic && channel != "private/default") {
+    if (!channel || !isOwnChannel(*channel, surroundings_.settings.deviceId())) {
         surroundings_.fanout.invokePushClientManagerDidSubscribed(channel);
     }
 }

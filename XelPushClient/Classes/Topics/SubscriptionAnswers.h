@@ -40,7 +40,7 @@ public:
 private:
     /// True when the answer was to the SUBSCRIBE of an event.
     bool eventWasAnswered(std::uint16_t packetId);
-    void reportGrantedTopic(const std::string& topic);
+    void reportGrantedTopic(std::string_view topic);
 
     Surroundings surroundings_;
 };

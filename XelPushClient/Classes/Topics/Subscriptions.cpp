@@ -35,20 +35,22 @@ std::shared_ptr<MQTTSession> Subscriptions::connectedSession() const {
 
 void Subscriptions::subscribe(const std::vector<std::string>& channels, SubscribeOptions options) {
     const int qos = qosFor(options.live);
-    TopicTable accepted;
+    const auto identity = surroundings_.channels.identity();
+    std::vector<std::string> accepted;
+    accepted.reserve(channels.size());
     for (const auto& channel : channels) {
-        const auto topic = generateTopicWithChannel(surroundings_.channels.identity(), channel);
+        auto topic = generateTopicWithChannel(identity, channel);
         if (!topic) {
-            for (const auto& [acceptedTopic, acceptedQos] : accepted) {
+            for (const auto& acceptedTopic : accepted) {
                 // The host hears of the invalid one only, so those before it must not be lost.
-                surroundings_.channels.keepForConnect(acceptedTopic, acceptedQos);
+                surroundings_.channels.keepForConnect(acceptedTopic, qos);
             }
             surroundings_.fanout.invokePushClientManagerDidFailInSubscribe(topic.error());
             return;
         }
         surroundings_.channels.setTopic(topic.value(), qos);
         surroundings_.requests.addToGoingToTopics(topic.value(), qos);
-        accepted.set(topic.value(), qos);
+        accepted.push_back(std::move(topic).value());
     }
     surroundings_.channels.storeUserChannels();
     subscribeWithTopicDictionary(newestRequest(), InstallationUpdate::Wanted);

@@ -42,6 +42,16 @@ TEST(SubscribeBatches, HaveWhatOverlappingOnesWereAnswered) {
     EXPECT_FALSE(batches.isStoredSince(third, "a"));
 }
 
+TEST(SubscribeBatches, RememberAnAnswerForOthersOnly) {
+    SubscribeBatches batches;
+    const auto alone = batches.takeTicket();
+    batches.wasAnswered("a", alone, true);
+    EXPECT_FALSE(batches.isReportedSince(alone, "a")) << "its topics are different ones, so nobody will ask";
+    const auto waiting = batches.takeTicket();
+    batches.wasAnswered("b", alone, true);
+    EXPECT_TRUE(batches.isReportedSince(waiting, "b"));
+}
+
 TEST(SubscribeBatches, DoNotOverlapOverAnUnsubscription) {
     SubscribeBatches batches;
     const auto before = batches.takeTicket();
@@ -68,11 +78,13 @@ TEST(SubscribeBatches, LeaveOutWhatWasGivenUpSinceTheyWereAskedFor) {
 TEST(SubscribeBatches, RememberNothingOfAFormerSession) {
     SubscribeBatches batches;
     const auto old = batches.takeTicket();
+    const auto other = batches.takeTicket();
     batches.wasWritten(7, {{"a"}, old});
     batches.wasAnswered("a", old, true);
+    EXPECT_TRUE(batches.isReportedSince(other, "a"));
     batches.forgetSession();
     EXPECT_FALSE(batches.contains(7));
-    EXPECT_FALSE(batches.isReportedSince(old, "a"));
+    EXPECT_FALSE(batches.isReportedSince(other, "a"));
     batches.wasAnswered("a", batches.takeTicket(), true);
     EXPECT_TRUE(batches.isReportedSince(old, "a")) << "work that waited from one session to the next";
 }
