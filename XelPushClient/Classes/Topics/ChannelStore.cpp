@@ -1,5 +1,6 @@
 #include "XelPushClient/Classes/Topics/ChannelStore.h"
 
+#include <unordered_set>
 #include <utility>
 
 #include "XelPushClient/Classes/Core/PersistedKeys.h"
@@ -57,15 +58,24 @@ void ChannelStore::removeTopic(std::string_view topic) {
     }
 }
 
-void ChannelStore::giveUpTopic(std::string_view topic) {
-    keptForConnect_.remove(topic);
-    if (topics) {
-        topics->remove(topic);
+void ChannelStore::giveUpTopics(std::span<const std::string_view> givenUp) {
+    const std::unordered_set<std::string_view> gone(givenUp.begin(), givenUp.end());
+    for (const std::string_view topic : gone) {
+        keptForConnect_.remove(topic);
+        if (topics) {
+            topics->remove(topic);
+        }
     }
-    auto stored = defaults_.dictionaryForKey(kUserChannelsKey);
-    if (stored && stored->contains(topic)) {
-        stored->remove(topic);
-        defaults_.setObject(kUserChannelsKey, std::move(*stored));
+    auto stored = defaults_.dictionaryForKey(kUserChannelsKey).value_or(Dictionary());
+    const std::size_t storedBefore = stored.size();
+    Dictionary kept;
+    for (auto& [topic, qos] : stored.takeEntries()) {
+        if (!gone.contains(topic)) {
+            kept.set(std::move(topic), std::move(qos));
+        }
+    }
+    if (kept.size() != storedBefore) {
+        defaults_.setObject(kUserChannelsKey, std::move(kept));
         (void)defaults_.synchronize();
     }
 }
@@ -129,10 +139,12 @@ void ChannelStore::loadChannelSettings() {
 }
 
 std::optional<Dictionary> ChannelStore::notificationSettingsFor(std::string_view channel) const {
+    if (notificationSettings) {
+        return dictionaryUnder(*notificationSettings, channel);
+    }
     // A host may ask after a restart, before anything has loaded them.
-    const auto settings =
-        notificationSettings ? notificationSettings : defaults_.dictionaryForKey(kNotificationSettingsKey);
-    return settings ? dictionaryUnder(*settings, channel) : std::nullopt;
+    const auto stored = defaults_.dictionaryForKey(kNotificationSettingsKey);
+    return stored ? dictionaryUnder(*stored, channel) : std::nullopt;
 }
 
 void ChannelStore::updateNotificationSettings(const std::string& channel, const std::string& sound,

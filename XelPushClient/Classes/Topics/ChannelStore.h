@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -48,8 +49,8 @@ public:
     /// that is stored afterwards must not lose what was stored before.
     void setTopic(std::string_view topic, int qos);
     void removeTopic(std::string_view topic);
-    /// Takes a topic out of the table and of the stored one, leaving what else is stored as it is.
-    void giveUpTopic(std::string_view topic);
+    /// Takes topics out of the table and of the stored one, leaving what else is stored as it is.
+    void giveUpTopics(std::span<const std::string_view> givenUp);
 
     /// A list accepted the topic before it failed, so that nothing was stored or sent for it: the next
     /// connect asks for it, unless it is removed before.

@@ -1,6 +1,7 @@
 #include "XelPushClient/Classes/Topics/SubscribedTopics.h"
 
 #include <iterator>
+#include <unordered_set>
 #include <utility>
 
 #include "XelPushClient/Classes/Core/PersistedKeys.h"
@@ -26,8 +27,13 @@ void SubscribedTopics::store(std::vector<std::string> topics) {
 }
 
 void SubscribedTopics::removeTopicFromUserDefault(std::string_view topic) {
+    removeTopicsFromUserDefault({&topic, 1});
+}
+
+void SubscribedTopics::removeTopicsFromUserDefault(std::span<const std::string_view> removed) {
+    const std::unordered_set<std::string_view> gone(removed.begin(), removed.end());
     auto topics = load();
-    std::erase(topics, topic);
+    std::erase_if(topics, [&](const std::string& topic) { return gone.contains(topic); });
     store(std::move(topics));
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,8 +18,9 @@ public:
 
     [[nodiscard]] std::vector<std::string> load() const;
     void store(std::vector<std::string> topics);
-    /// Stores the list also when the topic was not there.
+    /// Store the list also when no topic was there.
     void removeTopicFromUserDefault(std::string_view topic);
+    void removeTopicsFromUserDefault(std::span<const std::string_view> removed);
     /// Removes the list from the defaults. Does not store that.
     void removeStoredIdentity();
 

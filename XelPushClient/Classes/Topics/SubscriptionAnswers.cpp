@@ -98,13 +98,18 @@ void SubscriptionAnswers::unsubAckReceived(std::uint16_t packetId) {
 
 void SubscriptionAnswers::giveUp(std::span<const MQTTRefusedTopic> refused) {
     surroundings_.requests.forgetThoseOfFormerSession();
+    if (refused.empty()) {
+        return;
+    }
     // The topics have left everything before the host hears of the first: it may subscribe again in its
     // callback.
+    std::vector<std::string_view> topics;
     for (const auto& [topic, error] : refused) {
-        surroundings_.channels.giveUpTopic(topic);
-        surroundings_.subscribedTopics.removeTopicFromUserDefault(topic);
+        topics.push_back(topic);
         surroundings_.requests.wasGivenUp(topic);
     }
+    surroundings_.channels.giveUpTopics(topics);
+    surroundings_.subscribedTopics.removeTopicsFromUserDefault(topics);
     const auto generation = surroundings_.session.generation();
     for (const auto& [topic, error] : refused) {
         if (generation != surroundings_.session.generation()) {

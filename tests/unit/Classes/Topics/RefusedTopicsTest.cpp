@@ -52,6 +52,22 @@ TEST_F(RefusedTopicsTest, AreReportedAndLeaveEveryTable) {
     EXPECT_THAT(takeHeard(), ElementsAre("delegate: Subscribed news"));
 }
 
+TEST_F(RefusedTopicsTest, LeaveTheTablesTogetherHoweverManyTheyAre) {
+    auto& session = connectRefusing(kBell);
+    std::vector<std::string> channels{"news"};
+    for (int i = 0; i < 100; ++i) {
+        channels.push_back("be\x07ll" + std::to_string(i));
+        session.unsendable.insert("app/a1b2c3/user/public/" + channels.back());
+    }
+    const std::size_t before = machine_.disk->commitCount();
+    room().subscribe(channels, {});
+    EXPECT_THAT(takeFailures(), SizeIs(100));
+    EXPECT_EQ(onDisk("userChannels"), Value(Dictionary{{"app/a1b2c3/user/alice01/default", 1}, {kNews, 1}}));
+    EXPECT_THAT(wantedTopics(), ElementsAre("app/a1b2c3/user/alice01/default@1", std::string(kNews) + "@1"));
+    EXPECT_LE(machine_.disk->commitCount(), before + 3)
+        << "what is wanted, what is given up, what was granted";
+}
+
 TEST_F(RefusedTopicsTest, AreReportedAlsoWhenNothingIsWritten) {
     auto& session = connectRefusing(kBell);
     room().subscribe({"be\x07ll"}, {});

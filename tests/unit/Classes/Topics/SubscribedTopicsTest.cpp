@@ -32,6 +32,14 @@ TEST_F(SubscribedTopicsTest, LoseEveryEntryOfARemovedTopic) {
     EXPECT_THAT(storedTexts("subscribedTopics"), ElementsAre("b"));
 }
 
+TEST_F(SubscribedTopicsTest, LoseManyTopicsWithOneCommit) {
+    room().store({"a", "b", "c", "a"});
+    const std::size_t before = machine_.disk->commitCount();
+    room().removeTopicsFromUserDefault(std::vector<std::string_view>{"c", "unknown", "a"});
+    EXPECT_EQ(onDisk("subscribedTopics"), Value(Array{Value("b")}));
+    EXPECT_EQ(machine_.disk->commitCount(), before + 1);
+}
+
 TEST_F(SubscribedTopicsTest, AreRemovedWithTheNextCommit) {
     room().store({"a"});
     room().removeStoredIdentity();
