@@ -1,6 +1,7 @@
 #include "XelPushClient/MQTTSDK/MQTTEngine.h"
 
 #include <algorithm>
+#include <unordered_map>
 #include <utility>
 
 #include "XelPushClient/MQTTSDK/MQTTEncoder.h"
@@ -17,17 +18,24 @@ bool isSame(const SubscribeRequest::Topic& a, const SubscribeRequest::Topic& b) 
 }
 
 /// Whether the later request has every topic of the earlier one, at the same level. Tables grow at their end,
-/// so nearly every topic is found at its own place.
+/// so as a rule each is found at its own place.
 bool hasAllOf(const SubscribeRequest& earlier, const SubscribeRequest& later) {
-    for (std::size_t i = 0; i < earlier.topics.size(); ++i) {
-        const auto& topic = earlier.topics[i];
-        const bool isAtItsPlace = i < later.topics.size() && isSame(later.topics[i], topic);
-        if (!isAtItsPlace && std::none_of(later.topics.begin(), later.topics.end(),
-                                          [&](const auto& other) { return isSame(other, topic); })) {
-            return false;
-        }
+    if (later.topics.size() < earlier.topics.size()) {
+        return false;
     }
-    return true;
+    const auto elsewhere =
+        std::mismatch(earlier.topics.begin(), earlier.topics.end(), later.topics.begin(), isSame).first;
+    if (elsewhere == earlier.topics.end()) {
+        return true;
+    }
+    std::unordered_map<std::string_view, int> levels;
+    for (const SubscribeRequest::Topic& topic : later.topics) {
+        levels.emplace(topic.filter, topic.qos);
+    }
+    return std::all_of(elsewhere, earlier.topics.end(), [&](const SubscribeRequest::Topic& topic) {
+        const auto same = levels.find(topic.filter);
+        return same != levels.end() && same->second == topic.qos;
+    });
 }
 
 }  // namespace

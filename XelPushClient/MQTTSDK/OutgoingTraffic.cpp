@@ -125,6 +125,7 @@ MQTTSubscribeOutcome OutgoingTraffic::subscribe(const TopicTable& topics, Subscr
         return outcome;
     }
     SubscribeRequest together{purpose, {}};
+    std::vector<SubscribeRequest::Topic> alone;
     for (const auto& [filter, wantedQoS] : topics) {
         if (!isSendableTopicFilter(filter)) {
             outcome.refused.push_back({filter, makeNotSendableError(filter)});
@@ -134,14 +135,11 @@ MQTTSubscribeOutcome OutgoingTraffic::subscribe(const TopicTable& topics, Subscr
         // life must not unsubscribe what is wanted again.
         removals_.wasSubscribedAgain(filter);
         queue_->dropParked(SentThing::Kind::Unsubscription, filter);
-        const SubscribeRequest::Topic topic{filter, std::clamp(wantedQoS, 0, kMQTTHighestQoS)};
-        if (queue_->leavesAlone(SentThing::subscription(filter))) {
-            queue_->send({purpose, {topic}}, outcome);
-        } else {
-            together.topics.push_back(topic);
-        }
+        auto& leaving = queue_->leavesAlone(SentThing::subscription(filter)) ? alone : together.topics;
+        leaving.push_back({filter, std::clamp(wantedQoS, 0, kMQTTHighestQoS)});
     }
     granted_.store();
+    queue_->sendOneByOne(purpose, std::move(alone), outcome);
     if (!together.topics.empty()) {
         queue_->send(std::move(together), outcome);
     }
@@ -151,9 +149,11 @@ MQTTSubscribeOutcome OutgoingTraffic::subscribe(const TopicTable& topics, Subscr
 MQTTUnsubscribeOutcome OutgoingTraffic::unsubscribe(std::span<const std::string_view> topics) {
     MQTTUnsubscribeOutcome outcome;
     UnsubscribeRequest request;
+    if (queue_) {
+        requests().noteUnsubscribed(topics);
+    }
     for (const std::string_view topic : topics) {
         if (queue_) {
-            requests().noteUnsubscribed(topic);
             queue_->dropParked(SentThing::Kind::Subscription, topic);
         }
         // A broker that granted a topic lives with its name.

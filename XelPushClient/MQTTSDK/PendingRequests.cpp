@@ -1,6 +1,7 @@
 #include "XelPushClient/MQTTSDK/PendingRequests.h"
 
 #include <algorithm>
+#include <unordered_set>
 #include <utility>
 
 namespace xel {
@@ -44,10 +45,11 @@ void PendingRequests::addUnsubscribe(std::uint16_t packetId, UnsubscribeRequest 
     unsubscribes_.insert_or_assign(packetId, std::move(request));
 }
 
-void PendingRequests::noteUnsubscribed(std::string_view filter) {
+void PendingRequests::noteUnsubscribed(std::span<const std::string_view> filters) {
+    const std::unordered_set<std::string_view> unsubscribed(filters.begin(), filters.end());
     for (auto& [packetId, request] : subscribes_) {
         for (SubscribeRequest::Topic& topic : request.topics) {
-            topic.wasUnsubscribed = topic.wasUnsubscribed || topic.filter == filter;
+            topic.wasUnsubscribed = topic.wasUnsubscribed || unsubscribed.contains(topic.filter);
         }
     }
 }

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -58,8 +59,8 @@ public:
     /// Adds a request under an identifier that is in use for it already.
     void addUnsubscribe(std::uint16_t packetId, UnsubscribeRequest request);
 
-    /// Marks the topic in every SUBSCRIBE that is still unanswered.
-    void noteUnsubscribed(std::string_view filter);
+    /// Marks the topics in every SUBSCRIBE that is still unanswered.
+    void noteUnsubscribed(std::span<const std::string_view> filters);
 
     /// The request, while it is unanswered.
     [[nodiscard]] SubscribeRequest* findSubscribe(std::uint16_t packetId);

@@ -34,12 +34,21 @@ std::optional<SentThing> SendQueue::onlyUnanswered() const {
 
 // ---- What is to be sent.
 
-void SendQueue::send(SubscribeRequest request, MQTTSubscribeOutcome& outcome) {
-    if (isHolding() && request.purpose == SubscribePurpose::Batch) {
+void SendQueue::sendOneByOne(SubscribePurpose purpose, std::vector<SubscribeRequest::Topic> topics,
+                             MQTTSubscribeOutcome& outcome) {
+    if (isHolding() && purpose == SubscribePurpose::Batch) {
         // What held requests ask for in one pass is sent once too.
-        const auto superseded = waiting_.supersedeHeld(requests(), request);
+        const auto superseded = waiting_.supersedeHeld(requests(), topics);
         outcome.superseded.insert(outcome.superseded.end(), superseded.begin(), superseded.end());
     }
+    for (SubscribeRequest::Topic& topic : topics) {
+        SubscribeRequest request{purpose, {}};
+        request.topics.push_back(std::move(topic));
+        send(std::move(request), outcome);
+    }
+}
+
+void SendQueue::send(SubscribeRequest request, MQTTSubscribeOutcome& outcome) {
     MQTTSubscribeBatch batch;
     for (const SubscribeRequest::Topic& topic : request.topics) {
         batch.filters.push_back(topic.filter);

@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "XelPushClient/MQTTSDK/MQTTConnection.h"
 #include "XelPushClient/MQTTSDK/Outbox.h"
@@ -49,8 +50,11 @@ public:
 
     // What is to be sent: written at once or in its turn.
 
-    /// Adds what becomes of it to the outcome. It has one topic while this is holding.
+    /// Adds what becomes of it to the outcome. Not while this is holding.
     void send(SubscribeRequest request, MQTTSubscribeOutcome& outcome);
+    /// The same for topics that get a request each.
+    void sendOneByOne(SubscribePurpose purpose, std::vector<SubscribeRequest::Topic> topics,
+                      MQTTSubscribeOutcome& outcome);
     /// The request is pending under the identifier.
     void sendUnsubscribe(std::uint16_t packetId);
     /// One that was just added to the outbox.

@@ -1,6 +1,7 @@
 #include "XelPushClient/MQTTSDK/WaitingRequests.h"
 
 #include <algorithm>
+#include <unordered_map>
 
 namespace xel {
 
@@ -26,15 +27,23 @@ std::optional<std::uint16_t> WaitingRequests::takeHeld() {
 }
 
 std::vector<std::uint16_t> WaitingRequests::supersedeHeld(PendingRequests& requests,
-                                                          const SubscribeRequest& later) {
-    // What is held has one topic each.
-    const SubscribeRequest::Topic& topic = later.topics.front();
+                                                          std::span<const SubscribeRequest::Topic> later) {
     std::vector<std::uint16_t> superseded;
+    if (held_.empty()) {
+        return superseded;
+    }
+    std::unordered_map<std::string_view, int> levels;
+    for (const SubscribeRequest::Topic& topic : later) {
+        levels.emplace(topic.filter, topic.qos);
+    }
     std::erase_if(held_, [&](std::uint16_t packetId) {
         const auto* earlier = requests.findSubscribe(packetId);
-        const bool isSame = earlier != nullptr && earlier->purpose == SubscribePurpose::Batch &&
-                            earlier->topics.front().filter == topic.filter &&
-                            earlier->topics.front().qos == topic.qos;
+        if (earlier == nullptr || earlier->purpose != SubscribePurpose::Batch) {
+            return false;
+        }
+        // What is held has one topic each.
+        const auto same = levels.find(earlier->topics.front().filter);
+        const bool isSame = same != levels.end() && same->second == earlier->topics.front().qos;
         if (isSame) {
             static_cast<void>(requests.takeSubscribe(packetId));
             superseded.push_back(packetId);

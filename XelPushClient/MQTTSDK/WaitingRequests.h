@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -24,9 +25,10 @@ class WaitingRequests {
 public:
     void hold(std::uint16_t packetId) { held_.push_back(packetId); }
     [[nodiscard]] std::optional<std::uint16_t> takeHeld();
-    /// What held batches ask for, one topic each, is asked for once: takes those out that ask for the same.
+    /// What held batches ask for, one topic each, is asked for once: takes those out that ask for one of the
+    /// topics at the same level.
     [[nodiscard]] std::vector<std::uint16_t> supersedeHeld(PendingRequests& requests,
-                                                           const SubscribeRequest& later);
+                                                           std::span<const SubscribeRequest::Topic> later);
 
     void park(std::uint16_t packetId) { parked_.push_back(packetId); }
     [[nodiscard]] bool isParked(PendingRequests& requests, const SentThing& thing) const;

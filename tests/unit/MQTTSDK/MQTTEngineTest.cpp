@@ -64,9 +64,7 @@ protected:
     }
 
     std::uint16_t unsubscribe(std::vector<std::string> filters) {
-        for (const std::string& filter : filters) {
-            engine_->requests().noteUnsubscribed(filter);
-        }
+        engine_->requests().noteUnsubscribed(std::vector<std::string_view>(filters.begin(), filters.end()));
         const std::uint16_t packetId = engine_->addUnsubscribe({std::move(filters)});
         EXPECT_TRUE(engine_->writeUnsubscribe(packetId));
         return packetId;
@@ -181,6 +179,8 @@ TEST_F(MQTTEngineTest, WritesABatchThatALaterOneDoesNotReplace) {
     };
     EXPECT_TRUE(isReplaced([] {}, {{"a", 1}, {"b", 1}}));
     EXPECT_FALSE(isReplaced([] {}, {{"a", 0}, {"b", 1}})) << "at another level";
+    EXPECT_TRUE(isReplaced([] {}, {{"b", 1}, {"a", 1}})) << "at another place";
+    EXPECT_FALSE(isReplaced([] {}, {{"b", 1}, {"a", 0}}));
     EXPECT_FALSE(isReplaced([] {}, {{"b", 1}}));
     EXPECT_FALSE(isReplaced([this] { takeOutput(); }, {{"a", 1}})) << "it has left";
     EXPECT_FALSE(isReplaced([this] { subscribe({{"e", 1}}); }, {{"a", 1}})) << "not a batch between";

@@ -61,13 +61,13 @@ TEST_F(PendingRequestsTest, TakeOutOnlyWhatIsThere) {
 }
 
 TEST_F(PendingRequestsTest, KnowWhichTopicsAreNoLongerWanted) {
-    const auto packetId = requests_.addSubscribe({SubscribePurpose::Single, {{"a", 1}, {"b", 1}}});
-    requests_.noteUnsubscribed("a");
-    requests_.noteUnsubscribed("b");
-    requests_.noteUnsubscribed("unknown");
+    const auto packetId = requests_.addSubscribe({SubscribePurpose::Single, {{"a", 1}, {"b", 1}, {"c", 1}}});
+    requests_.noteUnsubscribed(std::vector<std::string_view>{"a", "unknown"});
+    requests_.noteUnsubscribed(std::vector<std::string_view>{"b"});
     const auto request = requests_.takeSubscribe(packetId).value();
     EXPECT_TRUE(request.topics[0].wasUnsubscribed) << "once and for all";
     EXPECT_TRUE(request.topics[1].wasUnsubscribed);
+    EXPECT_FALSE(request.topics[2].wasUnsubscribed);
 }
 
 TEST_F(PendingRequestsTest, HaveNoPlaceWithoutAFreeIdentifier) {

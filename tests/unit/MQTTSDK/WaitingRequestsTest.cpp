@@ -66,7 +66,8 @@ TEST_F(WaitingRequestsTest, AreSupersededByABatchOfTheSameTopicAtTheSameLevel) {
     for (const auto packetId : {same, otherLevel, otherTopic, single, unsubscribe}) {
         waiting_.hold(packetId);
     }
-    EXPECT_EQ(waiting_.supersedeHeld(requests_, {SubscribePurpose::Batch, {{"a", 1}}}), Ids{same});
+    const std::vector<SubscribeRequest::Topic> later{{"a", 1}, {"b", 0}, {"c", 1}};
+    EXPECT_EQ(waiting_.supersedeHeld(requests_, later), Ids{same});
     EXPECT_EQ(requests_.findSubscribe(same), nullptr);
     EXPECT_EQ(takeAllHeld(), (Ids{otherLevel, otherTopic, single, unsubscribe}));
 }
