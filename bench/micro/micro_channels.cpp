@@ -1,8 +1,9 @@
-// Very many channels: subscribing to a list of them, and starting again with those stored. Argument: how many.
+// Very many channels: subscribing to a list of them, or to as many events, and starting again with
+// those stored. Argument: how many.
 //
-// The time is that of the client alone (`TimedMachine.h`). "perChannel" shows whether it grows with the number
-// of channels and no faster; "longestBlock_ms" how long the run loop was held at a stretch, outside the host's
-// own call, whose time is "call_ms". Both are the least of the repetitions.
+// The time is that of the client alone (`TimedMachine.h`). "perChannel" shows whether it grows with the
+// number of channels and no faster; "longestBlock_ms" how long the run loop was held at a stretch, outside
+// the host's own calls, whose time is "calls_ms". Both are the least of the repetitions.
 
 #include <chrono>
 #include <cstdint>
@@ -44,15 +45,18 @@ class ChannelUser {
 public:
     ~ChannelUser() { kill(); }
 
-    /// A process starts and runs until nothing is left to do.
-    void launch() {
+    // Each operation runs until nothing is left to do, and returns how long the host's calls took.
+
+    /// A process starts.
+    LibraryTime::Duration launch() {
         home_ = fakes_.makeHome();
-        client_ = std::make_unique<PushClientManager>(timedMachine(fakes_, time), *home_);
-        delegate_ = std::make_shared<ChannelDelegate>();
-        client_->addDelegate(delegate_);
-        client_->registerApplication("benchapp", "key", "user", "password");
-        client_->registerUser("alice01");
-        settle();
+        return call([this] {
+            client_ = std::make_unique<PushClientManager>(timedMachine(fakes_, time), *home_);
+            delegate_ = std::make_shared<ChannelDelegate>();
+            client_->addDelegate(delegate_);
+            client_->registerApplication("benchapp", "key", "user", "password");
+            client_->registerUser("alice01");
+        });
     }
 
     void kill() {
@@ -63,11 +67,15 @@ public:
     }
 
     LibraryTime::Duration subscribe(const std::vector<std::string>& channels) {
-        const auto begin = std::chrono::steady_clock::now();
-        client_->subscribeList(channels);
-        const auto call = std::chrono::steady_clock::now() - begin;
-        settle();
-        return call;
+        return call([&] { client_->subscribeList(channels); });
+    }
+    /// Each has a SUBSCRIBE of its own.
+    LibraryTime::Duration subscribeToEvents(const std::vector<std::string>& names) {
+        return call([&] {
+            for (const auto& name : names) {
+                client_->subscribeEvent(name);
+            }
+        });
     }
 
     /// What the broker has, beside the client's own topics.
@@ -89,6 +97,14 @@ public:
     const std::shared_ptr<LibraryTime> time = std::make_shared<LibraryTime>();
 
 private:
+    template <class Calls>
+    LibraryTime::Duration call(Calls&& calls) {
+        const auto begin = std::chrono::steady_clock::now();
+        calls();
+        const auto duration = std::chrono::steady_clock::now() - begin;
+        settle();
+        return duration;
+    }
     void settle() {
         fakes_.advanceBy(std::chrono::seconds(1));
         fakes_.clearRecords();
@@ -105,37 +121,41 @@ class ChannelReport {
 public:
     explicit ChannelReport(benchmark::State& state) : state_(state) {}
 
-    void add(const LibraryTime& time, LibraryTime::Duration call = {}) {
-        state_.SetIterationTime(Seconds(time.all() + call).count());
+    /// `calls` is the host's calls, which no block of the run loop holds.
+    void add(const LibraryTime& time, LibraryTime::Duration calls) {
+        state_.SetIterationTime(Seconds(time.all() + calls).count());
         // What else the machine did is in the greater ones.
         const double longest = Seconds(time.longest()).count() * 1000;
         longestBlock_ = longestBlock_ ? std::min(*longestBlock_, longest) : longest;
-        const double inCall = Seconds(call).count() * 1000;
-        call_ = call_ ? std::min(*call_, inCall) : inCall;
+        const double inCalls = Seconds(calls).count() * 1000;
+        calls_ = calls_ ? std::min(*calls_, inCalls) : inCalls;
     }
     void finish() {
         state_.counters["perChannel"] =
             benchmark::Counter(static_cast<double>(state_.range(0)),
                                benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
         state_.counters["longestBlock_ms"] = longestBlock_.value_or(0);
-        state_.counters["call_ms"] = call_.value_or(0);
+        state_.counters["calls_ms"] = calls_.value_or(0);
     }
 
 private:
     benchmark::State& state_;
     std::optional<double> longestBlock_;
-    std::optional<double> call_;
+    std::optional<double> calls_;
 };
 
-void subscribeToList(benchmark::State& state) {
+/// How the host asks for them.
+using Subscribe = LibraryTime::Duration (ChannelUser::*)(const std::vector<std::string>&);
+
+void subscribe(benchmark::State& state, Subscribe subscribeTo) {
     const auto names = channelNames(state.range(0));
     ChannelReport report(state);
     for (auto _ : state) {
         ChannelUser user;
         user.launch();
         user.time->clear();
-        const auto call = user.subscribe(names);
-        report.add(*user.time, call);
+        const auto calls = (user.*subscribeTo)(names);
+        report.add(*user.time, calls);
         if (!user.brokerHas(names.size()) || user.reported() < names.size()) {
             state.SkipWithError("a channel was not granted, or not reported");
             break;
@@ -162,8 +182,8 @@ void launchAgain(benchmark::State& state, Since since) {
             user.clientForgetsWhatWasGranted();
         }
         user.time->clear();
-        user.launch();
-        report.add(*user.time);
+        const auto calls = user.launch();
+        report.add(*user.time, calls);
         if (!user.brokerHas(names.size())) {
             state.SkipWithError("a channel was not granted again");
             break;
@@ -176,7 +196,8 @@ void forManyChannels(benchmark::internal::Benchmark* benchmark) {
     benchmark->Arg(1'000)->Arg(10'000)->Arg(50'000)->UseManualTime()->Unit(benchmark::kMillisecond);
 }
 
-BENCHMARK(subscribeToList)->Apply(forManyChannels);
+BENCHMARK_CAPTURE(subscribe, toList, &ChannelUser::subscribe)->Apply(forManyChannels);
+BENCHMARK_CAPTURE(subscribe, toEvents, &ChannelUser::subscribeToEvents)->Apply(forManyChannels);
 BENCHMARK_CAPTURE(launchAgain, kept, Since::Kept)->Apply(forManyChannels);
 BENCHMARK_CAPTURE(launchAgain, lostByBroker, Since::LostByBroker)->Apply(forManyChannels);
 BENCHMARK_CAPTURE(launchAgain, lostByBoth, Since::LostByBoth)->Apply(forManyChannels);
