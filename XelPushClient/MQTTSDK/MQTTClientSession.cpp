@@ -95,6 +95,7 @@ void MQTTClientSession::close(CloseEnded ended) {
         return;
     }
     status_ = MQTTSessionStatus::Disconnecting;
+    untoldAnswers_.clear();
     // The owner may connect anew inside the report, so nothing of the old connection is left by then.
     const auto closing = std::exchange(connection_, nullptr);
     doThenAlways([&] { closing->closeInOrder(std::move(ended)); },
@@ -158,6 +159,7 @@ void MQTTClientSession::connectionDidEnd(MQTTSessionEvent event, const NSError& 
     // A broker that ends the connection before CONNACK has not seen anything that it could be refusing.
     const bool wasConnected = status_ == MQTTSessionStatus::Connected;
     connection_.reset();
+    untoldAnswers_.clear();
     status_ = MQTTSessionStatus::Error;
     doThenAlways(
         [&] {
@@ -196,14 +198,43 @@ void MQTTClientSession::connectionDidReceiveAnswer(MQTTEngineEvent answer, const
 // The codes are copied: what the owner does about them may end the connection that holds them.
 void MQTTClientSession::takeSubscribeAnswer(std::uint16_t packetId) {
     const MQTTEngine& engine = connection_->engine();
-    const bool isRestoration = engine.answeredSubscribe().purpose == SubscribePurpose::Restoration;
-    const std::vector<std::uint8_t> codes(engine.answeredCodes().begin(), engine.answeredCodes().end());
+    untoldAnswers_.push_back({packetId,
+                              engine.answeredSubscribe().purpose == SubscribePurpose::Restoration,
+                              {engine.answeredCodes().begin(), engine.answeredCodes().end()}});
     traffic_.subscribeWasAnswered();
-    // The owner knows nothing of a restoration's SUBSCRIBE: it hears only of topics that were refused.
-    if (isRestoration) {
-        tellUntold();
-    } else if (delegate_ != nullptr) {
-        delegate_->subAckReceived(*this, packetId, codes);
+    // The memory is written whole, and before the owner hears: once for
+    // all that one read brings of the answers to a thousand requests.
+    if (!connection_->isSubscribeAnswerNext()) {
+        traffic_.storeGranted();
+        tellSubscribeAnswers();
+    }
+}
+
+void MQTTClientSession::tellSubscribeAnswers() {
+    // Each telling may destroy this session, or end the connection, which takes the rest along.
+    const auto anchor = anchor_;
+    try {
+        while (anchor->session != nullptr && !untoldAnswers_.empty()) {
+            const SubscribeAnswer answer = std::move(untoldAnswers_.front());
+            untoldAnswers_.pop_front();
+            // The owner knows nothing of a restoration's SUBSCRIBE: it hears only of topics that were
+            // refused.
+            if (answer.isRestoration) {
+                tellUntold();
+            } else if (delegate_ != nullptr) {
+                delegate_->subAckReceived(*this, answer.packetId, answer.codes);
+            }
+        }
+    } catch (...) {
+        if (anchor->session != nullptr && !untoldAnswers_.empty()) {
+            // In a later pass, ahead of what is left of the read.
+            runLoop_.post([anchor] {
+                if (auto* const session = sessionAt(*anchor)) {
+                    session->tellSubscribeAnswers();
+                }
+            });
+        }
+        throw;
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <span>
@@ -69,6 +70,13 @@ private:
     [[nodiscard]] bool connectionAwaitsAnswer() const override { return traffic_.isAwaitingAnswer(); }
     void connectionDidEndTurn(std::weak_ptr<MQTTConnection> connection, std::uint64_t turn) override;
 
+    /// A SUBACK that the owner is to hear of.
+    struct SubscribeAnswer {
+        std::uint16_t packetId = 0;
+        bool isRestoration = false;
+        std::vector<std::uint8_t> codes;
+    };
+
     MQTTSubscribeOutcome subscribe(const TopicTable& topics, SubscribePurpose purpose);
     void report(MQTTSessionEvent event, const std::optional<NSError>& error = std::nullopt);
     /// Tells what is untold, in a later pass of the loop; or now.
@@ -78,6 +86,7 @@ private:
     void armRetryTimer();
     void retryTimerDidFire();
     void takeSubscribeAnswer(std::uint16_t packetId);
+    void tellSubscribeAnswers();
     void closeTurn(const std::weak_ptr<MQTTConnection>& connection, std::uint64_t turn);
     [[nodiscard]] static MQTTClientSession* sessionAt(const SessionAnchor& anchor);
 
@@ -95,6 +104,7 @@ private:
     MQTTSessionDelegate* delegate_ = nullptr;
     MQTTSessionStatus status_ = MQTTSessionStatus::Created;
     bool isBeingDestroyed_ = false;
+    std::deque<SubscribeAnswer> untoldAnswers_;  // of the connection
     std::shared_ptr<NSTimer> retryTimer_;
     std::chrono::steady_clock::time_point retryAt_;
     std::shared_ptr<MQTTConnection> connection_;

@@ -52,6 +52,8 @@ public:
 
     /// Whoever makes it append packets calls `flushSoon` then.
     [[nodiscard]] MQTTEngine& engine() { return engine_; }
+    /// Whether what comes next, of what has been read already, is another SUBACK.
+    [[nodiscard]] bool isSubscribeAnswerNext() { return engine_.isSubscribeAnswerNext(input_.unread()); }
 
     /// Writes at the end of this pass of the loop, so that what a pass appends leaves together.
     void flushAtEndOfPass();

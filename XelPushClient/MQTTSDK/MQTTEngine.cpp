@@ -101,17 +101,35 @@ MQTTEngineEvent MQTTEngine::takeConnack(const MQTTInboundPacket& packet) {
     return MQTTEngineEvent::Connected;
 }
 
-MQTTEngineEvent MQTTEngine::takeSuback(const MQTTInboundPacket& packet) {
+bool MQTTEngine::isSubscribeAnswerNext(std::string_view input) const {
+    constexpr auto kSuback = static_cast<unsigned>(MQTTPacketType::Suback);
+    if (input.empty() || static_cast<unsigned char>(input.front()) >> 4U != kSuback) {
+        return false;
+    }
+    MQTTDecoder decoder = decoder_;  // what it refuses is refused when it is taken
+    MQTTInboundPacket packet;
+    return phase_ == Phase::Connected && fault_.empty() &&
+           decoder.decode(input, packet) == MQTTDecoding::Complete && faultOfSuback(packet).empty();
+}
+
+std::string_view MQTTEngine::faultOfSuback(const MQTTInboundPacket& packet) const {
     const SubscribeRequest* waiting = requests_.findSubscribe(packet.packetId);
     // One without a place has its identifier but is still
     // held back, so the broker cannot be answering it.
     if (waiting == nullptr || !waiting->place) {
-        return violate("a SUBACK for no SUBSCRIBE that waits for one");
+        return "a SUBACK for no SUBSCRIBE that waits for one";
     }
     // One code for each topic, in their order (section
     // 3.9.3): otherwise a topic would get another's answer.
     if (waiting->topics.size() != packet.returnCodes.size()) {
-        return violate("a SUBACK with more or fewer return codes than its SUBSCRIBE had topics");
+        return "a SUBACK with more or fewer return codes than its SUBSCRIBE had topics";
+    }
+    return {};
+}
+
+MQTTEngineEvent MQTTEngine::takeSuback(const MQTTInboundPacket& packet) {
+    if (const std::string_view fault = faultOfSuback(packet); !fault.empty()) {
+        return violate(fault);
     }
     answered_ = std::move(*requests_.takeSubscribe(packet.packetId));
     answeredCodes_.assign(packet.returnCodes.begin(), packet.returnCodes.end());

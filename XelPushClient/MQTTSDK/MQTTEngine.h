@@ -47,6 +47,8 @@ public:
     /// nothing is taken any more and every call tells it again. The packet's views point into the input.
     [[nodiscard]] MQTTEngineEvent next(std::string_view& input, MQTTInboundPacket& packet);
     [[nodiscard]] std::string_view fault() const { return fault_; }
+    /// Whether `next` would take a SUBACK, and nothing else, off the front of the input.
+    [[nodiscard]] bool isSubscribeAnswerNext(std::string_view input) const;
     /// After `Subscribed`: the request, and one return code for each of its topics.
     [[nodiscard]] const SubscribeRequest& answeredSubscribe() const { return answered_; }
     [[nodiscard]] std::span<const std::uint8_t> answeredCodes() const { return answeredCodes_; }
@@ -111,6 +113,7 @@ private:
     MQTTEngineEvent interpret(const MQTTInboundPacket& packet);
     MQTTEngineEvent takeConnack(const MQTTInboundPacket& packet);
     MQTTEngineEvent takeSuback(const MQTTInboundPacket& packet);
+    [[nodiscard]] std::string_view faultOfSuback(const MQTTInboundPacket& packet) const;
     MQTTEngineEvent takeUnsuback(const MQTTInboundPacket& packet);
     MQTTEngineEvent takePingresp();
     MQTTEngineEvent violate(std::string_view fault);

@@ -82,6 +82,7 @@ void OutgoingTraffic::connectionDidEnd(bool wasEndedByBroker, TimePoint now) {
         [&] {
             // Of a step that the connection did not live to finish: what was acknowledged is not sent again.
             outbox_.commitSettled();
+            removals_.storeConfirmed();
             if (queue_) {
                 alone = queue_->onlyUnanswered();  // while the requests that it looks at are still there
                 removals_.keepUnanswered(requests().takeUnsubscribes());
@@ -219,6 +220,7 @@ void OutgoingTraffic::loadOutbox() {
 
 void OutgoingTraffic::stepDidFinish() {
     outbox_.commitSettled();
+    removals_.storeConfirmed();
     loadOutbox();
 }
 
@@ -257,7 +259,6 @@ void OutgoingTraffic::subscribeWasAnswered() {
     if (isRestoration && !requests().isAnyFor(SubscribePurpose::Restoration)) {
         granted_.setRestorationAwaited(false);
     }
-    granted_.store();
     answersWereTaken(things);
 }
 

@@ -65,7 +65,9 @@ public:
     // What the broker answers. What it lets follow is written.
 
     void publicationWasAcknowledged(std::uint16_t packetId);
+    /// `storeGranted` follows, before the owner hears of it: perhaps once for several.
     void subscribeWasAnswered();
+    void storeGranted() { granted_.store(); }
     void unsubscribeWasAnswered();
     /// Tells the memory of what was settled since the last time, and asks again for what it could not tell.
     void stepDidFinish();

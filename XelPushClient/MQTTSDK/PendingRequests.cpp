@@ -59,6 +59,11 @@ SubscribeRequest* PendingRequests::findSubscribe(std::uint16_t packetId) {
     return found == subscribes_.end() ? nullptr : &found->second;
 }
 
+const SubscribeRequest* PendingRequests::findSubscribe(std::uint16_t packetId) const {
+    const auto found = subscribes_.find(packetId);
+    return found == subscribes_.end() ? nullptr : &found->second;
+}
+
 UnsubscribeRequest* PendingRequests::findUnsubscribe(std::uint16_t packetId) {
     const auto found = unsubscribes_.find(packetId);
     return found == unsubscribes_.end() ? nullptr : &found->second;

@@ -64,6 +64,7 @@ public:
 
     /// The request, while it is unanswered.
     [[nodiscard]] SubscribeRequest* findSubscribe(std::uint16_t packetId);
+    [[nodiscard]] const SubscribeRequest* findSubscribe(std::uint16_t packetId) const;
     [[nodiscard]] UnsubscribeRequest* findUnsubscribe(std::uint16_t packetId);
 
     /// Takes a request out; none when there is none of that identifier.

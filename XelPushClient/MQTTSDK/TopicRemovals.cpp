@@ -73,7 +73,13 @@ void TopicRemovals::wereConfirmed(const std::vector<std::string>& topics) {
     for (const std::string& topic : topics) {
         granted_.endRemoval(topic);
     }
-    granted_.store();
+    isConfirmedStored_ = false;
+}
+
+void TopicRemovals::storeConfirmed() {
+    if (!std::exchange(isConfirmedStored_, true)) {
+        granted_.store();
+    }
 }
 
 void TopicRemovals::giveUp(const std::string& topic) {

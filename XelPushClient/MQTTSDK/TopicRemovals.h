@@ -41,7 +41,9 @@ public:
     /// The owner that would ask again is gone.
     void ownerDidLetGo() { askedForOffline_.clear(); }
     void wasSubscribedAgain(std::string_view topic);
+    /// `storeConfirmed` makes it durable, once for several: until then they would be removed once more.
     void wereConfirmed(const std::vector<std::string>& topics);
+    void storeConfirmed();
     void giveUp(const std::string& topic);
     /// Takes those out that left topic by topic and are answered, and adds them to what the owner is not told
     /// yet.
@@ -73,6 +75,7 @@ private:
     std::map<std::uint16_t, UnsubscribeRequest> lost_;
     Topics askedForOffline_;
     std::vector<std::uint16_t> split_;  // of one connection
+    bool isConfirmedStored_ = true;
 };
 
 }  // namespace xel
