@@ -16,6 +16,7 @@
 
 #include "XelPushClient/Foundation/ProcessNumber.h"
 #include "XelPushClient/Linux/Loop/AsioLoopTimers.h"
+#include "XelPushClient/Linux/Loop/LoopBuffers.h"
 #include "XelPushClient/Platform/NSRunLoop.h"
 
 namespace xel {
@@ -93,6 +94,8 @@ public:
     /// descriptors do not tell of.
     void setWakeUp(std::function<void()> wakeUp);
 
+    [[nodiscard]] LoopBuffers& buffers() { return buffers_; }
+
     /// Throws away everything posted and scheduled, and leaves the `io_context` alone from then on.
     void shutDown();
 
@@ -141,6 +144,7 @@ private:
     std::vector<std::weak_ptr<PassEndObserver>> passEndObservers_;
     std::vector<std::weak_ptr<PassEndObserver>> observersBeingTold_;
 
+    LoopBuffers buffers_;
     std::shared_ptr<AsioLoopTimers> timers_;  // never null; it holds this weakly
 };
 

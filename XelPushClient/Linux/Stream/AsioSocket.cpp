@@ -1,8 +1,15 @@
 #include "XelPushClient/Linux/Stream/AsioSocket.h"
 
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include <boost/asio/error.hpp>
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/socket.h>
 
 #include "XelPushClient/Linux/Process/ForkedChildren.h"
@@ -11,9 +18,20 @@ namespace xel {
 
 namespace {
 
-void setNumber(int socket, int level, int name, long long value) {
+bool setNumber(int socket, int level, int name, long long value) {
     const int number = static_cast<int>(value);
-    (void)::setsockopt(socket, level, name, &number, sizeof number);
+    return ::setsockopt(socket, level, name, &number, sizeof number) == 0;
+}
+
+/// Whether something is left behind a read that brought octets, where the kernel tells.
+bool isMoreLeftBehind(const msghdr& message) {
+    const cmsghdr* const told = CMSG_FIRSTHDR(&message);
+    if (told == nullptr || told->cmsg_level != SOL_TCP || told->cmsg_type != TCP_CM_INQ) {
+        return true;
+    }
+    int octets = 0;
+    std::memcpy(&octets, CMSG_DATA(told), sizeof octets);
+    return octets != 0;
 }
 
 }  // namespace
@@ -44,19 +62,58 @@ void AsioSocket::end() {
 void AsioSocket::watchOver(const LinuxTCPOptions& options) {
     const int socket = native_handle();
     if (options.keepAliveIdle.count() > 0) {
-        setNumber(socket, IPPROTO_TCP, TCP_KEEPIDLE, options.keepAliveIdle.count());
-        setNumber(socket, IPPROTO_TCP, TCP_KEEPINTVL, options.keepAliveInterval.count());
-        setNumber(socket, IPPROTO_TCP, TCP_KEEPCNT, options.keepAliveProbes);
-        setNumber(socket, SOL_SOCKET, SO_KEEPALIVE, 1);
+        (void)setNumber(socket, IPPROTO_TCP, TCP_KEEPIDLE, options.keepAliveIdle.count());
+        (void)setNumber(socket, IPPROTO_TCP, TCP_KEEPINTVL, options.keepAliveInterval.count());
+        (void)setNumber(socket, IPPROTO_TCP, TCP_KEEPCNT, options.keepAliveProbes);
+        (void)setNumber(socket, SOL_SOCKET, SO_KEEPALIVE, 1);
     }
     // Where it is given, this and not the number of probes decides when a connection without an answer
     // ends (tcp(7)).
-    setNumber(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, options.userTimeout.count());
+    (void)setNumber(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, options.userTimeout.count());
+}
+
+SocketRead AsioSocket::readSome(std::span<char> buffer) {
+    if (rest_ == Rest::NotAskedFor) {
+        // An end counts as an octet that is left, so that one that came together with octets is seen too.
+        rest_ = setNumber(native_handle(), SOL_TCP, TCP_INQ, 1) ? Rest::IsTold : Rest::IsUnknown;
+    }
+    iovec part{buffer.data(), buffer.size()};
+    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> told;
+    msghdr message{};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    if (rest_ == Rest::IsTold) {
+        message.msg_control = told.data();
+        message.msg_controllen = told.size();
+    }
+    ssize_t count = -1;
+    do {
+        count = ::recvmsg(native_handle(), &message, MSG_DONTWAIT);
+    } while (count < 0 && errno == EINTR);
+    if (count > 0) {
+        return {static_cast<std::size_t>(count), {}, isMoreLeftBehind(message)};
+    }
+    if (count == 0) {
+        return {0, boost::asio::error::eof, true};
+    }
+    if (errno == EAGAIN || errno == EWOULDBLOCK) {
+        return {};
+    }
+    return {0, boost::system::error_code(errno, boost::system::system_category()), true};
+}
+
+void AsioSocket::awaitReadable(std::shared_ptr<ReadableObserver> observer) {
+    readableWait_.start(native_handle(), impl_.get_implementation().reactor_data_, std::move(observer));
+}
+
+bool AsioSocket::isReadable() {
+    pollfd asked{native_handle(), POLLIN, 0};
+    return ::poll(&asked, 1, 0) > 0;
 }
 
 void AsioSocket::hastenFirstAnswer() {
     if (isFirstAnswerAwaited_) {
-        setNumber(native_handle(), IPPROTO_TCP, TCP_QUICKACK, 1);
+        (void)setNumber(native_handle(), IPPROTO_TCP, TCP_QUICKACK, 1);
     }
 }
 

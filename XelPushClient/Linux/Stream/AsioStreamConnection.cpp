@@ -1,10 +1,11 @@
 #include "XelPushClient/Linux/Stream/AsioStreamConnection.h"
 
+#include <new>
 #include <stdexcept>
 #include <utility>
 
-#include <boost/asio/buffer.hpp>
 #include <boost/asio/error.hpp>
+#include <boost/asio/post.hpp>
 
 #include "XelPushClient/Foundation/OnLeaving.h"
 
@@ -49,10 +50,6 @@ void AsioStreamConnection::becomeOpen(OpenedStream stream) {
     opening_.reset();
     stream_ = std::move(stream);
     stream_.writer->setObserver(weak_from_this());
-    received_ = std::make_unique_for_overwrite<char[]>(kReadSize);
-    if (stream_.engine) {
-        decrypted_ = std::make_unique_for_overwrite<char[]>(kReadSize);
-    }
     phase_ = Phase::Open;
     // It may have failed with the last octets of the handshake, before it had this observer. The loss is
     // posted, so that what streamDidOpen asks to read still comes first.
@@ -90,18 +87,65 @@ void AsioStreamConnection::startRead() {
         return;
     }
     stream_.socket->hastenFirstAnswer();
-    stream_.socket->async_read_some(
-        asio::buffer(received_.get(), kReadSize),
-        [self = shared_from_this()](const boost::system::error_code& error, std::size_t count) {
-            if (const auto core = self->core_.lock()) {
-                core->runThenDrain([&] { self->readEnded(error, count); });
-            }
-        });
+    if (isMoreLeft_ || stream_.writer->failure()) {
+        readSoon();
+        return;
+    }
+    stream_.socket->awaitReadable(shared_from_this());
+    const auto core = core_.lock();
+    if (core && std::exchange(isBreakUnseen_, false)) {
+        core->callAtEndOfPass(weak_from_this());
+    }
 }
 
-void AsioStreamConnection::readEnded(const boost::system::error_code& error, std::size_t count) {
+// In another handler: other sockets get their turn.
+void AsioStreamConnection::readSoon() {
+    asio::post(stream_.socket->get_executor(), [self = shared_from_this()] { self->mayBeReadable(); });
+}
+
+// A read that brought octets has not seen whether the connection has broken behind them, and then nothing
+// more arrives to tell of it. What is sent in the same pass, as an acknowledgement is, sees it; where nothing
+// is sent the kernel is asked.
+void AsioStreamConnection::passDidEnd() noexcept {
+    if (!isReading_ || stream_.writer->isAboutToSend() || stream_.writer->sends() != sendsAtLastRead_ ||
+        !stream_.socket->isReadable()) {
+        return;
+    }
+    try {
+        readSoon();
+    } catch (const std::bad_alloc&) {
+        return;  // the next write meets the break
+    }
+}
+
+void AsioStreamConnection::mayBeReadable() {
+    if (const auto core = core_.lock(); core && isReading_) {
+        core->runThenDrain([this] { read(); });
+    }
+}
+
+void AsioStreamConnection::read() {
     isReading_ = false;
-    const std::string_view octets(received_.get(), count);
+    if (phase_ != Phase::Open && phase_ != Phase::Lingering) {
+        return;
+    }
+    const auto core = core_.lock();
+    const LoopBuffers::Block block(core->buffers());
+    sendsAtLastRead_ = stream_.writer->sends();
+    const SocketRead result = stream_.socket->readSome(block.octets());
+    isMoreLeft_ = result.isMoreLeft;
+    isBreakUnseen_ = result.count > 0;
+    if (result.count > 0 || result.error) {
+        readEnded(result.error, {block.octets().data(), result.count});
+    } else if (stream_.writer->failure()) {
+        // There was no more to be read before it.
+        readWasRefused(asio::error::broken_pipe);
+    } else {
+        startRead();
+    }
+}
+
+void AsioStreamConnection::readEnded(const boost::system::error_code& error, std::string_view octets) {
     switch (phase_) {
         case Phase::Lingering:
             // What the peer still sends is of no use; its end is what is waited for.
@@ -142,12 +186,17 @@ void AsioStreamConnection::readWasRefused(const boost::system::error_code& error
 }
 
 void AsioStreamConnection::deliverDecrypted() {
+    const auto core = core_.lock();
+    if (!core) {
+        return;
+    }
+    const LoopBuffers::Block block(core->buffers());
     std::size_t count = 0;
     std::string toSend;
-    const auto progress = stream_.engine->decrypt({decrypted_.get(), kReadSize}, count, toSend);
+    const auto progress = stream_.engine->decrypt(block.octets(), count, toSend);
     stream_.writer->writeRecords(toSend);
     switch (progress) {
-        case TLSEngine::Progress::Done: deliver({decrypted_.get(), count}); return;
+        case TLSEngine::Progress::Done: deliver({block.octets().data(), count}); return;
         case TLSEngine::Progress::NeedsMore: startRead(); return;
         case TLSEngine::Progress::Ended: finishByPeer(); return;
         case TLSEngine::Progress::Failed: fail(peer_.wasLost(stream_.engine->failure())); return;
@@ -258,19 +307,24 @@ void AsioStreamConnection::limitLingering() {
 }
 
 // What the peer sent before it went is still to be read, and says more than a failed write: a read that is
-// under way, or that is asked for later, reports the loss. Without one it is posted.
+// waited for, or that is asked for later, reports the loss. Without one it is posted.
 void AsioStreamConnection::writingDidFail() {
     if (phase_ == Phase::Lingering) {
         end();
         return;
     }
     const auto core = core_.lock();
-    if (isReading_ || !core) {
+    if (!core) {
         return;
     }
     core->post([weak = weak_from_this()] {
         const auto self = weak.lock();
-        if (self && self->phase_ == Phase::Open && !self->isReading_) {
+        if (!self || self->phase_ != Phase::Open) {
+            return;
+        }
+        if (self->isReading_) {
+            self->read();
+        } else {
             self->fail(*self->stream_.writer->failure());
         }
     });

@@ -17,11 +17,13 @@ namespace xel {
 /// The works of one stream: its opening, then reading beside its writer, then its end. Pending operations
 /// hold it, so that it can linger after its stream was dropped.
 ///
-/// A message costs one wait for events, a `recv` that brings it, and one that Asio makes early and that finds
-/// nothing; what is written in one pass leaves at its end in one `send`.
+/// A message costs one wait for events and one read; what is written in one pass leaves at its end in one
+/// `send`. A stream that waits has no memory to read into: the loop lends it for each read.
 ///
 /// Thread: the loop's.
 class AsioStreamConnection final : public AsioStreamWriterObserver,
+                                   public ReadableObserver,
+                                   public PassEndObserver,
                                    public std::enable_shared_from_this<AsioStreamConnection> {
 public:
     AsioStreamConnection(const std::shared_ptr<AsioLoopCore>& core, boost::asio::io_context& context,
@@ -39,17 +41,19 @@ public:
     void drop();
 
     void writingDidFail() override;
+    void mayBeReadable() override;
+    void passDidEnd() noexcept override;
 
 private:
-    static constexpr std::size_t kReadSize = 64 * 1024;
-
     enum class Phase { New, Opening, Open, Lingering, Over };
 
     void becomeOpen(OpenedStream stream);
 
     // Reading
     void startRead();
-    void readEnded(const boost::system::error_code& error, std::size_t count);
+    void readSoon();
+    void read();
+    void readEnded(const boost::system::error_code& error, std::string_view octets);
     void readWasRefused(const boost::system::error_code& error);
     void deliverDecrypted();
     void deliver(std::string_view octets);
@@ -70,11 +74,12 @@ private:
     OpenedStream stream_;
     std::shared_ptr<NSTimer> deadline_;
 
-    std::unique_ptr<char[]> received_;
-    std::unique_ptr<char[]> decrypted_;
     bool isReceiveWanted_ = false;
-    bool isReading_ = false;
+    bool isReading_ = false;  // a read is waited for
     bool isDelivering_ = false;
+    bool isMoreLeft_ = false;     // for the next read, without anything new arriving
+    bool isBreakUnseen_ = false;  // a connection that has broken may not have told the last read
+    std::size_t sendsAtLastRead_ = 0;
     ByteStream::Ended ended_;
 };
 

@@ -104,6 +104,7 @@ void AsioStreamWriter::sendOutgoing() {
             fail(peer_.wasLost(error));
             return;
         }
+        ++sends_;
     }
     empty(outgoing_);
     sent_ = 0;

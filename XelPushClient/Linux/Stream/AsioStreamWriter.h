@@ -52,6 +52,11 @@ public:
     /// Whether the network has taken all that was written.
     [[nodiscard]] bool hasSentEverything() const { return !failure_ && plain_.empty() && outgoing_.empty(); }
 
+    /// Whether it sends at the end of this pass, or as soon as the socket takes something.
+    [[nodiscard]] bool isAboutToSend() const { return isFlushPlanned_ || isWaiting_; }
+    /// How often the socket has taken something.
+    [[nodiscard]] std::size_t sends() const { return sends_; }
+
     void passDidEnd() noexcept override;
 
 private:
@@ -71,6 +76,7 @@ private:
     std::string plain_;     // with TLS: written, not yet encrypted
     std::string outgoing_;  // for the network
     std::size_t sent_ = 0;  // of it
+    std::size_t sends_ = 0;
     bool isFlushPlanned_ = false;
     bool isWaiting_ = false;
     enum class Phase { Writing, Ending, Stopped } phase_ = Phase::Writing;

@@ -1,3 +1,4 @@
+#include <chrono>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -137,6 +138,76 @@ TEST_F(AsioByteStreamTest, ReportsALossThatItMeetsWhileWriting) {
     EXPECT_EQ(observer_.failure->code, static_cast<std::int64_t>(ByteStreamErrorCode::ConnectionReset));
     EXPECT_EQ(observer_.failed, 1);
 }
+
+/// What follows octets at once, so that one read finds both.
+struct EndBehindOctets {
+    const char* name;
+    bool isReset;
+    /// What the observer sends in the pass of the read.
+    enum class Answer { None, AtOnce, InABlockOfThePass } answer;
+};
+
+class AsioByteStreamEnds : public AsioByteStreamTest,
+                           public ::testing::WithParamInterface<EndBehindOctets> {};
+
+TEST_P(AsioByteStreamEnds, AreSeenBehindOctetsThatCameWithThem) {
+    class Reader final : public ByteStreamObserver {
+    public:
+        void streamDidOpen() override { ++opened; }
+        void streamDidReceive(std::string_view octets) override {
+            received += octets;
+            stream->receive();
+            if (answer == EndBehindOctets::Answer::AtOnce) {
+                stream->write("taken");
+            } else if (answer == EndBehindOctets::Answer::InABlockOfThePass) {
+                loop->post([this] { stream->write("taken"); });
+            }
+        }
+        void streamDidEndByPeer() override { ++ended; }
+        void streamDidFail(const NSError&) override { ++failed; }
+        std::unique_ptr<ByteStream> stream;
+        AsioRunLoop* loop = nullptr;
+        EndBehindOctets::Answer answer = EndBehindOctets::Answer::None;
+        std::string received;
+        int opened = 0;
+        int ended = 0;
+        int failed = 0;
+    } reader;
+    reader.loop = &loopback_.loop();
+    reader.answer = GetParam().answer;
+    reader.stream = factory_.makeStream(loopback_.loop(), reader);
+    reader.stream->open("127.0.0.1", loopback_.peer().port(), false);
+    ASSERT_TRUE(loopback_.runUntil([&] { return reader.opened > 0 && loopback_.peer().isConnected(); }));
+    reader.stream->receive();
+    // Once it waits for more, the loop stands still until both have come.
+    loopback_.peer().send("first ");
+    ASSERT_TRUE(loopback_.runUntil([&] { return reader.received == "first "; }));
+    loopback_.runForAWhile();
+
+    loopback_.peer().send("last");
+    if (GetParam().isReset) {
+        loopback_.peer().reset();
+    } else {
+        loopback_.peer().end();
+    }
+    EXPECT_TRUE(
+        loopback_.runUntil([&] { return reader.ended + reader.failed > 0; }, std::chrono::seconds(5)));
+    EXPECT_EQ(reader.received, "first last");
+    EXPECT_EQ(reader.failed, GetParam().isReset ? 1 : 0);
+    EXPECT_EQ(reader.ended, GetParam().isReset ? 0 : 1);
+}
+
+using Answer = EndBehindOctets::Answer;
+
+INSTANTIATE_TEST_SUITE_P(
+    Each, AsioByteStreamEnds,
+    ::testing::Values(EndBehindOctets{"End", false, Answer::None},
+                      EndBehindOctets{"EndThatIsAnsweredAtOnce", false, Answer::AtOnce},
+                      EndBehindOctets{"EndThatIsAnswered", false, Answer::InABlockOfThePass},
+                      EndBehindOctets{"Reset", true, Answer::None},
+                      EndBehindOctets{"ResetThatIsAnsweredAtOnce", true, Answer::AtOnce},
+                      EndBehindOctets{"ResetThatIsAnswered", true, Answer::InABlockOfThePass}),
+    [](const auto& tested) { return std::string(tested.param.name); });
 
 TEST_F(AsioByteStreamTest, RefusesToBeOpenedTwice) {
     open();
