@@ -47,8 +47,8 @@ public:
     }
 
 private:
-    // A buffer that one great packet needed is given back.
-    static constexpr std::size_t kKeptSize = std::size_t{128} * 1024;
+    // What a waiting connection may keep; a buffer that a large packet needed is given back.
+    static constexpr std::size_t kKeptSize = std::size_t{4} * 1024;
 
     std::string kept_;
     std::string_view unread_;

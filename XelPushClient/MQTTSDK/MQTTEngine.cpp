@@ -11,7 +11,7 @@ namespace xel {
 namespace {
 
 // A greater buffer is given back once its content is written.
-constexpr std::size_t kKeptOutputSize = std::size_t{128} * 1024;
+constexpr std::size_t kKeptOutputSize = std::size_t{4} * 1024;
 
 bool isSame(const SubscribeRequest::Topic& a, const SubscribeRequest::Topic& b) {
     return a.qos == b.qos && a.filter == b.filter;

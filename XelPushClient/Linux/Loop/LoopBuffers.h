@@ -1,8 +1,10 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <memory>
 #include <span>
+#include <string>
 #include <utility>
 
 namespace xel {
@@ -33,8 +35,25 @@ public:
         std::unique_ptr<char[]> octets_;
     };
 
+    /// An empty text, mostly with the room that one before it needed, for what is gathered in a pass.
+    [[nodiscard]] std::string takeText() {
+        return textCount_ > 0 ? std::move(texts_[--textCount_]) : std::string();
+    }
+    /// Takes one back, whatever it holds. A few are kept, unless they grew large.
+    void giveText(std::string text) noexcept {
+        const bool isWorthIt = text.capacity() >= 64 && text.capacity() <= kLargestKeptText;
+        if (isWorthIt && textCount_ < texts_.size()) {
+            text.clear();
+            texts_[textCount_++] = std::move(text);
+        }
+    }
+
 private:
+    static constexpr std::size_t kLargestKeptText = std::size_t{256} * 1024;
+
     std::unique_ptr<char[]> block_;
+    std::array<std::string, 4> texts_;
+    std::size_t textCount_ = 0;
 };
 
 }  // namespace xel

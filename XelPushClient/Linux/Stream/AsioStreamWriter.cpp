@@ -13,27 +13,35 @@ namespace {
 
 /// So much is not gathered any longer: the network may as well have it.
 constexpr std::size_t kLargestGathering = 64 * 1024;
-/// A buffer that grew beyond this is given back when it is empty.
-constexpr std::size_t kLargestKeptBuffer = 1024 * 1024;
-
-void empty(std::string& buffer) {
-    if (buffer.capacity() > kLargestKeptBuffer) {
-        buffer = {};
-    }
-    buffer.clear();
-}
-
 }  // namespace
 
 AsioStreamWriter::AsioStreamWriter(std::weak_ptr<AsioLoopCore> core, std::shared_ptr<AsioSocket> socket,
                                    StreamPeer peer)
     : core_(std::move(core)), socket_(std::move(socket)), peer_(std::move(peer)) {}
 
+// Memory is the loop's while there is nothing to be sent.
+void AsioStreamWriter::empty(std::string& buffer) {
+    std::string emptied = std::exchange(buffer, {});
+    if (const auto core = core_.lock()) {
+        core->buffers().giveText(std::move(emptied));
+    }
+}
+
+void AsioStreamWriter::borrow(std::string& buffer) {
+    if (!buffer.empty()) {
+        return;
+    }
+    if (const auto core = core_.lock()) {
+        buffer = core->buffers().takeText();
+    }
+}
+
 void AsioStreamWriter::write(std::string_view octets) {
     if (failure_ || octets.empty()) {
         return;
     }
     std::string& gathered = engine_ ? plain_ : outgoing_;
+    borrow(gathered);
     gathered.append(octets);
     // It leaves when the socket takes something again.
     if (isWaiting_) {
@@ -47,8 +55,9 @@ void AsioStreamWriter::write(std::string_view octets) {
 }
 
 void AsioStreamWriter::writeRecords(std::string_view records) {
-    outgoing_.append(records);
-    if (sent_ < outgoing_.size()) {
+    if (!records.empty()) {
+        borrow(outgoing_);
+        outgoing_.append(records);
         planFlush();
     }
 }
@@ -83,6 +92,7 @@ bool AsioStreamWriter::encryptPlain() {
     if (plain_.empty()) {
         return true;
     }
+    borrow(outgoing_);
     const bool isEncrypted = engine_->encrypt(plain_, outgoing_);
     empty(plain_);
     if (!isEncrypted) {

@@ -60,6 +60,8 @@ public:
     void passDidEnd() noexcept override;
 
 private:
+    void borrow(std::string& buffer);
+    void empty(std::string& buffer);
     void planFlush();
     void flush();
     [[nodiscard]] bool encryptPlain();

@@ -33,17 +33,13 @@ bool TLSEngine::setUp() {
         return false;
     }
     connection_.reset(SSL_new(context.value()));
-    incoming_ = BIO_new(BIO_s_mem());
-    outgoing_ = BIO_new(BIO_s_mem());
-    if (!connection_ || incoming_ == nullptr || outgoing_ == nullptr) {
-        BIO_free(incoming_);
-        BIO_free(outgoing_);
+    BIO* const wire = connection_ ? wire_.makeBIO() : nullptr;
+    if (wire == nullptr) {
+        connection_.reset();
         fail("there is not enough memory for a TLS connection");
         return false;
     }
-    // An empty one means that more is to come, not that the connection has ended (BIO_s_mem(3)).
-    BIO_set_mem_eof_return(incoming_, -1);
-    SSL_set_bio(connection_.get(), incoming_, outgoing_);
+    SSL_set_bio(connection_.get(), wire, wire);
     SSL_set_connect_state(connection_.get());
 
     if (!expectHost(connection_.get(), host_)) {
@@ -62,9 +58,9 @@ TLSEngine::Progress TLSEngine::shakeHands(std::string_view received, std::string
         return Progress::Failed;
     }
     take(received);
+    const TLSWire::Sending sending(wire_, toSend);
     const int result = SSL_do_handshake(connection_.get());
     const int error = SSL_get_error(connection_.get(), result);
-    collect(toSend);
     if (result == 1) {
         return Progress::Done;
     }
@@ -78,8 +74,7 @@ TLSEngine::Progress TLSEngine::shakeHands(std::string_view received, std::string
 
 void TLSEngine::take(std::string_view received) {
     if (!received.empty()) {
-        // A memory BIO takes everything, or throws the process out of memory with the rest.
-        (void)BIO_write(incoming_, received.data(), static_cast<int>(received.size()));
+        wire_.offer(received);
         mayHoldMore_ = true;
     }
 }
@@ -88,6 +83,8 @@ TLSEngine::Progress TLSEngine::decrypt(std::span<char> buffer, std::size_t& coun
     ERR_clear_error();
     count = 0;
     int error = SSL_ERROR_NONE;
+    // Reading may answer the peer, when it renews its keys (RFC 8446 section 4.6.3).
+    const TLSWire::Sending sending(wire_, toSend);
     // One call reads one record at most (SSL_read(3)). Records that came together are delivered
     // together; an end or an error behind them is met again by the next call.
     while (count < buffer.size()) {
@@ -101,8 +98,10 @@ TLSEngine::Progress TLSEngine::decrypt(std::span<char> buffer, std::size_t& coun
         count += part;
     }
     mayHoldMore_ = error != SSL_ERROR_WANT_READ;
-    // Reading may answer the peer, when it renews its keys (RFC 8446 section 4.6.3).
-    collect(toSend);
+    if (!mayHoldMore_) {
+        // Also the buffer that was last written from, which the mode leaves (SSL_MODE_RELEASE_BUFFERS).
+        (void)SSL_free_buffers(connection_.get());
+    }
     if (count > 0) {
         return Progress::Done;
     }
@@ -116,33 +115,24 @@ TLSEngine::Progress TLSEngine::decrypt(std::span<char> buffer, std::size_t& coun
 
 bool TLSEngine::encrypt(std::string_view octets, std::string& toSend) {
     ERR_clear_error();
+    const TLSWire::Sending sending(wire_, toSend);
     while (!octets.empty()) {
         std::size_t written = 0;
         if (SSL_write_ex(connection_.get(), octets.data(), octets.size(), &written) != 1) {
-            collect(toSend);
             fail("TLS could not send (" + describeOpenSSLErrors() + ")");
             return false;
         }
         octets.remove_prefix(written);
     }
-    collect(toSend);
+    (void)SSL_free_buffers(connection_.get());
     return true;
 }
 
 void TLSEngine::end(std::string& toSend) {
     ERR_clear_error();
+    const TLSWire::Sending sending(wire_, toSend);
     (void)SSL_shutdown(connection_.get());
     ERR_clear_error();
-    collect(toSend);
-}
-
-void TLSEngine::collect(std::string& toSend) {
-    char* octets = nullptr;
-    const long count = BIO_get_mem_data(outgoing_, &octets);
-    if (count > 0) {
-        toSend.append(octets, static_cast<std::size_t>(count));
-        (void)BIO_reset(outgoing_);
-    }
 }
 
 TLSEngine::Progress TLSEngine::fail(std::string why) {

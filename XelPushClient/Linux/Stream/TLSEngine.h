@@ -8,9 +8,9 @@
 
 #include "XelPushClient/Foundation/NSError.h"
 #include "XelPushClient/Linux/Stream/TLSContext.h"
+#include "XelPushClient/Linux/Stream/TLSWire.h"
 
 struct ssl_st;
-struct bio_st;
 
 namespace xel {
 
@@ -58,14 +58,12 @@ private:
     };
 
     [[nodiscard]] bool setUp();
-    void collect(std::string& toSend);
     Progress fail(std::string why);
 
     std::shared_ptr<TLSContext> context_;
     std::string host_;
+    TLSWire wire_;
     std::unique_ptr<ssl_st, Free> connection_;
-    bio_st* incoming_ = nullptr;  // owned by the connection, like the other
-    bio_st* outgoing_ = nullptr;
     bool mayHoldMore_ = false;
     bool isCertificateRefused_ = false;
     std::string failure_;
