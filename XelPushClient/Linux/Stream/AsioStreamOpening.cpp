@@ -78,7 +78,7 @@ void AsioStreamOpening::wasConnected(std::shared_ptr<AsioSocket> socket) {
         return;
     }
     stream_.writer->setObserver(weak_from_this());
-    stream_.engine = std::make_shared<TLSEngine>(tls_->context, peer_.host);
+    stream_.engine = std::make_shared<TLSEngine>(tls_->context, peer_.host, peer_.port);
     received_ = std::make_unique_for_overwrite<char[]>(kReadSize);
     stepHandshake({});
 }

@@ -1,5 +1,6 @@
 #include "XelPushClient/Linux/Stream/TLSContext.h"
 
+#include <exception>
 #include <utility>
 
 #include <arpa/inet.h>
@@ -18,6 +19,21 @@ bool isAddress(const std::string& host) {
     in6_addr address{};
     return ::inet_pton(AF_INET, host.c_str(), &address) == 1 ||
            ::inet_pton(AF_INET6, host.c_str(), &address) == 1;
+}
+
+/// A host may give sessions at any time, each to be used once. None is left to OpenSSL's own list, which knows
+/// nothing of names.
+int keepSession(SSL* connection, SSL_SESSION* session) {
+    auto* const sessions = static_cast<TLSSessions*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(connection)));
+    const auto* const peer = static_cast<const std::string*>(SSL_get_app_data(connection));
+    if (sessions != nullptr && peer != nullptr) {
+        try {
+            sessions->keep(*peer, session);
+        } catch (const std::exception&) {
+            return 0;  // for want of memory; no exception may pass through OpenSSL
+        }
+    }
+    return 0;  // the session itself stays OpenSSL's
 }
 
 }  // namespace
@@ -47,6 +63,9 @@ Result<ssl_ctx_st*> TLSContext::native() {
     // A connection that is idle most of its life keeps no record buffers meanwhile.
     SSL_CTX_set_mode(context.get(), SSL_MODE_RELEASE_BUFFERS | SSL_MODE_ENABLE_PARTIAL_WRITE |
                                         SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
+    SSL_CTX_set_session_cache_mode(context.get(), SSL_SESS_CACHE_CLIENT | SSL_SESS_CACHE_NO_INTERNAL);
+    SSL_CTX_set_app_data(context.get(), &sessions_);
+    SSL_CTX_sess_set_new_cb(context.get(), keepSession);
     if (auto trusted = trust(context.get()); !trusted) {
         return trusted.error();
     }
@@ -65,6 +84,11 @@ Result<void> TLSContext::trust(ssl_ctx_st* context) const {
     }
     return tlsError("the trusted certificates in " + *options_.caFile +
                     " cannot be read: " + describeOpenSSLErrors());
+}
+
+void keepSessionsOf(ssl_st* connection, const std::string& peer) {
+    // Only read from, by `keepSession`.
+    SSL_set_app_data(connection, const_cast<std::string*>(&peer));
 }
 
 bool expectHost(ssl_st* connection, const std::string& host) {

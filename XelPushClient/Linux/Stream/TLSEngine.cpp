@@ -15,13 +15,14 @@ void TLSEngine::Free::operator()(ssl_st* connection) const {
     SSL_free(connection);
 }
 
-TLSEngine::TLSEngine(std::shared_ptr<TLSContext> context, std::string host)
+TLSEngine::TLSEngine(std::shared_ptr<TLSContext> context, std::string host, std::uint16_t port)
     : context_(std::move(context)), host_(std::move(host)) {
     // The dot that ends a full name is no part of it in a certificate, nor in a server name (RFC 6066 section
     // 3).
     if (host_.size() > 1 && host_.back() == '.') {
         host_.pop_back();
     }
+    peer_ = host_ + ":" + std::to_string(port);
 }
 
 TLSEngine::~TLSEngine() = default;
@@ -47,7 +48,16 @@ bool TLSEngine::setUp() {
         fail("the host's name cannot be verified");
         return false;
     }
+    keepSessionsOf(connection_.get(), peer_);
+    goOnWithEarlierSession();
     return true;
+}
+
+// Taken away from the others: where going on with it fails, the next attempt begins anew.
+void TLSEngine::goOnWithEarlierSession() {
+    if (const auto session = context_->sessions().take(peer_)) {
+        (void)SSL_set_session(connection_.get(), session.get());
+    }
 }
 
 TLSEngine::Progress TLSEngine::shakeHands(std::string_view received, std::string& toSend) {
@@ -62,6 +72,10 @@ TLSEngine::Progress TLSEngine::shakeHands(std::string_view received, std::string
     const int result = SSL_do_handshake(connection_.get());
     const int error = SSL_get_error(connection_.get(), result);
     if (result == 1) {
+        // TLS 1.2 goes on with the same session as often as the host likes, and need not give another.
+        if (SSL_session_reused(connection_.get()) == 1 && SSL_version(connection_.get()) < TLS1_3_VERSION) {
+            context_->sessions().keep(peer_, SSL_get0_session(connection_.get()));
+        }
         return Progress::Done;
     }
     if (error == SSL_ERROR_WANT_READ || error == SSL_ERROR_WANT_WRITE) {

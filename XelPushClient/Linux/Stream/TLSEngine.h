@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
@@ -18,12 +19,13 @@ namespace xel {
 /// comes out.
 ///
 /// Certificate and host name are verified against the context's trust store; a host that is an address is
-/// verified as one. Thread: one at a time; the handshake may be on another thread than the rest.
+/// verified as one. A connection goes on with a session of one before it, to the same name and port and by
+/// the same context, where the host lets it: then the name stands as it was verified when the session began. Thread: one at a time; the handshake may be on another thread than the rest.
 class TLSEngine {
 public:
     enum class Progress { NeedsMore, Done, Ended, Failed };
 
-    TLSEngine(std::shared_ptr<TLSContext> context, std::string host);
+    TLSEngine(std::shared_ptr<TLSContext> context, std::string host, std::uint16_t port);
     ~TLSEngine();
     TLSEngine(const TLSEngine&) = delete;
     TLSEngine& operator=(const TLSEngine&) = delete;
@@ -58,10 +60,12 @@ private:
     };
 
     [[nodiscard]] bool setUp();
+    void goOnWithEarlierSession();
     Progress fail(std::string why);
 
     std::shared_ptr<TLSContext> context_;
     std::string host_;
+    std::string peer_;  // host and port, the name of its sessions
     TLSWire wire_;
     std::unique_ptr<ssl_st, Free> connection_;
     bool mayHoldMore_ = false;
