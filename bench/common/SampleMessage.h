@@ -18,11 +18,12 @@ struct SeenFields {
     std::int64_t orderId = 0;       ///< data.orderId
 };
 
-/// The step that every subject's callback takes for every message.
+/// The step that every subject's callback takes for every message. Of a long text it reads pieces only,
+/// so that the figures of large messages are not those of this checksum.
 void addSeenFields(Checksum& checksum, const SeenFields& fields);
 
 /// The push message number `index` of a run: the same index gives the same message in every process.
-/// Ids are distinct UUIDs, the payload is close to 300 bytes, the expiry instant is far in the future.
+/// Ids are distinct, the expiry instant is far in the future.
 struct SampleMessage {
     std::string id;
     std::string messageBody;
@@ -35,10 +36,13 @@ struct SampleMessage {
     SeenFields seenFields() const;
 };
 
+/// A payload close to 300 octets, with a UUID, instants, a sender and the application's own data.
 SampleMessage makeSampleMessage(std::uint64_t index);
 
-/// The checksum that a subject must reach which saw messages 0 to count - 1 once each and in order.
-std::uint64_t expectedChecksum(std::uint64_t count);
+/// A payload of exactly that many octets, 30 at least: up to 400 an id and a text alone, beyond that the
+/// message above with a longer text. Throws std::invalid_argument for less, and for an index past the
+/// short ids.
+SampleMessage makeSampleMessageOfSize(std::uint64_t index, std::size_t payloadBytes);
 
 /// "app/{appId}/user/{userId}/{channel}"
 std::string sampleTopic(std::string_view appId, std::string_view userId, std::string_view channel);

@@ -11,7 +11,22 @@ SubjectOptions::SubjectOptions(const BenchOptions& options)
     : port(static_cast<int>(options.number("port"))),
       count(options.number("count")),
       checksum(options.number("checksum", 0)),
-      stateFolder(options.text("state-dir", ".")) {}
+      stateFolder(options.text("state-dir", ".")),
+      certificate(options.text("tls", "")),
+      arrivals(options.text("arrivals", "")) {}
+
+void SubjectTally::add(const SeenFields& fields) {
+    arrivals.add();
+    addSeenFields(checksum, fields);
+    payloadBytes += fields.messageBody.size();
+    ++messages;
+}
+
+void SubjectTally::addUnread(std::size_t bytes) {
+    arrivals.add();
+    payloadBytes += bytes;
+    ++messages;
+}
 
 int SubjectTally::finish(const SubjectOptions& expected, bool parses) const {
     const bool complete = messages == expected.count && payloadBytes > 0;
@@ -20,6 +35,7 @@ int SubjectTally::finish(const SubjectOptions& expected, bool parses) const {
                 "\n",
                 static_cast<unsigned long long>(messages), static_cast<unsigned long long>(expected.count),
                 read ? "true" : "false");
+    arrivals.write();
     return complete && read ? 0 : 1;
 }
 

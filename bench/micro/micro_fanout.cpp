@@ -51,7 +51,7 @@ void reportOneMessage(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(reportOneMessage)->Arg(0)->Arg(1)->Arg(4);
+BENCHMARK(reportOneMessage)->Arg(0)->Arg(1)->Arg(10)->Arg(100);
 
 }  // namespace
 

@@ -3,29 +3,33 @@
 #include <stdexcept>
 
 #include "XelPushClient/Classes/Core/PersistedKeys.h"
-#include "XelPushClient/Linux/LinuxPlatform.h"
+#include "XelPushClient/Linux/Headless/HeadlessPlatform.h"
 
 namespace xel::bench {
 
 namespace {
 
-LinuxOptions optionsFor(const std::string& stateFolder, int brokerPort) {
+LinuxOptions linuxOptions(const OursOptions& ours) {
     Endpoints endpoints;
     endpoints.kBrokerLocalAddress = "127.0.0.1";
-    endpoints.kBrokerLocalPort = static_cast<std::uint16_t>(brokerPort);
+    endpoints.kBrokerLocalPort = static_cast<std::uint16_t>(ours.brokerPort);
+    endpoints.kBrokerLocalSSLPort = endpoints.kBrokerLocalPort;
+    endpoints.kLoopBackLocalSSLAddress = "https://127.0.0.1:" + std::to_string(ours.restPort) + "/api";
     LinuxOptions options;
     options.name = "bench";
-    options.stateFolder = stateFolder;
-    options.documentsFolder = stateFolder;
+    options.stateFolder = ours.stateFolder;
+    options.documentsFolder = ours.stateFolder;
     options.endpoints = endpoints;
+    options.caFile = ours.certificate;
+    options.durability = ours.durability;
     return options;
 }
 
 }  // namespace
 
-OursPlatform::OursPlatform(const std::string& stateFolder, int brokerPort) {
-    const LinuxOptions options = optionsFor(stateFolder, brokerPort);
-    machine_ = makeLinuxMachine(options);
+OursPlatform::OursPlatform(const OursOptions& ours, MachineMaker makeMachine) {
+    const LinuxOptions options = linuxOptions(ours);
+    machine_ = makeMachine(options);
     auto home = openLinuxHome(options, machine_);
     if (!home) {
         throw std::runtime_error(describeError(home.error()));
@@ -34,6 +38,9 @@ OursPlatform::OursPlatform(const std::string& stateFolder, int brokerPort) {
 }
 
 void OursPlatform::rememberIdentity(std::string_view userId, std::string_view installationId) const {
+    if (home_.defaults->objectForKey(kUserIdKey)) {
+        return;
+    }
     home_.defaults->setObject(kUserIdKey, userId);
     home_.defaults->setObject(kDeviceIdKey, installationId);
     if (!home_.defaults->synchronize()) {

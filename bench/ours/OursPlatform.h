@@ -1,25 +1,37 @@
 #pragma once
 
-#include <memory>
 #include <string>
 #include <string_view>
 
+#include "XelPushClient/Linux/Headless/LinuxOptions.h"
 #include "XelPushClient/Platform/Home.h"
 #include "XelPushClient/Platform/Machine.h"
 
 namespace xel::bench {
 
-/// The Linux platform for one client whose service is the stand-in on this machine: one run loop, the store
-/// on disk in the given folder, everything else as hosts have it.
+struct OursOptions {
+    std::string stateFolder;
+    int brokerPort = 0;
+    std::string certificate;  ///< a PEM file that is trusted in place of the system's store; empty: no TLS
+    int restPort = 0;         ///< where the REST backend answers on this machine; 0: nowhere
+    Durability durability = Durability::ProcessKill;
+};
+
+/// `makeLinuxMachine` or `makeHeadlessMachine`: a program links the platform that it names.
+using MachineMaker = Machine (*)(const LinuxOptions& options);
+
+/// The Linux platform for one client whose service is the stand-in on this machine: one run loop, the
+/// store on disk in the given folder, everything else as hosts have it.
 class OursPlatform {
 public:
     /// Throws std::runtime_error when the store cannot be opened.
-    OursPlatform(const std::string& stateFolder, int brokerPort);
+    OursPlatform(const OursOptions& options, MachineMaker makeMachine);
 
     const Machine& machine() const { return machine_; }
     const Home& home() const { return home_; }
 
-    /// Stores who the client is, as an earlier run's registration has.
+    /// Stores who the client is, as an earlier run's registration has; nothing where it is known
+    /// already.
     void rememberIdentity(std::string_view userId, std::string_view installationId) const;
 
 private:

@@ -1,11 +1,12 @@
-// A host with our client on the Linux platform, as after a restart: the user and the installation are known
-// from the store, so that the host connects without registering anew. Logging is off, the host shows its own
-// notifications, the connection is plain as the peers' is.
+// A host with our client on the Linux platform, as after a restart: the user and the installation are
+// known from the store, so that the host connects without registering anew. Logging is off, and the host
+// shows its own notifications.
 
 #include <chrono>
 #include <cmath>
 
 #include "XelPushClient/Classes/PushClientManager.h"
+#include "XelPushClient/Linux/LinuxPlatform.h"
 #include "bench/common/SampleMessage.h"
 #include "bench/common/SubjectRun.h"
 #include "bench/ours/OursPlatform.h"
@@ -35,18 +36,20 @@ void tallyMessage(SubjectTally& tally, const PushClientMessage& message) {
             seen.orderId = *number;
         }
     }
-    addSeenFields(tally.checksum, seen);
-    tally.payloadBytes += seen.messageBody.size();
-    ++tally.messages;
+    tally.add(seen);
 }
 
 int run(const BenchOptions& commandLine) {
     const SubjectOptions subject(commandLine);
-    const OursPlatform platform(subject.stateFolder, subject.port);
+    OursOptions options;
+    options.stateFolder = subject.stateFolder;
+    options.brokerPort = subject.port;
+    options.certificate = subject.certificate;
+    const OursPlatform platform(options, makeLinuxMachine);
     const auto runLoop = platform.machine().runLoop;
     platform.rememberIdentity(kSampleUserId, "bench-device");
 
-    SubjectTally tally;
+    SubjectTally tally(subject);
     PushClientManager::setDevelopment(true);
     PushClientManager push(platform.machine(), platform.home());
     push.setMessageUILocalNotificationHandler([](const PushClientMessage&) {});
@@ -60,7 +63,7 @@ int run(const BenchOptions& commandLine) {
         }
     });
     push.registerApplication(std::string(kSampleAppId), "bench-key", "bench-user", "bench-password");
-    push.setUsingSSLConnection(false);
+    push.setUsingSSLConnection(!subject.certificate.empty());
     push.connectToServer();
     runLoop->run();
     return tally.finish(subject, true);

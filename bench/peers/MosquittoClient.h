@@ -6,6 +6,9 @@
 
 #include <mosquitto.h>
 
+#include "bench/common/SampleMessage.h"
+#include "bench/common/SubjectRun.h"
+
 namespace xel::bench {
 
 /// libmosquitto, initialised and with a client that is destroyed with its owner.
@@ -29,6 +32,13 @@ public:
 
     mosquitto* get() const { return client_; }
 
+    /// By TLS from now on, trusting that certificate; without a file plainly.
+    void trust(const std::string& certificateFile) const {
+        if (!certificateFile.empty()) {
+            check(mosquitto_tls_set(client_, certificateFile.c_str(), nullptr, nullptr, nullptr, nullptr));
+        }
+    }
+
     static void check(int result) {
         if (result != MOSQ_ERR_SUCCESS) {
             throw std::runtime_error(mosquitto_strerror(result));
@@ -41,26 +51,21 @@ private:
 
 /// Connects, subscribes once connected, and runs libmosquitto's own loop on this thread until a callback
 /// disconnects. `onMessage` gets `context`.
-inline void receiveWithMosquitto(int port, const std::string& topic, void* context,
+inline void receiveWithMosquitto(const SubjectOptions& subject, void* context,
                                  void (*onMessage)(mosquitto*, void*, const mosquitto_message*)) {
-    struct Subscription {
-        static const std::string*& wanted() {
-            static const std::string* topic = nullptr;
-            return topic;
-        }
-        static void onConnect(mosquitto* client, void*, int result) {
-            if (result == 0) {
-                mosquitto_subscribe(client, nullptr, wanted()->c_str(), 1);
-            } else {
-                mosquitto_disconnect(client);
-            }
-        }
-    };
-    Subscription::wanted() = &topic;
+    static std::string topic;  // libmosquitto gives its callbacks one context only, and that is the caller's
+    topic = sampleTopic(kSampleAppId, kSampleUserId, kSampleChannel);
     const MosquittoClient client("bench-mosquitto", context);
-    mosquitto_connect_callback_set(client.get(), Subscription::onConnect);
+    client.trust(subject.certificate);
+    mosquitto_connect_callback_set(client.get(), [](mosquitto* connected, void*, int result) {
+        if (result == 0) {
+            mosquitto_subscribe(connected, nullptr, topic.c_str(), 1);
+        } else {
+            mosquitto_disconnect(connected);
+        }
+    });
     mosquitto_message_callback_set(client.get(), onMessage);
-    MosquittoClient::check(mosquitto_connect(client.get(), "127.0.0.1", port, 180));
+    MosquittoClient::check(mosquitto_connect(client.get(), "127.0.0.1", subject.port, 180));
     MosquittoClient::check(mosquitto_loop_forever(client.get(), -1, 1));
 }
 

@@ -4,19 +4,23 @@
 #include <mutex>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include <MQTTAsync.h>
 
 namespace xel::bench {
 
-/// Paho C's asynchronous client (its own threads), clean session, no persistence. Its callbacks run on its
+/// Paho C's asynchronous client (its own threads), clean session, no persistence,
+/// by TLS where it is given a certificate to trust. Its callbacks run on its
 /// receiving thread; the owner waits on its own thread by `waitUntilDone`.
 class PahoClient {
 public:
-    PahoClient(int port, const char* clientId) {
+    PahoClient(int port, const char* clientId, std::string certificateFile = {})
+        : certificateFile_(std::move(certificateFile)) {
         MQTTAsync_createOptions options = MQTTAsync_createOptions_initializer;
         options.maxBufferedMessages = 65535;
-        const std::string uri = "tcp://127.0.0.1:" + std::to_string(port);
+        const std::string scheme = certificateFile_.empty() ? "tcp" : "ssl";
+        const std::string uri = scheme + "://127.0.0.1:" + std::to_string(port);
         check(MQTTAsync_createWithOptions(&client_, uri.c_str(), clientId, MQTTCLIENT_PERSISTENCE_NONE,
                                           nullptr, &options));
     }
@@ -36,6 +40,12 @@ public:
         options.maxInflight = 65535;
         options.onSuccess = onConnected;
         options.context = context;
+        MQTTAsync_SSLOptions tls = MQTTAsync_SSLOptions_initializer;
+        tls.trustStore = certificateFile_.c_str();
+        tls.verify = 1;
+        if (!certificateFile_.empty()) {
+            options.ssl = &tls;  // Paho copies it
+        }
         check(MQTTAsync_connect(client_, &options));
     }
 
@@ -77,6 +87,7 @@ public:
     }
 
 private:
+    std::string certificateFile_;
     MQTTAsync client_ = nullptr;
     std::mutex mutex_;
     std::condition_variable changed_;

@@ -23,9 +23,7 @@ inline void tallyTeamMessage(SubjectTally& tally, const TeamMessage& message) {
             seen.orderId = order->value.GetInt64();
         }
     }
-    addSeenFields(tally.checksum, seen);
-    tally.payloadBytes += message.messageBody.size();
-    ++tally.messages;
+    tally.add(seen);
 }
 
 }  // namespace xel::bench

@@ -3,11 +3,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include <rapidjson/document.h>
+
+#include "bench/peers/IdLog.h"
 
 namespace xel::bench {
 
@@ -23,27 +25,20 @@ struct TeamMessage {
     const rapidjson::Value* data = nullptr;
 };
 
-/// What a team writes around an MQTT library to get the same service: RapidJSON for the payload, an SQLite
-/// table (WAL, synchronous NORMAL, exclusive locking, prepared statements) of the ids seen last against
-/// duplicates, the expiry test, and the application's callback. One transaction a message, because the
-/// library has acknowledged the message already, or does so next. Not bound to a thread, but used by one at a
-/// time.
+/// What a team writes around an MQTT library to get the same service: RapidJSON for the payload, the
+/// list of ids against duplicates, the expiry test, and the application's callback. Not bound to a
+/// thread, but used by one at a time.
 class TeamPipeline {
 public:
     using Callback = std::function<void(const TeamMessage&)>;
 
-    /// Makes `folder`/peer.sqlite. Throws std::runtime_error with SQLite's own text.
-    TeamPipeline(const std::string& folder, Callback callback);
-    ~TeamPipeline();
-    TeamPipeline(const TeamPipeline&) = delete;
-    TeamPipeline& operator=(const TeamPipeline&) = delete;
+    /// The list outlives the pipeline.
+    TeamPipeline(IdLog& ids, Callback callback) : ids_(ids), callback_(std::move(callback)) {}
 
     void handle(const char* topic, std::size_t topicBytes, const char* payload, std::size_t payloadBytes);
 
 private:
-    class SeenIds;
-
-    std::unique_ptr<SeenIds> seen_;
+    IdLog& ids_;
     Callback callback_;
 };
 

@@ -15,18 +15,17 @@ struct Context {
 
 void onMessage(mosquitto* client, void* opaque, const mosquitto_message* message) {
     auto& context = *static_cast<Context*>(opaque);
-    context.tally.payloadBytes += static_cast<std::uint64_t>(message->payloadlen);
-    if (++context.tally.messages == context.expected) {
+    context.tally.addUnread(static_cast<std::size_t>(message->payloadlen));
+    if (context.tally.messages == context.expected) {
         mosquitto_disconnect(client);
     }
 }
 
 int run(const BenchOptions& options) {
     const SubjectOptions subject(options);
-    Context context;
+    Context context{SubjectTally(subject)};
     context.expected = subject.count;
-    receiveWithMosquitto(subject.port, sampleTopic(kSampleAppId, kSampleUserId, kSampleChannel), &context,
-                         onMessage);
+    receiveWithMosquitto(subject, &context, onMessage);
     return context.tally.finish(subject, false);
 }
 

@@ -4,6 +4,7 @@
 
 #include "bench/peers/MosquittoClient.h"
 #include "bench/peers/PeerTally.h"
+#include "bench/peers/SqliteIds.h"
 
 namespace xel::bench {
 
@@ -27,13 +28,12 @@ void onMessage(mosquitto* client, void* opaque, const mosquitto_message* message
 
 int run(const BenchOptions& options) {
     const SubjectOptions subject(options);
-    Context context;
+    Context context{SubjectTally(subject)};
     context.expected = subject.count;
-    TeamPipeline pipeline(subject.stateFolder,
-                          [&](const TeamMessage& message) { tallyTeamMessage(context.tally, message); });
+    SqliteIds ids(subject.stateFolder + "/peer.sqlite", SqliteIds::Commit::EachId);
+    TeamPipeline pipeline(ids, [&](const TeamMessage& message) { tallyTeamMessage(context.tally, message); });
     context.pipeline = &pipeline;
-    receiveWithMosquitto(subject.port, sampleTopic(kSampleAppId, kSampleUserId, kSampleChannel), &context,
-                         onMessage);
+    receiveWithMosquitto(subject, &context, onMessage);
     return context.tally.finish(subject, true);
 }
 

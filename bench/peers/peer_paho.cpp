@@ -4,6 +4,7 @@
 
 #include "bench/peers/PahoClient.h"
 #include "bench/peers/PeerTally.h"
+#include "bench/peers/SqliteIds.h"
 
 namespace xel::bench {
 
@@ -12,7 +13,7 @@ namespace {
 struct Context {
     SubjectTally tally;
     std::uint64_t expected = 0;
-    std::string topic;
+    std::string topic{};
     TeamPipeline* pipeline = nullptr;
     PahoClient* client = nullptr;
 };
@@ -45,12 +46,12 @@ int onMessage(void* opaque, char* topic, int topicBytes, MQTTAsync_message* mess
 
 int run(const BenchOptions& options) {
     const SubjectOptions subject(options);
-    Context context;
+    Context context{SubjectTally(subject)};
     context.expected = subject.count;
     context.topic = sampleTopic(kSampleAppId, kSampleUserId, kSampleChannel);
-    TeamPipeline pipeline(subject.stateFolder,
-                          [&](const TeamMessage& message) { tallyTeamMessage(context.tally, message); });
-    PahoClient client(subject.port, "bench-paho");
+    SqliteIds ids(subject.stateFolder + "/peer.sqlite", SqliteIds::Commit::EachId);
+    TeamPipeline pipeline(ids, [&](const TeamMessage& message) { tallyTeamMessage(context.tally, message); });
+    PahoClient client(subject.port, "bench-paho", subject.certificate);
     context.pipeline = &pipeline;
     context.client = &client;
     PahoClient::check(MQTTAsync_setCallbacks(client.get(), &context, onConnectionLost, onMessage, nullptr));

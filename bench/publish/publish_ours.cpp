@@ -1,8 +1,11 @@
-// Publishing through our session on the Linux platform: `--memory disk` keeps the outbox in the home's store,
-// as hosts have it, `--memory ram` in RAM, as the libraries beside it do.
+// Publishing by the host's own call, `PushClientManager::publish`, which makes the message's JSON as
+// well: `--memory disk` keeps the outbox in the home's store, as hosts have it, `--memory ram` in RAM,
+// as the libraries beside it do.
 
 #include <stdexcept>
 
+#include "XelPushClient/Classes/PushClientManager.h"
+#include "XelPushClient/Linux/LinuxPlatform.h"
 #include "bench/common/SampleMessage.h"
 #include "bench/common/SubjectRun.h"
 #include "bench/ours/CountingSessionMemory.h"
@@ -14,15 +17,28 @@ namespace xel::bench {
 
 namespace {
 
+/// What the peers send as octets that were encoded beforehand, as a host of ours says it.
+PushClientMessage makeMessage() {
+    const SampleMessage sample = makeSampleMessage(0);
+    PushClientMessage message;
+    message.id = sample.id;
+    message.messageBody = sample.messageBody;
+    message.userId = std::string(kSampleUserId);
+    message.channel = std::string(kSampleChannel);
+    message.data = Dictionary{{"orderId", sample.orderId},
+                              {"state", sample.state},
+                              {"url", "https://shop.example/o/" + std::to_string(sample.orderId)}};
+    return message;
+}
+
 /// Publishes batch after batch from the run loop. Lives as long as the loop runs.
-class Publishing final : public MQTTSessionDelegate {
+class Publishing {
 public:
     Publishing(const PublishOptions& options, NSRunLoop& runLoop) : window_(options), runLoop_(runLoop) {}
 
-    void start(MQTTSession& session, int port) {
-        session_ = &session;
-        session.setDelegate(this);
-        session.connectToHost("127.0.0.1", static_cast<std::uint16_t>(port), false);
+    void start(PushClientManager& push) {
+        push_ = &push;
+        goOn();
     }
 
     void countAcknowledged(std::size_t acknowledged) {
@@ -32,27 +48,9 @@ public:
         runLoop_.post([this] { goOn(); });
     }
 
-    int report() const { return failure_.empty() ? window_.report() : throw std::runtime_error(failure_); }
-
-    void handleEvent(MQTTSession&, MQTTSessionEvent event, const std::optional<NSError>& error) override {
-        if (event == MQTTSessionEvent::Connected) {
-            runLoop_.post([this] { goOn(); });
-        } else if (!window_.finished()) {
-            fail(error ? describeError(*error) : "the connection was closed");
-        }
+    int report() const {
+        return refused_ ? throw std::runtime_error("a publication was refused") : window_.report();
     }
-
-    void sessionWillDeliver(MQTTSession&) override {}
-    void newMessage(MQTTSession&, const MQTTPublication&) override {}
-    void sessionDidDeliver(MQTTSession&, std::function<void()> acknowledge) override { acknowledge(); }
-    void subAckReceived(MQTTSession&, std::uint16_t, std::span<const std::uint8_t>) override {}
-    void unsubAckReceived(MQTTSession&, std::uint16_t) override {}
-    void topicWasRefused(MQTTSession&, std::string_view) override {}
-    void publicationDidFail(MQTTSession&, std::string_view, std::string_view, const NSError& error) override {
-        fail(describeError(error));
-    }
-    void subscriptionDidFail(MQTTSession&, std::string_view, const NSError&) override {}
-    void unsubscriptionDidFail(MQTTSession&, std::string_view, const NSError&) override {}
 
 private:
     void goOn() {
@@ -63,8 +61,9 @@ private:
         // The unmeasured publications are followed by the first batch at once: nobody acknowledges them.
         for (std::uint64_t left = window_.allowedNow(); left > 0; left = window_.allowedNow()) {
             for (; left > 0; --left) {
-                if (!session_->publishDataAtLeastOnce(payload_, topic_, false)) {
-                    fail("a publication was refused");
+                if (!push_->publish(message_)) {
+                    refused_ = true;
+                    runLoop_.stop();
                     return;
                 }
                 window_.published();
@@ -72,39 +71,44 @@ private:
         }
     }
 
-    void fail(std::string failure) {
-        failure_ = std::move(failure);
-        runLoop_.stop();
-    }
-
     PublishWindow window_;
     NSRunLoop& runLoop_;
-    MQTTSession* session_ = nullptr;
-    std::string topic_ = sampleTopic(kSampleAppId, kSampleUserId, kSampleChannel);
-    std::string payload_ = makeSampleMessage(0).payload;
-    std::string failure_;
+    PushClientManager* push_ = nullptr;
+    PushClientMessage message_ = makeMessage();
+    bool refused_ = false;
 };
+
+/// The home, with an outbox that tells of acknowledgements.
+Home watchedHome(const OursPlatform& platform, const std::string& where, Publishing& publishing) {
+    Home home = platform.home();
+    if (where == "ram") {
+        home.sessionMemory = std::make_shared<RamSessionMemory>();
+    } else if (where != "disk") {
+        throw std::invalid_argument("--memory is disk or ram, not '" + where + "'");
+    }
+    home.sessionMemory = std::make_shared<CountingSessionMemory>(
+        home.sessionMemory, [&publishing](std::size_t count) { publishing.countAcknowledged(count); });
+    return home;
+}
 
 int run(const BenchOptions& commandLine) {
     const PublishOptions options(commandLine);
-    const std::string where = commandLine.text("memory", "disk");
-    if (where != "disk" && where != "ram") {
-        throw std::invalid_argument("--memory is disk or ram, not '" + where + "'");
-    }
-    const OursPlatform platform(commandLine.text("state-dir", "."), options.port);
-    std::shared_ptr<SessionMemory> memory = platform.home().sessionMemory;
-    if (where == "ram") {
-        memory = std::make_shared<RamSessionMemory>();
-    }
-    Publishing publishing(options, *platform.machine().runLoop);
-    CountingSessionMemory counting(memory, [&](std::size_t count) { publishing.countAcknowledged(count); });
-    MQTTSessionParameters parameters;
-    parameters.clientId = "bench-ours";
-    const auto session =
-        platform.machine().sessions->makeSession(parameters, *platform.machine().runLoop, counting);
-    publishing.start(*session, options.port);
-    platform.machine().runLoop->run();
-    session->setDelegate(nullptr);
+    OursOptions ours;
+    ours.stateFolder = commandLine.text("state-dir", ".");
+    ours.brokerPort = options.port;
+    const OursPlatform platform(ours, makeLinuxMachine);
+    const auto runLoop = platform.machine().runLoop;
+    platform.rememberIdentity(kSampleUserId, "bench-device");
+
+    Publishing publishing(options, *runLoop);
+    PushClientManager::setDevelopment(true);
+    PushClientManager push(platform.machine(),
+                           watchedHome(platform, commandLine.text("memory", "disk"), publishing));
+    push.enqueueWhenSessionIsConnected([&] { publishing.start(push); });
+    push.registerApplication(std::string(kSampleAppId), "bench-key", "bench-user", "bench-password");
+    push.setUsingSSLConnection(false);
+    push.connectToServer();
+    runLoop->run();
     return publishing.report();
 }
 

@@ -20,14 +20,18 @@ std::uint16_t packetIdOf(std::uint64_t index) {
 
 }  // namespace
 
-Blast::Blast(BlastOptions options) : options_(std::move(options)) {
+Blast::Blast(BlastOptions options)
+    : options_(std::move(options)), departures_(options_.departures, options_.count) {
     if (options_.count == 0 || options_.inFlight == 0 || options_.inFlight > kPacketIds) {
         throw std::invalid_argument("--count must be positive and --in-flight 1 to 65535");
     }
     Checksum checksum;
     ends_.reserve(options_.count);
     for (std::uint64_t index = 0; index < options_.count; ++index) {
-        const SampleMessage message = makeSampleMessage(index);
+        const std::uint64_t sample = options_.firstIndex + index;
+        const SampleMessage message = options_.payloadBytes > 0
+                                          ? makeSampleMessageOfSize(sample, options_.payloadBytes)
+                                          : makeSampleMessage(sample);
         appendPublish(bytes_, options_.topic, packetIdOf(index), message.payload);
         ends_.push_back(bytes_.size());
         addSeenFields(checksum, message.seenFields());
@@ -59,11 +63,13 @@ std::string_view Blast::take(Clock::time_point now) {
     const std::uint64_t end = allowedEnd(now);
     const std::size_t begin = next_ == 0 ? 0 : ends_[next_ - 1];
     std::size_t stop = begin;
+    const std::uint64_t first = next_;
     while (next_ < end && stop - begin < kChunkBytes) {
         inFlight_.set(packetIdOf(next_));
         stop = ends_[next_];
         ++next_;
     }
+    departures_.add(next_ - first);
     return std::string_view(bytes_).substr(begin, stop - begin);
 }
 

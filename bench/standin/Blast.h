@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "bench/common/Instants.h"
+
 namespace xel::bench {
 
 struct BlastOptions {
@@ -14,6 +16,9 @@ struct BlastOptions {
     std::uint64_t count = 0;
     std::uint64_t inFlight = 65535;         ///< how many publications may be unacknowledged at once
     std::chrono::microseconds interval{0};  ///< one message each; 0 sends as fast as the socket takes them
+    std::uint64_t firstIndex = 0;  ///< of the sample messages: a store of an earlier run knows their ids
+    std::size_t payloadBytes = 0;  ///< exactly that many; 0: the sample as it is, close to 300
+    std::string departures{};      ///< the file of the instants of sending; empty: none are taken
 };
 
 /// The publications of a receiving run, encoded before the client connects, so that sending costs the
@@ -42,6 +47,7 @@ public:
     std::uint64_t acknowledged() const { return acknowledged_; }
     /// From the first byte to the last acknowledgement.
     double seconds() const;
+    void writeDepartures() const { departures_.write(); }
 
 private:
     std::uint64_t allowedEnd(Clock::time_point now) const;
@@ -57,6 +63,7 @@ private:
     bool started_ = false;
     Clock::time_point startedAt_;
     Clock::time_point finishedAt_;
+    Instants departures_;
 };
 
 }  // namespace xel::bench

@@ -47,15 +47,11 @@ int acceptOne(int listener, int patienceSeconds) {
 
 }  // namespace
 
-OwnedDescriptor::OwnedDescriptor(int descriptor) : descriptor_(checked(descriptor, "descriptor")) {}
-
-OwnedDescriptor::~OwnedDescriptor() {
-    close(descriptor_);
-}
-
-StandinServer::StandinServer(std::optional<Blast> blast, std::optional<Sink> sink)
+StandinServer::StandinServer(std::optional<Blast> blast, std::optional<Sink> sink,
+                             std::optional<StandinTLS> tls)
     : blast_(std::move(blast)),
       sink_(std::move(sink)),
+      tls_(std::move(tls)),
       listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {}
 
 std::uint16_t StandinServer::listen(std::uint16_t port) {
@@ -73,13 +69,14 @@ std::uint16_t StandinServer::listen(std::uint16_t port) {
 
 void StandinServer::serve(int patienceSeconds) {
     const OwnedDescriptor client(acceptOne(listener_.get(), patienceSeconds));
+    const std::unique_ptr<Channel> channel = makeChannel(client.get());
     Blast::Clock::time_point lastProgress = Blast::Clock::now();
     while (!disconnected_) {
-        const Reading reading = readSome(client.get());
+        const Reading reading = readSome(*channel);
         if (reading == Reading::Closed) {
             return;
         }
-        const bool wrote = writeSome(client.get());
+        const bool wrote = writeSome(*channel);
         const Blast::Clock::time_point now = Blast::Clock::now();
         if (wrote || reading == Reading::Some) {
             lastProgress = now;
@@ -96,18 +93,16 @@ std::chrono::nanoseconds StandinServer::pauseBefore(Blast::Clock::time_point now
     return due.count() > 0 ? std::min(due, kTick) : kTick;
 }
 
-StandinServer::Reading StandinServer::readSome(int client) {
-    const ssize_t got = recv(client, piece_.data(), piece_.size(), 0);
-    if (got == 0) {
-        return Reading::Closed;
+std::unique_ptr<Channel> StandinServer::makeChannel(int client) const {
+    return tls_ ? makeTLSServerChannel(client, tls_->certificate, tls_->key) : makePlainChannel(client);
+}
+
+StandinServer::Reading StandinServer::readSome(Channel& client) {
+    const Channel::Step got = client.read(piece_.data(), piece_.size());
+    if (got.outcome != Channel::Outcome::Done) {
+        return got.outcome == Channel::Outcome::Closed ? Reading::Closed : Reading::Nothing;
     }
-    if (got < 0) {
-        if (errno == EAGAIN || errno == EINTR) {
-            return Reading::Nothing;
-        }
-        throwSystemError("recv");
-    }
-    incoming_.append(piece_.data(), static_cast<std::size_t>(got));
+    incoming_.append(piece_.data(), got.octets);
     incoming_.erase(0, forEachPacket(incoming_, [this](const PacketView& packet) { handle(packet); }));
     return Reading::Some;
 }
@@ -167,26 +162,23 @@ bool StandinServer::wantsToWrite() {
     return !chunk_.empty() || controlSent_ < control_.size();
 }
 
-bool StandinServer::writeSome(int client) {
+bool StandinServer::writeSome(Channel& client) {
     bool wrote = false;
     while (wantsToWrite()) {
         // A chunk ends with a whole packet, so answers may follow it and never fall into one.
         const bool inChunk = !chunk_.empty();
         const std::string_view next = inChunk ? chunk_ : std::string_view(control_).substr(controlSent_);
-        const ssize_t sent = send(client, next.data(), next.size(), MSG_NOSIGNAL);
-        if (sent < 0) {
-            if (errno == EAGAIN || errno == EINTR || errno == EPIPE || errno == ECONNRESET) {
-                return wrote;  // a closed connection is found, and judged, by the next read
-            }
-            throwSystemError("send");
+        const Channel::Step sent = client.write(next);
+        if (sent.outcome != Channel::Outcome::Done) {
+            return wrote;  // a closed connection is found, and judged, by the next read
         }
         wrote = true;
         if (inChunk) {
-            chunk_.remove_prefix(static_cast<std::size_t>(sent));
+            chunk_.remove_prefix(sent.octets);
         } else {
-            controlSent_ += static_cast<std::size_t>(sent);
+            controlSent_ += sent.octets;
         }
-        if (static_cast<std::size_t>(sent) < next.size()) {
+        if (sent.octets < next.size()) {
             break;
         }
     }

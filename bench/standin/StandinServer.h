@@ -3,10 +3,13 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "bench/common/Channel.h"
+#include "bench/common/OwnedDescriptor.h"
 #include "bench/standin/Blast.h"
 #include "bench/standin/Sink.h"
 
@@ -14,29 +17,23 @@ namespace xel::bench {
 
 struct PacketView;
 
-/// A file descriptor that is closed with its owner.
-class OwnedDescriptor {
-public:
-    explicit OwnedDescriptor(int descriptor);
-    ~OwnedDescriptor();
-    OwnedDescriptor(const OwnedDescriptor&) = delete;
-    OwnedDescriptor& operator=(const OwnedDescriptor&) = delete;
-
-    int get() const { return descriptor_; }
-
-private:
-    int descriptor_;
+/// The certificate and the key (PEM files) by which the stand-in speaks TLS.
+struct StandinTLS {
+    std::string certificate;
+    std::string key;
 };
 
-/// The broker that a subject talks to: one client, MQTT 3.1.1, plain, on the loopback only. It grants every
-/// subscription; the first one starts the blast. It has one thread and ends when its client has gone.
+/// The broker that a subject talks to: one client, MQTT 3.1.1, on the loopback only, plainly or by TLS.
+/// It grants every subscription; the first one starts the blast. It has one thread and ends when its
+/// client has gone.
 ///
-/// It never sleeps on the client's socket, but looks at it at every tick: on the loopback, waking a sleeping
-/// reader is work of the writer, several microseconds of it, and would be counted as the subject's.
+/// It never sleeps on the client's socket, but looks at it at every tick: on the loopback, waking a
+/// sleeping reader is work of the writer, several microseconds of it, and would be counted as the
+/// subject's.
 class StandinServer {
 public:
-    /// Exactly one of the two is given.
-    StandinServer(std::optional<Blast> blast, std::optional<Sink> sink);
+    /// Exactly one of the first two is given.
+    StandinServer(std::optional<Blast> blast, std::optional<Sink> sink, std::optional<StandinTLS> tls);
 
     /// Binds to 127.0.0.1; port 0 takes a free one. Answers the port.
     std::uint16_t listen(std::uint16_t port);
@@ -51,8 +48,9 @@ public:
 private:
     enum class Reading { Nothing, Some, Closed };
 
-    Reading readSome(int client);
-    bool writeSome(int client);
+    std::unique_ptr<Channel> makeChannel(int client) const;
+    Reading readSome(Channel& client);
+    bool writeSome(Channel& client);
     std::chrono::nanoseconds pauseBefore(Blast::Clock::time_point now) const;
     void handle(const PacketView& packet);
     void answerSubscribe(std::string_view body);
@@ -60,6 +58,7 @@ private:
 
     std::optional<Blast> blast_;
     std::optional<Sink> sink_;
+    std::optional<StandinTLS> tls_;
     OwnedDescriptor listener_;
     std::array<char, 65536> piece_{};  ///< what a read fills, before it is appended to `incoming_`
     std::string incoming_;

@@ -1,11 +1,13 @@
 // A broker stand-in: a process of its own, so that what a broker costs is no part of a subject's figure.
 //
 //   broker_standin --mode blast --count N [--interval-us U] [--in-flight K]   publishes N messages
+//                  [--payload-bytes B] [--first-index I] [--departures FILE]
 //   broker_standin --mode sink --withhold K [--count N]                       takes publications
 //
-// Both take [--port P] [--app A] [--user U] [--channel C] [--patience SECONDS]. The first line of output is
-// "port=P checksum=C"; the last is the outcome as JSON. Exit code 0 means that every message was acknowledged
-// (blast), or that exactly N publications came, when N is given (sink).
+// Both take [--port P] [--app A] [--user U] [--channel C] [--patience SECONDS] [--tls CERTIFICATE
+// --tls-key KEY]. The first line of output is "port=P checksum=C"; the last is the outcome as JSON. Exit
+// code 0 means that every message was acknowledged (blast), or that exactly N publications came, when N
+// is given (sink).
 
 #include <cstdio>
 #include <stdexcept>
@@ -25,10 +27,22 @@ BlastOptions blastOptions(const BenchOptions& options) {
     blast.count = options.number("count");
     blast.inFlight = options.number("in-flight", 65535);
     blast.interval = std::chrono::microseconds(options.number("interval-us", 0));
+    blast.firstIndex = options.number("first-index", 0);
+    blast.payloadBytes = options.number("payload-bytes", 0);
+    blast.departures = options.text("departures", "");
     return blast;
 }
 
+std::optional<StandinTLS> tlsOptions(const BenchOptions& options) {
+    const std::string certificate = options.text("tls", "");
+    if (certificate.empty()) {
+        return std::nullopt;
+    }
+    return StandinTLS{certificate, options.text("tls-key", "")};
+}
+
 int reportBlast(const Blast& blast) {
+    blast.writeDepartures();
     std::printf(R"({"sent":%llu,"acknowledged":%llu,"seconds":%.6f})"
                 "\n",
                 static_cast<unsigned long long>(blast.sent()),
@@ -57,7 +71,7 @@ int run(const BenchOptions& options) {
     } else {
         throw std::invalid_argument("--mode is blast or sink, not '" + mode + "'");
     }
-    StandinServer server(std::move(blast), std::move(sink));
+    StandinServer server(std::move(blast), std::move(sink), tlsOptions(options));
     const std::uint16_t port = server.listen(static_cast<std::uint16_t>(options.number("port", 0)));
     std::printf("port=%u checksum=%llu\n", static_cast<unsigned>(port),
                 static_cast<unsigned long long>(server.blast() ? server.blast()->checksum() : 0));

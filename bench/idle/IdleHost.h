@@ -1,0 +1,13 @@
+#pragma once
+
+#include "bench/common/BenchOptions.h"
+#include "bench/ours/OursPlatform.h"
+
+namespace xel::bench {
+
+/// The smallest host: connects, waits for its first message, and tells what it holds once it idles
+/// (`ProcessFigures`). With `--rest-port P` it has made a request to the REST backend before, over TLS,
+/// so that the HTTP library has done its work once.
+int runIdleHost(const BenchOptions& options, MachineMaker makeMachine);
+
+}  // namespace xel::bench
