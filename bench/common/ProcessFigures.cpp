@@ -60,7 +60,7 @@ int ProcessFigures::report() const {
     };
     constexpr const char* kMemory = "/proc/self/smaps_rollup";
     const std::uint64_t resident = entryOf(kMemory, "Rss");
-    const std::uint64_t own = entryOf(kMemory, "Private_Dirty");
+    const std::uint64_t own = entryOf(kMemory, "Anonymous");
     std::ostringstream line;
     line << R"({"main_ms":)" << sinceExec(main_) << R"(,"connected_ms":)" << sinceExec(connected_)
          << R"(,"first_message_ms":)" << sinceExec(first_) << R"(,"resident_kb":)" << resident

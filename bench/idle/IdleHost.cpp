@@ -24,7 +24,7 @@ int runIdleHost(const BenchOptions& commandLine, MachineMaker makeMachine) {
     const SubjectOptions subject(commandLine);
     OursOptions options;
     options.stateFolder = subject.stateFolder;
-    options.certificate = subject.certificate;
+    options.certificate = commandLine.text("rest-certificate", subject.certificate);
     options.brokerPort = subject.port;
     options.restPort = static_cast<int>(commandLine.number("rest-port", 0));
     const OursPlatform platform(options, makeMachine);

@@ -6,8 +6,6 @@ from harness import tell
 from report import number
 from subjects import CHANNELS
 
-COUNTS = (1_000, 10_000)
-
 
 def channels(bench, options, report, prices):
     report.begin("channels", f"Subscribing to a list of channels: CPU ms until each answer was reported, median of "
@@ -15,9 +13,9 @@ def channels(bench, options, report, prices):
     if not bench.has(CHANNELS.program):
         report.judge("ours must be built to be judged", False)
         return
-    figures = {count: [] for count in COUNTS}
+    figures = {count: [] for count in options.channel_counts}
     for run in range(options.runs):
-        for count in COUNTS:
+        for count in options.channel_counts:
             tell(f"channels, run {run + 1}, {count:,}")
             outcome = bench.run(CHANNELS, ["--mode", "sink", "--withhold", "0"], ["--count", str(count)])
             figures[count].append(outcome.subject["cpu_ms"])

@@ -40,7 +40,9 @@ def start(bench, options, report, prices):
 
 
 def one_start(bench, subject, folder, backend, index):
-    rest = ["--rest-port", str(backend.port)] if subject is IDLE_HEADLESS_HTTP else []
+    rest = []
+    if subject is IDLE_HEADLESS_HTTP:
+        rest = ["--rest-port", str(backend.port), "--rest-certificate", bench.certificate().path]
     outcome = bench.run(subject, ["--mode", "blast", "--count", "1", "--first-index", str(index)],
-                        ["--count", "1", *rest], wrapper=[bench.path("exec_clock")], tls=subject is IDLE_HEADLESS_HTTP, state=folder)
+                        ["--count", "1", *rest], wrapper=[bench.path("exec_clock")], state=folder)
     return outcome.subject
