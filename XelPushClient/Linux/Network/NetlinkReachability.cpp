@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "XelPushClient/Linux/Loop/AsioRunLoop.h"
-#include "XelPushClient/Linux/Network/NetlinkSocket.h"
 #include "XelPushClient/Linux/Network/NetworkKind.h"
+#include "XelPushClient/Linux/Network/RouteWatch.h"
 
 namespace xel {
 
@@ -16,10 +16,13 @@ PushClientServerReachabilityNetworkType networkTypeTowards(const std::string& br
     return route ? route->networkType : PushClientServerReachabilityNoNetworkFoundType;
 }
 
-NetlinkReachability::NetlinkReachability(std::shared_ptr<AsioRunLoop> runLoop, BrokerHostQuery brokerHost)
-    : runLoop_(std::move(runLoop)), brokerHost_(std::move(brokerHost)) {}
+NetlinkReachability::NetlinkReachability(std::shared_ptr<AsioRunLoop> runLoop, BrokerHostQuery brokerHost,
+                                         std::shared_ptr<SharedRouteWatch> watches)
+    : runLoop_(std::move(runLoop)), brokerHost_(std::move(brokerHost)), watches_(std::move(watches)) {}
 
-NetlinkReachability::~NetlinkReachability() = default;
+NetlinkReachability::~NetlinkReachability() {
+    stopNotifier();
+}
 
 bool NetlinkReachability::isReachable() const {
     return currentReachabilityStatus() != PushClientServerReachabilityNoNetworkFoundType;
@@ -27,7 +30,7 @@ bool NetlinkReachability::isReachable() const {
 
 PushClientServerReachabilityNetworkType NetlinkReachability::currentReachabilityStatus() const {
     // Without a watch nobody keeps the last route up to date.
-    return networkTypeTowards(brokerHost_(), events_ != nullptr ? lastRoute_ : readDefaultRoute());
+    return networkTypeTowards(brokerHost_(), watch_ != nullptr ? watch_->route() : readDefaultRoute());
 }
 
 void NetlinkReachability::setReachabilityBlock(Block block) {
@@ -35,23 +38,25 @@ void NetlinkReachability::setReachabilityBlock(Block block) {
 }
 
 bool NetlinkReachability::startNotifier() {
-    if (events_ == nullptr) {
-        events_ = NetlinkEvents::watch(runLoop_->ioContext(), [this] { routesMayHaveChanged(); });
-        // Read behind the start of the watch, so that no change falls between the two.
-        lastRoute_ = readDefaultRoute();
+    if (watch_ == nullptr) {
+        watch_ = watches_->join(*runLoop_);
+        if (watch_ != nullptr) {
+            watch_->follow(this, [this] { routesMayHaveChanged(); });
+        }
     }
-    return events_ != nullptr;
+    return watch_ != nullptr;
 }
 
 void NetlinkReachability::stopNotifier() {
-    events_.reset();
+    if (const auto watch = std::exchange(watch_, nullptr)) {
+        watch->unfollow(this);
+    }
 }
 
 /// Runs in a handler of the context; the host hears about it as the run loop's next block.
 void NetlinkReachability::routesMayHaveChanged() {
-    lastRoute_ = readDefaultRoute();
     runLoop_->post(life_.guarded([](NetlinkReachability& self) {
-        if (self.events_ != nullptr && self.block_) {
+        if (self.watch_ != nullptr && self.block_) {
             const Block block = self.block_;  // it may set another one
             block(self);
         }
@@ -60,11 +65,13 @@ void NetlinkReachability::routesMayHaveChanged() {
 
 NetlinkReachabilityFactory::NetlinkReachabilityFactory(std::shared_ptr<AsioRunLoop> runLoop,
                                                        BrokerHostQuery brokerHost)
-    : runLoop_(std::move(runLoop)), brokerHost_(std::move(brokerHost)) {}
+    : runLoop_(std::move(runLoop)),
+      brokerHost_(std::move(brokerHost)),
+      watches_(std::make_shared<SharedRouteWatch>()) {}
 
 std::shared_ptr<PushClientServerReachability>
 NetlinkReachabilityFactory::reachabilityForInternetConnection() {
-    return std::make_shared<NetlinkReachability>(runLoop_, brokerHost_);
+    return std::make_shared<NetlinkReachability>(runLoop_, brokerHost_, watches_);
 }
 
 PushClientServerReachabilityNetworkType NetlinkReachabilityFactory::getConnectionType() {

@@ -12,7 +12,8 @@
 namespace xel {
 
 class AsioRunLoop;
-class NetlinkEvents;
+class RouteWatch;
+class SharedRouteWatch;
 
 /// Returns the host name of the broker that the process talks to at the moment.
 using BrokerHostQuery = std::function<std::string()>;
@@ -20,10 +21,12 @@ using BrokerHostQuery = std::function<std::string()>;
 /// Reachability by the kernel's routes: reachable with a default route whose link is up, or when the broker's
 /// host is this machine itself. After an event of a link, an address or a route the routes are read again.
 ///
-/// Before `startNotifier` each reading asks the kernel; afterwards it is the one of the last event.
+/// Before `startNotifier` each reading asks the kernel; afterwards it is the one of the last event. All that
+/// come from one factory follow one watch.
 class NetlinkReachability final : public PushClientServerReachability {
 public:
-    NetlinkReachability(std::shared_ptr<AsioRunLoop> runLoop, BrokerHostQuery brokerHost);
+    NetlinkReachability(std::shared_ptr<AsioRunLoop> runLoop, BrokerHostQuery brokerHost,
+                        std::shared_ptr<SharedRouteWatch> watches);
     ~NetlinkReachability() override;
     NetlinkReachability(const NetlinkReachability&) = delete;
     NetlinkReachability& operator=(const NetlinkReachability&) = delete;
@@ -40,8 +43,8 @@ private:
     std::shared_ptr<AsioRunLoop> runLoop_;
     BrokerHostQuery brokerHost_;
     Block block_;
-    std::optional<DefaultRoute> lastRoute_;
-    std::unique_ptr<NetlinkEvents> events_;
+    std::shared_ptr<SharedRouteWatch> watches_;
+    std::shared_ptr<RouteWatch> watch_;  // null while it is not started
     Lifeline<NetlinkReachability> life_{*this};
 };
 
@@ -55,6 +58,7 @@ public:
 private:
     std::shared_ptr<AsioRunLoop> runLoop_;
     BrokerHostQuery brokerHost_;
+    std::shared_ptr<SharedRouteWatch> watches_;
 };
 
 /// The kind of network that a default route, or none, and the broker's host amount to.

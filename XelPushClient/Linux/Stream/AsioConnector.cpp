@@ -6,6 +6,7 @@
 #include <boost/asio/connect.hpp>
 #include <boost/asio/error.hpp>
 #include <boost/asio/ip/address.hpp>
+#include <sys/resource.h>
 
 namespace xel {
 
@@ -40,6 +41,15 @@ std::string describeEndpoint(const tcp::endpoint& endpoint) {
     const auto address = endpoint.address().to_string();
     const std::string shown = endpoint.address().is_v6() ? "[" + address + "]" : address;
     return shown + ":" + std::to_string(endpoint.port());
+}
+
+std::string describeFailedAttempt(const boost::system::error_code& error) {
+    rlimit limit{};
+    if (error != asio::error::no_descriptors || ::getrlimit(RLIMIT_NOFILE, &limit) != 0) {
+        return error.message();
+    }
+    return error.message() + ": this process may have " + std::to_string(limit.rlim_cur) +
+           " descriptors open (RLIMIT_NOFILE), and each connection takes one";
 }
 
 }  // namespace
@@ -119,7 +129,10 @@ void AsioConnector::tryNextEndpoint() {
     socket_ = std::make_shared<Socket>(context_);
     // Opened here and not by async_connect, which would open it too, but unknown to what closes a forked
     // child's copies.
-    socket_->openFor(endpoints_[attempt]);
+    if (const auto refused = socket_->openFor(endpoints_[attempt])) {
+        tellLater(attempt, refused);
+        return;
+    }
     socket_->async_connect(endpoints_[attempt],
                            [self = shared_from_this(), attempt](const boost::system::error_code& error) {
                                self->inPass([&] { self->attemptEnded(attempt, error); });
@@ -133,18 +146,30 @@ void AsioConnector::tryNextEndpoint() {
     }
 }
 
+void AsioConnector::tellLater(std::size_t attempt, const boost::system::error_code& error) {
+    if (const auto core = core_.lock()) {
+        core->post([weak = weak_from_this(), attempt, error] {
+            if (const auto self = weak.lock()) {
+                self->attemptEnded(attempt, error);
+            }
+        });
+    }
+}
+
 void AsioConnector::attemptEnded(std::size_t attempt, const boost::system::error_code& error) {
     // An address that was given up reports once more: closing its socket ends the pending connect with
     // an error.
     if (!done_ || attempt + 1 != attempts_) {
         return;
     }
-    deadline_->invalidate();
+    if (deadline_) {
+        deadline_->invalidate();
+    }
     if (!error) {
         finish(std::move(socket_));
         return;
     }
-    causes_ += (causes_.empty() ? "" : ", ") + error.message();
+    causes_ += (causes_.empty() ? "" : ", ") + describeFailedAttempt(error);
     if (endpoints_.size() > 1) {
         causes_ += " (" + describeEndpoint(endpoints_[attempt]) + ")";
     }

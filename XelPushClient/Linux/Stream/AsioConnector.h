@@ -43,6 +43,7 @@ private:
 
     void nameWasLookedUp(const NameLookupAnswer& answer);
     void tryNextEndpoint();
+    void tellLater(std::size_t attempt, const boost::system::error_code& error);
     void attemptEnded(std::size_t attempt, const boost::system::error_code& error);
     void finish(Result<std::shared_ptr<Socket>> outcome);
     void inPass(const std::function<void()>& work);

@@ -36,9 +36,9 @@ bool isMoreLeftBehind(const msghdr& message) {
 
 }  // namespace
 
-void AsioSocket::openFor(const boost::asio::ip::tcp::endpoint& endpoint) {
+boost::system::error_code AsioSocket::openFor(const boost::asio::ip::tcp::endpoint& endpoint) {
+    boost::system::error_code error;
     (void)openInThisProcess([&] {
-        boost::system::error_code error;
         open(endpoint.protocol(), error);
         if (error) {
             return -1;
@@ -48,6 +48,7 @@ void AsioSocket::openFor(const boost::asio::ip::tcp::endpoint& endpoint) {
         (void)::fcntl(native_handle(), F_SETFD, FD_CLOEXEC);
         return native_handle();
     });
+    return error;
 }
 
 void AsioSocket::end() {

@@ -32,9 +32,8 @@ public:
     AsioSocket& operator=(const AsioSocket&) = delete;
     ~AsioSocket() { end(); }
 
-    /// Opens the socket for an endpoint's kind of address. One that cannot be opened says why when it
-    /// connects.
-    void openFor(const boost::asio::ip::tcp::endpoint& endpoint);
+    /// Opens the socket for an endpoint's kind of address, or says why it cannot be.
+    [[nodiscard]] boost::system::error_code openFor(const boost::asio::ip::tcp::endpoint& endpoint);
 
     /// Closes it in place of `close`; harmless when it is closed already.
     void end();

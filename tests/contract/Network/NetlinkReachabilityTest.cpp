@@ -1,7 +1,9 @@
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -10,6 +12,7 @@
 
 #include "tests/contract/Network/NetworkNamespace.h"
 #include "tests/contract/Network/ReachabilityContract.h"
+#include "tests/contract/Process/NoDescriptors.h"
 
 namespace xel::contract {
 namespace {
@@ -151,6 +154,33 @@ TEST(NetlinkReachability, ReadsTheRoutesOfTheMomentBeforeItIsStarted) {
         EXPECT_FALSE(reachability->isReachable());
         plugIn("eth7", "10.1.2", 10);
         EXPECT_TRUE(reachability->isReachable());
+    });
+}
+
+TEST(NetlinkReachability, OfOneFactoryTakesOneDescriptorForAllAndEachIsTold) {
+    IN_A_NETWORK_OF_ITS_OWN([] {
+        LiveNetwork network("push.example");
+        const std::size_t before = countDescriptors();
+        std::vector<std::shared_ptr<PushClientServerReachability>> all;
+        std::array<int, 4> reports{};
+        for (int& count : reports) {
+            all.push_back(network.factory_.reachabilityForInternetConnection());
+            all.back()->setReachabilityBlock([&count](PushClientServerReachability&) { ++count; });
+            EXPECT_TRUE(all.back()->startNotifier());
+        }
+        EXPECT_EQ(countDescriptors(), before + 1);
+        all[2]->stopNotifier();
+        all[3].reset();
+        plugIn("eth7", "10.1.2", 10);
+        while (!all[0]->isReachable() && network.runUntilReport(reports[0])) {}
+        EXPECT_TRUE(all[0]->isReachable());
+        EXPECT_TRUE(all[1]->isReachable());
+        EXPECT_EQ(reports[1], reports[0]);
+        EXPECT_EQ(reports[2] + reports[3], 0);
+        EXPECT_TRUE(all[2]->startNotifier());
+        EXPECT_TRUE(all[2]->isReachable());
+        all.clear();
+        EXPECT_EQ(countDescriptors(), before);
     });
 }
 

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <cstddef>
+#include <filesystem>
+#include <iterator>
+
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -19,6 +23,12 @@ inline constexpr bool kSanitizerNeedsDescriptors = true;
 #else
 inline constexpr bool kSanitizerNeedsDescriptors = false;
 #endif
+
+/// How many descriptors this process has open.
+inline std::size_t countDescriptors() {
+    const auto entries = std::filesystem::directory_iterator("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
 
 /// While it lives, this process can open nothing: its limit is the lowest number that is free.
 class NoDescriptors {

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "XelPushClient/Testing/FakeRunLoop.h"
+#include "tests/contract/Process/NoDescriptors.h"
 #include "tests/contract/Stream/ByteStreamContract.h"
 #include "tests/contract/Stream/StreamOnLoopback.h"
 
@@ -208,6 +209,46 @@ INSTANTIATE_TEST_SUITE_P(
                       EndBehindOctets{"ResetThatIsAnsweredAtOnce", true, Answer::AtOnce},
                       EndBehindOctets{"ResetThatIsAnswered", true, Answer::InABlockOfThePass}),
     [](const auto& tested) { return std::string(tested.param.name); });
+
+TEST_F(AsioByteStreamTest, SaysThatNoDescriptorIsLeftAndConnectsOnceThereIsOne) {
+    SKIP_WHERE_A_SANITIZER_NEEDS_DESCRIPTORS();
+    open();
+    stream_->receive();
+    StreamOnLoopback elsewhere;
+    RecordingStreamObserver second;
+    auto other = factory_.makeStream(loopback_.loop(), second);
+    {
+        const NoDescriptors none;
+        other->open("127.0.0.1", elsewhere.peer().port(), false);
+        ASSERT_TRUE(loopback_.runUntil([&] { return second.failed > 0; }));
+        rlimit limit{};
+        getrlimit(RLIMIT_NOFILE, &limit);
+        const auto text = second.failure->localizedDescription();
+        EXPECT_NE(text.find(std::to_string(limit.rlim_cur) + " descriptors open (RLIMIT_NOFILE)"),
+                  std::string::npos)
+            << text;
+        EXPECT_EQ(second.failure->code, static_cast<std::int64_t>(ByteStreamErrorCode::ConnectFailed));
+        loopback_.peer().send("lives on");
+        EXPECT_TRUE(loopback_.runUntil([this] { return observer_.received == "lives on"; }));
+    }
+    RecordingStreamObserver third;
+    other = factory_.makeStream(loopback_.loop(), third);
+    other->open("127.0.0.1", elsewhere.peer().port(), false);
+    EXPECT_TRUE(loopback_.runUntil([&] { return third.opened > 0; }));
+}
+
+TEST_F(AsioByteStreamTest, TakesOneDescriptorAndNoMore) {
+    open();
+    const std::size_t before = countDescriptors();
+    StreamOnLoopback elsewhere;
+    const std::size_t withPeer = countDescriptors();
+    RecordingStreamObserver second;
+    const auto other = factory_.makeStream(loopback_.loop(), second);
+    other->open("127.0.0.1", elsewhere.peer().port(), false);
+    ASSERT_TRUE(loopback_.runUntil([&] { return second.opened > 0; }));
+    EXPECT_GT(withPeer, before);
+    EXPECT_EQ(countDescriptors(), withPeer + 1) << "the peer has not accepted yet";
+}
 
 TEST_F(AsioByteStreamTest, RefusesToBeOpenedTwice) {
     open();

@@ -20,7 +20,7 @@ struct CountingReader final : ReadableObserver {
 void connect(AsioSocket& socket, StreamOnLoopback& loopback) {
     const boost::asio::ip::tcp::endpoint peer(boost::asio::ip::make_address("127.0.0.1"),
                                               loopback.peer().port());
-    socket.openFor(peer);
+    EXPECT_FALSE(socket.openFor(peer));
     socket.connect(peer);
 }
 
