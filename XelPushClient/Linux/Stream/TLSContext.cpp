@@ -21,8 +21,8 @@ bool isAddress(const std::string& host) {
            ::inet_pton(AF_INET6, host.c_str(), &address) == 1;
 }
 
-/// A host may give sessions at any time, each to be used once. None is left to OpenSSL's own list, which knows
-/// nothing of names.
+/// A host may give sessions at any time, each to be used once. None is left to OpenSSL's own list, which
+/// knows nothing of names.
 int keepSession(SSL* connection, SSL_SESSION* session) {
     auto* const sessions = static_cast<TLSSessions*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(connection)));
     const auto* const peer = static_cast<const std::string*>(SSL_get_app_data(connection));

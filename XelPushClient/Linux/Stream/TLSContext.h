@@ -20,9 +20,9 @@ struct LinuxTLSOptions {
     std::optional<std::string> caFile;
 };
 
-/// What all TLS connections share: the trust store, the rules, and the sessions that hosts let one go on with.
-/// The trust store is read on first use, which takes a while: not on a run loop. It then stays as it was read,
-/// whatever becomes of its files. Thread: any.
+/// What all TLS connections share: the trust store, the rules, and the sessions that hosts let one go on
+/// with. The trust store is read on first use, which takes a while: not on a run loop. It then stays as it
+/// was read, whatever becomes of its files. Thread: any.
 class TLSContext {
 public:
     explicit TLSContext(LinuxTLSOptions options);

@@ -20,7 +20,9 @@ namespace xel {
 ///
 /// Certificate and host name are verified against the context's trust store; a host that is an address is
 /// verified as one. A connection goes on with a session of one before it, to the same name and port and by
-/// the same context, where the host lets it: then the name stands as it was verified when the session began. Thread: one at a time; the handshake may be on another thread than the rest.
+/// the same context, where the host lets it: then the name stands as it was verified when that began.
+///
+/// Thread: one at a time; the handshake may be on another thread than the rest.
 class TLSEngine {
 public:
     enum class Progress { NeedsMore, Done, Ended, Failed };
