@@ -16,7 +16,7 @@ FLOOD_BUDGET = Budget(message=4.5, send=Fraction(1, TURN_OF_FLOOD), receive=Frac
                       pwrite=Fraction(1, TURN_OF_FLOOD))
 FLOOD_TIMES_BELOW_PEER = 5.0
 TURN_BUDGET = Budget(message=7, send=1, receive=2, pwrite=1, wake=1, alone=True)
-TURN_SYSTEM_CALLS = 5.5
+TURN_SYSTEM_CALLS = 4.5
 TURN_INTERVAL_US = 500
 
 
