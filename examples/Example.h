@@ -8,6 +8,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <boost/asio/io_context.hpp>
@@ -38,14 +39,18 @@ inline void registerWithService(xel::PushClientManager& push, const std::string&
     }
 }
 
-/// Opens the home of the options' name; throws with the reason when it cannot be had, such as one that
-/// another process owns.
-inline xel::Home openHome(const xel::LinuxOptions& options, const xel::Machine& machine) {
-    auto home = xel::openLinuxHome(options, machine);
-    if (!home) {
-        throw std::runtime_error(home.error().localizedDescription());
+/// The value; throws with the reason when there is none, such as a home that another process owns.
+template <class Value>
+Value orThrow(xel::Result<Value> result) {
+    if (!result) {
+        throw std::runtime_error(result.error().localizedDescription());
     }
-    return std::move(home).value();
+    return std::move(result).value();
+}
+
+/// Opens the home of the options' name.
+inline xel::Home openHome(const xel::LinuxOptions& options, const xel::Machine& machine) {
+    return orThrow(xel::openLinuxHome(options, machine));
 }
 
 /// As above, by another name.

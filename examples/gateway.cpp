@@ -1,9 +1,13 @@
 // A gateway that speaks for many small devices: each is an identity of its own, with a home, an installation
-// and a connection, and all of them live in one process, on one run loop and one machine.
+// and a connection, and all of them live in one process, on one run loop and one machine. Their homes lie in
+// one store, so that what many of them get at once is stored by one write.
 //
 //   gateway CHANNEL [COUNT]      a hundred unless said otherwise
 
 #include <cstdio>
+#include <memory>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "examples/Example.h"
@@ -15,9 +19,8 @@ constexpr int kMostDevices = 1000;
 /// One device behind the gateway.
 class Device {
 public:
-    Device(const xel::LinuxOptions& options, const xel::Machine& machine, int number)
-        : name_("device" + std::to_string(1000 + number).substr(1)),
-          push_(machine, example::openHome(options, machine, "gateway/" + name_)) {
+    Device(const xel::Machine& machine, xel::Home home, std::string name)
+        : name_(std::move(name)), push_(machine, std::move(home)) {
         push_.setMessageHandler([this](const xel::PushClientMessage& message) {
             std::printf("%s %s\n", name_.c_str(), message.messageBody.value_or("").c_str());
             std::fflush(stdout);
@@ -40,9 +43,12 @@ void runGateway(const std::string& channel, int count) {
     xel::LinuxOptions options;
     options.hostContext = &context;
     const xel::Machine machine = xel::makeLinuxMachine(options);
+    const auto store = example::orThrow(xel::openLinuxHomeStore(options, machine));
     std::vector<std::unique_ptr<Device>> devices;
     for (int number = 0; number < count; ++number) {
-        devices.push_back(std::make_unique<Device>(options, machine, number));
+        const std::string name = "device" + std::to_string(1000 + number).substr(1);
+        auto home = example::orThrow(xel::openLinuxHome(options, machine, store, name));
+        devices.push_back(std::make_unique<Device>(machine, std::move(home), name));
         devices.back()->start(channel);
     }
     example::runUntilSignal(context, machine);

@@ -2,10 +2,12 @@
 
 #include <cstdint>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include "XelPushClient/Classes/Core/ServiceAddresses.h"
 #include "XelPushClient/Foundation/FormattedText.h"
+#include "XelPushClient/Foundation/StringUtilities.h"
 #include "XelPushClient/Linux/Application/LinuxApplication.h"
 #include "XelPushClient/Linux/HTTP/CurlHTTPTransport.h"
 #include "XelPushClient/Linux/HTTP/CurlURLSession.h"
@@ -36,6 +38,11 @@ namespace xel {
 namespace {
 
 constexpr std::uint32_t kNoNotificationTypes = 0;
+
+/// What stands for itself in the folder of a home; everything else is percent-encoded, so that no name is a
+/// path.
+constexpr std::string_view kPlainInFolders =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_@";
 
 std::shared_ptr<AsioRunLoop> runLoopOf(const LinuxOptions& options) {
     if (options.runLoop != nullptr) {
@@ -158,26 +165,28 @@ Machine makeHeadlessMachine(const LinuxOptions& options) {
     return machine;
 }
 
-Result<Home> openLinuxHome(const LinuxOptions& options, const Machine& machine) {
-    const std::string name = orProgramName(options.name);
-    const auto stateFolder = folderOr(options.stateFolder, defaultStateFolder(name));
+Result<std::shared_ptr<HomeStore>> openLinuxHomeStore(const LinuxOptions& options, const Machine& machine) {
+    const auto stateFolder = folderOr(options.stateFolder, defaultStateFolder(orProgramName(options.name)));
     if (!stateFolder) {
         return stateFolder.error();
     }
-    const auto documents = folderOr(options.documentsFolder, defaultDocumentsFolder(name));
-    if (!documents) {
-        return documents.error();
+    auto store = HomeStore::open(storeOptions(options, machine, stateFolder.value()));
+    if (store) {
+        tellOfGroupWritable(stateFolder.value(), *machine.logSink);
     }
-    const auto store = HomeStore::open(storeOptions(options, machine, stateFolder.value()));
-    if (!store) {
-        return store.error();
-    }
-    tellOfGroupWritable(stateFolder.value(), *machine.logSink);
-    const auto stored = openStoredHome(store.value());
+    return store;
+}
+
+namespace {
+
+Result<Home> openHome(const LinuxOptions& options, const Machine& machine,
+                      const std::shared_ptr<HomeStore>& store, std::string_view name,
+                      std::string documentsFolder) {
+    const auto stored = openStoredHome(store, name);
     if (!stored) {
         return stored.error();
     }
-    if (const auto made = makeStoreFolder(documents.value()); !made) {
+    if (const auto made = makeStoreFolder(documentsFolder); !made) {
         // Without it only crash reports fail.
         machine.logSink->write(describeError(made.error()));
     }
@@ -185,7 +194,7 @@ Result<Home> openLinuxHome(const LinuxOptions& options, const Machine& machine) 
     home.defaults = stored.value().defaults;
     home.sessionMemory = stored.value().memory;
     home.notificationCenter = std::make_shared<NSNotificationCenter>();
-    home.documentsDirectory = documents.value();
+    home.documentsDirectory = std::move(documentsFolder);
     home.diagnostics = options.diagnostics;
     home.writesLog = options.writesLog;
     if (const auto* application = dynamic_cast<LinuxApplication*>(machine.application.get());
@@ -193,6 +202,38 @@ Result<Home> openLinuxHome(const LinuxOptions& options, const Machine& machine) 
         application->pushTokenSource()->attachStore(home.defaults);
     }
     return home;
+}
+
+Result<std::string> documentsFolderOf(const LinuxOptions& options) {
+    return folderOr(options.documentsFolder, defaultDocumentsFolder(orProgramName(options.name)));
+}
+
+}  // namespace
+
+Result<Home> openLinuxHome(const LinuxOptions& options, const Machine& machine) {
+    const auto documents = documentsFolderOf(options);
+    if (!documents) {
+        return documents.error();
+    }
+    const auto store = openLinuxHomeStore(options, machine);
+    if (!store) {
+        return store.error();
+    }
+    return openHome(options, machine, store.value(), HomeStore::kOnlyHome, documents.value());
+}
+
+Result<Home> openLinuxHome(const LinuxOptions& options, const Machine& machine,
+                           const std::shared_ptr<HomeStore>& store, const std::string& name) {
+    const auto documents = documentsFolderOf(options);
+    if (!documents) {
+        return documents.error();
+    }
+    if (name.empty()) {
+        return makeStoreError(StoreErrorCode::CannotOpen, "a home in a store of many needs a name");
+    }
+    return openHome(
+        options, machine, store, name,
+        documents.value() + "/" + percentEncoded(name, kPlainInFolders, kUpperCaseHexadecimalDigits));
 }
 
 LinuxApplication& linuxApplicationOf(const Machine& machine) {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <memory>
+#include <string>
+
 #include "XelPushClient/Foundation/Result.h"
 #include "XelPushClient/Linux/Headless/LinuxOptions.h"
 #include "XelPushClient/Linux/Loop/MainRunLoop.h"
@@ -8,6 +11,7 @@
 
 namespace xel {
 
+class HomeStore;
 class LinuxApplication;
 
 /// A machine for any number of clients, without what stands on D-Bus: a kiosk, a gateway, a container. It
@@ -22,6 +26,17 @@ class LinuxApplication;
 /// Opens a home for one client on a machine of this platform. The errors are those of the store
 /// (`kStoreErrorDomain`), such as another process owning it. Reads from the disk, and so blocks.
 [[nodiscard]] Result<Home> openLinuxHome(const LinuxOptions& options, const Machine& machine);
+
+/// Opens a store for the homes of many clients on one machine, where the options say: one file and one thread
+/// for all of them. What clients store at the same time is written together. Errors as above.
+[[nodiscard]] Result<std::shared_ptr<HomeStore>> openLinuxHomeStore(const LinuxOptions& options,
+                                                                    const Machine& machine);
+
+/// Opens the home of that name in the store, which it keeps open; one that is not there yet is made by the
+/// first thing that is stored in it. The client's crash reports go into a folder of its own in the options'.
+/// An error when the name is empty, or the home is open already.
+[[nodiscard]] Result<Home> openLinuxHome(const LinuxOptions& options, const Machine& machine,
+                                         const std::shared_ptr<HomeStore>& store, const std::string& name);
 
 /// The application of a machine of this platform, for the host's calls.
 [[nodiscard]] LinuxApplication& linuxApplicationOf(const Machine& machine);

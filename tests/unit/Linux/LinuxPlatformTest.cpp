@@ -112,6 +112,32 @@ TEST_F(LinuxPlatformTest, OpensAHomeThatRemembers) {
     EXPECT_EQ(again.value().defaults->stringForKey("userId"), "alice01");
 }
 
+TEST_F(LinuxPlatformTest, OpensManyHomesInOneStore) {
+    const Machine machine = makeLinuxMachine(options_);
+    {
+        const auto store = openLinuxHomeStore(options_, machine);
+        ASSERT_TRUE(store.isOk()) << store.error().localizedDescription();
+        const auto alice = openLinuxHome(options_, machine, store.value(), "alice");
+        const auto hostile = openLinuxHome(options_, machine, store.value(), "../bob/\xC3\xA4");
+        ASSERT_TRUE(alice.isOk());
+        ASSERT_TRUE(hostile.isOk());
+        EXPECT_EQ(alice.value().documentsDirectory, options_.documentsFolder + "/alice");
+        EXPECT_EQ(hostile.value().documentsDirectory, options_.documentsFolder + "/%2E%2E%2Fbob%2F%C3%A4");
+        EXPECT_TRUE(std::filesystem::is_directory(hostile.value().documentsDirectory));
+        alice.value().defaults->setObject("userId", "alice01");
+        EXPECT_TRUE(alice.value().defaults->synchronize());
+        EXPECT_EQ(hostile.value().defaults->stringForKey("userId"), std::nullopt);
+
+        EXPECT_FALSE(openLinuxHome(options_, machine, store.value(), "alice").isOk()) << "it is open";
+        EXPECT_FALSE(openLinuxHome(options_, machine, store.value(), "").isOk());
+        EXPECT_FALSE(openLinuxHome(options_, machine).isOk()) << "the store is open";
+    }
+    const auto store = openLinuxHomeStore(options_, machine);
+    ASSERT_TRUE(store.isOk());
+    const auto alice = openLinuxHome(options_, machine, store.value(), "alice");
+    EXPECT_EQ(alice.value().defaults->stringForKey("userId"), "alice01");
+}
+
 TEST_F(LinuxPlatformTest, RefusesAHomeThatIsInUse) {
     const Machine machine = makeLinuxMachine(options_);
     const auto home = openLinuxHome(options_, machine);
