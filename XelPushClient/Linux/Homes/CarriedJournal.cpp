@@ -157,10 +157,10 @@ void CarriedJournal::planCarryingOver(const Run& run) {
         const std::lock_guard lock(carryingMutex_);
         isCarrying_ = true;
     }
-    const auto ended = [this](bool isCarried, std::uint64_t run) {
+    const auto ended = [this](bool isCarried, std::uint64_t number) {
         const std::lock_guard lock(carryingMutex_);
         isCarrying_ = false;
-        carriedRun_ = isCarried ? run : carriedRun_;
+        carriedRun_ = isCarried ? number : carriedRun_;
         wasCarried_.notify_all();
     };
     try {
