@@ -14,7 +14,7 @@ class Channel {
 public:
     enum class Outcome { Done, WouldBlock, Closed };
     struct Step {
-        Outcome outcome;
+        Outcome outcome = Outcome::Closed;
         std::size_t octets = 0;
     };
 

@@ -20,7 +20,7 @@ constexpr std::chrono::seconds kBetweenAttempts{1};
 }  // namespace
 
 CarriedJournal::CarriedJournal(std::string base, Report report)
-    : base_(base), report_(std::move(report)), journal_(std::move(base)) {}
+    : base_(std::move(base)), report_(std::move(report)), journal_(base_) {}
 
 CarriedJournal::~CarriedJournal() {
     if (run() == 0) {

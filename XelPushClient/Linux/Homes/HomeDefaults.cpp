@@ -12,7 +12,7 @@ namespace xel {
 
 std::shared_ptr<HomeDefaults> HomeDefaults::open(
     std::shared_ptr<OpenHome> home, const std::vector<std::pair<std::string, std::string>>& stored) {
-    const std::shared_ptr<HomeDefaults> defaults(new HomeDefaults(std::move(home)));
+    std::shared_ptr<HomeDefaults> defaults(new HomeDefaults(std::move(home)));
     for (const auto& [key, octets] : stored) {
         auto value = decodeValue(octets);
         if (value) {

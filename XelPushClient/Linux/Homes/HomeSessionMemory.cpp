@@ -18,7 +18,7 @@ constexpr std::size_t kMostRemovalsPutOff = 512;
 
 std::shared_ptr<HomeSessionMemory> HomeSessionMemory::open(std::shared_ptr<OpenHome> home,
                                                            const std::vector<std::string>& clientIds) {
-    const std::shared_ptr<HomeSessionMemory> memory(new HomeSessionMemory(std::move(home)));
+    std::shared_ptr<HomeSessionMemory> memory(new HomeSessionMemory(std::move(home)));
     for (const std::string& clientId : clientIds) {
         memory->clients_[clientId].isStored = true;
     }

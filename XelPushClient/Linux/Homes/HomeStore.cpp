@@ -236,7 +236,7 @@ Result<void> HomeStore::write(const std::function<void(StoreChangeWriter&)>& cha
     if (change) {
         change(writer);
     }
-    const auto written = parts.record.isEmpty() ? Result<void>() : parts.journal->append(parts.record);
+    auto written = parts.record.isEmpty() ? Result<void>() : parts.journal->append(parts.record);
     const bool isWritten = written.isOk();
     if (isWritten) {
         forEachRider(takeRiders(parts.riders), [](StoreWriteRider& rider) { rider.wasWritten(true); });

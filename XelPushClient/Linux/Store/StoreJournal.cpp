@@ -7,7 +7,7 @@
 
 namespace xel {
 
-StoreJournal::StoreJournal(std::string base) : paths_{base + ".journal", base + ".journal-2"} {}
+StoreJournal::StoreJournal(const std::string& base) : paths_{base + ".journal", base + ".journal-2"} {}
 
 Result<std::vector<StoreJournal::Found>> StoreJournal::findBehind(std::uint64_t store,
                                                                   std::uint64_t lastRun) const {

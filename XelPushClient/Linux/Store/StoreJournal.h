@@ -22,7 +22,7 @@ public:
     static constexpr std::uint64_t kRunLength = 16ULL * 1024 * 1024;
 
     /// The journal beside the store's file "<base>.db": "<base>.journal" and "<base>.journal-2".
-    explicit StoreJournal(std::string base);
+    explicit StoreJournal(const std::string& base);
 
     /// A run that was found, and is to be carried over.
     struct Found {

@@ -79,7 +79,7 @@ SocketRead AsioSocket::readSome(std::span<char> buffer) {
         rest_ = setNumber(native_handle(), SOL_TCP, TCP_INQ, 1) ? Rest::IsTold : Rest::IsUnknown;
     }
     iovec part{buffer.data(), buffer.size()};
-    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> told;
+    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> told{};
     msghdr message{};
     message.msg_iov = &part;
     message.msg_iovlen = 1;
