@@ -15,7 +15,7 @@ namespace {
 /// Runs beyond this wait until the background thread has come so far.
 constexpr std::uint64_t kLongestRun = 4 * StoreJournal::kRunLength;
 /// A carrying over that failed is tried again so much later.
-constexpr std::chrono::seconds kBetweenAttempts{1};
+constexpr std::chrono::seconds kBetweenCarryings{1};
 
 }  // namespace
 
@@ -138,7 +138,7 @@ void CarriedJournal::endRun() {
     if (now < nextAttemptAt_) {
         return;
     }
-    nextAttemptAt_ = now + kBetweenAttempts;
+    nextAttemptAt_ = now + kBetweenCarryings;
     if (former_ && isTooLong) {
         // The thread cannot do it, or does not come to it.
         (void)carryOverTo(former_->number);

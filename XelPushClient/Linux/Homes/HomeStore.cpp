@@ -21,7 +21,7 @@ namespace {
 /// What is put off goes after so long at the latest.
 constexpr std::chrono::milliseconds kLongestPutOff{1000};
 /// What could not be written then is tried again so much later.
-constexpr std::chrono::milliseconds kBetweenAttempts{30'000};
+constexpr std::chrono::milliseconds kBetweenRides{30'000};
 
 bool isDamage(const NSError& error) {
     return error.code == static_cast<std::int64_t>(StoreErrorCode::Damaged);
@@ -276,7 +276,7 @@ void HomeStore::writeRidersIn(std::chrono::milliseconds delay) {
 
 void HomeStore::writeRiders() {
     if (!parts_->riders.empty() && !write(nullptr)) {
-        writeRidersIn(kBetweenAttempts);
+        writeRidersIn(kBetweenRides);
     }
 }
 
