@@ -3,6 +3,8 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 
 #include "XelPushClient/Foundation/StringUtilities.h"
 
@@ -12,15 +14,53 @@ namespace {
 constexpr double kSmallestPlainNumber = 1e-4;
 constexpr double kLargestPlainNumber = 1e17;
 
+/// Octets that stand in a text as they are, each a character by itself: ASCII but for controls, quotes and
+/// backslashes.
+constexpr bool isPlain(char octet) {
+    return octet >= 0x20 && octet != '"' && octet != '\\';
+}
+
+/// The same of eight octets at once. A difference that borrows reaches only octets behind one that is not
+/// plain itself.
+bool areAllPlain(std::uint64_t word) {
+    constexpr std::uint64_t kOnes = 0x0101010101010101U;
+    constexpr std::uint64_t kHighBits = 0x80U * kOnes;
+    const std::uint64_t quotes = word ^ ('"' * kOnes);
+    const std::uint64_t backslashes = word ^ ('\\' * kOnes);
+    const std::uint64_t found = (word - 0x20U * kOnes) | (quotes - kOnes) | (backslashes - kOnes) | word;
+    return (found & kHighBits) == 0;
+}
+
+/// How many octets at the text's beginning are plain.
+std::size_t plainLength(std::string_view text) {
+    std::size_t length = 0;
+    for (std::uint64_t word = 0; text.size() - length >= sizeof word; length += sizeof word) {
+        std::memcpy(&word, text.data() + length, sizeof word);
+        if (!areAllPlain(word)) {
+            break;
+        }
+    }
+    while (length < text.size() && isPlain(text[length])) {
+        ++length;
+    }
+    return length;
+}
+
 class Printer {
 public:
-    explicit Printer(JSONLayout layout) : isPretty_(layout == JSONLayout::Pretty) {}
+    explicit Printer(JSONLayout layout) : isPretty_(layout == JSONLayout::Pretty) {
+        constexpr std::size_t kUsualSize = 512;
+        text_.reserve(kUsualSize);
+    }
 
     [[nodiscard]] std::string take() { return std::move(text_); }
 
     void operator()(std::monostate) { text_ += "null"; }
     void operator()(bool flag) { text_ += flag ? "true" : "false"; }
-    void operator()(std::int64_t number) { text_ += std::to_string(number); }
+    void operator()(std::int64_t number) {
+        std::array<char, 20> digits{};  // the longest has a sign and 19 digits
+        text_.append(digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr);
+    }
     void operator()(double number) { printNumber(number); }
     void operator()(const std::string& text) { printText(text); }
     void operator()(const Data& octets) { printText(hexadecimal(octets)); }
@@ -41,8 +81,7 @@ public:
         bool isFirst = true;
         for (const auto& [key, value] : dictionary) {
             startMember(isFirst);
-            printText(key);
-            text_ += isPretty_ ? " : " : ":";
+            printText(key, isPretty_ ? "\" : " : "\":");
             value.visit(*this);
         }
         close('}', isFirst);
@@ -55,25 +94,23 @@ private:
     }
 
     void startMember(bool& isFirst) {
-        if (!isFirst) {
-            text_ += ',';
-        }
+        startLine(isFirst ? "" : ",");
         isFirst = false;
-        startLine();
     }
 
     void close(char bracket, bool isEmpty) {
         --depth_;
         if (!isEmpty) {
-            startLine();
+            startLine("");
         }
         text_ += bracket;
     }
 
-    void startLine() {
+    void startLine(std::string_view before) {
+        text_ += before;
         if (isPretty_) {
-            text_ += '\n';
-            text_.append(depth_ * 2, ' ');
+            text_.append(1 + depth_ * 2, ' ');
+            text_[text_.size() - 1 - depth_ * 2] = '\n';
         }
     }
 
@@ -93,15 +130,21 @@ private:
         text_.append(digits.data(), written.ptr);
     }
 
-    void printText(std::string_view text) {
+    void printText(std::string_view text, std::string_view end = "\"") {
         text_ += '"';
-        while (!text.empty()) {
+        while (true) {
+            const std::size_t plain = plainLength(text);
+            text_.append(text, 0, plain);
+            text.remove_prefix(plain);
+            if (text.empty()) {
+                break;
+            }
             const std::string_view before = text;
             const char32_t character = takeFirstCharacter(text);
             const auto octets = before.substr(0, before.size() - text.size());
             printCharacter(character, octets);
         }
-        text_ += '"';
+        text_ += end;
     }
 
     void printCharacter(char32_t character, std::string_view octets) {

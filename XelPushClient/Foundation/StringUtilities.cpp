@@ -1,6 +1,8 @@
 #include "XelPushClient/Foundation/StringUtilities.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 
 namespace xel {
 namespace {
@@ -54,6 +56,22 @@ Decoded decodeFront(std::string_view text) {
         return decodeMultiOctet(text, 4, first & 0x07U, 0x10000);
     }
     return {kReplacementCharacter, 0};
+}
+
+/// How many octets of ASCII the text begins with; eight at a time, since most texts are nothing else.
+std::size_t asciiLength(std::string_view text) {
+    constexpr std::uint64_t kHighBits = 0x8080808080808080U;
+    std::size_t length = 0;
+    for (std::uint64_t word = 0; text.size() - length >= sizeof word; length += sizeof word) {
+        std::memcpy(&word, text.data() + length, sizeof word);
+        if ((word & kHighBits) != 0) {
+            break;
+        }
+    }
+    while (length < text.size() && static_cast<unsigned char>(text[length]) < 0x80U) {
+        ++length;
+    }
+    return length;
 }
 
 bool consistsOf(std::string_view text, const CharacterSet& set) {
@@ -177,14 +195,17 @@ std::size_t utf16Length(std::string_view text) {
 }
 
 bool isValidUTF8(std::string_view octets) {
-    while (!octets.empty()) {
+    while (true) {
+        octets.remove_prefix(asciiLength(octets));
+        if (octets.empty()) {
+            return true;
+        }
         const auto decoded = decodeFront(octets);
         if (decoded.octets == 0) {
             return false;
         }
         octets.remove_prefix(decoded.octets);
     }
-    return true;
 }
 
 char32_t takeFirstCharacter(std::string_view& text) {

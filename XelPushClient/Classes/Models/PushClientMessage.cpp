@@ -139,7 +139,9 @@ PushClientMessage PushClientMessage::withMessage(std::string text, std::optional
 }
 
 Dictionary PushClientMessage::toDict() const {
+    constexpr std::size_t kUsualCount = 8;
     Dictionary dictionary;
+    dictionary.reserve(kUsualCount);
     setIfPresent(dictionary, "id", id);
     setIfPresent(dictionary, "messageBody", messageBody);
     setIfPresent(dictionary, "notification", notification);

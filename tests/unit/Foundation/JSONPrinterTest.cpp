@@ -41,6 +41,23 @@ TEST(PrintJSON, EscapesWhatATextMustNotHold) {
     EXPECT_EQ(oneLine(Value(Dictionary{{"a\"b", 1}})), R"({"a\"b":1})");
 }
 
+// Plain octets are taken eight at a time: each octet, at each place in such eight, beside each other kind.
+TEST(PrintJSON, EscapesTheSameWhereverItStands) {
+    for (int octet = 0; octet < 256; ++octet) {
+        const std::string one(1, static_cast<char>(octet));
+        std::string printed = oneLine(Value(one));
+        printed = printed.substr(1, printed.size() - 2);
+        EXPECT_EQ(printed == one, octet >= 0x20 && octet < 0x80 && octet != '"' && octet != '\\') << octet;
+        for (std::size_t before = 0; before <= 17; ++before) {
+            const std::string front(before, '!');
+            for (const std::string behind : {"########", "~", "\x7F"}) {
+                EXPECT_EQ(oneLine(Value(front + one + behind)), "\"" + front + printed + behind + "\"")
+                    << octet << " behind " << before;
+            }
+        }
+    }
+}
+
 TEST(PrintJSON, ReplacesOctetsThatAreNotUTF8) {
     EXPECT_EQ(oneLine(Value("a\xFF\xC3")), "\"a\xEF\xBF\xBD\xEF\xBF\xBD\"");
     EXPECT_EQ(oneLine(Value("\xEF\xBF\xBD")), "\"\xEF\xBF\xBD\"");

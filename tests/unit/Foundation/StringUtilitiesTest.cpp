@@ -148,7 +148,11 @@ TEST(IsValidUTF8, KeepsToTheShortestFormsOfRealCharacters) {
     };
     for (const auto& [octets, isValid] : cases) {
         EXPECT_EQ(isValidUTF8(octets), isValid) << testing::PrintToString(octets);
-        EXPECT_EQ(isValidUTF8("a" + octets + "b"), isValid) << testing::PrintToString(octets);
+        // Eight octets of ASCII are passed at once.
+        for (std::size_t before = 1; before <= 17; ++before) {
+            const std::string text = std::string(before, 'a') + octets + std::string(9, 'b');
+            EXPECT_EQ(isValidUTF8(text), isValid) << before << testing::PrintToString(octets);
+        }
     }
 }
 
