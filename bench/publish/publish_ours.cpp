@@ -1,6 +1,6 @@
 // Publishing by the host's own call, `PushClientManager::publish`, which makes the message's JSON as
-// well: `--memory disk` keeps the outbox in the home's store, as hosts have it, `--memory ram` in RAM,
-// as the libraries beside it do.
+// well: `--memory disk` keeps the outbox in the home's store, as hosts have it unless they choose otherwise,
+// `--memory ram` in RAM, as the libraries beside it do.
 
 #include <stdexcept>
 
@@ -10,7 +10,6 @@
 #include "bench/common/SubjectRun.h"
 #include "bench/ours/CountingSessionMemory.h"
 #include "bench/ours/OursPlatform.h"
-#include "bench/ours/RamSessionMemory.h"
 #include "bench/publish/PublishWindow.h"
 
 namespace xel::bench {
@@ -78,14 +77,18 @@ private:
     bool refused_ = false;
 };
 
-/// The home, with an outbox that tells of acknowledgements.
-Home watchedHome(const OursPlatform& platform, const std::string& where, Publishing& publishing) {
-    Home home = platform.home();
+Durability durabilityFor(const std::string& where) {
     if (where == "ram") {
-        home.sessionMemory = std::make_shared<RamSessionMemory>();
-    } else if (where != "disk") {
-        throw std::invalid_argument("--memory is disk or ram, not '" + where + "'");
+        return Durability::Memory;
     }
+    if (where == "disk") {
+        return Durability::ProcessKill;
+    }
+    throw std::invalid_argument("--memory is disk or ram, not '" + where + "'");
+}
+
+/// The home, with an outbox that tells of acknowledgements.
+Home watchedHome(Home home, Publishing& publishing) {
     home.sessionMemory = std::make_shared<CountingSessionMemory>(
         home.sessionMemory, [&publishing](std::size_t count) { publishing.countAcknowledged(count); });
     return home;
@@ -96,14 +99,14 @@ int run(const BenchOptions& commandLine) {
     OursOptions ours;
     ours.stateFolder = commandLine.text("state-dir", ".");
     ours.brokerPort = options.port;
+    ours.durability = durabilityFor(commandLine.text("memory", "disk"));
     const OursPlatform platform(ours, makeLinuxMachine);
     const auto runLoop = platform.machine().runLoop;
     platform.rememberIdentity(kSampleUserId, "bench-device");
 
     Publishing publishing(options, *runLoop);
     PushClientManager::setDevelopment(true);
-    PushClientManager push(platform.machine(),
-                           watchedHome(platform, commandLine.text("memory", "disk"), publishing));
+    PushClientManager push(platform.machine(), watchedHome(platform.home(), publishing));
     push.enqueueWhenSessionIsConnected([&] { publishing.start(push); });
     push.registerApplication(std::string(kSampleAppId), "bench-key", "bench-user", "bench-password");
     push.setUsingSSLConnection(false);
