@@ -35,7 +35,7 @@ TEST_F(MinimalPlatformTest, BringsAMessageOverTheWholeRoad) {
         ASSERT_EQ(run(with({"send", "--public", "--channel", "news", "good morning"})).exitCode, 0);
     }
     const CommandOutcome outcome = ending.get();
-    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
     EXPECT_EQ(outcome.output, "good morning\n");
     EXPECT_THAT(outcome.errors, HasSubstr("Connecting\nConnected\n"));
 }

@@ -18,7 +18,7 @@ constexpr std::string_view kName = PushClientDidReceivedMessageNotification;
 /// Messages that are told one behind the other: filled on the manager's loop, told on the main one.
 class MessageBroadcasts::Post : public std::enable_shared_from_this<Post> {
 public:
-    Post(std::shared_ptr<NSRunLoop> mainRunLoop, std::shared_ptr<NSNotificationCenter> center,
+    Post(std::weak_ptr<NSRunLoop> mainRunLoop, std::shared_ptr<NSNotificationCenter> center,
          std::weak_ptr<NSObject* const> manager)
         : mainRunLoop_(std::move(mainRunLoop)), center_(std::move(center)), manager_(std::move(manager)) {}
 
@@ -32,7 +32,9 @@ public:
     }
 
     void schedule() {
-        mainRunLoop_->post([self = shared_from_this()] { self->tell(); });
+        if (const auto mainRunLoop = mainRunLoop_.lock()) {
+            mainRunLoop->post([self = shared_from_this()] { self->tell(); });
+        }
     }
 
 private:
@@ -68,7 +70,8 @@ private:
         return manager ? *manager : nullptr;
     }
 
-    const std::shared_ptr<NSRunLoop> mainRunLoop_;
+    // The loop holds the post, perhaps to its own end.
+    const std::weak_ptr<NSRunLoop> mainRunLoop_;
     const std::shared_ptr<NSNotificationCenter> center_;
     const std::weak_ptr<NSObject* const> manager_;
 
