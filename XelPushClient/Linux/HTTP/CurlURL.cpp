@@ -53,21 +53,7 @@ std::optional<std::string> part(CURLU* url, CURLUPart which) {
     return copy;
 }
 
-}  // namespace
-
-std::string URLOrigin::text() const {
-    return scheme + "://" + host + ':' + port;
-}
-
-bool URLOrigin::hasHTTPScheme() const {
-    return isHTTP(scheme);
-}
-
-bool URLOrigin::isLoopback() const {
-    return isLoopbackHost(host);
-}
-
-std::optional<URLOrigin> originOfURL(std::string_view url) {
+std::optional<URLOrigin> readOrigin(std::string_view url) {
     if (!std::all_of(url.begin(), url.end(), mayStandInURL)) {
         return std::nullopt;
     }
@@ -87,6 +73,27 @@ std::optional<URLOrigin> originOfURL(std::string_view url) {
     std::transform(host->begin(), host->end(), host->begin(),
                    [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
     return URLOrigin{std::move(*scheme), std::move(*host), part(parsed.get(), CURLUPART_PORT).value_or("")};
+}
+
+}  // namespace
+
+std::string URLOrigin::text() const {
+    return scheme + "://" + host + ':' + port;
+}
+
+bool URLOrigin::hasHTTPScheme() const {
+    return isHTTP(scheme);
+}
+
+bool URLOrigin::isLoopback() const {
+    return isLoopbackHost(host);
+}
+
+std::optional<URLOrigin> originOfURL(std::string_view url) {
+    auto origin = readOrigin(url);
+    // A host that is decoded is read once more: only then is a number seen to be an address.
+    const bool mayBeDecoded = origin && origin->hasHTTPScheme() && url.find('%') != std::string_view::npos;
+    return mayBeDecoded ? readOrigin(origin->text()) : origin;
 }
 
 bool hasUserInfo(std::string_view url) {

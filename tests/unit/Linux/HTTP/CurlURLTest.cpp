@@ -37,6 +37,8 @@ const OriginCase kOrigins[] = {
     {"https://push.example/\x7F", ""},
     {"https://push.example/gr\xC3\xBC\xC3\x9F", ""},
     {"https://p%75sh.example/", "https://push.example:443"},
+    {"http://%32130706433/", "http://127.0.0.1:80"},
+    {"http://%33/D", "http://0.0.0.3:80"},
     {"https://push%2527.example/", ""},
     {"https://gr%C3%BC%C3%9F.example/", ""},
     {"https://push%7F.example/", ""},
