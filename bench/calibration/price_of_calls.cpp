@@ -58,7 +58,7 @@ double threadCpuMicroseconds() {
     return static_cast<double>(now.tv_sec) * 1e6 + static_cast<double>(now.tv_nsec) / 1e3;
 }
 
-/// Two ends of one connection over the loopback, both held by this thread.
+/// Two ends of one connection over the loopback, which two threads may hold.
 class LoopbackPair {
 public:
     LoopbackPair() : listener_(socket(AF_INET, SOCK_STREAM, 0)), writer_(socket(AF_INET, SOCK_STREAM, 0)) {
@@ -81,21 +81,19 @@ public:
     LoopbackPair& operator=(const LoopbackPair&) = delete;
 
     void sendPacket() {
-        require(send(writer_.get(), packet_.data(), packet_.size(), MSG_NOSIGNAL) ==
-                    static_cast<ssize_t>(packet_.size()),
-                "send");
+        require(send(writer_.get(), sent_.data(), sent_.size(), MSG_NOSIGNAL) == kPacketBytes, "send");
     }
     void receivePacket() {
-        require(recv(reader_, packet_.data(), packet_.size(), MSG_WAITALL) ==
-                    static_cast<ssize_t>(packet_.size()),
-                "recv");
+        require(recv(reader_, received_.data(), received_.size(), MSG_WAITALL) == kPacketBytes, "recv");
     }
 
 private:
     OwnedDescriptor listener_;
     OwnedDescriptor writer_;
     int reader_ = -1;
-    std::array<char, kPacketBytes> packet_{};
+    // One for each thread that may hold an end.
+    std::array<char, kPacketBytes> sent_{};
+    std::array<char, kPacketBytes> received_{};
 };
 
 /// The figures of one step, a round each.
