@@ -9,7 +9,7 @@
 namespace xel {
 namespace {
 
-constexpr auto kLargest = std::numeric_limits<std::int64_t>::max();
+constexpr auto kLargestInteger = std::numeric_limits<std::int64_t>::max();
 constexpr auto kSmallest = std::numeric_limits<std::int64_t>::min();
 
 TEST(Value, TellsItsKind) {
@@ -58,7 +58,7 @@ TEST(Value, TakesEveryIntegerType) {
 
 TEST(Value, MakesADoubleOfWhatOnlyAnUnsignedTypeHolds) {
     constexpr std::uint64_t kLargestThatFits = 9223372036854775807U;
-    EXPECT_EQ(Value(kLargestThatFits), Value(kLargest));
+    EXPECT_EQ(Value(kLargestThatFits), Value(kLargestInteger));
     const Value beyond(kLargestThatFits + 1);
     EXPECT_TRUE(beyond.isDouble());
     EXPECT_EQ(beyond.number(), 9223372036854775808.0);
@@ -114,12 +114,12 @@ TEST(Value, CutsAndClampsNumbersToIntegers) {
         {Value(-5), -5},
         {Value(2.9), 2},
         {Value(-2.9), -2},
-        {Value(1e300), kLargest},
+        {Value(1e300), kLargestInteger},
         {Value(-1e300), kSmallest},
-        {Value(9223372036854775808.0), kLargest},
+        {Value(9223372036854775808.0), kLargestInteger},
         {Value(-9223372036854775808.0), kSmallest},
         {Value(9223372036854774784.0), 9223372036854774784},
-        {Value(std::numeric_limits<double>::infinity()), kLargest},
+        {Value(std::numeric_limits<double>::infinity()), kLargestInteger},
         {Value(-std::numeric_limits<double>::infinity()), kSmallest},
         {Value(std::nan("")), 0},
         {Value(), std::nullopt},
