@@ -8,6 +8,7 @@
 #include "XelPushClient/Linux/Store/StoreError.h"
 #include "XelPushClient/Linux/Store/StoreFold.h"
 #include "XelPushClient/Linux/Store/StoreFolder.h"
+#include "XelPushClient/Linux/Store/StoreRenewal.h"
 
 namespace xel {
 namespace {
@@ -36,11 +37,23 @@ CarriedJournal::~CarriedJournal() {
 }
 
 Result<void> CarriedJournal::open() {
-    if (auto opened = database_.open(base_ + ".db"); !opened) {
+    const std::string path = base_ + ".db";
+    auto opened = database_.open(path);
+    if (opened && database_.isOld()) {
+        const auto renewed = renewStore(path);
+        opened = renewed ? database_.open(path) : renewed;
+    }
+    if (!opened) {
         return opened;
     }
     if (auto carried = carryFoundOver(); !carried) {
         return carried;
+    }
+    // A run counts only in homes that do not have it: the next one must be behind all of them.
+    if (const std::uint64_t last = database_.lastRunOfAHome(); last > database_.lastRun()) {
+        if (auto caughtUp = database_.bringIn({}, last); !caughtUp) {
+            return caughtUp;
+        }
     }
     carriedRun_ = database_.lastRun();
     return journal_.begin(database_.store(), carriedRun_ + 1);

@@ -9,6 +9,7 @@
 #include "XelPushClient/Foundation/FormattedText.h"
 #include "XelPushClient/Linux/Homes/CarriedJournal.h"
 #include "XelPushClient/Linux/Homes/DiskSyncs.h"
+#include "XelPushClient/Linux/Homes/StoreOpening.h"
 #include "XelPushClient/Linux/Process/ForkedChildren.h"
 #include "XelPushClient/Linux/Store/StoreError.h"
 #include "XelPushClient/Linux/Store/StoreFolder.h"
@@ -22,10 +23,6 @@ namespace {
 constexpr std::chrono::milliseconds kLongestPutOff{1000};
 /// What could not be written then is tried again so much later.
 constexpr std::chrono::milliseconds kBetweenRides{30'000};
-
-bool isDamage(const NSError& error) {
-    return error.code == static_cast<std::int64_t>(StoreErrorCode::Damaged);
-}
 
 using Riders = std::vector<std::weak_ptr<StoreWriteRider>>;
 
@@ -68,18 +65,6 @@ struct HomeStore::Parts {
 
 namespace {
 
-Result<std::unique_ptr<CarriedJournal>> openJournal(const std::string& base,
-                                                    const CarriedJournal::Report& report) {
-    if (auto file = makePrivateFile(base + ".db"); !file) {
-        return file.error();
-    }
-    auto journal = std::make_unique<CarriedJournal>(base, report);
-    if (auto opened = journal->open(); !opened) {
-        return opened.error();
-    }
-    return journal;
-}
-
 /// From any thread.
 bool syncAndReport(CarriedJournal& journal, const CarriedJournal::Extent& extent,
                    const CarriedJournal::Report& report) {
@@ -117,18 +102,7 @@ Result<std::shared_ptr<HomeStore>> HomeStore::open(HomeStoreOptions options) {
             handler(problem);
         }
     };
-    auto opened = openJournal(parts->base, report);
-    if (!opened && isDamage(opened.error())) {
-        const auto aside = setAside(parts->path);
-        if (!aside) {
-            return aside.error();
-        }
-        parts->damageReport = makeStoreError(StoreErrorCode::Damaged,
-                                             formatted("%@; it was set aside as %@ and a new one made",
-                                                       opened.error().localizedDescription(), aside.value()));
-        report(*parts->damageReport);
-        opened = openJournal(parts->base, report);
-    }
+    auto opened = openStore(parts->base, report, parts->damageReport);
     if (!opened) {
         return opened.error();
     }

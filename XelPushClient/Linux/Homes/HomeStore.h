@@ -29,8 +29,8 @@ struct HomeStoreOptions {
     /// The homes' run loop, which outlives the store: where answers that take a while arrive. Without one the
     /// caller waits for them.
     std::shared_ptr<NSRunLoop> runLoop;
-    /// Told what went wrong behind the caller's back: a damaged file that was set aside, a write that failed.
-    /// From any thread; it must not call the store.
+    /// Told what went wrong behind the caller's back: a damaged file that was set aside, and which homes of
+    /// it are not whole; a write that failed. From any thread; it must not call the store.
     std::function<void(const NSError&)> problemHandler;
 };
 
@@ -59,9 +59,9 @@ public:
     /// The only home of a file that holds one.
     static constexpr std::string_view kOnlyHome = "home";
 
-    /// Opens or makes the store. A damaged file is set aside and a new one made: see `damageReport`. The
-    /// errors are those of `StoreErrorCode`. Reads from the disk, and so blocks, and syncs when it makes a
-    /// file or finds a journal: for the start.
+    /// Opens or makes the store. A damaged file is set aside, and a new one made with the homes of it that
+    /// can be told to be right: see `damageReport`. The errors are those of `StoreErrorCode`. Reads from the
+    /// disk, and so blocks, and syncs when it makes a file or finds a journal: for the start.
     [[nodiscard]] static Result<std::shared_ptr<HomeStore>> open(HomeStoreOptions options);
 
     /// Whether `open` would find a sound store there that nobody else has open, for programs that only
@@ -73,7 +73,9 @@ public:
     HomeStore(const HomeStore&) = delete;
     HomeStore& operator=(const HomeStore&) = delete;
 
-    /// What was found and where it went, when `open` had to set a damaged file aside.
+    /// When `open` had to set a damaged file aside: what was found, where it went, how many homes were kept,
+    /// and behind that a line for each home that is not whole, 20 of them at the most. The problem handler
+    /// was told the same, each line by itself.
     [[nodiscard]] const std::optional<NSError>& damageReport() const;
     [[nodiscard]] const std::string& path() const;
     [[nodiscard]] Durability durability() const;

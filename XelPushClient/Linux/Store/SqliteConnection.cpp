@@ -1,6 +1,8 @@
 #include "XelPushClient/Linux/Store/SqliteConnection.h"
 
+#include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -9,6 +11,7 @@
 #include <sys/stat.h>
 
 #include "XelPushClient/Linux/Store/StoreError.h"
+#include "XelPushClient/Linux/Store/StoreSchema.h"
 
 namespace xel {
 namespace {
@@ -23,43 +26,6 @@ constexpr const char* kSetUp =
     "PRAGMA temp_store=MEMORY;"
     "PRAGMA cache_size=-4096;"
     "PRAGMA trusted_schema=OFF;";
-
-constexpr const char* kMakeTables =
-    "CREATE TABLE homes(id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE);"
-    "CREATE TABLE defaults(home INTEGER NOT NULL, key TEXT NOT NULL, value BLOB NOT NULL,"
-    " PRIMARY KEY(home, key)) WITHOUT ROWID;"
-    "CREATE TABLE clients(id INTEGER PRIMARY KEY, home INTEGER NOT NULL, name TEXT NOT NULL, topics BLOB,"
-    " UNIQUE(home, name));"
-    "CREATE TABLE outbox(client INTEGER NOT NULL, packet INTEGER NOT NULL, seq INTEGER NOT NULL,"
-    " retain INTEGER NOT NULL, topic TEXT NOT NULL, payload BLOB NOT NULL, PRIMARY KEY(client, packet))"
-    " WITHOUT ROWID;"
-    "CREATE TABLE journal(run INTEGER NOT NULL, store INTEGER NOT NULL);"
-    "INSERT INTO journal VALUES(0, 0);"
-    "PRAGMA application_id=1483041872;"
-    "PRAGMA user_version=2;";
-static_assert(kApplicationId == 1483041872 && SqliteConnection::kSchemaVersion == 2);
-
-// A file of one home, as the first schema had it. Of two publications under one packet identifier the newer
-// one counts: the other one's removal was put off.
-constexpr const char* kTakeOldTablesAway =
-    "ALTER TABLE defaults RENAME TO old_defaults;"
-    "ALTER TABLE clients RENAME TO old_clients;"
-    "ALTER TABLE outbox RENAME TO old_outbox;";
-constexpr const char* kTakeOldContentsOver =
-    "INSERT INTO homes(id, name) VALUES(1, 'home');"
-    "INSERT INTO defaults SELECT 1, key, value FROM old_defaults;"
-    "INSERT INTO clients SELECT id, 1, name, topics FROM old_clients;"
-    "INSERT OR REPLACE INTO outbox SELECT client, packet, seq, retain, topic, payload FROM old_outbox"
-    " ORDER BY seq;"
-    "DROP TABLE old_defaults;"
-    "DROP TABLE old_clients;"
-    "DROP TABLE old_outbox;";
-
-bool isDamage(int code) {
-    // Extended codes have the primary one in their lowest octet.
-    const int primary = code & 0xff;
-    return primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB;
-}
 
 /// What a check tells of a page that could not be read names SQLite's code in words, and is no damage: the
 /// next attempt may read it.
@@ -99,7 +65,7 @@ SqliteConnection::~SqliteConnection() = default;
 NSError SqliteConnection::errorFor(int code) const {
     const std::string cause = database_ ? sqlite3_errmsg(database_.get()) : sqlite3_errstr(code);
     const std::string detail = " (" + cause + ")";
-    if (isDamage(code)) {
+    if (saysDamage(code, database_.get())) {
         return makeStoreError(StoreErrorCode::Damaged, "the store " + path_ + " is damaged" + detail);
     }
     switch (code & 0xff) {
@@ -113,6 +79,10 @@ NSError SqliteConnection::errorFor(int code) const {
         case SQLITE_READONLY:
             return makeStoreError(StoreErrorCode::WriteFailed,
                                   "the store " + path_ + " cannot be written to" + detail);
+        case SQLITE_CORRUPT:
+        case SQLITE_NOTADB:
+            return makeStoreError(StoreErrorCode::CannotOpen,
+                                  "the store " + path_ + " cannot be read" + detail);
         case SQLITE_CANTOPEN:
             return makeStoreError(StoreErrorCode::CannotOpen, "the store " + path_ + " cannot be opened (" +
                                                                   cause +
@@ -162,14 +132,17 @@ Result<void> SqliteConnection::open(const std::string& path) {
     }
     auto ready = setUp();
     if (!ready) {
-        // A connection with statements stays open behind sqlite3_close_v2, and a damaged file is set
-        // aside next.
-        begin_ = {};
-        commit_ = {};
-        rollback_ = {};
-        database_.reset();
+        close();
     }
     return ready;
+}
+
+void SqliteConnection::close() {
+    // With statements it would stay open behind sqlite3_close_v2, and another file takes its place next.
+    begin_ = {};
+    commit_ = {};
+    rollback_ = {};
+    database_.reset();
 }
 
 Result<void> SqliteConnection::setUp() {
@@ -218,21 +191,18 @@ Result<void> SqliteConnection::checkOrMakeSchema() {
     if (const int code = execute("PRAGMA journal_mode=DELETE"); code != SQLITE_OK) {
         return errorFor(code);
     }
-    if (!isNew) {
-        if (auto sound = checkSoundness(version.value()); !sound || version.value() == kSchemaVersion) {
-            return sound;
-        }
-    }
-    return makeTables(!isNew);
+    isOld_ = !isNew && version.value() < kSchemaVersion;
+    return isNew ? makeTables() : checkSoundness(version.value());
 }
 
-Result<void> SqliteConnection::makeTables(bool areThereOldOnes) {
-    int code = execute("BEGIN IMMEDIATE");
-    for (const char* const step : {areThereOldOnes ? kTakeOldTablesAway : "", kMakeTables,
-                                   areThereOldOnes ? kTakeOldContentsOver : "", "COMMIT"}) {
-        code = code == SQLITE_OK ? execute(step) : code;
+Result<void> SqliteConnection::makeTables() {
+    std::string steps = "BEGIN IMMEDIATE;";
+    for (const std::string_view table : kStoreTables) {
+        steps.append(table).append(";");
     }
-    if (code != SQLITE_OK) {
+    steps += "PRAGMA application_id=" + std::to_string(kApplicationId) + ";";
+    steps += "PRAGMA user_version=" + std::to_string(kSchemaVersion) + ";COMMIT";
+    if (const int code = execute(steps.c_str()); code != SQLITE_OK) {
         auto error = errorFor(code);
         (void)execute("ROLLBACK");
         return error;
@@ -242,7 +212,9 @@ Result<void> SqliteConnection::makeTables(bool areThereOldOnes) {
 
 Result<void> SqliteConnection::checkSoundness(std::int64_t version) {
     SqliteStatement check;
-    int code = check.prepare(database_.get(), "PRAGMA quick_check(1)");
+    // Not the quick one: by an index that says something else than its table homes and clients would seem to
+    // be new ones.
+    int code = check.prepare(database_.get(), "PRAGMA integrity_check(1)");
     if (code == SQLITE_OK) {
         code = check.step();
     }
@@ -257,18 +229,30 @@ Result<void> SqliteConnection::checkSoundness(std::int64_t version) {
         return makeStoreError(StoreErrorCode::Damaged,
                               "the store " + path_ + " is damaged (" + std::string(check.octets(0)) + ")");
     }
-    // A file without any table is sound, too.
-    const auto tables =
-        ask("SELECT count(*) FROM sqlite_schema WHERE type='table'"
-            " AND name IN ('defaults','clients','outbox','homes','journal')");
-    if (!tables) {
-        return tables.error();
+    return checkTables(version);
+}
+
+// A file without any table is sound, too. Of our own schema they must be ours to the letter: an octet of
+// their texts may have changed as well.
+Result<void> SqliteConnection::checkTables(std::int64_t version) {
+    constexpr std::int64_t kTablesOfTheFirst = 3;
+    std::int64_t missing =
+        version == 1 ? kTablesOfTheFirst : static_cast<std::int64_t>(std::size(kStoreTables));
+    SqliteStatement tables;
+    int code = tables.prepare(database_.get(),
+                              "SELECT sql FROM sqlite_schema WHERE type='table'"
+                              " AND name IN ('defaults','clients','outbox','homes','journal')");
+    for (code = code == SQLITE_OK ? tables.step() : code; code == SQLITE_ROW; code = tables.step()) {
+        const bool isOurs = std::find(std::begin(kStoreTables), std::end(kStoreTables), tables.octets(0)) !=
+                            std::end(kStoreTables);
+        missing -= version < kSchemaVersion || isOurs ? 1 : 0;
     }
-    const std::int64_t expected = version == 1 ? 3 : 5;
-    return tables.value() == expected
-               ? Result<void>()
-               : makeStoreError(StoreErrorCode::Damaged,
-                                "the store " + path_ + " is damaged (tables are missing)");
+    if (code != SQLITE_DONE) {
+        return errorFor(code);
+    }
+    return missing == 0 ? Result<void>()
+                        : makeStoreError(StoreErrorCode::Damaged,
+                                         "the store " + path_ + " is damaged (tables are missing)");
 }
 
 void SqliteConnection::giveUp() {

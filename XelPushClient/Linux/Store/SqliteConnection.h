@@ -15,7 +15,7 @@ namespace xel {
 /// Thread: one at a time.
 class SqliteConnection {
 public:
-    static constexpr int kSchemaVersion = 2;
+    static constexpr int kSchemaVersion = 3;
 
     SqliteConnection() = default;
     SqliteConnection(const SqliteConnection&) = delete;
@@ -24,6 +24,10 @@ public:
 
     /// The file exists, perhaps empty. Errors are `StoreErrorCode`s; Damaged ones leave the file as it was.
     [[nodiscard]] Result<void> open(const std::string& path);
+    void close();
+
+    /// Whether the file has the tables of an older schema, which are as sound.
+    [[nodiscard]] bool isOld() const { return isOld_; }
 
     [[nodiscard]] sqlite3* handle() const { return database_.get(); }
     [[nodiscard]] const std::string& path() const { return path_; }
@@ -44,10 +48,13 @@ private:
     [[nodiscard]] Result<std::int64_t> ask(const char* sql);
     [[nodiscard]] Result<void> setUp();
     [[nodiscard]] Result<void> checkOrMakeSchema();
-    [[nodiscard]] Result<void> makeTables(bool areThereOldOnes);
+    [[nodiscard]] Result<void> makeTables();
     [[nodiscard]] Result<void> checkSoundness(std::int64_t version);
 
+    [[nodiscard]] Result<void> checkTables(std::int64_t version);
+
     std::string path_;
+    bool isOld_ = false;
     std::unique_ptr<sqlite3, Close> database_;
     SqliteStatement begin_;
     SqliteStatement commit_;

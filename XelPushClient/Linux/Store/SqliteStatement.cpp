@@ -1,8 +1,27 @@
 #include "XelPushClient/Linux/Store/SqliteStatement.h"
 
+#include <cerrno>
+
 #include <sqlite3.h>
 
 namespace xel {
+
+namespace {
+
+bool hasFailedToRead(sqlite3* database) {
+    int number = 0;
+    return database != nullptr &&
+           sqlite3_file_control(database, "main", SQLITE_FCNTL_LAST_ERRNO, &number) == SQLITE_OK &&
+           (number == EIO || number == ENXIO);
+}
+
+}  // namespace
+
+bool saysDamage(int code, sqlite3* database) {
+    // Extended codes have the primary one in their lowest octet.
+    const int primary = code & 0xff;
+    return (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB) && !hasFailedToRead(database);
+}
 
 void SqliteStatement::Finalize::operator()(sqlite3_stmt* statement) const {
     sqlite3_finalize(statement);

@@ -9,6 +9,10 @@ struct sqlite3_stmt;
 
 namespace xel {
 
+/// Whether SQLite's code says that the file is damaged, or no database at all. SQLite says so of a disk, too,
+/// that cannot be read; the next attempt may read it, so that this is no damage.
+[[nodiscard]] bool saysDamage(int code, sqlite3* database);
+
 /// One prepared statement, bound and run again and again. Octets that are bound stay the caller's and must
 /// live until the statement has run. Results are SQLite's codes. Thread: the holder of the connection.
 class SqliteStatement {
@@ -17,6 +21,7 @@ public:
 
     /// SQLITE_OK, or why the statement could not be prepared.
     [[nodiscard]] int prepare(sqlite3* database, std::string_view sql);
+    [[nodiscard]] bool isPrepared() const { return statement_ != nullptr; }
 
     void bind(int index, std::int64_t value);
     void bindText(int index, std::string_view text);

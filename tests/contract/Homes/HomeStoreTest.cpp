@@ -102,18 +102,50 @@ protected:
         EXPECT_EQ(home.memory->loadOutbox("client").value().size(), 100U);
     }
 
-    void expectSetAsideAndNew() {
+    std::shared_ptr<HomeStore> expectSetAside() {
         const auto opened = HomeStore::open(home_.options());
-        ASSERT_TRUE(opened.isOk()) << opened.error().localizedDescription();
-        ASSERT_TRUE(opened.value()->damageReport().has_value());
+        EXPECT_TRUE(opened.isOk()) << opened.error().localizedDescription();
+        EXPECT_TRUE(opened.value()->damageReport().has_value());
         EXPECT_EQ(opened.value()->damageReport()->code, static_cast<std::int64_t>(StoreErrorCode::Damaged));
-        ASSERT_EQ(home_.problems().size(), 1U);
-        EXPECT_EQ(home_.problems().front(), *opened.value()->damageReport());
         EXPECT_FALSE(filesSetAside(home_.databasePath()).empty());
-        const auto defaults = openStoredHome(opened.value()).value().defaults;
-        EXPECT_EQ(defaults->objectForKey("userId"), std::nullopt);
-        defaults->setObject("userId", "bob");
-        EXPECT_TRUE(defaults->synchronize());
+        std::string told;
+        for (const NSError& problem : home_.problems()) {
+            told += (told.empty() ? "" : "\n") + problem.localizedDescription();
+        }
+        EXPECT_EQ(told, opened.value()->damageReport()->localizedDescription());
+        return opened.value();
+    }
+
+    static void expectToBeWrittenTo(const StoredHome& home) {
+        home.defaults->setObject("userId", "bob");
+        EXPECT_TRUE(home.defaults->synchronize());
+    }
+
+    void expectSetAsideAndNew() {
+        const auto home = openStoredHome(expectSetAside()).value();
+        EXPECT_EQ(home_.problems().size(), 1U);
+        EXPECT_EQ(home.defaults->objectForKey("userId"), std::nullopt);
+        EXPECT_TRUE(home.memory->clientIds().empty());
+        expectToBeWrittenTo(home);
+    }
+
+    /// All but publications is there, and that is told.
+    void expectSetAsideAndSalvaged(std::size_t fewestPublications, std::size_t mostPublications) {
+        const auto home = openStoredHome(expectSetAside()).value();
+        ASSERT_EQ(home_.problems().size(), 2U);
+        EXPECT_NE(
+            home_.problems().back().localizedDescription().find(
+                "the home \"home\" of the store " + home_.databasePath() + " has lost what it had to send"),
+            std::string::npos)
+            << home_.problems().back().localizedDescription();
+        EXPECT_EQ(home.defaults->stringForKey("userId"), "alice01");
+        const auto outbox = home.memory->loadOutbox("client").value();
+        EXPECT_GE(outbox.size(), fewestPublications);
+        EXPECT_LE(outbox.size(), mostPublications);
+        for (const OutboxEntry& entry : outbox) {
+            EXPECT_EQ(entry, (OutboxEntry{entry.packetId, "topic", std::string(300, 'p'), false}));
+        }
+        expectToBeWrittenTo(home);
     }
 
     void expectRefused(StoreErrorCode code) {
@@ -251,10 +283,10 @@ TEST_F(HomeStoreTest, SetsAsideAFileThatIsNoDatabase) {
     expectSetAsideAndNew();
 }
 
-TEST_F(HomeStoreTest, SetsAsideADatabaseThatIsCutShort) {
+TEST_F(HomeStoreTest, SetsAsideADatabaseThatIsCutShortAndKeepsWhatIsLeft) {
     fill();
     fs::resize_file(home_.databasePath(), fs::file_size(home_.databasePath()) / 2);
-    expectSetAsideAndNew();
+    expectSetAsideAndSalvaged(1, 60);
 }
 
 TEST_F(HomeStoreTest, SetsAsideADatabaseWithDamagedPages) {
@@ -306,9 +338,15 @@ TEST_F(HomeStoreTest, IsExaminedWithoutBeingChanged) {
     EXPECT_TRUE(home_.problems().empty());
 }
 
-TEST_F(HomeStoreTest, SetsAsideADatabaseWithoutItsTables) {
+TEST_F(HomeStoreTest, SetsAsideADatabaseWithoutATableAndKeepsTheOthers) {
     fill();
     execute(home_.databasePath(), "DROP TABLE outbox");
+    expectSetAsideAndSalvaged(0, 0);
+}
+
+TEST_F(HomeStoreTest, SetsAsideADatabaseWithoutTheTableOfItsHomes) {
+    fill();
+    execute(home_.databasePath(), "DROP TABLE homes");
     expectSetAsideAndNew();
 }
 
@@ -370,9 +408,49 @@ TEST_F(HomeStoreTest, TakesTheFileOfTheFirstSchemaIn) {
     EXPECT_TRUE(home_.problems().empty());
 }
 
+TEST_F(HomeStoreTest, TakesTheFileOfTheSecondSchemaIn) {
+    fs::create_directories(home_.options().folder);
+    const std::string makeStore =
+        "CREATE TABLE homes(id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE);"
+        "CREATE TABLE defaults(home INTEGER NOT NULL, key TEXT NOT NULL, value BLOB NOT NULL,"
+        " PRIMARY KEY(home, key)) WITHOUT ROWID;"
+        "CREATE TABLE clients(id INTEGER PRIMARY KEY, home INTEGER NOT NULL, name TEXT NOT NULL, topics BLOB,"
+        " UNIQUE(home, name));"
+        "CREATE TABLE outbox(client INTEGER NOT NULL, packet INTEGER NOT NULL, seq INTEGER NOT NULL,"
+        " retain INTEGER NOT NULL, topic TEXT NOT NULL, payload BLOB NOT NULL, PRIMARY KEY(client, packet))"
+        " WITHOUT ROWID;"
+        "CREATE TABLE journal(run INTEGER NOT NULL, store INTEGER NOT NULL);"
+        "PRAGMA application_id=1483041872; PRAGMA user_version=2;"
+        "INSERT INTO journal VALUES(12, 99);"
+        "INSERT INTO homes VALUES(4, 'home'), (5, 'bob');"
+        "INSERT INTO defaults VALUES(4, 'userId', x'010507616C6963653031'), (5, 'userId', x'010503626F62');"
+        "INSERT INTO clients VALUES(8, 4, 'client', x'01090101740302'), (9, 5, 'client', NULL);"
+        "INSERT INTO outbox VALUES(8, 7, 51539607552, 0, 'first', 'p'), (8, 5, 51539607553, 1, 'second', 'q');";
+    execute(home_.databasePath(), makeStore);
+    for (int opening = 1; opening <= 2; ++opening) {
+        const auto store = HomeStore::open(home_.options()).value();
+        const auto home = openStoredHome(store).value();
+        EXPECT_EQ(home.defaults->stringForKey("userId"), "alice01");
+        EXPECT_EQ(home.memory->loadGrantedTopics("client").value(), (TopicTable{{"t", 1}}));
+        const auto outbox = home.memory->loadOutbox("client").value();
+        ASSERT_EQ(outbox.size(), 2U) << "opening " << opening;
+        EXPECT_EQ(outbox[0], (OutboxEntry{7, "first", "p", false}));
+        EXPECT_EQ(outbox[1], (OutboxEntry{5, "second", "q", true}));
+        const auto bob = openStoredHome(store, "bob").value();
+        EXPECT_EQ(bob.defaults->stringForKey("userId"), "bob");
+        EXPECT_EQ(bob.memory->clientIds(), std::vector<std::string>{"client"});
+        EXPECT_EQ(modeOf(home_.databasePath()), 0600U);
+    }
+    EXPECT_TRUE(home_.problems().empty());
+
+    fs::remove(home_.databasePath());
+    execute(home_.databasePath(), makeStore + "DROP TABLE outbox");
+    expectSetAsideAndNew();
+}
+
 TEST_F(HomeStoreTest, LeavesAStoreOfANewerVersionAsItIs) {
     fill();
-    execute(home_.databasePath(), "PRAGMA user_version=3");
+    execute(home_.databasePath(), "PRAGMA user_version=4");
     expectRefused(StoreErrorCode::NewerSchema);
 }
 
@@ -421,7 +499,7 @@ TEST_F(HomeStoreTest, ReportsAWriteThatFailedAndGoesOn) {
 
 TEST_F(HomeStoreTest, ReadsADamagedSettingAsAbsentAndTheOthersAsTheyAre) {
     fill();
-    execute(home_.databasePath(), "INSERT INTO defaults SELECT home, 'damaged', x'01FF' FROM defaults");
+    execute(home_.databasePath(), "INSERT INTO defaults SELECT home, 'damaged', sum, x'01FF' FROM defaults");
     const auto defaults = home_.open().defaults;
     EXPECT_EQ(defaults->objectForKey("damaged"), std::nullopt);
     EXPECT_EQ(defaults->stringForKey("userId"), "alice01");
