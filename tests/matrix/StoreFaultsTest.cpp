@@ -96,8 +96,7 @@ protected:
     }
 
     /// Opens the store on these files, reads all of it and writes to it. What was stored is there, or
-    /// the store says that it is not, or (where a disk hands out other octets without a word) is
-    /// whatever the octets are.
+    /// the store says that it is not; what was never stored is not there.
     void expectToGoOn(const Files& files, const std::string& what) {
         put(files);
         SCOPED_TRACE(what);
@@ -116,6 +115,10 @@ protected:
         const std::size_t found = outbox ? outbox.value().size() : 0;
         kept_ += found == kPublications ? 1 : 0;
         fewest_ = std::min(fewest_, found);
+        for (const OutboxEntry& entry : outbox ? outbox.value() : std::vector<OutboxEntry>()) {
+            EXPECT_EQ(entry, (OutboxEntry{entry.packetId, "topic", std::string(300, 'p'), false}));
+        }
+        EXPECT_EQ(home.defaults->stringForKey("userId").value_or("alice01"), "alice01");
         (void)home.memory->loadGrantedTopics("client");
         home.defaults->setObject("userId", "bob");
         const bool isWritten = home.defaults->synchronize();

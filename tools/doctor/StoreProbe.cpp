@@ -68,9 +68,10 @@ Finding examineStore(const fs::path& folder) {
     }
     const bool isInUse = examined.error().code == static_cast<std::int64_t>(StoreErrorCode::InUse);
     return foundFailed(kStore, examined.error().localizedDescription(),
-                       isInUse ? "end that process, or give another --state-folder"
-                               : "a damaged store is set aside by the next command, which registers anew; "
-                                 "any other must be moved away",
+                       isInUse
+                           ? "end that process, or give another --state-folder"
+                           : "a damaged store is set aside by the next command, which keeps what is whole "
+                             "of it and otherwise registers anew; any other must be moved away",
                        ExitCode::Failure);
 }
 
