@@ -1,29 +1,34 @@
 #include "XelPushClient/Platform/UIApplication.h"
 
-#include <algorithm>
+#include "XelPushClient/Platform/AttachedObjects.h"
 
 namespace xel {
 
+struct UIApplication::Attached {
+    AttachedObjects<NSNotificationCenter> centers;
+    AttachedObjects<UIApplicationDelegate> delegates;
+};
+
+UIApplication::UIApplication() : attached_(std::make_unique<Attached>()) {}
+
+UIApplication::~UIApplication() = default;
+
 void UIApplication::attachNotificationCenter(const std::shared_ptr<NSNotificationCenter>& center) {
-    std::erase_if(centers_, [&](const auto& known) { return known.expired() || known.lock() == center; });
-    centers_.push_back(center);
+    attached_->centers.attach(center);
 }
 
 void UIApplication::attachDelegate(const std::shared_ptr<UIApplicationDelegate>& delegate) {
-    std::erase_if(delegates_, [&](const auto& known) { return known.expired() || known.lock() == delegate; });
-    delegates_.push_back(delegate);
+    attached_->delegates.attach(delegate);
     delegateWasAttached();
 }
 
 bool UIApplication::hasDelegate() const {
-    return std::any_of(delegates_.begin(), delegates_.end(),
-                       [](const auto& attached) { return !attached.expired(); });
+    return attached_->delegates.hasAny();
 }
 
 void UIApplication::tellRemoteNotification(const Dictionary& payload) {
     const auto held = holdItself();
-    const auto delegates = delegates_;  // one of them may attach another
-    for (const auto& attached : delegates) {
+    for (const auto& attached : attached_->delegates.list()) {  // one of them may attach another
         if (const auto delegate = attached.lock()) {
             delegate->applicationDidReceiveRemoteNotification(*this, payload);
         }
@@ -33,8 +38,8 @@ void UIApplication::tellRemoteNotification(const Dictionary& payload) {
 void UIApplication::postLifecycleNotification(std::string_view name) {
     const auto held = holdItself();
     const NSNotification notification{std::string(name), this, {}};
-    const auto centers = centers_;  // an observer may attach another manager's centre
-    for (const auto& attached : centers) {
+    for (const auto& attached :
+         attached_->centers.list()) {  // an observer may attach another manager's centre
         if (const auto center = attached.lock()) {
             center->postNotification(notification);
         }

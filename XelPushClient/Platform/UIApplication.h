@@ -5,7 +5,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "XelPushClient/Foundation/NSError.h"
 #include "XelPushClient/Foundation/NSNotificationCenter.h"
@@ -65,6 +64,9 @@ public:
 /// calls out holds it.
 class UIApplication : public NSObject, public std::enable_shared_from_this<UIApplication> {
 public:
+    UIApplication();
+    ~UIApplication() override;
+
     /// Attaches a home's notification centre, until that goes.
     void attachNotificationCenter(const std::shared_ptr<NSNotificationCenter>& center);
 
@@ -120,8 +122,8 @@ protected:
     virtual void delegateWasAttached() {}
 
 private:
-    std::vector<std::weak_ptr<NSNotificationCenter>> centers_;
-    std::vector<std::weak_ptr<UIApplicationDelegate>> delegates_;
+    struct Attached;
+    std::unique_ptr<Attached> attached_;
 };
 
 }  // namespace xel
