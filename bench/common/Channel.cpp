@@ -52,10 +52,9 @@ void require(bool worked, const std::string& what) {
 }
 
 struct Free {
-    void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
     void operator()(SSL* connection) const { SSL_free(connection); }
 };
-using Context = std::unique_ptr<SSL_CTX, Free>;
+using Context = std::shared_ptr<SSL_CTX>;
 
 class TLSChannel final : public Channel {
 public:
@@ -103,7 +102,7 @@ private:
 
 Context makeContext(const SSL_METHOD* method) {
     std::signal(SIGPIPE, SIG_IGN);  // OpenSSL writes without MSG_NOSIGNAL
-    Context context(SSL_CTX_new(method));
+    Context context(SSL_CTX_new(method), SSL_CTX_free);
     require(context != nullptr && SSL_CTX_set_min_proto_version(context.get(), TLS1_3_VERSION) == 1, "TLS");
     SSL_CTX_set_mode(context.get(), SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
     SSL_CTX_set_read_ahead(context.get(), 1);
@@ -127,11 +126,18 @@ std::unique_ptr<Channel> makeTLSClientChannel(int descriptor, const std::string&
 
 std::unique_ptr<Channel> makeTLSServerChannel(int descriptor, const std::string& certificateFile,
                                               const std::string& keyFile) {
-    Context context = makeContext(TLS_server_method());
-    require(SSL_CTX_use_certificate_file(context.get(), certificateFile.c_str(), SSL_FILETYPE_PEM) == 1,
+    return TLSAcceptor(certificateFile, keyFile).makeChannel(descriptor);
+}
+
+TLSAcceptor::TLSAcceptor(const std::string& certificateFile, const std::string& keyFile)
+    : context_(makeContext(TLS_server_method())) {
+    require(SSL_CTX_use_certificate_file(context_.get(), certificateFile.c_str(), SSL_FILETYPE_PEM) == 1,
             certificateFile);
-    require(SSL_CTX_use_PrivateKey_file(context.get(), keyFile.c_str(), SSL_FILETYPE_PEM) == 1, keyFile);
-    return std::make_unique<TLSChannel>(std::move(context), descriptor, true);
+    require(SSL_CTX_use_PrivateKey_file(context_.get(), keyFile.c_str(), SSL_FILETYPE_PEM) == 1, keyFile);
+}
+
+std::unique_ptr<Channel> TLSAcceptor::makeChannel(int descriptor) const {
+    return std::make_unique<TLSChannel>(context_, descriptor, true);
 }
 
 void awaitReadable(int descriptor) {

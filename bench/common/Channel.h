@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+struct ssl_ctx_st;
+
 namespace xel::bench {
 
 /// Octets to and from the other side, plainly or by TLS 1.3 (OpenSSL). The stand-in and the floors use
@@ -26,13 +28,24 @@ public:
     virtual Step write(std::string_view octets) = 0;
 };
 
-/// None of the three takes the descriptor over; it must live as long.
+/// None of these takes the descriptor over; it must live as long.
 std::unique_ptr<Channel> makePlainChannel(int descriptor);
 /// The side that connects; trusts that certificate (a PEM file) and no other.
 std::unique_ptr<Channel> makeTLSClientChannel(int descriptor, const std::string& certificateFile);
 /// The side that accepts; the handshake happens with the first read or write.
 std::unique_ptr<Channel> makeTLSServerChannel(int descriptor, const std::string& certificateFile,
                                               const std::string& keyFile);
+
+/// The accepting side of many connections, which share a context. They may outlive this.
+class TLSAcceptor {
+public:
+    TLSAcceptor(const std::string& certificateFile, const std::string& keyFile);
+
+    std::unique_ptr<Channel> makeChannel(int descriptor) const;
+
+private:
+    std::shared_ptr<ssl_ctx_st> context_;
+};
 
 /// Writes all of it and clears it, waiting where the descriptor does not.
 void writeAll(Channel& channel, int descriptor, std::string& octets);

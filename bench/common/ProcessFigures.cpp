@@ -9,21 +9,11 @@
 #include <string>
 
 #include "bench/common/Instants.h"
+#include "bench/common/ProcessTables.h"
 
 namespace xel::bench {
 
 namespace {
-
-/// The number behind "Name:" in one of the kernel's tables.
-std::uint64_t entryOf(const char* table, const std::string& name) {
-    std::ifstream lines(table);
-    for (std::string line; std::getline(lines, line);) {
-        if (line.starts_with(name + ":")) {
-            return std::strtoull(line.c_str() + name.size() + 1, nullptr, 10);
-        }
-    }
-    throw std::runtime_error(std::string(table) + " has no " + name);
-}
 
 std::size_t countSharedLibraries() {
     std::set<std::string> libraries;
@@ -58,14 +48,13 @@ int ProcessFigures::report() const {
     const auto sinceExec = [start](std::int64_t instant) {
         return instant == 0 ? 0.0 : static_cast<double>(instant - start) / 1e6;
     };
-    constexpr const char* kMemory = "/proc/self/smaps_rollup";
-    const std::uint64_t resident = entryOf(kMemory, "Rss");
-    const std::uint64_t own = entryOf(kMemory, "Anonymous");
+    const std::uint64_t resident = residentKilobytes();
+    const std::uint64_t own = ownKilobytes();
     std::ostringstream line;
     line << R"({"main_ms":)" << sinceExec(main_) << R"(,"connected_ms":)" << sinceExec(connected_)
          << R"(,"first_message_ms":)" << sinceExec(first_) << R"(,"resident_kb":)" << resident
          << R"(,"private_kb":)" << own << R"(,"libraries":)" << countSharedLibraries() << R"(,"threads":)"
-         << entryOf("/proc/self/status", "Threads") << "}";
+         << threadsOfProcess() << "}";
     std::puts(line.str().c_str());
     return connected_ != 0 && first_ != 0 ? 0 : 1;
 }

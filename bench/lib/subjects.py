@@ -19,6 +19,7 @@ PUBLISHING = (OURS_DISK, OURS_RAM, Subject("libmosquitto (RAM)", "publish_mosqui
               Subject("Paho C (RAM)", "publish_paho"))
 
 CHANNELS = Subject("XelPushClient", "channels_ours", ours=True)
+GATEWAY = Subject("XelPushClient", "gateway_ours", ours=True)
 
 IDLE_LINUX = Subject("XelPushClient::Linux", "idle_linux", ours=True)
 IDLE_HEADLESS = Subject("XelPushClient::Headless", "idle_headless", ours=True)

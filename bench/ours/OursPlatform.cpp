@@ -7,9 +7,7 @@
 
 namespace xel::bench {
 
-namespace {
-
-LinuxOptions linuxOptions(const OursOptions& ours) {
+LinuxOptions linuxOptionsOf(const OursOptions& ours) {
     Endpoints endpoints;
     endpoints.kBrokerLocalAddress = "127.0.0.1";
     endpoints.kBrokerLocalPort = static_cast<std::uint16_t>(ours.brokerPort);
@@ -25,10 +23,8 @@ LinuxOptions linuxOptions(const OursOptions& ours) {
     return options;
 }
 
-}  // namespace
-
 OursPlatform::OursPlatform(const OursOptions& ours, MachineMaker makeMachine) {
-    const LinuxOptions options = linuxOptions(ours);
+    const LinuxOptions options = linuxOptionsOf(ours);
     machine_ = makeMachine(options);
     auto home = openLinuxHome(options, machine_);
     if (!home) {
@@ -38,12 +34,16 @@ OursPlatform::OursPlatform(const OursOptions& ours, MachineMaker makeMachine) {
 }
 
 void OursPlatform::rememberIdentity(std::string_view userId, std::string_view installationId) const {
-    if (home_.defaults->objectForKey(kUserIdKey)) {
+    xel::bench::rememberIdentity(home_, userId, installationId);
+}
+
+void rememberIdentity(const Home& home, std::string_view userId, std::string_view installationId) {
+    if (home.defaults->objectForKey(kUserIdKey)) {
         return;
     }
-    home_.defaults->setObject(kUserIdKey, userId);
-    home_.defaults->setObject(kDeviceIdKey, installationId);
-    if (!home_.defaults->synchronize()) {
+    home.defaults->setObject(kUserIdKey, userId);
+    home.defaults->setObject(kDeviceIdKey, installationId);
+    if (!home.defaults->synchronize()) {
         throw std::runtime_error("the identity could not be stored");
     }
 }

@@ -17,6 +17,13 @@ struct OursOptions {
     Durability durability = Durability::ProcessKill;
 };
 
+/// A client of the stand-in on this machine: everything in the given folder, and otherwise as hosts have it.
+[[nodiscard]] LinuxOptions linuxOptionsOf(const OursOptions& ours);
+
+/// Stores in a home who the client is, as an earlier run's registration has; nothing where it is known
+/// already. Throws std::runtime_error when it cannot be stored.
+void rememberIdentity(const Home& home, std::string_view userId, std::string_view installationId);
+
 /// `makeLinuxMachine` or `makeHeadlessMachine`: a program links the platform that it names.
 using MachineMaker = Machine (*)(const LinuxOptions& options);
 
@@ -30,8 +37,7 @@ public:
     const Machine& machine() const { return machine_; }
     const Home& home() const { return home_; }
 
-    /// Stores who the client is, as an earlier run's registration has; nothing where it is known
-    /// already.
+    /// As above, in the only home.
     void rememberIdentity(std::string_view userId, std::string_view installationId) const;
 
 private:

@@ -1,13 +1,10 @@
 #include "bench/standin/StandinServer.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdint>
 #include <stdexcept>
-#include <system_error>
 #include <thread>
 
-#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -15,6 +12,7 @@
 #include <unistd.h>
 
 #include "bench/common/MqttPackets.h"
+#include "bench/standin/Loopback.h"
 
 namespace xel::bench {
 
@@ -22,17 +20,6 @@ namespace {
 
 constexpr std::chrono::minutes kStallTime{1};
 constexpr std::chrono::nanoseconds kTick{200'000};
-
-[[noreturn]] void throwSystemError(const char* what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
-
-int checked(int result, const char* what) {
-    if (result < 0) {
-        throwSystemError(what);
-    }
-    return result;
-}
 
 int acceptOne(int listener, int patienceSeconds) {
     pollfd waiting{listener, POLLIN, 0};
@@ -55,16 +42,7 @@ StandinServer::StandinServer(std::optional<Blast> blast, std::optional<Sink> sin
       listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {}
 
 std::uint16_t StandinServer::listen(std::uint16_t port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    socklen_t size = sizeof address;
-    auto* generic = reinterpret_cast<sockaddr*>(&address);
-    checked(bind(listener_.get(), generic, size), "bind");
-    checked(::listen(listener_.get(), 1), "listen");
-    checked(getsockname(listener_.get(), generic, &size), "getsockname");
-    return ntohs(address.sin_port);
+    return listenOnLoopback(listener_.get(), port, 1);
 }
 
 void StandinServer::serve(int patienceSeconds) {
