@@ -15,7 +15,10 @@ struct CurlHTTPOptions {
     /// A file of PEM certificates to trust instead of the system's store; empty: the system's.
     std::string caFile{};
     std::chrono::milliseconds connectTimeout{std::chrono::seconds(15)};
-    /// For the whole request, redirects included.
+    /// So many requests are under way at once; the others wait in the order in which they came. Thousands of
+    /// clients may register anew together. 0: no limit.
+    std::size_t mostAtOnce = 32;
+    /// For the whole request, redirects included, from when it is under way.
     std::chrono::milliseconds totalTimeout{std::chrono::seconds(60)};
     /// A transfer that stays slower than this for the whole period is given up.
     long lowSpeedOctetsPerSecond = 1;

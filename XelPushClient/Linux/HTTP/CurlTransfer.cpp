@@ -53,11 +53,11 @@ CurlTransfer::CurlTransfer(HTTPRequest request, HTTPTransport::Completion comple
       options_(options),
       sink_(std::move(sink)),
       reach_(options.mayReach),
-      redirects_(options),
-      easy_(curl_easy_init()),
-      deadline_(std::chrono::steady_clock::now() + options.totalTimeout) {}
+      redirects_(options) {}
 
 std::optional<NSError> CurlTransfer::prepare() {
+    easy_.reset(curl_easy_init());
+    deadline_ = std::chrono::steady_clock::now() + options_.totalTimeout;
     if (easy_ == nullptr) {
         return makeURLError(NSURLErrorCode::Unknown, "The request cannot be made: out of memory");
     }

@@ -122,6 +122,7 @@ bool liesIn(const std::string& host, NetworkKind kind) {
 
 CurlHTTPOptions downloadOptions() {
     CurlHTTPOptions options;
+    options.mostAtOnce = 0;  // or hosts that are silent would keep others waiting
     options.largestAnswer = 32UL * 1024 * 1024;
     options.totalTimeout = std::chrono::minutes(2);
     options.followsToOtherOrigins = true;

@@ -1,5 +1,7 @@
 #include "XelPushClient/Linux/HTTP/CurlWorker.h"
 
+#include <cstdint>
+#include <deque>
 #include <exception>
 #include <map>
 #include <mutex>
@@ -82,20 +84,25 @@ public:
     }
 
 private:
-    /// False when the transport is being dropped.
+    /// As many as may be under way: libcurl goes through all that it was given each time that something
+    /// happens to one of them. False when the transport is being dropped.
     bool startWaiting() {
-        std::vector<std::unique_ptr<CurlTransfer>> starting;
-        {
-            const std::lock_guard lock(mutex_);
-            if (isStopping_) {
-                return false;
+        const std::size_t most = options_.mostAtOnce == 0 ? SIZE_MAX : options_.mostAtOnce;
+        while (true) {
+            std::unique_ptr<CurlTransfer> next;
+            {
+                const std::lock_guard lock(mutex_);
+                if (isStopping_) {
+                    return false;
+                }
+                if (waiting_.empty() || running_.size() >= most) {
+                    return true;
+                }
+                next = std::move(waiting_.front());
+                waiting_.pop_front();
             }
-            starting.swap(waiting_);
+            orFail(*next, [&] { start(next); });
         }
-        for (auto& transfer : starting) {
-            orFail(*transfer, [&] { start(transfer); });
-        }
-        return true;
     }
 
     void start(std::unique_ptr<CurlTransfer>& transfer) {
@@ -140,9 +147,9 @@ private:
         }
     }
 
-    /// True when a redirect sent a transfer out again.
+    /// True when one is through: a redirect may have sent it out again, or another one may take its place.
     bool concludeFinished() {
-        bool goesAgain = false;
+        bool isAnyThrough = false;
         int left = 0;
         while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &left)) {
             if (message->msg != CURLMSG_DONE) {
@@ -161,13 +168,12 @@ private:
                 }
             });
             // A handle that is through starts again by being added anew.
-            if (!isOver && setGoing(*transfer->second)) {
-                goesAgain = true;
-            } else {
+            if (isOver || !setGoing(*transfer->second)) {
                 running_.erase(transfer);
             }
+            isAnyThrough = true;
         }
-        return goesAgain;
+        return isAnyThrough;
     }
 
     void cancelEverything() {
@@ -181,7 +187,7 @@ private:
             cancel(*transfer);
         }
         running_.clear();
-        std::vector<std::unique_ptr<CurlTransfer>> waiting;
+        std::deque<std::unique_ptr<CurlTransfer>> waiting;
         {
             const std::lock_guard lock(mutex_);
             waiting.swap(waiting_);
@@ -207,7 +213,7 @@ private:
     CurlHTTPOptions options_;
     std::unique_ptr<CURLM, MultiCleanup> multi_;
     std::mutex mutex_;
-    std::vector<std::unique_ptr<CurlTransfer>> waiting_;
+    std::deque<std::unique_ptr<CurlTransfer>> waiting_;
     bool isStopping_ = false;
     std::map<CURL*, std::unique_ptr<CurlTransfer>> running_;
 };

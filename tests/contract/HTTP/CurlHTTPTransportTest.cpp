@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <future>
 #include <map>
 #include <mutex>
 #include <stdexcept>
@@ -50,6 +51,37 @@ private:
     std::shared_ptr<AsioRunLoop> loop_ = std::make_shared<AsioRunLoop>();
     CurlHTTPTransport http_{loop_};
 };
+
+// Many requests
+
+TEST_F(CurlHTTPTransportTest, LaterRequestsWaitUntilEarlierOnesAreThrough) {
+    std::promise<void> release;
+    LocalHTTPServer server([held = release.get_future().share()](const auto& request, auto& exchange) {
+        if (request.url == "/first") {
+            held.wait();
+        }
+        return exchange.answer(200, "");
+    });
+    makeTransport({.mostAtOnce = 1});
+    std::vector<int> statuses;
+    for (const char* const path : {"/first", "/second", "/third"}) {
+        http_->send({"GET", server.url() + path, {}, ""}, [&](Result<HTTPResponse> result) {
+            statuses.push_back(result ? result.value().status : -1);
+        });
+    }
+    ASSERT_TRUE(driveUntil(*loop_, [&] { return !server.received().empty(); }));
+    // What the others would have been sent with by now.
+    CurlHTTPTransport another(loop_);
+    bool isAnswered = false;
+    another.send({"GET", server.url() + "/another", {}, ""},
+                 [&](const Result<HTTPResponse>&) { isAnswered = true; });
+    ASSERT_TRUE(driveUntil(*loop_, [&] { return isAnswered; }));
+    EXPECT_EQ(server.received().size(), 2U);
+    release.set_value();
+    EXPECT_TRUE(driveUntil(*loop_, [&] { return statuses.size() == 3; }));
+    EXPECT_EQ(statuses, (std::vector{200, 200, 200}));
+    EXPECT_EQ(server.received().back().url, "/third");
+}
 
 // Requests and answers
 
