@@ -22,6 +22,11 @@ ConnectionDeadlines::ConnectionDeadlines(TimePoint now, const Limits& limits)
     }
 }
 
+void ConnectionDeadlines::didBeginToConnect(TimePoint now) {
+    connectDeadline_ = now + limits_.connect;
+    isReprieved_ = false;
+}
+
 void ConnectionDeadlines::didConnect(TimePoint now) {
     connectDeadline_.reset();
     isReprieved_ = false;

@@ -23,6 +23,8 @@ public:
 
     ConnectionDeadlines(TimePoint now, const Limits& limits);
 
+    /// Connecting has only just begun, or not yet: the time for it counts from now.
+    void didBeginToConnect(TimePoint now);
     void didConnect(TimePoint now);
     void didWrite(TimePoint now) { lastWrite_ = now; }
     void didWritePingRequest(TimePoint now);

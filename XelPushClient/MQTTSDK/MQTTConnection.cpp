@@ -71,6 +71,10 @@ void MQTTConnection::orBreak(Work work) {
     }
 }
 
+void MQTTConnection::streamDidGetItsTurn() {
+    engine_.deadlines().didBeginToConnect(clock_->steadyNow());
+}
+
 void MQTTConnection::streamDidOpen() {
     const auto self = shared_from_this();
     if (phase_ == Phase::Over) {
@@ -429,6 +433,9 @@ void MQTTConnection::timerDidFire() {
 }
 
 void MQTTConnection::checkDeadlines() {
+    if (stream_->isAwaitingTurn()) {
+        engine_.deadlines().didBeginToConnect(clock_->steadyNow());
+    }
     const bool readingIsHeldUp = !delivery_.isIdle() || !anchor_->isListening;
     switch (engine_.checkDeadlines(clock_->steadyNow(), readingIsHeldUp)) {
         case ConnectionDeadlines::Due::ConnectTimedOut:

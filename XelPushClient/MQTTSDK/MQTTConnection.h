@@ -75,6 +75,7 @@ public:
     /// The owner has stored what it keeps of the turn. Harmless for a turn that does not wait for it.
     void acknowledgeTurn(std::uint64_t turn);
 
+    void streamDidGetItsTurn() override;
     void streamDidOpen() override;
     void streamDidReceive(std::string_view octets) override;
     void streamDidEndByPeer() override;

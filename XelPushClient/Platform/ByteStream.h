@@ -28,6 +28,10 @@ class ByteStreamObserver {
 public:
     virtual ~ByteStreamObserver() = default;
 
+    /// The stream has had to wait for its turn before it could begin to open (see `isAwaitingTurn`), and
+    /// begins now.
+    virtual void streamDidGetItsTurn() {}
+
     /// Connected and, with TLS, verified: writing and receiving may begin.
     virtual void streamDidOpen() = 0;
 
@@ -68,6 +72,10 @@ public:
 
     using Ended = std::function<void(bool everythingWasSent)>;
     virtual void closeAfterWriting(Ended ended) = 0;
+
+    /// True while the opening has not begun, because the machine opens connections one after the other.
+    /// The time that an opening may take counts from `streamDidGetItsTurn` then.
+    [[nodiscard]] virtual bool isAwaitingTurn() const { return false; }
 
     /// What the stream is waiting for, as it reads in the error of a time-out: "the look-up of the name
     /// push.example has not been answered". Empty: nothing, or not known.

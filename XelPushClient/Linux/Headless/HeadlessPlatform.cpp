@@ -25,6 +25,7 @@
 #include "XelPushClient/Linux/Store/StoreError.h"
 #include "XelPushClient/Linux/Store/StoreFolder.h"
 #include "XelPushClient/Linux/Stream/AsioByteStream.h"
+#include "XelPushClient/Linux/Stream/PacedByteStream.h"
 #include "XelPushClient/Linux/System/GettextStrings.h"
 #include "XelPushClient/Linux/System/HostBundle.h"
 #include "XelPushClient/Linux/System/LinuxDevice.h"
@@ -144,7 +145,9 @@ Machine makeHeadlessMachine(const LinuxOptions& options) {
     machine.operationQueues = std::make_shared<ThreadOperationQueueFactory>(machine.logSink);
     // The closing of a turn goes by way of the main loop only where that is another one.
     machine.sessions = std::make_shared<MQTTClientSessionFactory>(
-        makeInThisProcess<AsioByteStreamFactory>(std::move(tls), AsioByteStreamTimes{.tcp = options.tcp}),
+        std::make_shared<PacedByteStreamFactory>(
+            makeInThisProcess<AsioByteStreamFactory>(std::move(tls), AsioByteStreamTimes{.tcp = options.tcp}),
+            machine.clock, options.connectionPace),
         machine.clock, mainRunLoop == runLoop ? nullptr : mainRunLoop.get(), options.session);
     machine.http = makeInThisProcess<CurlHTTPTransport>(runLoop, withSurroundings({}, caFile));
     machine.urlSession =

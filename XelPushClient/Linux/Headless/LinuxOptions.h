@@ -70,6 +70,9 @@ struct LinuxOptions {
     /// When a connection to the broker that has died silently is noticed, and what that costs a radio.
     LinuxTCPOptions tcp{};
 
+    /// How fast many clients of the machine connect.
+    LinuxConnectionPace connectionPace{};
+
     /// Limits and deadlines of the connection to the broker.
     MQTTSessionOptions session{};
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 
 namespace xel {
 
@@ -23,6 +24,18 @@ struct LinuxTCPOptions {
     /// The connection is lost when what was sent, probes included, has had no answer for so long, or the
     /// broker takes nothing for so long. 0: as the system has it, about a quarter of an hour for data.
     std::chrono::milliseconds userTimeout{75'000};
+};
+
+/// How fast the clients of a machine may open their connections to the broker: thousands that have lost it at
+/// once would keep it from coming back. Whoever comes too soon waits for its turn, in the order in which they
+/// asked; the time that a connection may take begins with its turn. Between turns the time varies by half, so
+/// that several machines fall apart. With the defaults a process of up to a hundred clients never waits, and
+/// ten thousand are through in 20 s.
+struct LinuxConnectionPace {
+    /// Connections opened in a second, on average. 0: as fast as the clients ask.
+    std::uint32_t perSecond = 500;
+    /// So many may open theirs at once, when none has for a while. 0 counts as 1.
+    std::uint32_t atOnce = 100;
 };
 
 }  // namespace xel
