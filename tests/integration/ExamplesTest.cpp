@@ -104,8 +104,10 @@ TEST_F(ExamplesTest, TwoPeopleChat) {
 
 TEST_F(ExamplesTest, AGatewaySpeaksForManyDevicesInOneProcess) {
     constexpr std::size_t kDevices = 20;
-    const auto gateway = start("gateway alarm " + std::to_string(kDevices), "gateway.log");
+    const auto gateway = start("gateway alarm " + std::to_string(kDevices) + " 500", "gateway.log");
     ASSERT_TRUE(eventually([&] { return countOf("[Connected]", gateway->output()) == kDevices; }))
+        << gateway->output();
+    ASSERT_TRUE(eventually([&] { return countOf("20 of 20 connected\n", gateway->output()) == 1; }))
         << gateway->output();
     ASSERT_TRUE(sendUntil({"send", "--public", "--channel", "alarm", "fire"}, [&] {
         return countOf("device000 fire", gateway->output()) > 0 &&
@@ -138,6 +140,12 @@ TEST_F(ExamplesTest, RefuseWrongUsageAndSayWhatIsMissing) {
         const auto wrong = start(program, program + ".log");
         ASSERT_TRUE(eventually([&] { return !wrong->isRunning(); }));
         EXPECT_THAT(wrong->output(), HasSubstr("usage: "));
+    }
+    for (const std::string words :
+         {"alarm 0", "alarm 10001", "alarm 20x", "alarm 20 fast", "alarm 20 5 more"}) {
+        const auto wrong = start("gateway " + words, "gateway.log");
+        ASSERT_TRUE(eventually([&] { return !wrong->isRunning(); }));
+        EXPECT_THAT(wrong->output(), HasSubstr("usage: ")) << words;
     }
     const auto invalid = start("chat a lobby", "invalid.log");
     ASSERT_TRUE(eventually([&] { return !invalid->isRunning(); }));
