@@ -131,7 +131,7 @@ void CrowdServer::serveClient(int descriptor) {
         return;
     }
     Client& client = *found->second;
-    std::array<char, 16384> piece;
+    std::array<char, 16384> piece{};
     const Channel::Step got = client.channel->read(piece.data(), piece.size());
     if (got.outcome == Channel::Outcome::Closed) {
         clients_.erase(found);
