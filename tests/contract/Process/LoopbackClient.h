@@ -28,11 +28,12 @@ inline LinuxOptions optionsOnLoopback(std::shared_ptr<AsioRunLoop> loop, const s
 }
 
 /// Gives the client what it needs to connect to such a broker.
-inline void identify(PushClientManager& client) {
+inline void identify(PushClientManager& client, const std::string& userId = "alice01",
+                     const std::string& deviceId = "D3V1CE") {
     client.registerApplication("a1b2c3", "key", "user", "password");
     client.setUsingSSLConnection(false);
-    client.setUserId("alice01");
-    client.setDeviceId("D3V1CE");
+    client.setUserId(userId);
+    client.setDeviceId(deviceId);
 }
 
 }  // namespace xel::contract

@@ -1,10 +1,34 @@
+#include <memory>
+#include <string>
+
+#include "XelPushClient/Linux/Stream/PacedByteStream.h"
+#include "XelPushClient/Linux/System/SystemClock.h"
 #include "tests/contract/Stream/ByteStreamContract.h"
 #include "tests/contract/Stream/StreamOnLoopback.h"
 
 namespace xel::contract {
 namespace {
 
-class AsioSubject {
+/// Has each stream wait for its turn: the one that could open at once is taken by another one, which opens
+/// nothing.
+class WaitingForTurns final : public ByteStreamFactory {
+public:
+    [[nodiscard]] std::unique_ptr<ByteStream> makeStream(NSRunLoop& runLoop,
+                                                         ByteStreamObserver& observer) override {
+        const auto first = paced_.makeStream(runLoop, nobody_);
+        auto stream = paced_.makeStream(runLoop, observer);
+        first->open(StreamOnLoopback::unknownHost(), 1, false);
+        return stream;
+    }
+
+private:
+    RecordingStreamObserver nobody_;
+    PacedByteStreamFactory paced_{std::make_shared<AsioByteStreamFactory>(), std::make_shared<SystemClock>(),
+                                  LinuxConnectionPace{.perSecond = 100, .atOnce = 1}};
+};
+
+template <class Factory>
+class SubjectOnLoopback {
 public:
     ByteStreamFactory& factory() { return factory_; }
     NSRunLoop& loop() { return loopback_.loop(); }
@@ -28,11 +52,12 @@ public:
 
 private:
     StreamOnLoopback loopback_;
-    AsioByteStreamFactory factory_;
+    Factory factory_;
 };
 
 }  // namespace
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Asio, ByteStreamContract, AsioSubject);
+INSTANTIATE_TYPED_TEST_SUITE_P(Asio, ByteStreamContract, SubjectOnLoopback<AsioByteStreamFactory>);
+INSTANTIATE_TYPED_TEST_SUITE_P(Paced, ByteStreamContract, SubjectOnLoopback<WaitingForTurns>);
 
 }  // namespace xel::contract

@@ -14,8 +14,8 @@
 
 namespace xel::matrix {
 
-/// The other users of a real broker, by a client of another make: sends messages to the client of a
-/// row, and has everything that one publishes.
+/// The other users of a real broker, by a client of another make: sends messages to the clients of a
+/// row, and has everything that they publish.
 class Correspondent {
 public:
     explicit Correspondent(std::uint16_t port, std::string caFile = {})
@@ -37,9 +37,9 @@ public:
         }
     }
 
-    /// Returns when the broker has it.
-    void send(const std::string& text) {
-        if (!client_->publish("app/a1b2c3/user/alice01/D3V1CE",
+    /// Returns when the broker has it. `device`: of which user, and which one.
+    void send(const std::string& text, const std::string& device = "alice01/D3V1CE") {
+        if (!client_->publish("app/a1b2c3/user/" + device,
                               R"({"messageBody":")" + text + R"(","id":"id-)" + text + R"("})")) {
             throw std::runtime_error("the broker does not take the message " + text);
         }

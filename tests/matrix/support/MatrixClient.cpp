@@ -72,19 +72,11 @@ void MatrixClient::connect() {
 }
 
 bool MatrixClient::runUntil(const std::function<bool()>& done, std::chrono::milliseconds patience) {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        runFor(std::chrono::milliseconds(1));
-    }
-    return true;
+    return matrix::runUntil(*loop_, done, patience);
 }
 
 void MatrixClient::runFor(std::chrono::milliseconds time) {
-    loop_->scheduleTimer(time, [loop = loop_] { loop->stop(); });
-    loop_->run();
+    matrix::runFor(*loop_, time);
 }
 
 bool MatrixClient::runUntilConnected() {

@@ -15,11 +15,9 @@
 #include "XelPushClient/Platform/Machine.h"
 #include "XelPushClient/XelPushClient.h"
 #include "tests/contract/Store/TemporaryFolder.h"
+#include "tests/matrix/support/RunUntil.h"
 
 namespace xel::matrix {
-
-/// Every attempt of the client ends within this, unless a row says otherwise.
-inline constexpr std::chrono::seconds kPatience{60};
 
 struct MatrixClientOptions {
     std::uint16_t port = 0;
