@@ -12,10 +12,10 @@ from series import better_of, each_message, medians
 from subjects import (BARE_MOSQUITTO, BARE_SOCKET, FLOOR_PLAIN, FLOOR_SQLITE, OURS, PAHO, PEERS, MOSQUITTO, RECEIVING)
 
 TURN_OF_FLOOD = 24  # messages that share one commit and one write
-FLOOD_BUDGET = Budget(message=4.5, send=Fraction(1, TURN_OF_FLOOD), receive=Fraction(1, TURN_OF_FLOOD),
+FLOOD_BUDGET = Budget(message=3.8, send=Fraction(1, TURN_OF_FLOOD), receive=Fraction(1, TURN_OF_FLOOD),
                       pwrite=Fraction(1, TURN_OF_FLOOD))
-FLOOD_TIMES_BELOW_PEER = 5.0
-TURN_BUDGET = Budget(message=7, send=1, receive=2, pwrite=1, wake=1, alone=True)
+FLOOD_TIMES_BELOW_PEER = 8.0
+TURN_BUDGET = Budget(message=3, send=1, receive=2, pwrite=1, wake=1, alone=True)
 TURN_SYSTEM_CALLS = 4.5
 TURN_INTERVAL_US = 500
 
