@@ -64,6 +64,7 @@ std::string_view nameOf(FactKind kind) {
         {FactKind::StepBegan, "step"},
         {FactKind::LifeBegan, "begins"},
         {FactKind::OutboxHeld, "finds for sending"},
+        {FactKind::TopicsHeld, "finds topics"},
         {FactKind::LifeEnded, "has ended"},
         {FactKind::HostActs, "host"},
         {FactKind::HostActed, "host did"},

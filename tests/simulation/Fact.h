@@ -19,6 +19,7 @@ enum class FactKind {
     StepBegan,         ///< text: the line
     LifeBegan,         ///< list: the ids of messages that the disk holds; name: the user, if it knows one
     OutboxHeld,        ///< clientId, packet: what the disk holds for sending as a life begins
+    TopicsHeld,        ///< clientId, topics: what the disk holds of them as a life begins
     LifeEnded,         ///<
     HostActs,          ///< name: the operation; list: its words; mark
     HostActed,         ///< the same, and ok: what it answered

@@ -144,6 +144,12 @@ Fact remembered(TopicTable topics) {
     return made;
 }
 
+Fact foundOnDisk(TopicTable topics) {
+    Fact made = fact(FactKind::TopicsHeld);
+    made.topics = std::move(topics);
+    return made;
+}
+
 TopicTable table(const std::vector<std::string>& topics) {
     TopicTable made;
     for (const auto& topic : topics) {
@@ -357,10 +363,12 @@ std::vector<Case> cases() {
         {"TopicsKept",
          maker<TopicsKept>(),
          {subscribed, malformed, told, subscribed, granted, remembered(table({"app/news"})), told,
-          restWithTopics({"app/news"}, {"app/news"}), fact(FactKind::DiskFails), reportedAsFailed,
-          lastAfter(fact(FactKind::DiskFails)), remembered({}), connected()},
+          restWithTopics({"app/news"}, {"app/news"}), fact(FactKind::MemoryErased), begins(),
+          foundOnDisk(table({"app/news"})), subscribed, granted, told, fact(FactKind::DiskFails),
+          reportedAsFailed, lastAfter(fact(FactKind::DiskFails)), remembered({}), connected()},
          {{{subscribed, granted, told}, "the session memory does not hold it"},
           {{remembered(table({"app/news"})), remembered({}), connected()}, "nobody wanted that"},
+          {{remembered(table({"app/news"})), begins(), foundOnDisk({}), connected()}, "nobody wanted that"},
           {{restWithTopics({"app/news"}, {})}, "the session memory holds app/news"},
           {{restWithTopics({}, {"app/news"})}, "the session memory holds none"},
           {{counted}, "the client counts on app/news"}}},

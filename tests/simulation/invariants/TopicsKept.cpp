@@ -67,7 +67,14 @@ void TopicsKept::take(const Fact& fact) {
             }
             return;
         case FactKind::IdsStored: client.isStored = client.isStored && fact.ok; return;
-        case FactKind::TopicsRemembered: takeRemembered(client, fact); return;
+        case FactKind::TopicsRemembered:
+            client.isStored = client.isStored && fact.ok;
+            if (fact.ok) {
+                takeRemembered(client, fact);
+            }
+            return;
+        // A kill right after the write leaves nobody to say that it was made.
+        case FactKind::TopicsHeld: takeRemembered(client, fact); return;
         case FactKind::HostActs:
             takeUnsubscribe(client, fact);
             takeEndOfIdentity(client, fact);
@@ -155,10 +162,6 @@ void TopicsKept::takeEndOfIdentity(Client& client, const Fact& act) {
 }
 
 void TopicsKept::takeRemembered(Client& client, const Fact& fact) {
-    if (!fact.ok) {
-        client.isStored = false;
-        return;
-    }
     const auto topics = topicsIn(fact.topics);
     for (const auto& [topic, qos] : std::exchange(client.remembered[fact.clientId], topics)) {
         if (!topics.contains(topic) && !mayLeave(client, topic)) {

@@ -173,6 +173,10 @@ void Witness::tellWhatIsFound(const ScenarioClient& client) {
           .name = user != nullptr && user->asString() != nullptr ? *user->asString() : "",
           .list = ids == nullptr ? std::vector<std::string>() : textsOf(*ids)});
     for (const auto& [clientId, memory] : store.clients) {
+        tell({.kind = FactKind::TopicsHeld,
+              .client = client.name,
+              .clientId = clientId,
+              .topics = memory.grantedTopics});
         for (const auto& entry : memory.outbox) {
             tell({.kind = FactKind::OutboxHeld,
                   .client = client.name,
