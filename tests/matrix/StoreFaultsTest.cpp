@@ -8,7 +8,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <random>
@@ -35,13 +34,10 @@ namespace {
 namespace fs = std::filesystem;
 using contract::contentsOf;
 using contract::HomeOnDisk;
+using contract::replaceContents;
 
 constexpr std::size_t kPage = 4096;
 constexpr int kPublications = 25;
-
-void replaceContents(const std::string& path, const std::string& octets) {
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << octets;
-}
 
 class StoreFault : public testing::Test {
 protected:
@@ -108,8 +104,9 @@ protected:
             ++refused_;
             return;
         }
-        setAside_ += filesSetAside().empty() ? 0 : 1;
-        EXPECT_TRUE(filesSetAside().empty() || !home_.problems().empty()) << "what is set aside is told";
+        setAside_ += home_.filesSetAside().empty() ? 0 : 1;
+        EXPECT_TRUE(home_.filesSetAside().empty() || !home_.problems().empty())
+            << "what is set aside is told";
         const auto home = openStoredHome(opened.value()).value();
         const auto outbox = home.memory->loadOutbox("client");
         const std::size_t found = outbox ? outbox.value().size() : 0;
@@ -124,16 +121,6 @@ protected:
         const bool isWritten = home.defaults->synchronize();
         const bool isAppended = home.memory->appendToOutbox("client", {999, "t", "new", false}).isOk();
         EXPECT_TRUE((isWritten && isAppended) || !home_.problems().empty()) << "a failure is told";
-    }
-
-    [[nodiscard]] std::vector<std::string> filesSetAside() {
-        std::vector<std::string> found;
-        for (const auto& entry : fs::directory_iterator(folder())) {
-            if (entry.path().filename().string().find(".damaged-") != std::string::npos) {
-                found.push_back(entry.path());
-            }
-        }
-        return found;
     }
 
     /// The store says that it cannot be opened, and leaves what is there.
@@ -264,7 +251,7 @@ TEST_F(StoreFault, WithTheJournalOfAnotherStore) {
 TEST_F(StoreFault, WithAJournalOfGarbage) {
     put({whole_.database, std::string(5000, '\x5A')});
     expectWhole();
-    EXPECT_EQ(filesSetAside().size(), 1U);
+    EXPECT_EQ(home_.filesSetAside().size(), 1U);
 }
 
 TEST_F(StoreFault, WithALogOfGarbageBesideIt) {

@@ -17,6 +17,7 @@
 #include "tests/contract/Loop/DrivenLoop.h"
 #include "tests/contract/Process/NoDescriptors.h"
 #include "tests/contract/Store/FileContents.h"
+#include "tests/contract/Store/FileMode.h"
 #include "tests/contract/Store/TemporaryFolder.h"
 
 namespace xel::contract {
@@ -88,11 +89,6 @@ protected:
         std::error_code missing;
         const fs::directory_iterator files(mediaFolder(), missing);
         return static_cast<std::size_t>(std::distance(files, fs::directory_iterator()));
-    }
-    static unsigned modeOf(const std::string& path) {
-        struct stat facts {};
-        EXPECT_EQ(::stat(path.c_str(), &facts), 0) << path;
-        return facts.st_mode & 07777U;
     }
 
     TemporaryFolder folder_;

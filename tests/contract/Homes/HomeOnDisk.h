@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
@@ -33,6 +34,15 @@ public:
     [[nodiscard]] std::string basePath() { return options().folder + "/home"; }
     [[nodiscard]] std::string databasePath() { return basePath() + ".db"; }
     [[nodiscard]] const std::vector<NSError>& problems() const { return problems_; }
+    [[nodiscard]] std::vector<std::string> filesSetAside() {
+        std::vector<std::string> found;
+        for (const auto& entry : std::filesystem::directory_iterator(options().folder)) {
+            if (entry.path().filename().string().find(".damaged-") != std::string::npos) {
+                found.push_back(entry.path());
+            }
+        }
+        return found;
+    }
 
 private:
     TemporaryFolder folder_;

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <optional>
 #include <string>
@@ -68,9 +66,7 @@ public:
     }
 
     [[nodiscard]] std::string octets() { return contentsOf(path()).value_or(""); }
-    void put(const std::string& octets) {
-        std::ofstream(path(), std::ios::binary | std::ios::trunc) << octets;
-    }
+    void put(const std::string& octets) { replaceContents(path(), octets); }
 
     /// The page that the text is on.
     static std::size_t pageOf(const std::string& octets, std::string_view text) {
@@ -82,15 +78,7 @@ public:
         std::fill_n(octets.begin() + static_cast<std::ptrdiff_t>(page * kPage), kPage, '\x5A');
     }
 
-    [[nodiscard]] std::vector<std::string> filesAside() {
-        std::vector<std::string> found;
-        for (const auto& entry : std::filesystem::directory_iterator(options().folder)) {
-            if (entry.path().filename().string().find(".damaged-") != std::string::npos) {
-                found.push_back(entry.path());
-            }
-        }
-        return found;
-    }
+    [[nodiscard]] std::vector<std::string> filesSetAside() { return disk_.filesSetAside(); }
 
     /// Whether a report since the opening names the home, or says that there are some that it does not name.
     [[nodiscard]] bool isTold(const std::string& name) const {

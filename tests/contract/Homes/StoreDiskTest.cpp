@@ -10,6 +10,7 @@
 
 #include "XelPushClient/Linux/Store/StoreError.h"
 #include "tests/contract/Homes/HomeOnDisk.h"
+#include "tests/contract/Store/FileMode.h"
 #include "tests/contract/Store/MountNamespace.h"
 
 namespace xel::contract {
@@ -19,12 +20,6 @@ namespace fs = std::filesystem;
 
 constexpr std::int64_t kCannotOpen = static_cast<std::int64_t>(StoreErrorCode::CannotOpen);
 constexpr std::int64_t kWriteFailed = static_cast<std::int64_t>(StoreErrorCode::WriteFailed);
-
-unsigned modeOf(const fs::path& path) {
-    struct stat facts {};
-    EXPECT_EQ(::stat(path.c_str(), &facts), 0) << path;
-    return facts.st_mode & 07777U;
-}
 
 std::map<std::string, std::string> filesIn(const std::string& folder) {
     std::map<std::string, std::string> files;

@@ -22,6 +22,8 @@
 #include "tests/contract/Homes/ManyHomes.h"
 #include "tests/contract/Process/ChildOfTest.h"
 #include "tests/contract/Store/FailingSqliteCall.h"
+#include "tests/contract/Store/FileContents.h"
+#include "tests/contract/Store/SqliteFile.h"
 
 namespace xel::contract {
 namespace {
@@ -53,7 +55,7 @@ protected:
         many_.put(octets);
         store_ = HomeStore::open(many_.options()).value();
         EXPECT_TRUE(store_->damageReport().has_value());
-        const auto aside = many_.filesAside();
+        const auto aside = many_.filesSetAside();
         EXPECT_EQ(aside.size(), 1U);
         EXPECT_TRUE(contentsOf(aside.front()).value() == octets) << "it is only read";
         return many_.compare(store_);
@@ -76,7 +78,7 @@ TEST_F(StoreSalvageTest, LosesTheHomeOnADamagedPageAndKeepsTheOthers) {
     EXPECT_LE(outcome.lost.size(), 6U);
     EXPECT_TRUE(outcome.partial.empty());
     EXPECT_EQ(outcome.whole.size() + outcome.lost.size(), 60U);
-    EXPECT_THAT(report(), HasSubstr("set aside as " + many_.filesAside().front()));
+    EXPECT_THAT(report(), HasSubstr("set aside as " + many_.filesSetAside().front()));
     EXPECT_THAT(report(),
                 HasSubstr("with " + std::to_string(outcome.whole.size()) + " of its 60 homes whole"));
     EXPECT_EQ(many_.problems().size(), 1 + outcome.lost.size()) << "a line each";
@@ -154,7 +156,7 @@ TEST_F(StoreSalvageTest, LosesWhatAPageLeadsToAndKeepsTheOthers) {
             EXPECT_EQ(outcome.whole.size() + outcome.lost.size() + outcome.partial.size(), 400U);
             ++tables;
             store_.reset();
-            fs::remove(many_.filesAside().front());
+            fs::remove(many_.filesSetAside().front());
         }
     }
     EXPECT_GE(tables, 4) << "settings, clients, homes, outbox";
@@ -178,7 +180,7 @@ TEST_F(StoreSalvageTest, FindsHomesByTheIndexAndByTheTable) {
         EXPECT_THAT(report(), testing::Not(HasSubstr("names cannot be read")));
         EXPECT_THAT(report(), HasSubstr("of its 400 homes"));
         store_.reset();
-        fs::remove(many_.filesAside().front());
+        fs::remove(many_.filesSetAside().front());
         ++spoilt;
     }
     EXPECT_GE(spoilt, 3U);
@@ -221,7 +223,7 @@ TEST_F(StoreSalvageTest, IsNeverWrongWhereTheFileIsCut) {
         SCOPED_TRACE(size);
         (void)salvage(whole_.substr(0, size));
         store_.reset();
-        fs::remove(many_.filesAside().front());
+        fs::remove(many_.filesSetAside().front());
     }
 }
 
@@ -332,7 +334,7 @@ TEST_F(StoreSalvageTest, BringsNoRunInTwiceWhereTheRowOfTheJournalIsGone) {
     ASSERT_GT(page, 1);
     std::string octets = many_.octets();
     ManyHomes::spoil(octets, static_cast<std::size_t>(page) - 1);
-    std::ofstream(journalPath, std::ios::binary) << journal;
+    replaceContents(journalPath, journal);
     EXPECT_EQ(salvage(octets).whole.size(), 5U);
 }
 
@@ -347,7 +349,7 @@ TEST_F(StoreSalvageTest, LeavesTheDamagedFileAsItIsWhereTheNewOneCannotBeWritten
     EXPECT_FALSE(HomeStore::open(many_.options()));
     many_.disk().setFailingCommits(false);
     EXPECT_TRUE(many_.octets() == octets);
-    EXPECT_TRUE(many_.filesAside().empty());
+    EXPECT_TRUE(many_.filesSetAside().empty());
     EXPECT_GT(salvage(octets).whole.size(), 12U);
 }
 
@@ -362,7 +364,7 @@ TEST_F(StoreSalvageTest, TakesAPageThatCouldNotBeReadOnceForNoDamage) {
     bool hasFailed = true;
     for (int number = 1; hasFailed; ++number) {
         SCOPED_TRACE(number);
-        for (const std::string& file : many_.filesAside()) {
+        for (const std::string& file : many_.filesSetAside()) {
             fs::remove(file);
         }
         many_.put(octets);
@@ -378,7 +380,7 @@ TEST_F(StoreSalvageTest, TakesAPageThatCouldNotBeReadOnceForNoDamage) {
         }
         if (hasFailed) {
             ++failures;
-            if (many_.filesAside().empty()) {
+            if (many_.filesSetAside().empty()) {
                 EXPECT_TRUE(many_.octets() == octets);
                 EXPECT_EQ(salvage(octets).whole, expected.whole);
             } else {
@@ -415,7 +417,7 @@ TEST_F(StoreSalvageTest, LosesNothingMoreWhereTheProcessIsKilledInAWriteOfIt) {
     ManyHomes::spoil(octets, ManyHomes::pageOf(octets, "mark5."));
     const auto expected = salvage(octets);
     store_.reset();
-    fs::remove(many_.filesAside().front());
+    fs::remove(many_.filesSetAside().front());
     int kills = 0;
     for (std::size_t size = 0; size < octets.size(); size += 2 * ManyHomes::kPage) {
         SCOPED_TRACE(size);
@@ -433,7 +435,7 @@ TEST_F(StoreSalvageTest, LosesNothingMoreWhereTheProcessIsKilledInAWriteOfIt) {
         EXPECT_TRUE(many_.octets() == octets) << "it is only read";
         EXPECT_EQ(salvage(octets).whole, expected.whole);
         store_.reset();
-        fs::remove(many_.filesAside().front());
+        fs::remove(many_.filesSetAside().front());
         EXPECT_EQ(std::distance(fs::directory_iterator(many_.options().folder), {}), 2) << "it and its lock";
     }
     EXPECT_GT(kills, 5);
@@ -448,10 +450,7 @@ TEST_F(StoreSalvageTest, TakesWhatIsNewIntoAHomeWhoseRowIsWrongAndBehindARowOfTh
         fs::remove(many_.path());
         many_.homes().clear();
         fill(3);
-        sqlite3* database = nullptr;
-        ASSERT_EQ(sqlite3_open(many_.path().c_str(), &database), SQLITE_OK);
-        EXPECT_EQ(sqlite3_exec(database, damage, nullptr, nullptr, nullptr), SQLITE_OK);
-        sqlite3_close(database);
+        executeOn(many_.path(), damage);
         many_.homes().at("home1").settings["userId"] = "new";
         many_.write(HomeStore::open(many_.options()).value(), "home1");
         store_ = HomeStore::open(many_.options()).value();

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace xel::contract {
 
@@ -14,6 +15,11 @@ inline std::optional<std::string> contentsOf(const std::string& path) {
         return std::nullopt;
     }
     return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+/// The file's new contents, whether it was there or not.
+inline void replaceContents(const std::string& path, std::string_view octets) {
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << octets;
 }
 
 }  // namespace xel::contract

@@ -4,7 +4,6 @@
 #include <csignal>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <random>
 #include <string>
 #include <string_view>
@@ -25,10 +24,6 @@ using Records = std::vector<std::string>;
 
 std::string octetsOf(const std::string& path) {
     return contentsOf(path).value_or("");
-}
-
-void writeContents(const std::string& path, std::string_view octets) {
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << octets;
 }
 
 /// So far a file of this process can grow.
@@ -155,7 +150,7 @@ TEST_F(JournalFileTest, HoldsEachWholeRecordOfAFileThatIsCutAtAnyOctet) {
     }
     const std::string whole = octetsOf(path());
     for (std::size_t length = 0; length <= whole.size(); ++length) {
-        writeContents(path(), whole.substr(0, length));
+        replaceContents(path(), whole.substr(0, length));
         const auto count = std::upper_bound(ends.begin(), ends.end(), length) - ends.begin();
         const auto found = read();
         ASSERT_EQ(found.records, Records(records.begin(), records.begin() + count)) << "cut at " << length;
@@ -171,7 +166,7 @@ TEST_F(JournalFileTest, LosesAtMostTheRecordOfWhichAnOctetIsDamaged) {
         for (const unsigned flipped : {0x01U, 0x80U, 0xFFU}) {
             std::string damaged = whole;
             damaged[at] = static_cast<char>(static_cast<unsigned char>(damaged[at]) ^ flipped);
-            writeContents(path(), damaged);
+            replaceContents(path(), damaged);
             const auto found = read();
             ASSERT_TRUE(isPartOf(found.records, records)) << "octet " << at;
             const bool isOfHeader = at < kJournalHeaderSize;
@@ -188,7 +183,7 @@ TEST_F(JournalFileTest, IsUnknownWithoutASoundHeader) {
     std::string damaged = octetsOf(path());
     damaged[3] = 'x';
     damaged[kJournalHeaderCopySize + 9] = 'x';
-    writeContents(path(), damaged);
+    replaceContents(path(), damaged);
     EXPECT_EQ(read().run, 0U);
     EXPECT_TRUE(read().records.empty());
     EXPECT_TRUE(JournalImage::read(path()).value().isUnknown());
@@ -247,7 +242,7 @@ TEST_F(JournalFileTest, HoldsEverythingThatWasSyncedAfterAPowerCut) {
                 image.replace(at, length, former);
             }
         }
-        writeContents(path(), image);
+        replaceContents(path(), image);
         const auto found = read();
         ASSERT_GE(found.records.size(), syncedCount);
         ASSERT_TRUE(std::equal(records.begin(), records.begin() + static_cast<long>(syncedCount),
@@ -263,7 +258,7 @@ TEST_F(JournalFileTest, SaysThatItCannotBeOpenedOrRead) {
 }
 
 TEST_F(JournalFileTest, FollowsNoLink) {
-    writeContents(folder_.path() + "/other", "of somebody else");
+    replaceContents(folder_.path() + "/other", "of somebody else");
     std::filesystem::create_symlink(folder_.path() + "/other", path());
     EXPECT_FALSE(JournalFile::open(path()).isOk());
     EXPECT_FALSE(JournalImage::read(path()).isOk());

@@ -60,7 +60,7 @@ TEST_P(StreamMemory, IsGivenBackBehindMuchThatCameAndLeft) {
 
     const std::size_t before = octetsOnTheHeap();
     if (before == 0) {
-        GTEST_SKIP() << "a sanitizer's heap does not tell";
+        GTEST_SKIP() << "NOT TESTED: a sanitizer's heap does not tell";
     }
     reader.stream.reset();
     loopback.runFor(std::chrono::milliseconds(1));
